@@ -1,0 +1,37 @@
+# ovo_module(NAME SOURCES ... [PUBLIC ...] [PRIVATE ...])
+#
+# One static library per module. A module's directory is its include root, and a target sees the
+# headers of exactly those modules that it links: an include that is not linked does not compile.
+function(ovo_module NAME)
+  cmake_parse_arguments(M "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  add_library(${NAME} STATIC ${M_SOURCES})
+  target_include_directories(${NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(${NAME} PUBLIC ${M_PUBLIC} PRIVATE ovo_flags ${M_PRIVATE})
+endfunction()
+
+# ovo_program(NAME SOURCES ... [LIBRARIES ...]): an executable in bin/.
+function(ovo_program NAME)
+  cmake_parse_arguments(P "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${NAME} ${P_SOURCES})
+  target_link_libraries(${NAME} PRIVATE ovo_flags ${P_LIBRARIES})
+endfunction()
+
+# ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL]): a GoogleTest executable, each of
+# its tests a test of ctest. SERIAL: never beside another test (measures time or uses the machine).
+function(ovo_test NAME)
+  cmake_parse_arguments(T "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${NAME} ${T_SOURCES})
+  set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  target_include_directories(${NAME} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(${NAME} PRIVATE ovo_flags ${T_LIBRARIES} GTest::gmock GTest::gtest_main)
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 60)
+  endif()
+  if(T_SERIAL)
+    set(serial ON)
+  else()
+    set(serial OFF)
+  endif()
+  gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${NAME}."
+    PROPERTIES TIMEOUT ${T_TIMEOUT} RUN_SERIAL ${serial})
+endfunction()

@@ -1,0 +1,95 @@
+#ifndef APP_HALDENAPPLICATION_H
+#define APP_HALDENAPPLICATION_H
+
+#include "http/IRestApi.h"
+#include "ipc/IIPCClient.h"
+#include "ipc/IMessageThreadStrategy.h"
+#include "phoneconfig/IPhoneConfig.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace app {
+
+/// Frame of a service of the phone: process life, signals, message thread, bus, property store,
+/// phone configuration and health check. A service derives from it and calls exec() once, on its
+/// main thread.
+///
+/// exec() runs, in this order: init() (signal handlers, phone configuration, message thread,
+/// property store, bus), setup(), then the request table becomes active and readiness is told to
+/// systemd, the health check starts, waitForTermination(), and cleanup(). SIGTERM or SIGINT ends
+/// the wait; a second one, or 15 s without an end of the process, ends it at once.
+class HaldenApplication {
+public:
+    /// appName: the service's name in log lines; ipcName: its name on the bus.
+    HaldenApplication(const std::string& appName, const std::string& ipcName);
+    HaldenApplication(const HaldenApplication&) = delete;
+    HaldenApplication& operator=(const HaldenApplication&) = delete;
+
+    virtual ~HaldenApplication();
+    /// Tells the process to end: waitForTermination() returns, running transfers are aborted and
+    /// further ones refused. Any thread.
+    virtual void signalTermination();
+    /// Reads the phone configuration into phoneConfig.
+    virtual void setupPhoneConfig();
+    /// The web client of the process; made at the first call.
+    virtual std::shared_ptr<http::IRestApi> getRESTApi();
+    /// Builds the service; on the start-up thread, with phoneConfig, messageThreadStrategy,
+    /// propertyApi and ipcClient in place.
+    virtual void setup();
+    /// Ends the bus connection and the message thread. After waitForTermination().
+    virtual void cleanup();
+    /// Adds the requests that are served and answered.
+    virtual void setupHandlersMap(ipc::HandlersMap& handlers);
+    /// Adds the messages that are served and never answered.
+    virtual void setupProceduresMap(ipc::ProceduresMap& procedures);
+    /// Adds the topics to subscribe to.
+    virtual void setupSubscriptions(std::vector<std::string>& topics);
+    /// Adds the keys that the property client may keep cached: an entry that ends in "." is a
+    /// prefix,
+    /// "%" stands for one key segment.
+    virtual void setupNvmCacheParameters(std::vector<std::string>& keys);
+    virtual void createMessageThreadStrategy();
+    virtual void createIpcClient();
+    virtual void createPropertyApi();
+    virtual void setupSignalHandlers();
+    /// Blocks until termination is signalled.
+    virtual void waitForTermination();
+    /// True when the service is alive. On the health check's own thread, at half the interval that
+    /// systemd's watchdog asks for, every 30 s where none is set; true feeds the watchdog. May
+    /// block: then the watchdog is not fed.
+    virtual bool checkHealthStatus();
+    /// The phone was switched to another telephone system.
+    virtual void onPhoneSystemChanged();
+    /// Brings up signal handlers, phone configuration, message thread, property store and bus.
+    virtual void init();
+    /// True from signalTermination() on. Any thread.
+    virtual bool getTerminationFlag() const;
+    /// The phone's proxy settings changed.
+    virtual void onProxyChanged();
+    /// The phone's time-out for resolved names changed.
+    virtual void onCurlDnsCacheTimeoutChanged();
+    /// Makes one directory that the service works in.
+    virtual void setupWorkingDirectory(const std::string& path);
+
+    /// Runs the service until its end. What init() or setup() throws passes through after the parts
+    /// that were already up have been ended.
+    void exec();
+
+protected:
+    // Destroyed in the reverse order: bus, property store, message thread, phone configuration.
+    std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;
+    std::shared_ptr<ipc::IMessageThreadStrategy> messageThreadStrategy;
+    std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
+    std::shared_ptr<ipc::IIPCClient> ipcClient;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace app
+
+#endif

@@ -1,0 +1,34 @@
+#ifndef FILESYSTEM_FILESYSTEM_H
+#define FILESYSTEM_FILESYSTEM_H
+
+#include <string>
+
+/// Files of the phone. Every path is absolute and is taken below the phone's root directory. A path
+/// that is not absolute or that holds a "." or ".." component, a NUL or another control character
+/// is refused. All failures are std::runtime_error whose text names the operation, the path and the
+/// cause. Every operation may be called from every thread.
+namespace filesystem {
+
+/// Modes of files at creation; the process's umask applies.
+constexpr unsigned int PRIVATE_FILE = 0600; ///< keys, passwords, whatever holds some
+constexpr unsigned int PUBLIC_FILE = 0644;
+
+/// Whole content of a file of at most maxBytes; a larger one is refused without being read.
+constexpr unsigned long long MAX_READ_BYTES = 256ULL << 20U;
+std::string read(const std::string& path, unsigned long long maxBytes = MAX_READ_BYTES);
+
+/// Replaces the file's content: written to a temporary name in the same directory with the given
+/// mode, flushed to disk and renamed, so that a reader or a power cut sees the old or the new
+/// content and never a part. The directory must exist.
+void write(const std::string& path, const std::string& content, unsigned int mode = PRIVATE_FILE);
+
+/// True when the path names an existing directory; a trailing "/" is allowed.
+bool doesDirectoryExist(const std::string& path);
+
+/// Makes a directory and its missing parents, each with this mode whatever the umask. An existing
+/// directory is left as it is.
+void makeDirectory(const std::string& path, unsigned int mode);
+
+} // namespace filesystem
+
+#endif

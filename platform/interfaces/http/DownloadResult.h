@@ -1,0 +1,34 @@
+#ifndef HTTP_DOWNLOADRESULT_H
+#define HTTP_DOWNLOADRESULT_H
+
+#include "http/UrlInfo.h"
+
+#include <optional>
+
+namespace http {
+
+/// How a download ended. A value type.
+class DownloadResult {
+public:
+    DownloadResult() = default;
+    DownloadResult(bool downloaded, int httpStatus, std::optional<UrlInfo> serverAddress = {})
+        : downloaded_(downloaded)
+        , httpStatus_(httpStatus)
+        , serverAddress_(std::move(serverAddress)) {}
+
+    /// True when the file arrived whole and stands at its place.
+    bool downloaded() const { return downloaded_; }
+    /// Last HTTP status received; 0 when none arrived.
+    int httpStatus() const { return httpStatus_; }
+    /// On success the URL that the file finally came from, without credentials.
+    const std::optional<UrlInfo>& serverAddress() const { return serverAddress_; }
+
+private:
+    bool downloaded_ = false;
+    int httpStatus_ = 0;
+    std::optional<UrlInfo> serverAddress_;
+};
+
+} // namespace http
+
+#endif

@@ -1,0 +1,21 @@
+#ifndef HTTP_IDECRYPTER_H
+#define HTTP_IDECRYPTER_H
+
+#include <string>
+
+namespace http {
+
+/// Decrypts provisioning files. Any thread.
+class IDecrypter {
+public:
+    virtual ~IDecrypter() = default;
+    /// Plain content of an encrypted file; the file itself is not touched. Throws
+    /// std::runtime_error with a sentence when the file is not encrypted, when key file or file
+    /// cannot be read, and (one and the same sentence) when the key is wrong or the file is
+    /// damaged.
+    virtual std::string decrypt(const std::string& path) = 0;
+};
+
+} // namespace http
+
+#endif

@@ -1,0 +1,64 @@
+#ifndef HTTP_IRESTAPI_H
+#define HTTP_IRESTAPI_H
+
+#include "http/ISecurity.h"
+#include "http/UrlInfo.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace http {
+
+/// How credentials are presented to a server.
+enum class AuthScheme { None, Basic, Digest };
+
+/// One GET request, without redirection.
+struct HttpRequest {
+    UrlInfo url; ///< credentials in it are not used
+    AuthScheme auth = AuthScheme::None;
+    std::string user;
+    std::string password;
+    std::string caBundlePath; ///< trusted certificates, the phone's path
+    std::optional<ClientIdentity> clientIdentity;
+    std::chrono::seconds connectTimeout{10};
+    std::chrono::seconds stallTimeout{30}; ///< below 100 bytes/s for this long, first byte included
+    /// Takes the body piece by piece, after decompression, of a response with status 200; false
+    /// aborts.
+    std::function<bool(const char* data, std::size_t size)> onBody;
+    /// Counters in bytes: total (0: unknown), received; other than 0 aborts. Called about once a
+    /// second or more often.
+    std::function<int(std::int64_t total, std::int64_t received)> onProgress;
+};
+
+/// What came back.
+struct HttpResponse {
+    int status = 0;       ///< of the last response; 0 when none arrived
+    std::string location; ///< target of a redirect, absolute; empty when there is none
+    bool offersBasic = false;
+    bool offersDigest = false;
+    /// What went wrong, one clause without URL or library number; empty when the response arrived
+    /// whole, whatever its status.
+    std::string failure;
+};
+
+/// The phone's web client: performs single requests over connections that are kept from request to
+/// request, and knows about proxies. One object a process, owned by the framework. Any thread.
+class IRestApi {
+public:
+    virtual ~IRestApi() = default;
+    /// Performs one request; blocks until it has ended. Does not throw for what the network does.
+    virtual HttpResponse get(const HttpRequest& request) = 0;
+    /// Aborts running requests within a second and refuses further ones: the process is ending.
+    virtual void shutdown() noexcept = 0;
+    /// The proxy settings in the environment changed; further requests use the new ones.
+    virtual void proxyChanged() = 0;
+    /// How long a resolved name is remembered; further requests use it.
+    virtual void setDnsCacheTimeout(std::chrono::seconds timeout) = 0;
+};
+
+} // namespace http
+
+#endif

@@ -1,0 +1,22 @@
+#ifndef HTTP_URLEXCEPTION_H
+#define HTTP_URLEXCEPTION_H
+
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace http {
+
+/// A text that is no usable URL. The text never holds credentials.
+class UrlException : public std::exception {
+public:
+    explicit UrlException(std::string message) : message_(std::move(message)) {}
+    const char* what() const noexcept override { return message_.c_str(); }
+
+private:
+    std::string message_;
+};
+
+} // namespace http
+
+#endif

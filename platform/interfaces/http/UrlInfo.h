@@ -1,0 +1,44 @@
+#ifndef HTTP_URLINFO_H
+#define HTTP_URLINFO_H
+
+#include <cstdint>
+#include <string>
+
+namespace http {
+
+/// A URL in parts: scheme "://" [user ":" password "@"] host [":" port] path fileName.
+struct UrlInfo {
+    UrlInfo() = default;
+
+    /// Splits a text. The file name is everything after the last "/" behind the host, query
+    /// included, so it never holds a "/"; percent escapes stay as written; an IPv6 host keeps its
+    /// brackets; with nothing behind the host the path is "/". For every parsed u:
+    /// UrlInfo(u.getUrl()) == u. Throws UrlException for a text without "://", with an empty host
+    /// or with a port that is no number up to 65535; it quotes the text without its credentials.
+    explicit UrlInfo(const std::string& text);
+
+    std::string scheme; ///< "http" or "https", as written
+    std::string host;
+    std::uint32_t port = 0; ///< 0: none was given
+    std::string path;       ///< directory, from the first "/" up to and including the last one
+    std::string fileName;
+    std::string user;
+    std::string password;
+
+    /// Address of the directory that holds the file: without credentials and file name.
+    std::string getAbsolutePath() const;
+    /// The whole URL, with its credentials when it has them.
+    std::string getUrl() const;
+    /// True when user and password are both given; one alone counts as none.
+    bool hasCredentials() const;
+
+    bool operator==(const UrlInfo& other) const;
+};
+
+/// A URL's text without "user:password@", for log lines and messages. Takes any text: whatever
+/// stands between "://" and the last "@" of the part before the next "/" is cut.
+std::string withoutCredentials(const std::string& url);
+
+} // namespace http
+
+#endif

@@ -1,0 +1,32 @@
+#ifndef IPC_IIPCCLIENT_H
+#define IPC_IIPCCLIENT_H
+
+#include "ipc/IIPCPublisher.h"
+#include "ipc/IpcMsgParams.h"
+
+#include <functional>
+#include <map>
+#include <string>
+
+namespace ipc {
+
+/// Requests served: each handler returns the parameters of the answer, which is sent when the
+/// request asked for one. What a handler throws becomes the answer's parameter "error".
+using HandlersMap = std::map<const std::string, std::function<IpcMsgParams(const IpcMsgParams&)>>;
+/// Messages that are served without ever being answered with parameters.
+using ProceduresMap = std::map<const std::string, std::function<void(const IpcMsgParams&)>>;
+
+/// A service's connection to the phone's message bus. Requests run one at a time on the message
+/// thread, in the order of arrival; those that arrive before activate() wait for it.
+class IIPCClient : public IIPCPublisher {
+public:
+    /// Serves the two tables from now on, first the messages that waited. Once. Any thread.
+    virtual void activate(HandlersMap handlers, ProceduresMap procedures) = 0;
+    /// Ends the connection in order: what was handed to publish() before is still sent when the bus
+    /// is there (at most about a second); no handler is called afterwards. Idempotent.
+    virtual void stop() = 0;
+};
+
+} // namespace ipc
+
+#endif

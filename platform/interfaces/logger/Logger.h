@@ -1,0 +1,71 @@
+#ifndef LOGGER_LOGGER_H
+#define LOGGER_LOGGER_H
+
+#include <sstream>
+#include <string>
+#include <string_view>
+
+namespace logger {
+
+/// Level of a log line. Numeric: what is below the configured level is not written.
+enum DBG_LEVEL : int {
+    PROGRESS = 1, ///< routine progress
+    NOTABLE = 2,  ///< a notable condition: a skipped element, an unknown type, a missing directory
+    FAILURE = 3   ///< a failure, usually an exception's text
+};
+
+/// One finished log line, as it is handed to the sink.
+struct Record {
+    int level;
+    std::string_view source; ///< name of the source file without directory and suffix
+    int line;
+    std::string_view text;
+};
+
+/// Writes one line. Supplied by the program that is linked: the platform's logger in the daemon and
+/// the tools, a recorder in tests. Callable from every thread at any time; lines of several threads
+/// never mix. Never throws; a line that cannot be written is lost.
+void write(const Record& record) noexcept;
+
+/// True when lines of this level are written at all; lets callers skip expensive texts.
+bool isEnabled(int level) noexcept;
+
+/// One log statement, built from stream-style pieces and written as one line when it goes out of
+/// scope. Use it through LOG(level).
+class Logger {
+public:
+    Logger(int level, std::string_view source, int line)
+        : level_(level), source_(source), line_(line) {}
+    ~Logger() { write({level_, source_, line_, stream_.view()}); }
+    Logger(const Logger&) = delete;
+    Logger& operator=(const Logger&) = delete;
+
+    template <typename Piece>
+    Logger& operator<<(const Piece& piece) {
+        stream_ << piece;
+        return *this;
+    }
+
+private:
+    int level_;
+    std::string_view source_;
+    int line_;
+    std::ostringstream stream_;
+};
+
+/// "src/Utils.cpp" -> "Utils".
+constexpr std::string_view sourceName(std::string_view path) {
+    if (const auto slash = path.rfind('/'); slash != std::string_view::npos)
+        path.remove_prefix(slash + 1);
+    return path.substr(0, path.find('.'));
+}
+
+} // namespace logger
+
+/// LOG(1) << "Setting timer";
+#define LOG(level)                                                                                 \
+    if (!::logger::isEnabled(level)) {                                                             \
+    } else                                                                                         \
+        ::logger::Logger(level, ::logger::sourceName(__FILE__), __LINE__)
+
+#endif

@@ -1,0 +1,16 @@
+#ifndef PROPERTYAPI_PROPERTY_H
+#define PROPERTYAPI_PROPERTY_H
+
+#include <string>
+
+namespace propertyapi {
+
+/// One change of the property store: a key and the value it has taken (empty when it was removed).
+struct Property {
+    std::string key;
+    std::string value;
+};
+
+} // namespace propertyapi
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef WAITUNTIL_H
+#define WAITUNTIL_H
+
+#include <chrono>
+#include <thread>
+
+/// Waits for a condition that another thread or process brings about; false when it does not hold
+/// after the time. The time is a deadline for a broken system, not a measure.
+template <typename Condition>
+bool waitUntil(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            return condition();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+#endif
