@@ -64,8 +64,7 @@ constexpr std::string_view sourceName(std::string_view path) {
 
 /// LOG(1) << "Setting timer";
 #define LOG(level)                                                                                 \
-    if (!::logger::isEnabled(level)) {                                                             \
-    } else                                                                                         \
-        ::logger::Logger(level, ::logger::sourceName(__FILE__), __LINE__)
+    for (bool logThisLine = ::logger::isEnabled(level); logThisLine; logThisLine = false)          \
+    ::logger::Logger(level, ::logger::sourceName(__FILE__), __LINE__)
 
 #endif

@@ -1,0 +1,83 @@
+#include "CredentialsProvider.h"
+
+#include "ipc/IPCMessage.h"
+#include "logger/Logger.h"
+
+#include <chrono>
+#include <stdexcept>
+
+namespace ovo {
+
+namespace {
+
+constexpr char HTTP_USER[] = "System.Security.HTTPAuthUsername";
+constexpr char HTTP_PASSWORD[] = "System.Security.HTTPAuthPassword";
+constexpr char FACTORY_USER[] = "System.Provision.FactoryAuthUsername";
+constexpr char FACTORY_PASSWORD[] = "System.Provision.FactoryAuthPassword";
+constexpr char REQUEST_TIMEOUT[] = "ui.security.CredentialRequestTimeout";
+constexpr char PHONE_UI[] = "prov-client/phone-ui";
+
+std::string readCredentials(const propertyapi::IPropertyApi& propertyApi, const char* userKey,
+                            const char* passwordKey) {
+    const std::string user = propertyApi.getValue(userKey);
+    return user + ":" + propertyApi.getValue(passwordKey);
+}
+
+} // namespace
+
+CredentialsProvider::CredentialsProvider(const std::shared_ptr<propertyapi::IPropertyApi>& store,
+                                         const phoneconfig::IPhoneConfig& configuration,
+                                         const std::shared_ptr<ipc::IIPCClient>& bus)
+    : propertyApi(store), phoneConfig(configuration), ipcClient(bus) {}
+
+std::string CredentialsProvider::getHttpCredentials() {
+    try {
+        return readCredentials(*propertyApi, HTTP_USER, HTTP_PASSWORD);
+    } catch (const std::exception& exception) {
+        LOG(3) << "Problem reading http credentials: " << exception.what();
+        return ":";
+    }
+}
+
+std::string CredentialsProvider::getFactoryCredentials() {
+    try {
+        return readCredentials(*propertyApi, FACTORY_USER, FACTORY_PASSWORD);
+    } catch (const std::exception& exception) {
+        LOG(3) << "Cannot get factory auth credentials: " << exception.what();
+        return "";
+    }
+}
+
+std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
+    LOG(1) << "Waiting for input from phoneUI";
+    // Held through sending the request, so that no answer is stored before the flags are reset.
+    std::unique_lock lock(mutex);
+    credentialsReceived = false;
+    waitingForCredentials = true;
+    ipcClient->publish(PHONE_UI, ipc::IPCMessage("GetHttpCredentials"));
+    const std::chrono::seconds timeout(std::stoul(phoneConfig.getValue(REQUEST_TIMEOUT)));
+    const auto deadline = std::chrono::system_clock::now() + timeout;
+    if (!credentialsArrived.wait_until(lock, deadline,
+                                       [this] { return credentialsReceived.load(); }))
+        throw std::runtime_error("HTTP credentials input timeout");
+    credentialsReceived = false;
+    return credentials;
+}
+
+void CredentialsProvider::credentialsProvided(const std::string& answer) {
+    {
+        const std::lock_guard lock(mutex);
+        credentials = answer;
+        credentialsReceived = true;
+        waitingForCredentials = false;
+    }
+    credentialsArrived.notify_one();
+}
+
+void CredentialsProvider::saveHttpCredentials(const std::string& username,
+                                              const std::string& password) {
+    propertyApi->setValue(HTTP_USER, username);
+    propertyApi->setValue(HTTP_PASSWORD, password);
+}
+
+} // namespace ovo

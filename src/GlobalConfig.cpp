@@ -1,0 +1,37 @@
+#include "GlobalConfig.h"
+
+#include "logger/Logger.h"
+
+namespace ovo {
+
+const std::string GlobalConfig::PROVISIONING_VERSION = "1.1";
+
+void GlobalConfig::waitForPreconditions(std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
+                                        unsigned int maxAttempts, unsigned int intervalSeconds,
+                                        const Sleep& sleep) {
+    LOG(1) << "Waiting for factory auth user name and password";
+    unsigned int attempts = 0;
+    bool met = arePreconditionsMet(*propertyApi);
+    for (; !met && attempts < maxAttempts; ++attempts) {
+        LOG(1) << "Waiting for auth user name and password";
+        sleep(std::chrono::seconds(intervalSeconds));
+        met = arePreconditionsMet(*propertyApi);
+    }
+    if (!met)
+        LOG(1) << "Cannot read auth user name or password";
+    LOG(1) << (met ? "Preconditions are met" : "Preconditions are not met");
+}
+
+bool GlobalConfig::arePreconditionsMet(const propertyapi::IPropertyApi& propertyApi) {
+    bool met = true;
+    try {
+        const std::string user = propertyApi.getValue("System.Provision.FactoryAuthUsername");
+        const std::string password = propertyApi.getValue("System.Provision.FactoryAuthPassword");
+        met = !user.empty() && !password.empty();
+    } catch (const std::exception& exception) {
+        LOG(3) << "Error getting value from propApi, exception: " << exception.what();
+    }
+    return met;
+}
+
+} // namespace ovo

@@ -1,0 +1,31 @@
+#ifndef GLOBALCONFIG_H
+#define GLOBALCONFIG_H
+
+#include "Sleep.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <memory>
+#include <string>
+
+namespace ovo {
+
+/// What the whole daemon agrees on, and what it waits for at its start. No state.
+class GlobalConfig {
+public:
+    /// The format of provisioning files that is supported.
+    static const std::string PROVISIONING_VERSION;
+
+    /// Waits until the factory credentials are in the property store: at most maxAttempts sleeps of
+    /// intervalSeconds. Returns in any case.
+    static void waitForPreconditions(std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
+                                     unsigned int maxAttempts, unsigned int intervalSeconds,
+                                     const Sleep& sleep = sleepFor);
+
+    /// True when both factory credentials are set; also true when the store does not answer, since
+    /// a broken store must not hold the daemon in its start-up.
+    static bool arePreconditionsMet(const propertyapi::IPropertyApi& propertyApi);
+};
+
+} // namespace ovo
+
+#endif

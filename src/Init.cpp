@@ -1,0 +1,27 @@
+#include "Init.h"
+
+#include "GlobalConfig.h"
+
+#include <utility>
+
+namespace ovo {
+
+namespace {
+
+constexpr unsigned int PRECONDITION_ATTEMPTS = 10;
+constexpr unsigned int PRECONDITION_INTERVAL_SECONDS = 1;
+
+} // namespace
+
+Init::Init(std::shared_ptr<propertyapi::IPropertyApi> store) : propertyApi(std::move(store)) {}
+
+void Init::start() noexcept {
+    updateGlobalConfig();
+}
+
+void Init::updateGlobalConfig() noexcept {
+    GlobalConfig::waitForPreconditions(propertyApi, PRECONDITION_ATTEMPTS,
+                                       PRECONDITION_INTERVAL_SECONDS);
+}
+
+} // namespace ovo

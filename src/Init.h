@@ -1,0 +1,26 @@
+#ifndef INIT_H
+#define INIT_H
+
+#include "propertyapi/IPropertyApi.h"
+
+#include <memory>
+
+namespace ovo {
+
+/// Last step of the start-up, on the start-up thread: the wait for the factory credentials.
+class Init {
+public:
+    explicit Init(std::shared_ptr<propertyapi::IPropertyApi> store);
+
+    /// Blocks for up to about ten seconds. An exception that escapes ends the process.
+    void start() noexcept;
+
+private:
+    void updateGlobalConfig() noexcept;
+
+    std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
+};
+
+} // namespace ovo
+
+#endif

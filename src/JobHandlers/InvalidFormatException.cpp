@@ -1,0 +1,7 @@
+#include "JobHandlers/InvalidFormatException.h"
+
+namespace ovo {
+
+InvalidFormatException::InvalidFormatException(const std::string& message) : message_(message) {}
+
+} // namespace ovo

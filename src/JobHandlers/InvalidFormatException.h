@@ -1,0 +1,21 @@
+#ifndef JOBHANDLERS_INVALIDFORMATEXCEPTION_H
+#define JOBHANDLERS_INVALIDFORMATEXCEPTION_H
+
+#include <exception>
+#include <string>
+
+namespace ovo {
+
+/// A malformed parameter name.
+class InvalidFormatException : public std::exception {
+public:
+    explicit InvalidFormatException(const std::string& message);
+    const char* what() const noexcept override { return message_.c_str(); }
+
+private:
+    std::string message_;
+};
+
+} // namespace ovo
+
+#endif

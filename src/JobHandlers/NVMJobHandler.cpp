@@ -1,0 +1,171 @@
+#include "JobHandlers/NVMJobHandler.h"
+
+#include "JobHandlers/InvalidFormatException.h"
+#include "JobHandlers/XMLNodeType.h"
+#include "logger/Logger.h"
+#include "text/Quote.h"
+
+#include <algorithm>
+
+namespace ovo {
+
+namespace {
+
+constexpr char ORIGIN[] = "provisioning";
+constexpr char UNREAD[] = "???";
+
+constexpr char FUNCTION_KEYS_PREFIX[] = "PhoneUI.Keys.FunctionKeys.";
+constexpr char LOCK_PROVISIONING[] = "LockProvisioning";
+
+constexpr char VLAN_PREFIX[] = "NET.VLAN.";
+constexpr char VLAN_LOCKED[] = "NET.VLAN.Locked";
+
+constexpr char ACCOUNT_PREFIX[] = "SIP.Account.";
+constexpr char ONE_MELODY_PREFIX[] = "PhoneUI.Audio.OneMelody.";
+constexpr char DEFAULT_RINGTONE[] = "SIP.DefaultRingtone";
+
+bool startsWith(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+bool contains(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
+}
+
+/// "PhoneUI.Keys.FunctionKeys.12.Label" -> ("12", "Label").
+std::pair<std::string, std::string> getIndexAndPostfix(const std::string& name,
+                                                       const std::string& prefix) {
+    const auto start = prefix.size();
+    const auto dot = name.find('.', start);
+    if (dot == std::string::npos)
+        throw InvalidFormatException("Function key parameter name invalid " + quote(name));
+    return {name.substr(start, dot - start), name.substr(dot + 1)};
+}
+
+bool hasNumericKeyIndex(const std::string& name) {
+    try {
+        const std::string index = getIndexAndPostfix(name, FUNCTION_KEYS_PREFIX).first;
+        static_cast<void>(std::stoi(index));
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+} // namespace
+
+NVMJobHandler::NVMJobHandler(ProvisioningNode& jobNode,
+                             std::shared_ptr<propertyapi::IPropertyApi> store,
+                             ProgressReporter& reporter)
+    : JobHandler(jobNode, std::move(store)), progressReporter(reporter) {
+    name = "NVMJobHandler";
+
+    const auto functionKey = [this](const std::string& key, const std::string& value) {
+        if (hasNumericKeyIndex(key))
+            prepareFunctionKeyParams(key, value);
+    };
+    const auto vlan = [this](const std::string& key, const std::string& value) {
+        prepareVlanParams(key, value);
+    };
+    const auto ringtone = [this](const std::string& key, const std::string& value) {
+        if (isRingtoneParam(key))
+            prepareRingtoneParams(key, value);
+        else
+            append(key, value);
+    };
+    conditionalSettings = {{FUNCTION_KEYS_PREFIX, functionKey},
+                           {VLAN_PREFIX, vlan},
+                           {ACCOUNT_PREFIX, ringtone},
+                           {ONE_MELODY_PREFIX, ringtone},
+                           {DEFAULT_RINGTONE, ringtone}};
+}
+
+ProvisioningContext NVMJobHandler::runImpl() {
+    auto status = ProvisioningStatus::Fail;
+    const std::size_t requested = node.children.size();
+    prepareNvmParams();
+    if (!parameters.empty()) {
+        try {
+            const unsigned int applied = propertyApi->setValues(parameters, ORIGIN);
+            LOG(1) << "Parameters requested: " << requested << ", attempted: " << parameters.size()
+                   << ", new parameters applied: " << applied;
+            status = ProvisioningStatus::Success;
+        } catch (const std::exception& exception) {
+            LOG(1) << "None of parameters set: " << exception.what();
+        }
+    }
+    progressReporter.doProgress();
+    return ProvisioningContext(status);
+}
+
+void NVMJobHandler::prepareNvmParams() noexcept {
+    parameters.reserve(node.children.size());
+    for (const ProvisioningNode::Attributes& child : node.children) {
+        std::string key = UNREAD;
+        std::string value = UNREAD;
+        try {
+            key = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
+            value = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR);
+            addParameter(key, value);
+        } catch (const std::exception& exception) {
+            LOG(3) << "Parameter preparation failed: " << quote(key, value, "=") << " (exception "
+                   << exception.what() << ")";
+        }
+        progressReporter.doProgress();
+    }
+}
+
+void NVMJobHandler::addParameter(const std::string& key, const std::string& value) {
+    const auto setting = std::find_if(
+        conditionalSettings.begin(), conditionalSettings.end(),
+        [&](const ConditionalSetting& candidate) { return startsWith(key, candidate.prefix); });
+    if (setting == conditionalSettings.end())
+        append(key, value);
+    else
+        setting->action(key, value);
+}
+
+void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::string& value) {
+    const auto [index, postfix] = getIndexAndPostfix(key, FUNCTION_KEYS_PREFIX);
+    if (postfix == LOCK_PROVISIONING) {
+        LOG(2) << "This parameter can not be set by provisioning " << quote(key);
+    } else if (isFunctionKeyLocked(index)) {
+        LOG(2) << "This parameter can not be changed because it is locked " << quote(key);
+    } else {
+        LOG(1) << "Preparing function key param: " << quote(key, value, "=");
+        append(key, value);
+    }
+}
+
+bool NVMJobHandler::isFunctionKeyLocked(std::string index) {
+    return propertyApi->getValue("FunctionKeys." + index + "." + LOCK_PROVISIONING) != "0";
+}
+
+void NVMJobHandler::prepareVlanParams(const std::string& key, const std::string& value) {
+    if (propertyApi->getValue(VLAN_LOCKED) == "1")
+        return;
+    // Opened at once, before the batch is written.
+    propertyApi->setValue(VLAN_LOCKED, "0");
+    append(key, value);
+}
+
+bool NVMJobHandler::isRingtoneParam(const std::string& key) {
+    return (contains(key, "Ringtone") || contains(key, "OneMelody") || key == DEFAULT_RINGTONE) &&
+           !contains(key, "Header");
+}
+
+void NVMJobHandler::prepareRingtoneParams(const std::string& key, const std::string& value) {
+    const auto wav = value.rfind(".wav");
+    const auto slash = value.rfind('/', wav);
+    const auto begin = slash == std::string::npos ? 0 : slash + 1;
+    if (wav == std::string::npos)
+        append(key, value.substr(begin));
+    else
+        append(key, value.substr(begin, wav - begin) + ".mp3");
+}
+
+void NVMJobHandler::append(const std::string& key, const std::string& value) {
+    parameters.emplace_back(key, value);
+}
+
+} // namespace ovo

@@ -1,0 +1,59 @@
+#ifndef JOBHANDLERS_NVMJOBHANDLER_H
+#define JOBHANDLERS_NVMJOBHANDLER_H
+
+#include "JobHandlers/JobHandler.h"
+#include "ProvisioningWatchdog/ProgressReporter.h"
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace ovo {
+
+/// Writes a node of configuration parameters to the property store in one batch, after the rules
+/// that some parameters pass by the prefix of their name: locks of function keys, the VLAN lock,
+/// file names of ringtones.
+class NVMJobHandler : public JobHandler {
+public:
+    NVMJobHandler(ProvisioningNode& node, std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
+                  ProgressReporter& reporter);
+
+    ProvisioningContext runImpl() override;
+    ~NVMJobHandler() override = default;
+
+    /// Turns every child of the node into no or one parameter. What is thrown for one parameter
+    /// skips that one; anything but a standard exception ends the process.
+    void prepareNvmParams() noexcept;
+    /// Routes one parameter through the first rule whose prefix begins its name.
+    void addParameter(const std::string& name, const std::string& value);
+    void prepareFunctionKeyParams(const std::string& name, const std::string& value);
+    /// True unless the key's lock reads exactly "0".
+    bool isFunctionKeyLocked(std::string index);
+    bool isRingtoneParam(const std::string& name);
+    /// Cuts the value, a path or URL of a sound, down to its bare file name; ".wav" becomes ".mp3".
+    void prepareRingtoneParams(const std::string& name, const std::string& value);
+
+private:
+    struct ConditionalSetting {
+        using Action = std::function<void(const std::string& name, const std::string& value)>;
+
+        ConditionalSetting(std::string settingPrefix, Action settingAction)
+            : prefix(std::move(settingPrefix)), action(std::move(settingAction)) {}
+
+        std::string prefix;
+        Action action;
+    };
+
+    void prepareVlanParams(const std::string& name, const std::string& value);
+    void append(const std::string& name, const std::string& value);
+
+    ProgressReporter& progressReporter;
+    /// What will be written, in the order of acceptance.
+    std::vector<std::pair<std::string, std::string>> parameters;
+    std::vector<ConditionalSetting> conditionalSettings;
+};
+
+} // namespace ovo
+
+#endif

@@ -1,0 +1,17 @@
+#ifndef JOBHANDLERS_NULLJOBHANDLER_H
+#define JOBHANDLERS_NULLJOBHANDLER_H
+
+#include "JobHandlers/IJobHandler.h"
+
+namespace ovo {
+
+/// Handler of nodes that no job knows: fails without a word, since the builder has warned.
+class NullJobHandler final : public IJobHandler {
+public:
+    ProvisioningContext run() override;
+    const std::string& getName() const override;
+};
+
+} // namespace ovo
+
+#endif

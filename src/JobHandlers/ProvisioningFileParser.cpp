@@ -1,0 +1,150 @@
+#include "JobHandlers/ProvisioningFileParser.h"
+
+#include "GlobalConfig.h"
+#include "JobHandlers/XMLNodeType.h"
+#include "filesystem/Filesystem.h"
+#include "logger/Logger.h"
+#include "text/Quote.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace ovo {
+
+namespace {
+
+using common::xml::Node;
+
+const std::array<std::string, 6> MASTER_NODES = {
+    XMLParser::PROVISIONING_ROOT_STR, XMLParser::FIRMWARE_ROOT_STR, XMLParser::NVM_ROOT_STR,
+    XMLParser::NVM_SETTINGS_STR,      XMLParser::CUSTOM_ROOT_STR,   XMLParser::CUSTOM_SCENARIO_STR};
+
+constexpr std::array<std::string_view, 2> PRODUCTS = {"hd7k", "hd9"};
+constexpr std::string_view LOWEST_VERSION = "1.0";
+
+template <typename Range, typename Value>
+bool contains(const Range& range, const Value& value) {
+    return std::find(range.begin(), range.end(), value) != range.end();
+}
+
+bool equalIgnoringCase(char left, char right) {
+    return std::toupper(static_cast<unsigned char>(left)) ==
+           std::toupper(static_cast<unsigned char>(right));
+}
+
+/// Attributes of a leaf; of a repeated one the first occurrence.
+ProvisioningNode::Attributes attributesOf(const Node& leaf) {
+    ProvisioningNode::Attributes attributes;
+    for (Node::Attribute& attribute : leaf.attrs())
+        attributes.emplace(std::move(attribute));
+    return attributes;
+}
+
+} // namespace
+
+ProvisioningFileParser::ProvisioningFileParser(
+    std::shared_ptr<propertyapi::IPropertyApi> propertyApi)
+    : propertyApi_(std::move(propertyApi)) {}
+
+void ProvisioningFileParser::parse(std::string path, std::vector<ProvisioningNode>& nodes) {
+    reset(path);
+    validate(path);
+    parseNode(document_->root(), nodes);
+}
+
+void ProvisioningFileParser::reset(const std::string& path) {
+    std::string text = filesystem::read(path, common::xml::MAX_BYTES);
+    try {
+        document_ = std::make_unique<common::xml::Document>(common::xml::parse(std::move(text)));
+    } catch (const common::xml::XmlException& exception) {
+        LOG(2) << "file " << path << " is corrupted";
+        LOG(2) << "XML error in " << path << ": " << exception.what();
+        throw std::runtime_error("File " + path + " is corrupted");
+    }
+}
+
+void ProvisioningFileParser::validate(const std::string& path) {
+    if (!document_)
+        throw std::runtime_error("xml document not parsed");
+    if (!verifyMasterNode(document_->root()))
+        throw std::runtime_error("File " + path + " verification failed");
+}
+
+bool ProvisioningFileParser::verifyMasterNode(const Node& root) {
+    const std::string tag = root.tag();
+    if (!contains(MASTER_NODES, tag))
+        return false;
+    bool verified = false;
+    try {
+        LOG(1) << tag << " is verifiable";
+        const bool id = checkID(root);
+        const bool mac = checkMAC(root);
+        const bool version = checkVersion(root);
+        verified = id && mac && version;
+        if (verified)
+            LOG(1) << "File verified positively.";
+        else
+            LOG(3) << "File check error: ID=" << id << " MAC=" << mac << " VER=" << version;
+    } catch (const std::exception& exception) {
+        LOG(3) << "XML File doesn't meet provisioning requirements. Exception thrown: "
+               << exception.what();
+    }
+    return verified;
+}
+
+bool ProvisioningFileParser::checkID(const Node& root) const noexcept {
+    const std::string product = root.attr(XMLParser::GLOBAL_ATTR_PRODUCT_ID_STR);
+    if (contains(PRODUCTS, product) || !root.hasAttr(XMLParser::GLOBAL_ATTR_PRODUCT_ID_STR))
+        return true;
+    LOG(2) << "Incorrect product ID " << quote(product);
+    return false;
+}
+
+bool ProvisioningFileParser::checkMAC(const Node& root) const noexcept {
+    const std::string device = propertyApi_->getValue("NET.MAC.Address");
+    if (!root.hasAttr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR))
+        return true;
+    // Over the length of the device's address only: what the file carries behind it does not count.
+    const std::string meant = root.attr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR);
+    return meant.size() >= device.size() &&
+           std::equal(device.begin(), device.end(), meant.begin(), equalIgnoringCase);
+}
+
+bool ProvisioningFileParser::checkVersion(const Node& root) const noexcept {
+    // Texts are compared, not numbers.
+    const std::string version = root.attr(XMLParser::GLOBAL_ATTR_VERSION_STR);
+    if (version <= GlobalConfig::PROVISIONING_VERSION && version >= LOWEST_VERSION)
+        return true;
+    LOG(2) << "Incorrect file format version, provisioning not supported";
+    return false;
+}
+
+void ProvisioningFileParser::parseNode(const Node& element, std::vector<ProvisioningNode>& nodes) {
+    ProvisioningNode node;
+    leafTags_.clear();
+    for (const Node child : element) {
+        if (!child.empty()) {
+            parseNode(child, nodes);
+            continue;
+        }
+        node.type = child.tag();
+        if (ProvisioningNode::Attributes attributes = attributesOf(child); !attributes.empty())
+            node.children.push_back(std::move(attributes));
+        leafTags_.insert(node.type);
+    }
+    if (node.children.empty())
+        return;
+    if (leafTags_.size() > 1) {
+        LOG(1) << "XML child nodes have inconsistient names, please verify xml job: "
+               << element.tag();
+        return;
+    }
+    node.name = element.tag();
+    nodes.push_back(std::move(node));
+}
+
+} // namespace ovo

@@ -1,0 +1,50 @@
+#ifndef JOBHANDLERS_PROVISIONINGFILEPARSER_H
+#define JOBHANDLERS_PROVISIONINGFILEPARSER_H
+
+#include "JobHandlers/IProvisioningFileParser.h"
+#include "propertyapi/IPropertyApi.h"
+#include "xml/Xml.h"
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace ovo {
+
+/// Parser of provisioning files: XML whose root is one of the master nodes ("provisioning",
+/// "firmware", "nvm", "settings", "custom", "scenario") and carries "version" and optionally
+/// "productID" and "macAddress". Every element that directly holds childless elements becomes a
+/// node.
+class ProvisioningFileParser : public IProvisioningFileParser {
+public:
+    explicit ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> propertyApi);
+
+    void parse(std::string path, std::vector<ProvisioningNode>& nodes) override;
+
+    /// Reads and parses the file; on failure the document before is kept.
+    void reset(const std::string& path);
+    /// Throws std::runtime_error unless the document is meant for this phone.
+    void validate(const std::string& path);
+
+    /// Product, device and format version of the root; the three checks are always all made.
+    bool verifyMasterNode(const common::xml::Node& root);
+    // The checks admit no exception: one from the property store ends the process.
+    bool checkID(const common::xml::Node& root) const noexcept;
+    bool checkMAC(const common::xml::Node& root) const noexcept;
+    bool checkVersion(const common::xml::Node& root) const noexcept;
+
+    /// Walks an element. Its node is appended after those of the elements inside it.
+    void parseNode(const common::xml::Node& element, std::vector<ProvisioningNode>& nodes);
+
+private:
+    std::shared_ptr<propertyapi::IPropertyApi> propertyApi_;
+    std::unique_ptr<common::xml::Document> document_;
+    /// Tags of the leaf children seen. Shared by all levels of a walk: an element inside clears
+    /// what the one around it has collected so far.
+    std::set<std::string> leafTags_;
+};
+
+} // namespace ovo
+
+#endif

@@ -1,0 +1,37 @@
+#ifndef LOCALPHONEBOOKUPDATER_H
+#define LOCALPHONEBOOKUPDATER_H
+
+#include "http/IFileDownloader.h"
+#include "http/UrlInfo.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <memory>
+#include <mutex>
+
+namespace ovo {
+
+/// Fetches the phone's local phone book and asks the directory service, through the property store,
+/// to check it. One object for the whole program, used by runs and by the renewal timer. Nothing
+/// keeps the two from calling update() at the same moment; each call then downloads for itself.
+class LocalPhoneBookUpdater {
+public:
+    /// propertyApi outlives the updater.
+    LocalPhoneBookUpdater(const propertyapi::IPropertyApi& store,
+                          const std::shared_ptr<http::IFileDownloader>& downloader);
+
+    /// The URL of this and all later updates.
+    void setUrl(const http::UrlInfo& newUrl);
+    /// True when the phone book was fetched and announced; does not throw what goes wrong on the
+    /// way.
+    bool update();
+
+private:
+    const propertyapi::IPropertyApi& propertyApi;
+    std::shared_ptr<http::IFileDownloader> fileDownloader;
+    http::UrlInfo url;
+    std::mutex urlMutex;
+};
+
+} // namespace ovo
+
+#endif

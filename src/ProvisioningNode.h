@@ -1,0 +1,22 @@
+#ifndef PROVISIONINGNODE_H
+#define PROVISIONINGNODE_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ovo {
+
+/// One element of a provisioning file that carries job data.
+struct ProvisioningNode {
+    /// Attribute name to value of one leaf child.
+    using Attributes = std::map<std::string, std::string>;
+
+    std::string name; ///< tag of the element whose leaf children were collected, as "settings"
+    std::string type; ///< tag of those leaf children, as "param": the kind of job
+    std::vector<Attributes> children; ///< one map per leaf child with attributes, in document order
+};
+
+} // namespace ovo
+
+#endif

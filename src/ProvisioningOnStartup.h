@@ -1,0 +1,59 @@
+#ifndef PROVISIONINGONSTARTUP_H
+#define PROVISIONINGONSTARTUP_H
+
+#include "ProvisioningWatchdog/IProvisioningWorker.h"
+#include "Sleep.h"
+#include "http/ISecurity.h"
+#include "ipc/IIPCClient.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace ovo {
+
+/// The one provisioning of a boot: waits until network manager and user interface say that they are
+/// ready, runs a provisioning with the configured server and notes that it is done. Until then no
+/// other provisioning request is served.
+class ProvisioningOnStartup {
+public:
+    ProvisioningOnStartup(const std::shared_ptr<ipc::IIPCClient>& bus,
+                          const std::shared_ptr<http::ISecurity>& securityService,
+                          const std::shared_ptr<IProvisioningWorker>& provisioningWorker,
+                          const std::shared_ptr<propertyapi::IPropertyApi>& store,
+                          Sleep sleepOperation = sleepFor);
+    /// Waits for the boot-up thread, however long that takes.
+    ~ProvisioningOnStartup();
+    ProvisioningOnStartup(const ProvisioningOnStartup&) = delete;
+    ProvisioningOnStartup& operator=(const ProvisioningOnStartup&) = delete;
+
+    /// Starts the boot-up thread; once.
+    void run();
+    /// The answer "AreYouReadyResponse" of a service: "name" and "value". On the message thread.
+    ipc::IpcMsgParams handleReadyCheck(ipc::IpcMsgParams params);
+    /// True when the boot-up provisioning has been done, in this life of the process or before. Any
+    /// thread.
+    bool isComplete() const { return complete; }
+    void setNmInitState(bool ready);
+    void setPhoneuiInitState(bool ready);
+
+private:
+    void runInThread();
+    void onBootUp();
+
+    std::shared_ptr<ipc::IIPCClient> ipcClient;
+    std::shared_ptr<http::ISecurity> security;
+    std::shared_ptr<IProvisioningWorker> worker;
+    std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
+    std::atomic<bool> nmReady{false};
+    std::atomic<bool> phoneuiReady{false};
+    std::atomic<bool> complete{false};
+    std::thread bootUpThread;
+    Sleep sleep;
+};
+
+} // namespace ovo
+
+#endif

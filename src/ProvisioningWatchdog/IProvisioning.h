@@ -1,0 +1,20 @@
+#ifndef PROVISIONINGWATCHDOG_IPROVISIONING_H
+#define PROVISIONINGWATCHDOG_IPROVISIONING_H
+
+#include "ProvisioningContext.h"
+#include "ProvisioningFileContext.h"
+
+namespace ovo {
+
+/// Runs one provisioning file.
+class IProvisioning {
+public:
+    /// From download to the last job. Returns the merged status and the files that the jobs queued;
+    /// what a job throws passes through.
+    virtual ProvisioningContext execute(const ProvisioningFileContext& file) = 0;
+    virtual ~IProvisioning() = default;
+};
+
+} // namespace ovo
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef PROVISIONINGWATCHDOG_IPROVISIONINGWORKER_H
+#define PROVISIONINGWATCHDOG_IPROVISIONINGWORKER_H
+
+#include <string>
+
+/// The one place where provisioning runs are started. Every operation from every thread.
+class IProvisioningWorker {
+public:
+    /// Starts a run with the provisioning server's URL, after waiting in the caller's thread,
+    /// without a time-out, for a run that is in progress. A URL that is none is published as a
+    /// failed run.
+    virtual void startProvisioning(const std::string& url) = 0;
+    /// Blocks until the run in progress shows a sign of life; returns at once when none is in
+    /// progress or when it waits for the user.
+    virtual void waitForProgress() = 0;
+    virtual bool isProvisioningFinished() const = 0;
+    virtual ~IProvisioningWorker() = default;
+};
+
+#endif

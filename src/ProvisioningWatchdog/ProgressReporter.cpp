@@ -1,0 +1,28 @@
+#include "ProvisioningWatchdog/ProgressReporter.h"
+
+#include "logger/Logger.h"
+
+namespace ovo {
+
+void ProgressReporter::doProgress() {
+    {
+        const std::lock_guard lock(mutex);
+        progressed = true;
+    }
+    signalled_.notify_one();
+}
+
+void ProgressReporter::waitAndConsumeProgress() {
+    LOG(1) << "Waiting for progress";
+    std::unique_lock lock(mutex);
+    signalled_.wait(lock, [this] { return progressed; });
+    progressed = false;
+    LOG(1) << "Progress consumed";
+}
+
+void ProgressReporter::reset() {
+    const std::lock_guard lock(mutex);
+    progressed = false;
+}
+
+} // namespace ovo

@@ -1,0 +1,52 @@
+#ifndef PROVISIONINGWATCHDOG_PROVISIONING_H
+#define PROVISIONINGWATCHDOG_PROVISIONING_H
+
+#include "JobHandlers/IJobHandlerBuilder.h"
+#include "JobHandlers/IProvisioningFileParser.h"
+#include "ProvisioningNode.h"
+#include "ProvisioningWatchdog/IProvisioning.h"
+#include "http/IDecrypter.h"
+#include "http/IFileDownloader.h"
+#include "phoneconfig/IPhoneConfig.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <string>
+#include <vector>
+
+namespace ovo {
+
+/// One provisioning file from placeholder expansion over download, decryption and parsing to its
+/// jobs. Lives for one run, on the provisioning thread; what it refers to outlives it.
+class Provisioning : public IProvisioning {
+public:
+    Provisioning(http::IFileDownloader& fileDownloader, const IJobHandlerBuilder& jobHandlerBuilder,
+                 const propertyapi::IPropertyApi& propertyApi,
+                 const phoneconfig::IPhoneConfig& phoneConfig, IProvisioningFileParser& parser,
+                 http::IDecrypter& decrypter);
+
+    ProvisioningContext execute(const ProvisioningFileContext& file) override;
+
+    /// Makes a file the current one and expands the placeholders in its URL and path.
+    void setContext(const ProvisioningFileContext& file);
+    /// Fetches the current file; false when that failed.
+    bool download();
+    /// Decrypts a file in place. One that cannot be decrypted is left as it is.
+    void decrypt(const std::string& path);
+    /// Decrypts, parses and checks the current file; no nodes when that failed.
+    std::vector<ProvisioningNode> parse();
+    /// Runs one job per node.
+    ProvisioningContext apply(std::vector<ProvisioningNode>& nodes);
+
+private:
+    ProvisioningFileContext file_;
+    http::IFileDownloader& fileDownloader_;
+    const IJobHandlerBuilder& jobHandlerBuilder_;
+    const propertyapi::IPropertyApi& propertyApi_;
+    const phoneconfig::IPhoneConfig& phoneConfig_;
+    IProvisioningFileParser& parser_;
+    http::IDecrypter& decrypter_;
+};
+
+} // namespace ovo
+
+#endif

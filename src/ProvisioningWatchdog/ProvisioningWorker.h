@@ -1,0 +1,92 @@
+#ifndef PROVISIONINGWATCHDOG_PROVISIONINGWORKER_H
+#define PROVISIONINGWATCHDOG_PROVISIONINGWORKER_H
+
+#include "JobHandlers/IJobHandlerBuilder.h"
+#include "JobHandlers/IProvisioningFileParser.h"
+#include "LocalPhoneBookUpdater.h"
+#include "ProvisioningStatus.h"
+#include "ProvisioningWatchdog/IProvisioningWorker.h"
+#include "ProvisioningWatchdog/ProgressReporter.h"
+#include "ProvisioningWatchdog/TurnTaker.h"
+#include "http/ICredentialsProvider.h"
+#include "http/IDecrypter.h"
+#include "http/IFileDownloader.h"
+#include "http/ISecurity.h"
+#include "ipc/IIPCPublisher.h"
+#include "phoneconfig/IPhoneConfig.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace ovo {
+
+/// Runs each provisioning on a thread of its own, one at a time, and tells the phone over the bus
+/// and the property store that a run is in progress and how it ended.
+class ProvisioningWorker : public IProvisioningWorker {
+public:
+    /// The references outlive the worker.
+    ProvisioningWorker(const std::shared_ptr<propertyapi::IPropertyApi>& store,
+                       std::shared_ptr<phoneconfig::IPhoneConfig> configuration,
+                       std::shared_ptr<http::ISecurity> securityService,
+                       std::shared_ptr<http::IFileDownloader> downloader,
+                       std::shared_ptr<IProvisioningFileParser> fileParser,
+                       std::shared_ptr<http::ICredentialsProvider> credentials,
+                       ipc::IIPCPublisher& busPublisher, LocalPhoneBookUpdater& phoneBookUpdater,
+                       http::IDecrypter& fileDecrypter);
+    /// Waits for a run in progress.
+    ~ProvisioningWorker() override;
+    ProvisioningWorker(const ProvisioningWorker&) = delete;
+    ProvisioningWorker& operator=(const ProvisioningWorker&) = delete;
+
+    void startProvisioning(const std::string& url) override;
+    void waitForProgress() override;
+    bool isProvisioningFinished() const override { return finished; }
+
+    /// Waits for the run in progress, if there is one.
+    void waitForProvisioningEnd();
+    /// Value of "State.Network.Ready"; "0" aborts a download. On the store's notification thread.
+    void setNetworkStatus(std::string status);
+    /// The downloader's progress hook, on whichever thread downloads; not 0 aborts the transfer.
+    int curlProgressCallback(long dltotal, long dlnow, long ultotal, long ulnow);
+
+private:
+    void joinProvisioningThread();
+    void provisioningThreadMain(const http::UrlInfo& url, const std::function<void()>& onFinished);
+    void publishProvResults();
+    void publishProvInProgress(bool inProgress);
+    void publishCertificatesUpdate();
+    void setInProgress(const char* value);
+
+    ProgressReporter progress;
+    std::thread provisioningThread;
+    std::atomic<bool> finished{true};
+    std::atomic<long> lastDownloadedBytes{0};
+    std::string networkStatus;
+    std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
+    std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;
+    std::shared_ptr<http::IFileDownloader> fileDownloader;
+    std::shared_ptr<http::ISecurity> security;
+    std::shared_ptr<IJobHandlerBuilder> jobHandlerBuilder;
+    std::shared_ptr<IProvisioningFileParser> parser;
+    std::shared_ptr<http::ICredentialsProvider> credentialsProvider;
+    ipc::IIPCPublisher& publisher;
+    http::IDecrypter& decrypter;
+    /// Of the run in progress or the last one: written by the run's thread, and by a starter
+    /// between joining one run and starting the next.
+    ProvisioningStatus resultStatus = ProvisioningStatus::Success;
+
+    /// Callers of startProvisioning, between joining one run and starting the next.
+    TurnTaker starting;
+    std::mutex networkStatusMutex;
+    /// Held so that no notification reaches a worker that is gone.
+    std::unique_ptr<propertyapi::ISubscription> networkSubscription;
+};
+
+} // namespace ovo
+
+#endif

@@ -1,0 +1,56 @@
+#include "Utils.h"
+
+#include "Directories.h"
+#include "http/UrlException.h"
+#include "logger/Logger.h"
+
+namespace ovo {
+
+namespace {
+
+constexpr std::uint32_t MIN_PERIOD_SECONDS = 600;
+constexpr std::uint32_t MAX_PERIOD_SECONDS = 86400;
+
+} // namespace
+
+std::string Utils::convertStatus(ProvisioningStatus status) {
+    switch (status) {
+    case ProvisioningStatus::PartSuccess:
+        return "partSuccess";
+    case ProvisioningStatus::Success:
+        return "success";
+    default:
+        return "fail";
+    }
+}
+
+http::UrlInfo Utils::prependServerAddressToRelativeURL(std::string url,
+                                                       const std::string& serverAddress) {
+    try {
+        if (url.at(0) == '/')
+            url = http::UrlInfo(serverAddress).getAbsolutePath() + url.substr(1);
+        return http::UrlInfo(url);
+    } catch (const std::exception&) {
+        throw http::UrlException("Url is incorrect, please verify");
+    }
+}
+
+std::string Utils::constructXMLPath(const std::string& directory, const std::string& file) {
+    return Directories::WORKING_ROOT + directory + "/" + file;
+}
+
+std::uint32_t Utils::convertTimeStringToSeconds(const std::string& text) {
+    // A negative number becomes a large one here and so counts as too long.
+    const auto seconds = static_cast<std::uint32_t>(std::stoi(text));
+    if (seconds != 0 && seconds < MIN_PERIOD_SECONDS) {
+        LOG(2) << "Period must be at least 10 min., setting period to 10 min.";
+        return MIN_PERIOD_SECONDS;
+    }
+    if (seconds > MAX_PERIOD_SECONDS) {
+        LOG(2) << "Period must be no longer than 24h, setting period to 24h";
+        return MAX_PERIOD_SECONDS;
+    }
+    return seconds;
+}
+
+} // namespace ovo

@@ -1,0 +1,35 @@
+#ifndef UTILS_H
+#define UTILS_H
+
+#include "ProvisioningStatus.h"
+#include "http/UrlInfo.h"
+
+#include <cstdint>
+#include <string>
+
+namespace ovo {
+
+/// Small helpers that several parts of the daemon share. No state; any thread.
+struct Utils {
+    /// "fail", "partSuccess" or "success"; "fail" for NotSet and for any number out of range.
+    static std::string convertStatus(ProvisioningStatus status);
+
+    /// A URL from a provisioning file. One that begins with "/" is taken relative to the directory
+    /// of the server address, not to the server's root; any other is parsed as it stands. Throws
+    /// http::UrlException "Url is incorrect, please verify" for what is no URL, the empty text
+    /// included.
+    static http::UrlInfo prependServerAddressToRelativeURL(std::string url,
+                                                           const std::string& serverAddress);
+
+    /// Local path of a further provisioning file. Joins the texts as they are.
+    static std::string constructXMLPath(const std::string& directory, const std::string& file);
+
+    /// A period in seconds from decimal text: 0, or 600 to 86400; what lies outside is put to the
+    /// nearer end with a level 2 log line (a negative number to 86400). Throws
+    /// std::invalid_argument or std::out_of_range for a text that is no int.
+    static std::uint32_t convertTimeStringToSeconds(const std::string& text);
+};
+
+} // namespace ovo
+
+#endif
