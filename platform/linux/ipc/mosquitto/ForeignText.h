@@ -1,0 +1,14 @@
+#ifndef IPC_FOREIGNTEXT_H
+#define IPC_FOREIGNTEXT_H
+
+#include <string>
+
+namespace ipc {
+
+/// A text that another program chose, as it may stand in a log line: in double quotes, everything
+/// but printable ASCII escaped, cut after 200 bytes.
+std::string foreignText(const std::string& text);
+
+} // namespace ipc
+
+#endif

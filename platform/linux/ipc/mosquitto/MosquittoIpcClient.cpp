@@ -1,0 +1,86 @@
+#include "MosquittoIpcClient.h"
+
+#include "BusAddress.h"
+#include "BusLink.h"
+#include "ForeignText.h"
+#include "MqttConnection.h"
+#include "Outbox.h"
+#include "Payload.h"
+#include "RequestQueue.h"
+#include "logger/Logger.h"
+
+#include <array>
+#include <cstdio>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+namespace ipc {
+
+namespace {
+
+/// A name of its own for each client: the broker ends a connection when another one takes its name.
+std::string uniqueId(const std::string& clientName) {
+    if (!isPublishTopic(clientName))
+        throw std::runtime_error("Bus client name " + foreignText(clientName) + " is malformed");
+    std::array<char, 16> suffix{};
+    std::snprintf(suffix.data(), suffix.size(), "-%08x", std::random_device()());
+    return clientName + suffix.data();
+}
+
+/// Each topic once.
+std::vector<std::string> checkedTopics(const std::vector<std::string>& topics) {
+    for (const std::string& topic : topics) {
+        if (!isSubscriptionTopic(topic))
+            throw std::runtime_error("Bus topic " + foreignText(topic) + " is malformed");
+    }
+    const std::set<std::string> distinct(topics.begin(), topics.end());
+    return {distinct.begin(), distinct.end()};
+}
+
+} // namespace
+
+MosquittoIpcClient::MosquittoIpcClient(const std::string& address, const std::string& clientName,
+                                       std::vector<std::string> topics,
+                                       std::shared_ptr<IMessageThreadStrategy> messageThread,
+                                       Settings settings)
+    : outbox_(std::make_shared<Outbox>(settings.waitingMessages, settings.waitingBytes))
+    , requests_(std::make_shared<RequestQueue>(
+          std::move(messageThread), outbox_,
+          RequestQueue::Limits{settings.waitingRequests, settings.waitingRequestBytes}))
+    , link_(std::make_unique<BusLink>(BusAddress::parse(address), uniqueId(clientName),
+                                      checkedTopics(topics), settings, outbox_, requests_)) {}
+
+MosquittoIpcClient::~MosquittoIpcClient() {
+    stop();
+}
+
+bool MosquittoIpcClient::isConnected() const {
+    return outbox_->isOnline();
+}
+
+void MosquittoIpcClient::publish(const std::string& destination, const IPCMessage& message) {
+    OutgoingMessage outgoing{message.name, destination, encode(message), std::nullopt};
+    const char* refusal = !isPublishTopic(destination)                ? "the topic is malformed"
+                          : outgoing.payload.size() > LARGEST_PAYLOAD ? "it is too large"
+                                                                      : nullptr;
+    if (refusal == nullptr) {
+        outbox_->push(std::move(outgoing));
+        return;
+    }
+    LOG(2) << "Bus message " << foreignText(message.name) << " to " << foreignText(destination)
+           << " dropped: " << refusal;
+}
+
+void MosquittoIpcClient::activate(HandlersMap handlers, ProceduresMap procedures) {
+    requests_->activate(std::move(handlers), std::move(procedures));
+}
+
+void MosquittoIpcClient::stop() {
+    requests_->close();
+    outbox_->close();
+    link_->join();
+}
+
+} // namespace ipc

@@ -1,0 +1,192 @@
+#include "RequestQueue.h"
+
+#include "ForeignText.h"
+#include "Payload.h"
+#include "logger/Logger.h"
+
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+namespace ipc {
+
+namespace {
+
+std::size_t sizeOf(const IncomingMessage& message) {
+    return message.topic.size() + message.payload.size();
+}
+
+/// "auto-reboot/prov-client" -> "prov-client/auto-reboot"; none for what is not SENDER/RECEIVER.
+std::optional<std::string> mirrored(const std::string& topic) {
+    const auto slash = topic.find('/');
+    if (slash == std::string::npos || topic.find('/', slash + 1) != std::string::npos)
+        return std::nullopt;
+    return topic.substr(slash + 1) + "/" + topic.substr(0, slash);
+}
+
+IpcMsgParams errorParams(const std::string& text) {
+    IpcMsgParams params;
+    params.add("error", text);
+    return params;
+}
+
+std::optional<IPCMessage> decodeLogged(const IncomingMessage& message) {
+    try {
+        return decode(message.payload);
+    } catch (const std::exception& exception) {
+        LOG(2) << "Bus message on " << foreignText(message.topic)
+               << " dropped: " << exception.what();
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+RequestQueue::RequestQueue(std::shared_ptr<IMessageThreadStrategy> messageThread,
+                           std::shared_ptr<Outbox> outbox, Limits limits)
+    : messageThread_(std::move(messageThread)), outbox_(std::move(outbox)), limits_(limits) {}
+
+void RequestQueue::activate(HandlersMap handlers, ProceduresMap procedures) {
+    auto tables =
+        std::make_shared<const Tables>(Tables{std::move(handlers), std::move(procedures)});
+    std::size_t waiting = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        if (isActivated_)
+            throw std::logic_error("The request table of the bus client is active already");
+        isActivated_ = true;
+        if (isClosed_)
+            return;
+        tables_ = std::move(tables);
+        waiting = messages_.size();
+    }
+    while (waiting-- > 0)
+        postServing();
+}
+
+void RequestQueue::arrived(IncomingMessage message) {
+    if (append(message))
+        postServing();
+}
+
+/// True when the message is to be served now.
+bool RequestQueue::append(IncomingMessage& message) {
+    bool isDropped = false;
+    bool isActive = false;
+    {
+        const std::lock_guard lock(mutex_);
+        if (isClosed_)
+            return false;
+        isDropped =
+            messages_.size() >= limits_.messages || bytes_ + sizeOf(message) > limits_.bytes;
+        if (!isDropped) {
+            bytes_ += sizeOf(message);
+            messages_.push_back(std::move(message));
+            isActive = tables_ != nullptr;
+        }
+    }
+    if (isDropped) {
+        LOG(2) << "Bus message on " << foreignText(message.topic)
+               << " dropped: too many wait for the message thread";
+    }
+    return isActive;
+}
+
+/// Each task serves the message that is the oldest when it runs, so the order of the messages does
+/// not depend on that of the tasks.
+void RequestQueue::postServing() {
+    messageThread_->post([self = shared_from_this()] { self->serveNext(); });
+}
+
+void RequestQueue::close() {
+    std::deque<IncomingMessage> dropped;
+    std::shared_ptr<const Tables> tables;
+    {
+        std::unique_lock lock(mutex_);
+        isClosed_ = true;
+        dropped.swap(messages_);
+        tables.swap(tables_);
+        finished_.wait(lock, [this] {
+            return !serving_.has_value() || serving_ == std::this_thread::get_id();
+        });
+    }
+    if (!dropped.empty()) {
+        LOG(2) << "Connection to the bus ends, " << dropped.size() << " request(s) dropped";
+    }
+}
+
+void RequestQueue::serveNext() {
+    if (const std::optional<Work> work = begin()) {
+        serve(*work);
+        finish();
+    }
+}
+
+std::optional<RequestQueue::Work> RequestQueue::begin() {
+    const std::lock_guard lock(mutex_);
+    if (isClosed_ || messages_.empty())
+        return std::nullopt;
+    Work work{std::move(messages_.front()), tables_};
+    messages_.pop_front();
+    bytes_ -= sizeOf(work.message);
+    serving_ = std::this_thread::get_id();
+    return work;
+}
+
+void RequestQueue::finish() {
+    {
+        const std::lock_guard lock(mutex_);
+        serving_.reset();
+    }
+    finished_.notify_all();
+}
+
+void RequestQueue::serve(const Work& work) const {
+    const std::optional<IPCMessage> request = decodeLogged(work.message);
+    if (!request)
+        return;
+    std::optional<IpcMsgParams> params;
+    try {
+        params = run(*work.tables, *request);
+    } catch (const std::exception& exception) {
+        LOG(3) << "Bus message " << foreignText(request->name) << " failed: " << exception.what();
+        params = errorParams(exception.what());
+    } catch (...) {
+        LOG(3) << "Bus message " << foreignText(request->name) << " failed: unknown exception";
+        params = errorParams("unknown exception");
+    }
+    if (!params) {
+        LOG(2) << "Bus message " << foreignText(request->name) << " on "
+               << foreignText(work.message.topic) << " is unknown";
+        params = errorParams("unknown request [" + request->name + "]");
+    }
+    if (request->flag)
+        answer(work.message, *request, std::move(*params));
+}
+
+/// The parameters of the answer; none when nobody serves a message of that name.
+std::optional<IpcMsgParams> RequestQueue::run(const Tables& tables,
+                                              const IPCMessage& request) const {
+    if (const auto handler = tables.handlers.find(request.name); handler != tables.handlers.end())
+        return handler->second(request.params);
+    const auto procedure = tables.procedures.find(request.name);
+    if (procedure == tables.procedures.end())
+        return std::nullopt;
+    procedure->second(request.params);
+    return IpcMsgParams();
+}
+
+void RequestQueue::answer(const IncomingMessage& message, const IPCMessage& request,
+                          IpcMsgParams params) const {
+    const std::optional<std::string> topic =
+        message.responseTopic ? message.responseTopic : mirrored(message.topic);
+    if (!topic) {
+        LOG(2) << "Bus message " << foreignText(request.name) << " on "
+               << foreignText(message.topic) << " is not answered: it names no sender";
+        return;
+    }
+    const IPCMessage response(request.name + "Response", std::move(params), false);
+    outbox_->push({response.name, *topic, encode(response), message.correlationData});
+}
+
+} // namespace ipc
