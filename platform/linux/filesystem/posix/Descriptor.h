@@ -1,0 +1,35 @@
+#ifndef FILESYSTEM_POSIX_DESCRIPTOR_H
+#define FILESYSTEM_POSIX_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace filesystem {
+
+/// Owner of a file descriptor.
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() { close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int get() const { return number_; }
+    bool isOpen() const { return number_ >= 0; }
+    void reset(int number) {
+        close();
+        number_ = number;
+    }
+    /// 0, or -1 with errno: what was written before may be lost. The descriptor is gone in any
+    /// case.
+    int close() { return number_ < 0 ? 0 : ::close(std::exchange(number_, -1)); }
+
+private:
+    int number_ = -1;
+};
+
+} // namespace filesystem
+
+#endif

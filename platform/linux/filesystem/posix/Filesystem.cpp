@@ -1,0 +1,143 @@
+#include "filesystem/Filesystem.h"
+
+#include "AtomicFile.h"
+#include "Descriptor.h"
+#include "Root.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <stdexcept>
+#include <system_error>
+
+namespace filesystem {
+
+namespace {
+
+[[noreturn]] void fail(const char* operation, const std::string& path, int cause) {
+    throw std::system_error(cause, std::generic_category(),
+                            std::string(operation) + " \"" + path + "\"");
+}
+
+[[noreturn]] void refuse(const char* operation, const std::string& path, const std::string& why) {
+    throw std::runtime_error(std::string(operation) + " \"" + path + "\": " + why);
+}
+
+constexpr const char* READING = "Reading";
+constexpr const char* MAKING = "Making the directory";
+
+[[noreturn]] void refuseSize(const std::string& path, unsigned long long maxBytes) {
+    refuse(READING, path, "it is larger than " + std::to_string(maxBytes) + " bytes");
+}
+
+/// Size of an open file that has been found to be a regular one.
+std::uint64_t sizeOf(const Descriptor& file, const std::string& path) {
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0)
+        fail(READING, path, errno);
+    if (!S_ISREG(status.st_mode))
+        refuse(READING, path, "it is no regular file");
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+/// Reads up to the end or until the buffer is full; the bytes read.
+std::size_t readInto(char* buffer, std::size_t size, const Descriptor& file,
+                     const std::string& path) {
+    std::size_t filled = 0;
+    while (filled < size) {
+        const ssize_t count = ::read(file.get(), buffer + filled, size - filled);
+        if (count == 0)
+            break;
+        if (count > 0)
+            filled += static_cast<std::size_t>(count);
+        else if (errno != EINTR)
+            fail(READING, path, errno);
+    }
+    return filled;
+}
+
+bool isDirectory(const std::string& hostPath) {
+    struct stat status {};
+    return ::stat(hostPath.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// Makes the entry of a new directory last.
+void flushDirectory(const std::string& hostPath, const std::string& path) {
+    const Descriptor directory(::open(hostPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.isOpen() || ::fsync(directory.get()) != 0)
+        fail(MAKING, path, errno);
+}
+
+void makeOneDirectory(const std::string& hostPath, const std::string& hostParent,
+                      const std::string& path, mode_t mode) {
+    if (::mkdir(hostPath.c_str(), mode) != 0) {
+        // Somebody else may have made it in the meantime.
+        const int cause = errno;
+        if (isDirectory(hostPath))
+            return;
+        fail(MAKING, path, cause == EEXIST ? ENOTDIR : cause);
+    }
+    // mkdir() takes the umask's bits away.
+    if (::chmod(hostPath.c_str(), mode) != 0)
+        fail(MAKING, path, errno);
+    flushDirectory(hostParent, path);
+}
+
+} // namespace
+
+std::string read(const std::string& path, unsigned long long maxBytes) {
+    // Not blocking: opening a FIFO that has no writer would wait for one.
+    const Descriptor file(
+        ::open(root::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file.isOpen())
+        fail(READING, path, errno);
+    const std::uint64_t size = sizeOf(file, path);
+    if (size > maxBytes)
+        refuseSize(path, maxBytes);
+
+    // One byte more than the file has shows its end; files of the kernel say that they have none.
+    constexpr std::size_t STEP = 4096;
+    std::string content;
+    std::size_t filled = 0;
+    std::size_t room = static_cast<std::size_t>(size) + 1;
+    do {
+        content.resize(filled + room);
+        filled += readInto(content.data() + filled, room, file, path);
+        if (filled > maxBytes)
+            refuseSize(path, maxBytes);
+        room = std::max(filled, STEP);
+    } while (filled == content.size());
+    content.resize(filled);
+    return content;
+}
+
+void write(const std::string& path, const std::string& content, unsigned int mode) {
+    AtomicFile file(path, mode);
+    file.append(content.data(), content.size());
+    file.commit();
+}
+
+bool doesDirectoryExist(const std::string& path) {
+    return isDirectory(root::toHost(path));
+}
+
+void makeDirectory(const std::string& path, unsigned int mode) {
+    const std::string hostPath = root::toHost(path);
+    if (isDirectory(hostPath))
+        return;
+    const std::string top = root::directory();
+    std::string parent = top.empty() ? "/" : top;
+    for (std::size_t begin = top.size(); begin < hostPath.size();) {
+        const std::size_t end = std::min(hostPath.find('/', begin + 1), hostPath.size());
+        std::string directory = hostPath.substr(0, end);
+        if (!isDirectory(directory))
+            makeOneDirectory(directory, parent, path, static_cast<mode_t>(mode));
+        parent = std::move(directory);
+        begin = end;
+    }
+}
+
+} // namespace filesystem

@@ -1,0 +1,191 @@
+#include "os/Execute.h"
+
+#include "Root.h"
+#include "logger/Logger.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+#include <vector>
+
+namespace os {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+[[noreturn]] void fail(int cause, const char* operation) {
+    throw std::system_error(cause, std::generic_category(), operation);
+}
+
+void check(int cause, const char* operation) {
+    if (cause != 0)
+        fail(cause, operation);
+}
+
+/// How the program starts: a process group of its own, every signal with its default action and
+/// none blocked, no input, and no descriptor of this process but output and errors.
+class SpawnSetup {
+public:
+    SpawnSetup() {
+        check(::posix_spawnattr_init(&attributes_), "Preparing the attributes");
+        if (const int cause = ::posix_spawn_file_actions_init(&actions_); cause != 0) {
+            ::posix_spawnattr_destroy(&attributes_);
+            fail(cause, "Preparing the descriptors");
+        }
+    }
+    ~SpawnSetup() {
+        ::posix_spawn_file_actions_destroy(&actions_);
+        ::posix_spawnattr_destroy(&attributes_);
+    }
+    SpawnSetup(const SpawnSetup&) = delete;
+    SpawnSetup& operator=(const SpawnSetup&) = delete;
+
+    void fill() {
+        sigset_t all;
+        ::sigfillset(&all);
+        sigset_t none;
+        ::sigemptyset(&none);
+        check(::posix_spawnattr_setsigdefault(&attributes_, &all), "Setting the signals");
+        check(::posix_spawnattr_setsigmask(&attributes_, &none), "Setting the signals");
+        check(::posix_spawnattr_setpgroup(&attributes_, 0), "Setting the process group");
+        check(::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF |
+                                                           POSIX_SPAWN_SETSIGMASK |
+                                                           POSIX_SPAWN_SETPGROUP),
+              "Setting the attributes");
+        check(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0),
+              "Setting the input");
+        check(::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1),
+              "Setting the descriptors");
+    }
+
+    const posix_spawnattr_t* attributes() const { return &attributes_; }
+    const posix_spawn_file_actions_t* actions() const { return &actions_; }
+
+private:
+    posix_spawnattr_t attributes_{};
+    posix_spawn_file_actions_t actions_{};
+};
+
+/// A started program and its process group. The process is waited for at the latest with the object
+/// and its number therefore not given to another one before.
+class Process {
+public:
+    explicit Process(pid_t pid) : pid_(pid), descriptor_(openDescriptor(pid)) {
+        if (descriptor_ < 0) {
+            const int cause = errno;
+            killGroup();
+            wait();
+            fail(cause, "Watching the process");
+        }
+    }
+    ~Process() { ::close(descriptor_); }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    /// False when it still runs at the deadline.
+    bool endsBefore(Clock::time_point deadline) const {
+        pollfd process{descriptor_, POLLIN, 0};
+        for (;;) {
+            const timespec remaining = until(deadline);
+            const int ready = ::ppoll(&process, 1, &remaining, nullptr);
+            if (ready >= 0)
+                return ready > 0;
+            if (errno != EINTR)
+                return false;
+        }
+    }
+
+    void killGroup() const { ::kill(-pid_, SIGKILL); }
+
+    /// Waits for the end: the exit status, or 128 + the signal's number.
+    int wait() const {
+        int status = 0;
+        while (::waitpid(pid_, &status, 0) < 0) {
+            if (errno != EINTR)
+                fail(errno, "Waiting for its end");
+        }
+        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+
+private:
+    /// Readable once the process has ended. The libc's own function is not declared for C++.
+    static int openDescriptor(pid_t pid) {
+        return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    }
+
+    static timespec until(Clock::time_point deadline) {
+        using namespace std::chrono;
+        const auto left = std::max(deadline - Clock::now(), Clock::duration::zero());
+        const auto whole = duration_cast<seconds>(left);
+        timespec result{};
+        result.tv_sec = static_cast<time_t>(whole.count());
+        result.tv_nsec = static_cast<long>(duration_cast<nanoseconds>(left - whole).count());
+        return result;
+    }
+
+    pid_t pid_;
+    int descriptor_;
+};
+
+std::vector<std::string> split(const std::string& command) {
+    std::vector<std::string> words;
+    for (std::size_t begin = command.find_first_not_of(' '); begin != std::string::npos;) {
+        const std::size_t end = command.find(' ', begin);
+        words.push_back(command.substr(begin, end - begin));
+        begin = command.find_first_not_of(' ', end);
+    }
+    return words;
+}
+
+pid_t start(std::vector<std::string>& words) {
+    const std::string program = root::toHost(words.front());
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (std::string& word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    SpawnSetup setup;
+    setup.fill();
+    pid_t pid = -1;
+    check(::posix_spawn(&pid, program.c_str(), setup.actions(), setup.attributes(),
+                        arguments.data(), environ),
+          "Executing it");
+    return pid;
+}
+
+} // namespace
+
+int execute(const std::string& command, unsigned int timeoutMs) {
+    std::vector<std::string> words = split(command);
+    if (words.empty())
+        words.emplace_back();
+    // Arguments may hold what is not for the log.
+    const std::string program = words.front();
+    try {
+        const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+        const Process process(start(words));
+        if (process.endsBefore(deadline))
+            return process.wait();
+        process.killGroup();
+        process.wait();
+        LOG(2) << "Command " << program << " was killed: it did not end within " << timeoutMs
+               << " ms";
+    } catch (const std::exception& exception) {
+        LOG(2) << "Command " << program << " could not be run: " << exception.what();
+    }
+    return -1;
+}
+
+} // namespace os
