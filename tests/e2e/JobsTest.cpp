@@ -148,7 +148,7 @@ TEST(Certificates, TheClientCertificateOfOneRunOpensTheServerOfTheNext) {
     EXPECT_THAT(phone.log(), Not(HasSubstr("key-pa55word")));
     std::size_t notices = 0;
     for (const BusPeer::Message& message : phone.bus().messages("prov-client/sip-client"))
-        notices += message.payload.find("update_tls_security") != std::string::npos ? 1 : 0;
+        notices += message.payload.find("update_tls_security") != std::string::npos ? 1U : 0U;
     EXPECT_EQ(notices, 2U);
 
     phone.provision(strict.tlsUrl("/p.xml"));
