@@ -3,11 +3,11 @@
 
 #include "CurlRestApi.h"
 #include "FakeCredentialsProvider.h"
+#include "FakePhoneConfig.h"
+#include "FakeSecurity.h"
 #include "LogRecorder.h"
 #include "NoProxy.h"
 #include "PhoneRoot.h"
-#include "StubPhoneConfig.h"
-#include "StubSecurity.h"
 #include "http/FileDownloader.h"
 
 #include <gtest/gtest.h>
@@ -72,8 +72,8 @@ protected:
 
     PhoneRoot root;
     LogRecorder log;
-    std::shared_ptr<StubPhoneConfig> config = std::make_shared<StubPhoneConfig>();
-    std::shared_ptr<StubSecurity> security = std::make_shared<StubSecurity>();
+    std::shared_ptr<FakePhoneConfig> config = std::make_shared<FakePhoneConfig>();
+    std::shared_ptr<FakeSecurity> security = std::make_shared<FakeSecurity>();
     std::shared_ptr<FakeCredentialsProvider> credentials =
         std::make_shared<FakeCredentialsProvider>();
     std::shared_ptr<http::CurlRestApi> restApi = std::make_shared<http::CurlRestApi>();

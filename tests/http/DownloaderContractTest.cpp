@@ -1,13 +1,13 @@
 #include "CurlRestApi.h"
 #include "FakeCredentialsProvider.h"
 #include "FakeFileDownloader.h"
+#include "FakePhoneConfig.h"
+#include "FakeSecurity.h"
 #include "FaultyServer.h"
 #include "LogRecorder.h"
 #include "Nginx.h"
 #include "NoProxy.h"
 #include "PhoneRoot.h"
-#include "StubPhoneConfig.h"
-#include "StubSecurity.h"
 #include "WaitUntil.h"
 #include "http/FileDownloader.h"
 
@@ -44,9 +44,9 @@ private:
         return FaultyServer::Then::Close;
     }};
     http::FileDownloader downloader_{std::make_shared<http::CurlRestApi>(),
-                                     std::make_shared<StubSecurity>(),
+                                     std::make_shared<FakeSecurity>(),
                                      nullptr,
-                                     std::make_shared<StubPhoneConfig>(),
+                                     std::make_shared<FakePhoneConfig>(),
                                      std::make_shared<FakeCredentialsProvider>(),
                                      "provisioning.xml"};
 };

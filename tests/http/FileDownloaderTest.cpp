@@ -53,8 +53,8 @@ TEST_F(FileDownloaderTest, PresentsTheInstalledClientCertificate) {
     const TestIdentity client = ca.issueClient("phone");
     root.write("/data/certs/client/certificate.pem", client.certificate);
     root.write("/data/certs/client/key.pem", client.key);
-    security->clientIdentity = {"/data/certs/client/certificate.pem", "/data/certs/client/key.pem",
-                                ""};
+    security->setClientIdentity(http::ClientIdentity{"/data/certs/client/certificate.pem",
+                                                     "/data/certs/client/key.pem", ""});
     download(nginx.tlsUrl("/x"));
     EXPECT_EQ(content(), "x");
 }
@@ -137,7 +137,7 @@ TEST_F(FileDownloaderTest, FailsForShortAnswersAndBrokenConnections) {
 }
 
 TEST_F(FileDownloaderTest, FindsAStalledServer) {
-    config->values["networking.download.StallTimeout"] = "1";
+    config->set("networking.download.StallTimeout", "1");
     FaultyServer server([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n" +
                       std::string(50000, 'x'));
@@ -149,14 +149,14 @@ TEST_F(FileDownloaderTest, FindsAStalledServer) {
 }
 
 TEST_F(FileDownloaderTest, TimesOutWhileConnecting) {
-    config->values["networking.download.ConnectTimeout"] = "1";
+    config->set("networking.download.ConnectTimeout", "1");
     const FullPort full;
     EXPECT_THAT(failure("http://127.0.0.1:" + std::to_string(full.port()) + "/x"),
                 HasSubstr("failed: timed out while connecting"));
 }
 
 TEST_F(FileDownloaderTest, RefusesAnAnnouncedLengthBeforeTheBody) {
-    config->values["networking.download.MaxBytes"] = "1000";
+    config->set("networking.download.MaxBytes", "1000");
     FaultyServer server([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nContent-Length: 1001\r\n\r\n");
         exchange.stall(); // no byte of the body has to come
@@ -166,7 +166,7 @@ TEST_F(FileDownloaderTest, RefusesAnAnnouncedLengthBeforeTheBody) {
 }
 
 TEST_F(FileDownloaderTest, CountsTheSizeWhileWriting) {
-    config->values["networking.download.MaxBytes"] = "100000";
+    config->set("networking.download.MaxBytes", "100000");
     FaultyServer server([this](Exchange& exchange) {
         sendChunks(exchange, std::size_t{1} << 40U); // without end
         return Then::Close;
@@ -176,7 +176,7 @@ TEST_F(FileDownloaderTest, CountsTheSizeWhileWriting) {
 }
 
 TEST_F(FileDownloaderTest, CountsTheSizeAfterDecompression) {
-    config->values["networking.download.MaxBytes"] = "1000000";
+    config->set("networking.download.MaxBytes", "1000000");
     const std::string bomb = gzip(std::string(20U << 20U, '0'));
     ASSERT_LT(bomb.size(), 1000000U);
     FaultyServer server([&](Exchange& exchange) {
@@ -188,7 +188,7 @@ TEST_F(FileDownloaderTest, CountsTheSizeAfterDecompression) {
 }
 
 TEST_F(FileDownloaderTest, TakesAFileOfExactlyTheLimit) {
-    config->values["networking.download.MaxBytes"] = "1000";
+    config->set("networking.download.MaxBytes", "1000");
     const Nginx nginx;
     nginx.publish("/x", std::string(1000, 'x'));
     download(nginx.url("/x"));
