@@ -8,7 +8,7 @@
 //   kill-own-pipe        setup() writes to a pipe that nobody reads
 // PLACE: setup, termination (signalTermination), health (checkHealthStatus), cleanup, member (the
 // destructor of a member of the service).
-#include "PhoneRoot.h"
+#include "FakeIpcClient.h"
 #include "WaitUntil.h"
 #include "app/HaldenApplication.h"
 
@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -112,7 +113,7 @@ public:
         if (arguments_.count("no-bus") == 0)
             HaldenApplication::createIpcClient();
         else
-            ipcClient = std::make_shared<NoBus>();
+            ipcClient = std::make_shared<FakeIpcClient>();
     }
     void signalTermination() override {
         HaldenApplication::signalTermination();
@@ -133,13 +134,6 @@ public:
     }
 
 private:
-    struct NoBus : ipc::IIPCClient {
-        bool isConnected() const override { return false; }
-        void publish(const std::string&, const ipc::IPCMessage&) override {}
-        void activate(ipc::HandlersMap, ipc::ProceduresMap) override {}
-        void stop() override {}
-    };
-
     static Times times(const Arguments& arguments) {
         Times result;
         result.end = number(arguments, "end", result.end);
