@@ -70,8 +70,7 @@ std::string readable(const Json::Value& data) {
     return text;
 }
 
-std::string textLine(const Event& event, const Json::Value& data,
-                     EventPrinter::TimePoint time) {
+std::string textLine(const Event& event, const Json::Value& data, EventPrinter::TimePoint time) {
     // The widths of the longest of the usual names, so that the columns line up.
     constexpr std::size_t WHO = 10;
     constexpr std::size_t WHAT = 8;
@@ -85,8 +84,7 @@ std::string textLine(const Event& event, const Json::Value& data,
     return data.empty() ? line : line + "  " + readable(data);
 }
 
-std::string jsonLine(const Event& event, const Json::Value& data,
-                     EventPrinter::TimePoint time) {
+std::string jsonLine(const Event& event, const Json::Value& data, EventPrinter::TimePoint time) {
     Json::Value object(Json::objectValue);
     object["time"] = timeText(time, "%Y-%m-%dT%H:%M:%S", true) + "Z";
     object["who"] = event.who;
