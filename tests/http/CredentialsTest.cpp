@@ -1,5 +1,6 @@
 #include "DownloadFixture.h"
 #include "FaultyServer.h"
+#include "Guarded.h"
 #include "Nginx.h"
 #include "ServerDigest.h"
 
@@ -199,17 +200,17 @@ TEST_F(CredentialsTest, GoNotToTheTargetOfARedirectElsewhere) {
     elsewhere.put("users", "stored:{PLAIN}secret1\n");
     elsewhere.publish("/open", "open");
     elsewhere.publish("/x", "let in");
-    std::string target;
+    Guarded<std::string> target;
     FaultyServer server([&](Exchange& exchange) {
         exchange.send(exchange.request().header("authorization").empty()
                           ? answer(401, "", ASKS_FOR_BASIC)
-                          : answer(302, "", "Location: " + target + "\r\n"));
+                          : answer(302, "", "Location: " + target.get() + "\r\n"));
         return Then::Keep;
     });
-    target = elsewhere.url("/open");
+    target.set(elsewhere.url("/open"));
     download(server.url("/x"));
     EXPECT_EQ(content(), "open");
-    target = elsewhere.url("/x");
+    target.set(elsewhere.url("/x"));
     EXPECT_THAT(failure(server.url("/x")),
                 HasSubstr("failed: the server asks for credentials, which the target of a redirect "
                           "does not get"));
@@ -218,18 +219,18 @@ TEST_F(CredentialsTest, GoNotToTheTargetOfARedirectElsewhere) {
 }
 
 TEST_F(CredentialsTest, ElsewhereIsAnotherHostNameToo) {
-    std::uint16_t port = 0;
+    Guarded<std::uint16_t> port;
     FaultyServer server([&](Exchange& exchange) {
         if (exchange.request().header("host").rfind("localhost", 0) == 0)
             exchange.send(answer(200, "found"));
         else if (exchange.request().header("authorization").empty())
             exchange.send(answer(401, "", ASKS_FOR_BASIC));
         else
-            exchange.send(
-                answer(302, "", "Location: http://localhost:" + std::to_string(port) + "/x\r\n"));
+            exchange.send(answer(
+                302, "", "Location: http://localhost:" + std::to_string(port.get()) + "/x\r\n"));
         return Then::Keep;
     });
-    port = server.port();
+    port.set(server.port());
     download(server.url("/x"));
     EXPECT_THAT(authorizations(server), ElementsAre("", basic(STORED_SECRET), ""));
 }
@@ -255,9 +256,9 @@ TEST_F(CredentialsTest, StayInUseForARedirectAtTheSameServer) {
 }
 
 TEST_F(CredentialsTest, AreUsedAgainWhenARedirectComesBack) {
-    std::string home;
+    Guarded<std::string> home;
     FaultyServer elsewhere([&](Exchange& exchange) {
-        exchange.send(answer(302, "", "Location: " + home + "\r\n"));
+        exchange.send(answer(302, "", "Location: " + home.get() + "\r\n"));
         return Then::Keep;
     });
     FaultyServer server([&](Exchange& exchange) {
@@ -270,7 +271,7 @@ TEST_F(CredentialsTest, AreUsedAgainWhenARedirectComesBack) {
                               : answer(200, "let in"));
         return Then::Keep;
     });
-    home = server.url("/z");
+    home.set(server.url("/z"));
     download(server.url("/x"));
     EXPECT_EQ(content(), "let in");
     EXPECT_THAT(authorizations(elsewhere), ElementsAre(""));

@@ -1,6 +1,7 @@
 #include "DownloadFixture.h"
 #include "FaultyServer.h"
 #include "FreePort.h"
+#include "Guarded.h"
 #include "Gzip.h"
 #include "Nginx.h"
 #include "WaitUntil.h"
@@ -99,14 +100,15 @@ TEST_F(FileDownloaderTest, DecompressesWhatTheServerCompressed) {
 }
 
 TEST_F(FileDownloaderTest, FailsForEveryStatusBut200) {
-    int status = 0;
+    Guarded<int> announced;
     FaultyServer server([&](Exchange& exchange) {
+        const int status = announced.get();
         exchange.send("HTTP/1.1 " + std::to_string(status) + " Test\r\n" +
                       (status == 204 || status == 304 ? "\r\n" : "Content-Length: 4\r\n\r\nbody"));
         return Then::Close;
     });
     for (const int code : {201, 203, 204, 206, 300, 304, 305, 400, 403, 404, 410, 500, 503}) {
-        status = code;
+        announced.set(code);
         EXPECT_EQ(failure(server.url("/x")),
                   "Download from 127.0.0.1:" + std::to_string(server.port()) +
                       " failed: the server answered with status " + std::to_string(code));
@@ -115,21 +117,21 @@ TEST_F(FileDownloaderTest, FailsForEveryStatusBut200) {
 }
 
 TEST_F(FileDownloaderTest, FailsForShortAnswersAndBrokenConnections) {
-    std::string bytes;
+    Guarded<std::string> bytes;
     FaultyServer server([&](Exchange& exchange) {
-        exchange.send(bytes);
+        exchange.send(bytes.get());
         return Then::Close;
     });
-    bytes = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n" + std::string(99, 'x');
+    bytes.set("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n" + std::string(99, 'x'));
     EXPECT_THAT(failure(server.url("/x")), HasSubstr("failed: the answer was cut short"));
     EXPECT_EQ(lastStatus(), 200);
-    bytes = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nabcde\r\n";
+    bytes.set("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nabcde\r\n");
     EXPECT_THAT(failure(server.url("/x")), HasSubstr("failed: the answer was cut short"));
-    bytes = "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 20\r\n\r\n" +
-            gzip(std::string(5000, 'x')).substr(0, 20);
+    bytes.set("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 20\r\n\r\n" +
+              gzip(std::string(5000, 'x')).substr(0, 20));
     EXPECT_THAT(failure(server.url("/x")),
                 HasSubstr("failed: the compressed answer was cut short"));
-    bytes.clear();
+    bytes.set({});
     EXPECT_THAT(failure(server.url("/x")), HasSubstr("closed the connection without an answer"));
     EXPECT_EQ(lastStatus(), 0);
     EXPECT_THAT(failure("http://127.0.0.1:" + std::to_string(freePort()) + "/x"),
