@@ -9,6 +9,7 @@
 // PLACE: setup, termination (signalTermination), health (checkHealthStatus), cleanup, member (the
 // destructor of a member of the service).
 #include "FakeIpcClient.h"
+#include "Root.h"
 #include "WaitUntil.h"
 #include "app/HaldenApplication.h"
 
@@ -48,7 +49,7 @@ void waitForGo(const Arguments& arguments, const std::string& place) {
     if (arguments.count("wait-in-" + place) == 0)
         return;
     say("waiting in " + place);
-    const std::string go = std::string(std::getenv("HALDEN_ROOT")) + "/go";
+    const std::string go = root::toHost("/go");
     waitUntil([&] { return std::filesystem::exists(go); }, std::chrono::minutes(10));
 }
 
@@ -117,6 +118,7 @@ public:
     }
     void signalTermination() override {
         HaldenApplication::signalTermination();
+        say("told to end");
         waitForGo(arguments_, "termination");
     }
     void waitForTermination() override {

@@ -173,11 +173,7 @@ TEST_F(Watchdog, TheEndWaitsForACheckThatWaitsForARun) {
 }
 
 TEST_F(Watchdog, TheServiceRunsWhereSystemdCannotBeReached) {
-    std::optional<NotifySocket> systemd;
-    systemd.emplace();
-    const std::string socket = std::getenv("NOTIFY_SOCKET");
-    systemd.reset();
-    ::setenv("NOTIFY_SOCKET", socket.c_str(), 1);
+    ::setenv("NOTIFY_SOCKET", phone.host("/run/systemd/notify").c_str(), 1);
     RecordingApplication application;
     application.hooks.waitForTermination = [&] {
         application.signalTermination();
