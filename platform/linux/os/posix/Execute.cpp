@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -82,7 +82,7 @@ private:
 /// and its number therefore not given to another one before.
 class Process {
 public:
-    explicit Process(pid_t pid) : pid_(pid), descriptor_(::pidfd_open(pid, 0)) {
+    explicit Process(pid_t pid) : pid_(pid), descriptor_(openDescriptor(pid)) {
         if (descriptor_ < 0) {
             const int cause = errno;
             killGroup();
@@ -120,6 +120,11 @@ public:
     }
 
 private:
+    /// Readable once the process has ended. The libc's own function is not declared for C++.
+    static int openDescriptor(pid_t pid) {
+        return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    }
+
     static timespec until(Clock::time_point deadline) {
         using namespace std::chrono;
         const auto left = std::max(deadline - Clock::now(), Clock::duration::zero());

@@ -1,0 +1,162 @@
+#include "Escape.h"
+#include "MaskedText.h"
+#include "StderrWriter.h"
+#include "logger/Logger.h"
+
+#include <fcntl.h>
+#include <spdlog/details/log_msg.h>
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/base_sink.h>
+#include <spdlog/sinks/systemd_sink.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace logger {
+
+namespace {
+
+constexpr const char* JOURNAL_SOCKET = "/run/systemd/journal/socket";
+
+spdlog::level::level_enum libraryLevel(int level) {
+    if (level <= PROGRESS)
+        return spdlog::level::info;
+    return level == NOTABLE ? spdlog::level::warn : spdlog::level::err;
+}
+
+/// %*: the level as this system counts it.
+class LevelNumber : public spdlog::custom_flag_formatter {
+public:
+    void format(const spdlog::details::log_msg& message, const std::tm& /*time*/,
+                spdlog::memory_buf_t& line) override {
+        line.push_back(message.level == spdlog::level::info   ? '1'
+                       : message.level == spdlog::level::warn ? '2'
+                                                              : '3');
+    }
+    std::unique_ptr<custom_flag_formatter> clone() const override {
+        return std::make_unique<LevelNumber>();
+    }
+};
+
+/// One line a message. The sink's lock is held while a line is written: that is what keeps the lines
+/// of several threads apart.
+class StderrSink : public spdlog::sinks::base_sink<std::mutex> {
+public:
+    StderrSink() {
+        auto formatter =
+            std::make_unique<spdlog::pattern_formatter>(spdlog::pattern_time_type::utc, "\n");
+        formatter->add_flag<LevelNumber>('*').set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %* %s:%# %v");
+        formatter_ = std::move(formatter);
+    }
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& message) override {
+        spdlog::memory_buf_t line;
+        formatter_->format(message, line);
+        writer_.write({line.data(), line.size()});
+    }
+    void flush_() override {}
+
+private:
+    StderrWriter writer_;
+};
+
+/// systemd names device and inode of the stream that it connected to the journal; standard error may
+/// have been put elsewhere since.
+bool isStderrTheJournal() {
+    const char* stream = std::getenv("JOURNAL_STREAM");
+    struct stat status {};
+    if (stream == nullptr || ::fstat(STDERR_FILENO, &status) != 0)
+        return false;
+    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream &&
+           ::access(JOURNAL_SOCKET, W_OK) == 0;
+}
+
+/// A process without a standard error would give its number to the next file that it opens, and the
+/// lines would go there.
+void keepStderrFromOthers() {
+    if (::fcntl(STDERR_FILENO, F_GETFD) >= 0)
+        return;
+    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nowhere < 0 || nowhere == STDERR_FILENO)
+        return;
+    ::dup2(nowhere, STDERR_FILENO);
+    ::close(nowhere);
+}
+
+int configuredLevel() {
+    const char* value = std::getenv("HALDEN_LOG");
+    const std::string text = value == nullptr ? "" : value;
+    return text == "2" ? NOTABLE : text == "3" ? FAILURE : PROGRESS;
+}
+
+/// Where the lines go; decided at the first one.
+class Output {
+public:
+    Output() {
+        keepStderrFromOthers();
+        if (isStderrTheJournal())
+            journal_ = std::make_unique<spdlog::sinks::systemd_sink_mt>(program_invocation_short_name);
+    }
+
+    int lowestLevel() const { return lowestLevel_; }
+
+    void write(const Record& record) {
+        const std::string source(record.source);
+        const std::string text = escapeControls(withMaskedPasswords(record.text));
+        const spdlog::details::log_msg message(
+            spdlog::source_loc{source.c_str(), record.line, ""}, "", libraryLevel(record.level),
+            text);
+        if (!writeToJournal(message))
+            stderr_.log(message);
+    }
+
+private:
+    bool writeToJournal(const spdlog::details::log_msg& message) {
+        if (!journal_)
+            return false;
+        try {
+            journal_->log(message);
+            return true;
+        } catch (const spdlog::spdlog_ex&) {
+            return false;
+        }
+    }
+
+    const int lowestLevel_ = configuredLevel();
+    StderrSink stderr_;
+    std::unique_ptr<spdlog::sinks::systemd_sink_mt> journal_;
+};
+
+Output& output() {
+    // Never destroyed: other objects' destructors may log to the very end of the process.
+    static Output& theOutput = *new Output;
+    return theOutput;
+}
+
+} // namespace
+
+void write(const Record& record) noexcept {
+    if (!isEnabled(record.level))
+        return;
+    try {
+        output().write(record);
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the line is lost
+    }
+}
+
+bool isEnabled(int level) noexcept {
+    try {
+        return level >= output().lowestLevel();
+    } catch (const std::exception&) {
+        return true;
+    }
+}
+
+} // namespace logger

@@ -1,0 +1,16 @@
+#ifndef LOGGER_SPDLOG_MASKEDTEXT_H
+#define LOGGER_SPDLOG_MASKEDTEXT_H
+
+#include <string>
+#include <string_view>
+
+namespace logger {
+
+/// The text with "***" in place of the password of everything that looks like a URL with
+/// credentials (SCHEME://USER:PASSWORD@). In doubt more is masked: a password may hold "@", ":"
+/// and "/", and a blank where what stands before it is no host and port.
+std::string withMaskedPasswords(std::string_view text);
+
+} // namespace logger
+
+#endif
