@@ -1,4 +1,6 @@
 #include "RunningProgram.h"
+#include "Sanitizers.h"
+#include "WaitUntil.h"
 
 #include <gtest/gtest.h>
 
@@ -8,14 +10,6 @@
 #include <sstream>
 #include <string>
 #include <thread>
-
-#if defined(__SANITIZE_THREAD__)
-#define THREAD_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define THREAD_SANITIZER 1
-#endif
-#endif
 
 namespace {
 
@@ -37,17 +31,21 @@ std::map<std::string, std::string> sleeps(pid_t pid) {
 void expectIdle(const RunningProgram& program, pid_t pid, std::chrono::milliseconds window) {
     ASSERT_TRUE(program.waitFor("running"));
     // Threads may still be on their way to their first sleep.
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    const auto before = sleeps(pid);
+    auto before = sleeps(pid);
+    ASSERT_TRUE(waitUntil([&] {
+        const auto previous = before;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        before = sleeps(pid);
+        return before == previous;
+    }));
     ASSERT_FALSE(before.empty());
     std::this_thread::sleep_for(window);
     EXPECT_EQ(sleeps(pid), before);
 }
 
 TEST(Idle, NoThreadOfTheFrameworkWakesUp) {
-#ifdef THREAD_SANITIZER
-    GTEST_SKIP() << "the sanitizer has a thread of its own that wakes up";
-#endif
+    if constexpr (THREAD_SANITIZED)
+        GTEST_SKIP() << "the sanitizer has a thread of its own that wakes up";
     RunningProgram program({"no-clients"});
     expectIdle(program, program.process().pid(), std::chrono::milliseconds(500));
 }

@@ -4,11 +4,12 @@
 
 #include <utility>
 
-RunningProgram::RunningProgram(std::vector<std::string> arguments) {
+RunningProgram::RunningProgram(std::vector<std::string> arguments,
+                               std::map<std::string, std::string> environment) {
     arguments.insert(arguments.begin(), APP_UNDER_TEST);
-    process_ =
-        std::make_unique<ChildProcess>(std::move(arguments), directory_.path() + "/output",
-                                       std::map<std::string, std::string>{{"TEST_LOG", "1"}});
+    environment["TEST_LOG"] = "1";
+    process_ = std::make_unique<ChildProcess>(std::move(arguments), directory_.path() + "/output",
+                                              environment);
 }
 
 std::string RunningProgram::output() const {

@@ -4,6 +4,7 @@
 #include "ChildProcess.h"
 #include "PhoneRoot.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,7 +13,9 @@
 /// SOURCE:LINE TEXT") and what it says itself are in output().
 class RunningProgram {
 public:
-    explicit RunningProgram(std::vector<std::string> arguments);
+    /// environment: added to the test's.
+    explicit RunningProgram(std::vector<std::string> arguments,
+                            std::map<std::string, std::string> environment = {});
 
     ChildProcess& process() { return *process_; }
     const PhoneRoot& phone() const { return phone_; }
