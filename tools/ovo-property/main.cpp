@@ -110,7 +110,7 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
         return run(commands, arguments);
     } catch (const CLI::CallForHelp&) {
-        std::cout << app.help();
+        std::cout << app.help() << "\n";
         return 0;
     } catch (const std::exception& exception) {
         std::string text = exception.what();

@@ -22,7 +22,6 @@ make_report() {
     (cd "$demo" && sqlite3 -bail report.db <"$scripts/lib/demo/report.sql")
 }
 
-
 # Prints the table. $1: "all", or "new" to leave out what the phone had before.
 show_report() {
     local condition=1

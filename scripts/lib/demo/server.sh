@@ -9,8 +9,7 @@ make_certificates() {
         -subj "/O=Demo/CN=Demo CA" -addext "keyUsage=critical,keyCertSign,cRLSign" \
         -keyout "$server/ca.key" -out "$server/ca.pem"
     openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes \
-        -subj "/O=Demo/CN=127.0.0.1" -keyout "$server/server.key" -out "$server/server.csr" \
-       
+        -subj "/O=Demo/CN=127.0.0.1" -keyout "$server/server.key" -out "$server/server.csr"
     openssl x509 -req -in "$server/server.csr" -CA "$server/ca.pem" -CAkey "$server/ca.key" \
         -CAcreateserial -days 2 -extfile <(echo "subjectAltName=IP:127.0.0.1") \
         -out "$server/server.pem"
