@@ -1,7 +1,7 @@
 // A service for tests that need a process of their own: its end by signals, its start. It writes
 // what happens to it to stdout, one line each. Arguments, in any number:
 //   end=MS               time from the first signal to the forced end
-//   no-clients           neither store nor bus are made
+//   no-store, no-bus     the store, the bus client is not made
 //   wait-in-PLACE        PLACE lasts until the phone has a file /go; written as "waiting in PLACE"
 //   health-every=MS      interval of the health check
 //   hang-log             the log line before the forced end cannot be written
@@ -105,11 +105,11 @@ public:
         topics.emplace_back("tester/under-test");
     }
     void createPropertyApi() override {
-        if (arguments_.count("no-clients") == 0)
+        if (arguments_.count("no-store") == 0)
             HaldenApplication::createPropertyApi();
     }
     void createIpcClient() override {
-        if (arguments_.count("no-clients") == 0)
+        if (arguments_.count("no-bus") == 0)
             HaldenApplication::createIpcClient();
         else
             ipcClient = std::make_shared<NoBus>();

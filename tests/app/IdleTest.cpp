@@ -1,3 +1,5 @@
+#include "Broker.h"
+#include "BusPeer.h"
 #include "RunningProgram.h"
 #include "Sanitizers.h"
 #include "WaitUntil.h"
@@ -27,8 +29,11 @@ std::map<std::string, std::string> sleeps(pid_t pid) {
     return result;
 }
 
-/// The time over which nothing may happen is what is tested here, so it passes for real.
-void expectIdle(const RunningProgram& program, pid_t pid, std::chrono::milliseconds window) {
+/// What is tested here is that nothing happens for some time, so it passes for real: long enough
+/// for a thread that looks around every second.
+constexpr std::chrono::milliseconds WINDOW{1100};
+
+void expectIdle(const RunningProgram& program, pid_t pid) {
     ASSERT_TRUE(program.waitFor("running"));
     // Threads may still be on their way to their first sleep.
     auto before = sleeps(pid);
@@ -39,15 +44,28 @@ void expectIdle(const RunningProgram& program, pid_t pid, std::chrono::milliseco
         return before == previous;
     }));
     ASSERT_FALSE(before.empty());
-    std::this_thread::sleep_for(window);
+    std::this_thread::sleep_for(WINDOW);
     EXPECT_EQ(sleeps(pid), before);
 }
 
 TEST(Idle, NoThreadOfTheFrameworkWakesUp) {
     if constexpr (THREAD_SANITIZED)
         GTEST_SKIP() << "the sanitizer has a thread of its own that wakes up";
-    RunningProgram program({"no-clients"});
-    expectIdle(program, program.process().pid(), std::chrono::milliseconds(500));
+    RunningProgram program({"no-store", "no-bus"});
+    expectIdle(program, program.process().pid());
+}
+
+TEST(Idle, NoThreadWakesUpOnAQuietBus) {
+    if constexpr (THREAD_SANITIZED)
+        GTEST_SKIP() << "the sanitizer has a thread of its own that wakes up";
+    const Broker broker;
+    BusPeer peer(broker.address());
+    RunningProgram program({"no-store"}, {{"HALDEN_BUS", broker.address()}});
+    ASSERT_TRUE(waitUntil([&] {
+        peer.publish("tester/under-test", R"({"name": "Ping", "parameters": {}, "flag": true})");
+        return peer.waitForCount("under-test/tester", 1, std::chrono::milliseconds(10));
+    }));
+    expectIdle(program, program.process().pid());
 }
 
 } // namespace

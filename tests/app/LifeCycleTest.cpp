@@ -1,6 +1,7 @@
 #include "LogRecorder.h"
 #include "PhoneRoot.h"
 #include "RecordingApplication.h"
+#include "SqlitePropertyApi.h"
 #include "WaitUntil.h"
 
 #include <gmock/gmock.h>
@@ -212,6 +213,27 @@ TEST_F(LifeCycle, SeveralApplicationsRunOneAfterTheOther) {
         application.exec();
         EXPECT_TRUE(application.wasCalled("cleanup"));
     }
+}
+
+TEST_F(LifeCycle, ChangesOfPropertiesAreNotifiedUntilTheEndAndNotAfterIt) {
+    RecordingApplication application;
+    std::atomic<int> changes = 0;
+    application.hooks.waitForTermination = [&] {
+        application.properties()->subscribe("State.Provisioning",
+                                            [&](const propertyapi::Property&) { ++changes; });
+        application.properties()->setValue("State.Provisioning", "request");
+        ASSERT_TRUE(waitUntil([&] { return changes == 1; }));
+        application.signalTermination();
+    };
+    application.exec();
+
+    // Another client is told of the next change; the application, though it could still, is not.
+    propertyapi::SqlitePropertyApi other;
+    std::atomic<int> othersChanges = 0;
+    other.subscribe("State.Provisioning", [&](const propertyapi::Property&) { ++othersChanges; });
+    application.properties()->setValue("State.Provisioning", "success");
+    EXPECT_TRUE(waitUntil([&] { return othersChanges == 1; }));
+    EXPECT_EQ(changes, 1);
 }
 
 TEST_F(LifeCycle, TasksPostedToTheMessageThreadRunUntilTheEndAndNotAfterIt) {

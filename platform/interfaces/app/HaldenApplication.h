@@ -44,8 +44,9 @@ public:
     /// Builds the service; on the start-up thread, with phoneConfig, messageThreadStrategy,
     /// propertyApi and ipcClient in place.
     virtual void setup();
-    /// Ends the bus connection and the message thread, as far as init() has made them. After
-    /// waitForTermination().
+    /// Ends the bus connection, the notifications of the property store and the message thread, as
+    /// far as init() has made them: nothing calls the service back afterwards. Waits for a callback
+    /// that runs. After waitForTermination().
     virtual void cleanup();
     /// Adds the requests that are served and answered.
     virtual void setupHandlersMap(ipc::HandlersMap& handlers);

@@ -83,7 +83,9 @@ struct HaldenApplication::Impl {
     std::optional<DeferredCall> terminationCall;
     std::optional<SignalThread> signalThread;
 
+    // The application's members of the same names, as what they are: cleanup() stops them.
     std::shared_ptr<ipc::MessageThread> messageThread;
+    std::shared_ptr<propertyapi::SqlitePropertyApi> properties;
     std::optional<HealthCheck> healthCheck;
 };
 
@@ -184,6 +186,7 @@ HaldenApplication::~HaldenApplication() {
     // destroyed before the others.
     ipcClient.reset();
     propertyApi.reset();
+    impl_->properties.reset();
     messageThreadStrategy.reset();
     impl_->messageThread.reset();
     impl_->rest.reset();
@@ -240,7 +243,8 @@ void HaldenApplication::createPropertyApi() {
     // be done with single keys.
     std::vector<std::string> cachedKeys;
     setupNvmCacheParameters(cachedKeys);
-    propertyApi = std::make_shared<propertyapi::SqlitePropertyApi>();
+    impl_->properties = std::make_shared<propertyapi::SqlitePropertyApi>();
+    propertyApi = impl_->properties;
 }
 
 void HaldenApplication::createIpcClient() {
@@ -269,6 +273,8 @@ void HaldenApplication::waitForTermination() {
 void HaldenApplication::cleanup() {
     if (ipcClient)
         ipcClient->stop();
+    if (impl_->properties)
+        impl_->properties->stop();
     if (impl_->messageThread)
         impl_->messageThread->stop();
 }
