@@ -39,12 +39,12 @@ expect_text() {
     passed "$1: $3"
 }
 
-# One line of a program's log: who wrote it, and coloured by its level.
+# One line of a program's log at the time that it begins with: who wrote it, coloured by its level.
 show_line() {
     local colour=$dim
     case $1:$2 in
-    ovo:*" 2 "*) colour=$yellow ;;
-    ovo:*" 3 "*) colour=$red ;;
+    ovo:*Z\ 2\ *) colour=$yellow ;;
+    ovo:*Z\ 3\ *) colour=$red ;;
     simulator:*) colour='' ;;
     esac
     printf '   %s%-5s | %s%s\n' "$colour" "${1/simulator/phone}" "$2" "$plain"

@@ -88,8 +88,11 @@ status_is_published() {
     [[ $(status_count true) -ge 1 && $(status_count false) -ge 1 ]]
 }
 
-# To be called before what triggers a run.
+# To be called before what triggers a run. Clears the outcome of the one before, so that it cannot be
+# taken for the new one.
 begin_run() {
+    "$bin/ovo-property" set State.Provisioning "" State.Provisioning.HttpErrorCode "" \
+        >>"$logs/ovo-property.log"
     begin_log
     copy_store "$demo/before.db"
     bus_mark=$(wc -l <"$logs/witness.log")

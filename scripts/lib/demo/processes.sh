@@ -42,18 +42,26 @@ stop_all() {
     rm -f "$demo/pids"
 }
 
-# Shows the lines that the followed processes have written since the last time.
+# Shows the lines that the followed processes have written since the last time, in the order of
+# their times: UTC, as all of them are told to take it. The date of the daemon's lines is left out.
 show_new_lines() {
-    local name line
+    local name line lines=()
     for name in "${!log_files[@]}"; do
         while IFS= read -r -u "${log_files[$name]}" line; do
             line=${partial[$name]}$line
             partial[$name]=''
-            [[ $name != ovo ]] || run_log+=$line$'\n'
-            show_line "$name" "$line"
+            if [[ $name == ovo ]]; then
+                run_log+=$line$'\n'
+                line=${line#*T}
+            fi
+            lines+=("${line:0:12}$name|$line")
         done
         partial[$name]+=$line
     done
+    ((${#lines[@]} > 0)) || return 0
+    while IFS='|' read -r name line; do
+        show_line "${name:12}" "$line"
+    done < <(printf '%s\n' "${lines[@]}" | sort -s -k 1.1,1.12)
 }
 
 # Forgets the daemon's log so far.
