@@ -13,10 +13,13 @@ constexpr unsigned int PRECONDITION_INTERVAL_SECONDS = 1;
 
 } // namespace
 
-Init::Init(std::shared_ptr<propertyapi::IPropertyApi> store) : propertyApi(std::move(store)) {}
+Init::Init(std::shared_ptr<ProvisioningTimer> provisioningTimer,
+           std::shared_ptr<propertyapi::IPropertyApi> store)
+    : propertyApi(std::move(store)), timer(std::move(provisioningTimer)) {}
 
 void Init::start() noexcept {
     updateGlobalConfig();
+    timer->init();
 }
 
 void Init::updateGlobalConfig() noexcept {

@@ -1,16 +1,19 @@
 #ifndef INIT_H
 #define INIT_H
 
+#include "ProvisioningTimer.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <memory>
 
 namespace ovo {
 
-/// Last step of the start-up, on the start-up thread: the wait for the factory credentials.
+/// Last step of the start-up, on the start-up thread: the wait for the factory credentials, then
+/// the timers.
 class Init {
 public:
-    explicit Init(std::shared_ptr<propertyapi::IPropertyApi> store);
+    Init(std::shared_ptr<ProvisioningTimer> provisioningTimer,
+         std::shared_ptr<propertyapi::IPropertyApi> store);
 
     /// Blocks for up to about ten seconds. An exception that escapes ends the process.
     void start() noexcept;
@@ -19,6 +22,7 @@ private:
     void updateGlobalConfig() noexcept;
 
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
+    std::shared_ptr<ProvisioningTimer> timer;
 };
 
 } // namespace ovo

@@ -43,7 +43,12 @@ void OvoApplication::setup() {
     messageHandlers = std::make_unique<ApplicationMessageHandlers>(
         provisioningWorker, ipcClient, propertyApi, credentialsProvider, security,
         *provisioningOnStartup);
-    Init(propertyApi).start();
+    // Requests run on the message thread, never on the timer's.
+    provisioningTimer =
+        std::make_shared<ProvisioningTimer>(*propertyApi, *localPhoneBookUpdater, [this] {
+            messageThreadStrategy->post([this] { messageHandlers->handleProvisioningRequest(); });
+        });
+    Init(provisioningTimer, propertyApi).start();
 }
 
 void OvoApplication::setupWorkingDirectories() {

@@ -4,6 +4,7 @@
 #include "ApplicationMessageHandlers.h"
 #include "LocalPhoneBookUpdater.h"
 #include "ProvisioningOnStartup.h"
+#include "ProvisioningTimer.h"
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
 #include "app/HaldenApplication.h"
 #include "http/ICredentialsProvider.h"
@@ -40,6 +41,7 @@ private:
     std::shared_ptr<http::ICredentialsProvider> credentialsProvider;
     std::shared_ptr<LocalPhoneBookUpdater> localPhoneBookUpdater;
     std::unique_ptr<ApplicationMessageHandlers> messageHandlers;
+    std::shared_ptr<ProvisioningTimer> provisioningTimer;
 };
 
 } // namespace ovo

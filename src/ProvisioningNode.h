@@ -1,6 +1,7 @@
 #ifndef PROVISIONINGNODE_H
 #define PROVISIONINGNODE_H
 
+#include <iosfwd>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,6 +17,9 @@ struct ProvisioningNode {
     std::string type; ///< tag of those leaf children, as "param": the kind of job
     std::vector<Attributes> children; ///< one map per leaf child with attributes, in document order
 };
+
+/// For log lines: name, type and number of children, as in "nvm/file (3)".
+std::ostream& operator<<(std::ostream& stream, const ProvisioningNode& node);
 
 } // namespace ovo
 

@@ -1,5 +1,8 @@
 #include "JobHandlers/JobHandlerBuilder.h"
 
+#include "JobHandlers/CustomScenarioJobHandler.h"
+#include "JobHandlers/FileDownloadHandler.h"
+#include "JobHandlers/FirmwareJobHandler.h"
 #include "JobHandlers/NVMJobHandler.h"
 #include "JobHandlers/NullJobHandler.h"
 #include "JobHandlers/XMLNodeType.h"
@@ -25,9 +28,19 @@ struct JobHandlerBuilder::Rule {
 };
 
 const JobHandlerBuilder::Rule JobHandlerBuilder::RULES[] = {
+    {XMLParser::NVM_ROOT_STR, XMLParser::DOWNLOADABLE_FILE_STR,
+     &JobHandlerBuilder::makeFileDownloadHandler},
+    {XMLParser::CUSTOM_ROOT_STR, XMLParser::DOWNLOADABLE_FILE_STR,
+     &JobHandlerBuilder::makeFileDownloadHandler},
+    {XMLParser::PROVISIONING_ROOT_STR, XMLParser::PROVISIONING_CATEGORY_STR,
+     &JobHandlerBuilder::makeFileDownloadHandler},
     {XMLParser::NVM_ROOT_STR, XMLParser::NVM_SETTINGS_PARAM_STR,
      &JobHandlerBuilder::makeNvmJobHandler},
     {XMLParser::NVM_SETTINGS_STR, {}, &JobHandlerBuilder::makeNvmJobHandler},
+    {XMLParser::CUSTOM_ROOT_STR, XMLParser::CUSTOM_STEP_STR,
+     &JobHandlerBuilder::makeCustomScenarioJobHandler},
+    {XMLParser::CUSTOM_SCENARIO_STR, {}, &JobHandlerBuilder::makeCustomScenarioJobHandler},
+    {XMLParser::FIRMWARE_ROOT_STR, {}, &JobHandlerBuilder::makeFirmwareJobHandler},
 };
 
 JobHandlerBuilder::JobHandlerBuilder(std::shared_ptr<propertyapi::IPropertyApi> store,
@@ -56,9 +69,30 @@ JobHandlerBuilder::makeJobHandler(ProvisioningNode& node,
     return (this->*rule->make)(node, serverAddress);
 }
 
+std::shared_ptr<IJobHandler>
+JobHandlerBuilder::makeFileDownloadHandler(ProvisioningNode& node,
+                                           const http::UrlInfo& serverAddress) const {
+    return std::make_shared<FileDownloadHandler>(node, propertyApi, phoneConfig, serverAddress);
+}
+
 std::shared_ptr<IJobHandler> JobHandlerBuilder::makeNvmJobHandler(ProvisioningNode& node,
                                                                   const http::UrlInfo&) const {
     return std::make_shared<NVMJobHandler>(node, propertyApi, progressReporter);
+}
+
+std::shared_ptr<IJobHandler>
+JobHandlerBuilder::makeCustomScenarioJobHandler(ProvisioningNode& node,
+                                                const http::UrlInfo& serverAddress) const {
+    return std::make_shared<CustomScenarioJobHandler>(node, propertyApi, phoneConfig,
+                                                      fileDownloader, security, serverAddress,
+                                                      publisher, phoneBookUpdater);
+}
+
+std::shared_ptr<IJobHandler>
+JobHandlerBuilder::makeFirmwareJobHandler(ProvisioningNode& node,
+                                          const http::UrlInfo& serverAddress) const {
+    return std::make_shared<FirmwareJobHandler>(node, propertyApi, phoneConfig, fileDownloader,
+                                                serverAddress);
 }
 
 } // namespace ovo

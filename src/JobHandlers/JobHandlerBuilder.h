@@ -31,8 +31,14 @@ private:
     struct Rule;
     static const Rule RULES[];
 
+    std::shared_ptr<IJobHandler> makeFileDownloadHandler(ProvisioningNode& node,
+                                                         const http::UrlInfo& serverAddress) const;
     std::shared_ptr<IJobHandler> makeNvmJobHandler(ProvisioningNode& node,
                                                    const http::UrlInfo& serverAddress) const;
+    std::shared_ptr<IJobHandler>
+    makeCustomScenarioJobHandler(ProvisioningNode& node, const http::UrlInfo& serverAddress) const;
+    std::shared_ptr<IJobHandler> makeFirmwareJobHandler(ProvisioningNode& node,
+                                                        const http::UrlInfo& serverAddress) const;
 
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;

@@ -28,9 +28,10 @@ std::string toPem(const EVP_PKEY* key, const std::string& password) {
     const OpenSslErrors errors;
     const BioPtr sink = makeSink();
     const EVP_CIPHER* cipher = password.empty() ? nullptr : EVP_aes_256_cbc();
+    // The password is given: nothing is asked for, and a callback would be preferred to it.
     const int written =
         PEM_write_bio_PKCS8PrivateKey(sink.get(), key, cipher, password.data(),
-                                      static_cast<int>(password.size()), refusePassword, nullptr);
+                                      static_cast<int>(password.size()), nullptr, nullptr);
     return written == 1 ? contentOf(sink) : std::string();
 }
 

@@ -1,0 +1,147 @@
+#ifndef TIMERSCHEDULER_H
+#define TIMERSCHEDULER_H
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace common {
+
+/// One-shot timers: delivers values of type T after delays in milliseconds, one at a time, on a
+/// worker thread of its own, in order of due time and, for equal due times, of scheduling. The
+/// steady clock is used, so changes of the wall clock move nothing.
+///
+/// Every operation may be called from every thread, from the callback too, which runs without the
+/// lock; join() and the destructor not from the callback. T() is the zero value.
+template <typename T>
+class TimerScheduler {
+public:
+    using Callback = std::function<void(unsigned long long id, T& value)>;
+
+    /// Starts the worker. idleWaitMs: how often it wakes while nothing is scheduled.
+    TimerScheduler(const Callback& onDue, unsigned int idleWaitMs)
+        : callback(onDue), idleWait(idleWaitMs), worker([this] { loop(); }) {}
+    ~TimerScheduler() { join(); }
+    TimerScheduler(const TimerScheduler&) = delete;
+    TimerScheduler& operator=(const TimerScheduler&) = delete;
+
+    /// Id of the new timer; ids begin with 1 and are never used again. After abort() nothing fires.
+    unsigned long long schedule(const T& value, unsigned long delayMs) {
+        const std::lock_guard lock(mutex);
+        const auto due = Clock::now() + std::chrono::milliseconds(delayMs);
+        const unsigned long long id = getNewId();
+        insertEntry(Entry(id, value, due));
+        changed.notify_one();
+        return id;
+    }
+
+    /// The value of the timer, which never fires then; T() when it has fired or never was.
+    T cancel(unsigned long long id) {
+        const std::lock_guard lock(mutex);
+        const auto entry = std::find_if(entries.begin(), entries.end(),
+                                        [id](const Entry& other) { return other.id == id; });
+        if (entry == entries.end())
+            return T();
+        const T value = entry->value;
+        entries.erase(entry);
+        return value;
+    }
+
+    /// Drops all timers and stops the worker, for good.
+    void abort() {
+        const std::lock_guard lock(mutex);
+        entries.clear();
+        aborted = true;
+        changed.notify_one();
+    }
+
+    /// Waits for the worker's end, after abort().
+    void join() {
+        if (!aborted)
+            abort();
+        if (!worker.joinable())
+            return;
+        try {
+            worker.join();
+        } catch (const std::system_error&) {
+            // Nothing is left to wait for.
+        }
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Entry {
+        Entry(const unsigned long long& entryId, const T& entryValue, Clock::time_point entryDue)
+            : id(entryId), due(entryDue), value(entryValue) {}
+
+        unsigned long long id;
+        Clock::time_point due;
+        T value;
+    };
+
+    void loop() {
+        while (!aborted) {
+            std::unique_lock lock(mutex);
+            auto now = Clock::now();
+            while (shouldWaitForTimer(now)) {
+                changed.wait_for(lock, calculateTimeout(now));
+                now = Clock::now();
+            }
+            while (shouldBeProcessed(now)) {
+                Entry entry = entries.front();
+                entries.pop_front();
+                lock.unlock();
+                callback(entry.id, entry.value);
+                lock.lock();
+            }
+        }
+    }
+
+    unsigned long long getNewId() { return ++lastId; }
+
+    void insertEntry(const Entry& entry) {
+        const auto later = std::find_if(entries.begin(), entries.end(),
+                                        [&](const Entry& other) { return other.due > entry.due; });
+        entries.insert(later, entry);
+    }
+
+    bool shouldWaitForTimer(Clock::time_point now) const {
+        return !aborted && (entries.empty() || entries.front().due > now);
+    }
+
+    std::chrono::milliseconds calculateTimeout(Clock::time_point now) const {
+        if (entries.empty())
+            return idleWait;
+        if (entries.front().due <= now)
+            return std::chrono::milliseconds(0);
+        // One more than the whole milliseconds left, so that the worker never wakes a fraction
+        // early.
+        return std::chrono::duration_cast<std::chrono::milliseconds>(entries.front().due - now) +
+               std::chrono::milliseconds(1);
+    }
+
+    bool shouldBeProcessed(Clock::time_point now) const {
+        return !aborted && !entries.empty() && entries.front().due <= now;
+    }
+
+    [[maybe_unused]] std::atomic_flag reserved = ATOMIC_FLAG_INIT; ///< no operation uses it
+    Callback callback;
+    std::chrono::milliseconds idleWait;
+    std::mutex mutex;         ///< guards entries and lastId, and the writing of aborted
+    std::list<Entry> entries; ///< in order of due time
+    std::condition_variable changed;
+    std::atomic<bool> aborted{false};
+    unsigned long long lastId = 0;
+    std::thread worker; ///< last: it uses all the others
+};
+
+} // namespace common
+
+#endif

@@ -1,0 +1,245 @@
+#include "JobHandlers/CustomScenarioJobHandler.h"
+
+#include "Directories.h"
+#include "JobHandlers/UrlFromNode.h"
+#include "JobHandlers/XMLNodeType.h"
+#include "Utils.h"
+#include "dto/SysConf.h"
+#include "filesystem/Filesystem.h"
+#include "http/formatPath.h"
+#include "ipc/IPCMessage.h"
+#include "logger/Logger.h"
+#include "text/Quote.h"
+
+#include <utility>
+
+namespace ovo {
+
+namespace {
+
+constexpr char UNREAD[] = "???";
+
+constexpr char ATTR_URL[] = "url";
+constexpr char ATTR_RENEW_PERIOD[] = "renewPeriod";
+constexpr char ATTR_FLAGS[] = "flags";
+constexpr char ATTR_PASSWORD[] = "password";
+constexpr char FORCE_ACCEPT[] = "FORCE_ACCEPT";
+
+constexpr char CERTIFICATE_STORAGE[] = "/data/certs/_storage/";
+constexpr char CLIENT_DIRECTORY[] = "/data/certs/client/";
+constexpr char CLIENT_CERTIFICATE[] = "user_cert.pem";
+constexpr char CLIENT_KEY[] = "user_key.pem";
+constexpr char CLIENT_PASSWORD[] = "user_pass.txt";
+constexpr char WALLPAPER_DIRECTORY[] = "/data/images/";
+
+constexpr char SYSTEM_CONFIGURATION[] = "prov-client/sysconf";
+constexpr char SIP_CLIENT[] = "prov-client/sip-client";
+
+constexpr char PROVISIONING[] = "State.Provisioning";
+constexpr char REQUEST_CHECK_SYNC[] = "request-check-sync";
+constexpr char PHONE_BOOK_PERIOD[] = "State.LocalDirectoryUpdate.Period";
+constexpr int FUNCTION_KEYS = 8;
+
+std::string valueOrEmpty(const CustomScenarioJobHandler::Step& step, const char* attribute) {
+    const auto value = step.find(attribute);
+    return value == step.end() ? std::string() : value->second;
+}
+
+} // namespace
+
+CustomScenarioJobHandler::CustomScenarioJobHandler(
+    ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
+    const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration,
+    std::shared_ptr<http::IFileDownloader> downloader,
+    std::shared_ptr<http::ISecurity> securityService, const http::UrlInfo& server,
+    ipc::IIPCPublisher& busPublisher, LocalPhoneBookUpdater& phoneBookUpdater)
+    : JobHandler(jobNode, std::move(store)),
+      stepHandlers{
+          {"certificate", &CustomScenarioJobHandler::downloadCertificate},
+          {"UnlockAllFunctionKeys", &CustomScenarioJobHandler::unlockFunctionKeys},
+          {"Redirect", &CustomScenarioJobHandler::redirect},
+          {"LocalPhoneBook", &CustomScenarioJobHandler::downloadLocalPhoneBook},
+          {"Clientcertificate", &CustomScenarioJobHandler::downloadClientCertificate},
+          {"Clientkey", &CustomScenarioJobHandler::downloadPrivateKey},
+          {"DownloadWallpaper", &CustomScenarioJobHandler::downloadWallpaper},
+      },
+      fileDownloader(std::move(downloader)), security(std::move(securityService)),
+      phoneConfig(configuration), localPhoneBookUpdater(phoneBookUpdater), publisher(busPublisher),
+      serverAddress(server) {
+    name = "CustomScenarioJobHandler";
+}
+
+ProvisioningContext CustomScenarioJobHandler::runImpl() {
+    context.reset();
+    bool allSucceeded = true;
+    for (const Step& step : node.children)
+        allSucceeded = executeStep(step) && allSucceeded;
+    context.updateStatus(allSucceeded ? ProvisioningStatus::Success : ProvisioningStatus::Fail);
+    return context;
+}
+
+bool CustomScenarioJobHandler::executeStep(const Step& step) {
+    std::string type = UNREAD;
+    try {
+        type = step.at(XMLParser::CUSTOM_STEP_ATTR_TYPE_STR);
+        const auto handler = stepHandlers.find(type);
+        if (handler == stepHandlers.end()) {
+            LOG(2) << "Custom step type " << quote(type) << " not implemented";
+            return true;
+        }
+        LOG(1) << "Executing step: " << quote(type);
+        return handler->second(*this, step);
+    } catch (const std::exception& exception) {
+        LOG(3) << "Error executing step: " << quote(type) << " (exception " << exception.what()
+               << ")";
+        return false;
+    }
+}
+
+http::UrlInfo CustomScenarioJobHandler::getUrl(const Step& step) const {
+    return Utils::prependServerAddressToRelativeURL(step.at(ATTR_URL),
+                                                    serverAddress.getAbsolutePath());
+}
+
+std::string CustomScenarioJobHandler::getCertificateFlags(const Step& step) const {
+    return valueOrEmpty(step, ATTR_FLAGS);
+}
+
+std::string CustomScenarioJobHandler::getPassword(const Step& step) const {
+    return valueOrEmpty(step, ATTR_PASSWORD);
+}
+
+bool CustomScenarioJobHandler::downloadCertificate(const Step& step) {
+    const http::UrlInfo url = getUrl(step);
+    const std::string flags = getCertificateFlags(step);
+    LOG(1) << "Downloading certificate from URL " << quote(url.getUrl()) << " with flags "
+           << quote(flags);
+    const std::string path =
+        http::formatPath(CERTIFICATE_STORAGE + url.fileName, *propertyApi, *phoneConfig);
+    try {
+        fileDownloader->download(url, path, http::Access::Everyone);
+    } catch (const std::exception& exception) {
+        LOG(3) << exception.what();
+        return false;
+    }
+    return applyCertificate(url.fileName, path, flags == FORCE_ACCEPT);
+}
+
+bool CustomScenarioJobHandler::applyCertificate(const std::string& certificateName,
+                                                const std::string& path, bool forceAccept) {
+    std::string operation = forceAccept ? "Accept" : "Pending";
+    try {
+        LOG(1) << "Applying certificate " << quote(certificateName);
+        if (!security->checkCertificate(path))
+            operation = "Invalid";
+        publishCertificatesUpdate(operation, certificateName);
+        return true;
+    } catch (const std::exception& exception) {
+        LOG(3) << "Error applying certificate " << quote(operation, certificateName, "=")
+               << quote(exception.what());
+        return false;
+    }
+}
+
+void CustomScenarioJobHandler::publishCertificatesUpdate(const std::string& operation,
+                                                         const std::string& certificateName) {
+    dto::SysConf::ModifyCertificates record;
+    record.certificates.push_back({operation, certificateName});
+    publisher.publish(SYSTEM_CONFIGURATION,
+                      ipc::IPCMessage("MODIFY_CERTIFICATES", dto::SysConf::toMsgParams(record)));
+}
+
+bool CustomScenarioJobHandler::downloadClientCertificate(const Step& step) {
+    const http::UrlInfo url = getUrl(step);
+    LOG(1) << "Downloading client certificate from URL " << quote(url.getUrl());
+    try {
+        const std::string temporary = Directories::CUSTOM + CLIENT_CERTIFICATE;
+        fileDownloader->download(url, temporary);
+        const auto certificate = security->loadCertificate(temporary);
+        bool ok = certificate->isValid();
+        if (ok) {
+            ok = certificate->save(std::string(CLIENT_DIRECTORY) + CLIENT_CERTIFICATE);
+            notifyCertChanged(); // also when it was not saved
+        }
+        return ok;
+    } catch (const std::exception& exception) {
+        LOG(3) << exception.what();
+        return false;
+    }
+}
+
+bool CustomScenarioJobHandler::downloadPrivateKey(const Step& step) {
+    const http::UrlInfo url = getUrl(step);
+    LOG(1) << "Downloading client private key from URL " << quote(url.getUrl());
+    try {
+        const std::string temporary = Directories::CUSTOM + CLIENT_KEY;
+        fileDownloader->download(url, temporary);
+        const std::string password = getPassword(step);
+        const auto key = security->loadPrivateKey(temporary, password);
+        const std::string directory = CLIENT_DIRECTORY;
+        if (!key->isValid() || !key->save(directory + CLIENT_KEY, password))
+            return false;
+        filesystem::write(directory + CLIENT_PASSWORD, password);
+        notifyCertChanged();
+        return true;
+    } catch (const std::exception& exception) {
+        LOG(3) << exception.what();
+        return false;
+    }
+}
+
+void CustomScenarioJobHandler::notifyCertChanged() {
+    publisher.publish(SIP_CLIENT, ipc::IPCMessage("update_tls_security"));
+}
+
+bool CustomScenarioJobHandler::redirect(const Step& step) {
+    LOG(1) << "Custom redirect.";
+    try {
+        ProvisioningFileContext file;
+        file.serverAddress = serverAddress;
+        file.url = getUrlFromNode(step, serverAddress);
+        file.path = http::formatPath(Utils::constructXMLPath(node.name, file.url.fileName),
+                                     *propertyApi, *phoneConfig);
+        LOG(1) << "New provisioning file: " << file.url.getUrl();
+        context.push(file);
+        return true;
+    } catch (const std::exception& exception) {
+        LOG(3) << exception.what();
+        return false;
+    }
+}
+
+bool CustomScenarioJobHandler::downloadWallpaper(const Step& step) {
+    const http::UrlInfo url = getUrl(step);
+    const std::string text = url.getUrl();
+    LOG(1) << "Downloading wallpaper from URL " << quote(text);
+    const auto slash = text.rfind('/');
+    const std::string fileName = slash == std::string::npos ? "" : text.substr(slash + 1);
+    try {
+        fileDownloader->download(url, WALLPAPER_DIRECTORY + fileName, http::Access::Everyone);
+        return true;
+    } catch (const std::exception& exception) {
+        LOG(3) << exception.what();
+        return false;
+    }
+}
+
+bool CustomScenarioJobHandler::downloadLocalPhoneBook(const Step& step) const {
+    if (propertyApi->getValue(PROVISIONING) == REQUEST_CHECK_SYNC) {
+        LOG(1) << "Download of local phone book skipped";
+        return true;
+    }
+    const http::UrlInfo url = getUrl(step);
+    if (const std::string period = valueOrEmpty(step, ATTR_RENEW_PERIOD); !period.empty())
+        propertyApi->setValue(PHONE_BOOK_PERIOD, period);
+    localPhoneBookUpdater.setUrl(url);
+    return localPhoneBookUpdater.update();
+}
+
+bool CustomScenarioJobHandler::unlockFunctionKeys(const Step&) const {
+    for (int key = 0; key < FUNCTION_KEYS; ++key)
+        propertyApi->setValue("FunctionKeys." + std::to_string(key) + ".LockProvisioning", "0");
+    return true;
+}
+
+} // namespace ovo

@@ -1,0 +1,60 @@
+#include "JobHandlers/FileDownloadHandler.h"
+
+#include "JobHandlers/UrlFromNode.h"
+#include "JobHandlers/XMLNodeType.h"
+#include "Utils.h"
+#include "http/formatPath.h"
+#include "logger/Logger.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace ovo {
+
+FileDownloadHandler::FileDownloadHandler(
+    ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
+    const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration, const http::UrlInfo& server)
+    : JobHandler(jobNode, std::move(store)), phoneConfig(configuration), serverAddress(server) {
+    name = "FileDownloadHandler";
+}
+
+ProvisioningContext FileDownloadHandler::runImpl() {
+    if (node.children.empty())
+        return ProvisioningContext(ProvisioningStatus::Fail);
+    ProvisioningContext result;
+    for (const ProvisioningNode::Attributes& child : node.children) {
+        LOG(1) << "Running FileDownloadHandlerJob on: " << node;
+        try {
+            validateNode(child);
+            queue(child, result);
+        } catch (const std::exception& exception) {
+            LOG(3) << exception.what();
+            result.updateStatus(ProvisioningStatus::Fail);
+        }
+    }
+    return result;
+}
+
+void FileDownloadHandler::queue(const ProvisioningNode::Attributes& child,
+                                ProvisioningContext& result) {
+    ProvisioningFileContext file;
+    file.serverAddress = serverAddress;
+    file.url = getUrlFromNode(child, serverAddress);
+    file.path = http::formatPath(Utils::constructXMLPath(node.name, file.url.fileName),
+                                 *propertyApi, *phoneConfig);
+    LOG(1) << "New provisioning file: " << file.url.getUrl();
+    result.push(file);
+}
+
+bool FileDownloadHandler::validateNode(const ProvisioningNode::Attributes& child) {
+    if (node.type != XMLParser::PROVISIONING_CATEGORY_STR)
+        return false;
+    const std::string& type = child.at(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR);
+    for (const char* accepted :
+         {XMLParser::FIRMWARE_ROOT_STR, XMLParser::NVM_ROOT_STR, XMLParser::CUSTOM_ROOT_STR})
+        if (type == accepted)
+            return true;
+    throw std::runtime_error("Node " + node.type + " failed to validate");
+}
+
+} // namespace ovo

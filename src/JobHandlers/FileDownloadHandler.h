@@ -1,0 +1,36 @@
+#ifndef JOBHANDLERS_FILEDOWNLOADHANDLER_H
+#define JOBHANDLERS_FILEDOWNLOADHANDLER_H
+
+#include "JobHandlers/JobHandler.h"
+#include "http/UrlInfo.h"
+#include "phoneconfig/IPhoneConfig.h"
+
+#include <memory>
+
+namespace ovo {
+
+/// Queues the further provisioning files that a node lists; downloads nothing itself.
+class FileDownloadHandler : public JobHandler {
+public:
+    FileDownloadHandler(ProvisioningNode& node,
+                        std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
+                        const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration,
+                        const http::UrlInfo& server);
+    ~FileDownloadHandler() override = default;
+
+    /// NotSet when every child was queued: the files report for themselves.
+    ProvisioningContext runImpl() override;
+    /// Checks the "type" of a child of a "category" node. Throws std::runtime_error or
+    /// std::out_of_range for one that is none; false where there is nothing to check.
+    bool validateNode(const ProvisioningNode::Attributes& child);
+
+private:
+    void queue(const ProvisioningNode::Attributes& child, ProvisioningContext& result);
+
+    std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;
+    http::UrlInfo serverAddress;
+};
+
+} // namespace ovo
+
+#endif

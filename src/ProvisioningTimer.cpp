@@ -1,0 +1,223 @@
+#include "ProvisioningTimer.h"
+
+#include "Utils.h"
+#include "logger/Logger.h"
+
+#include <ctime>
+#include <random>
+#include <utility>
+
+namespace ovo {
+
+namespace {
+
+constexpr char PROVISIONING_PERIOD[] = "System.Provision.Period";
+constexpr char PHONE_BOOK_PERIOD[] = "State.LocalDirectoryUpdate.Period";
+constexpr char TIME_CHANGED[] = "State.System.TimeChanged";
+constexpr char MAC_ADDRESS[] = "NET.MAC.Address";
+
+constexpr unsigned int IDLE_WAIT_MS = 1000;
+constexpr int EARLIEST_NIGHT_OFFSET_SECONDS = 3600;
+constexpr int LATEST_NIGHT_OFFSET_SECONDS = 14400;
+constexpr std::chrono::seconds DAY{86400};
+
+constexpr int ARM_ATTEMPTS = 10;
+constexpr std::chrono::seconds ARM_RETRY_INTERVAL{10};
+
+using TimePoint = std::chrono::system_clock::time_point;
+
+TimePoint localMidnight(TimePoint now) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    std::tm local{};
+    ::tzset(); // localtime_r need not notice a changed time zone
+    ::localtime_r(&seconds, &local);
+    local.tm_sec = 0;
+    local.tm_min = 0;
+    local.tm_hour = 0;
+    local.tm_isdst = -1; // midnight's own, which differs from now's on the days when it changes
+    return std::chrono::system_clock::from_time_t(std::mktime(&local));
+}
+
+} // namespace
+
+ProvisioningTimer::ProvisioningTimer(propertyapi::IPropertyApi& store,
+                                     LocalPhoneBookUpdater& updater,
+                                     const std::function<void()>& onProvisioningTimer,
+                                     WallClock wallClock, Sleep sleepOperation)
+    : propertyApi(store)
+    , phoneBookUpdater(updater)
+    , provisioningCallback(onProvisioningTimer)
+    , scheduler([this](unsigned long long id, int& value) { timerHandler(id, value); },
+                IDLE_WAIT_MS)
+    , now(std::move(wallClock))
+    , sleep(std::move(sleepOperation)) {
+    {
+        const std::lock_guard lock(mutex);
+        phoneBookTimerDef.night = false;
+    }
+    subscriptions.push_back(propertyApi.subscribeScoped(
+        PROVISIONING_PERIOD, [this](const propertyapi::Property& property) {
+            LOG(1) << "Provisioning period changed setting new timer";
+            onPeriodChanged(provisioningTimerDef, property.value);
+        }));
+    subscriptions.push_back(
+        propertyApi.subscribeScoped(TIME_CHANGED, [this](const propertyapi::Property&) {
+            LOG(1) << "Time updated setting new timer";
+            setupTimer(provisioningTimerDef, false);
+        }));
+    subscriptions.push_back(propertyApi.subscribeScoped(
+        PHONE_BOOK_PERIOD, [this](const propertyapi::Property& property) {
+            LOG(1) << "Phonebook period changed setting new timer";
+            onPeriodChanged(phoneBookTimerDef, property.value);
+        }));
+    std::string provisioningPeriod = propertyApi.getValue(PROVISIONING_PERIOD);
+    std::string phoneBookPeriod = propertyApi.getValue(PHONE_BOOK_PERIOD);
+    {
+        const std::lock_guard lock(mutex);
+        provisioningTimerDef.timeString = std::move(provisioningPeriod);
+        phoneBookTimerDef.timeString = std::move(phoneBookPeriod);
+    }
+    nightOffset = drawNightOffset(propertyApi.getValue(MAC_ADDRESS));
+}
+
+ProvisioningTimer::~ProvisioningTimer() {
+    // Nothing arms a timer again after this, and no callback finds members that are gone.
+    subscriptions.clear();
+    stopTimers();
+    scheduler.join();
+}
+
+std::chrono::seconds ProvisioningTimer::drawNightOffset(const std::string& mac) {
+    std::seed_seq seed(mac.begin(), mac.end());
+    std::minstd_rand0 generator(seed);
+    return std::chrono::seconds(std::uniform_int_distribution<int>(
+        EARLIEST_NIGHT_OFFSET_SECONDS, LATEST_NIGHT_OFFSET_SECONDS)(generator));
+}
+
+void ProvisioningTimer::init() noexcept {
+    LOG(1) << "Setting timer";
+    for (int attempt = 0; attempt < ARM_ATTEMPTS; ++attempt) {
+        bool armed = false;
+        try {
+            armed = setupTimer(provisioningTimerDef, true);
+            LOG(1) << "Timer set to " << getProvisioningTimerDef().nextDelay.count() << " seconds";
+        } catch (const std::exception& exception) {
+            LOG(3) << exception.what();
+            sleep(ARM_RETRY_INTERVAL);
+        }
+        if (armed)
+            return;
+    }
+    LOG(3) << "Timer not set. Automatic provisioning disabled!";
+}
+
+void ProvisioningTimer::onPeriodChanged(TimerDef& def, const std::string& timeString) {
+    {
+        const std::lock_guard lock(mutex);
+        def.timeString = timeString;
+    }
+    setupTimer(def, true);
+}
+
+bool ProvisioningTimer::setupTimer(TimerDef& def, bool restart) {
+    try {
+        std::string timeString;
+        {
+            const std::lock_guard lock(mutex);
+            timeString = def.timeString;
+        }
+        // A key that was never set reads as the empty text.
+        const std::uint32_t seconds =
+            timeString.empty() ? 0 : Utils::convertTimeStringToSeconds(timeString);
+        {
+            const std::lock_guard lock(mutex);
+            def.seconds = seconds;
+        }
+        if (seconds == 0 || restart)
+            startTimer(def);
+        LOG(1) << "Timer setting done";
+        return true;
+    } catch (const std::exception& exception) {
+        LOG(3) << exception.what();
+        return false;
+    }
+}
+
+void ProvisioningTimer::startTimer(TimerDef& def) {
+    stopTimer(def);
+    if (!setupClock(def))
+        return;
+    const std::lock_guard lock(mutex);
+    const auto delayMs = static_cast<std::uint32_t>(def.nextDelay.count()) * 1000U;
+    scheduler.cancel(def.id); // armed by another thread in the meantime
+    def.id = scheduler.schedule(0, delayMs);
+}
+
+bool ProvisioningTimer::setupClock(TimerDef& def) {
+    bool night = false;
+    {
+        const std::lock_guard lock(mutex);
+        if (def.seconds == 0 && !def.night)
+            return false;
+        night = def.seconds == 0;
+        if (!night)
+            def.nextDelay = std::chrono::seconds(def.seconds);
+    }
+    if (night)
+        setupNightProvisioning(def);
+    std::chrono::seconds delay{0};
+    {
+        const std::lock_guard lock(mutex);
+        delay = def.nextDelay;
+    }
+    LOG(1) << "Next provisioning after " << delay.count() << " seconds.";
+    return true;
+}
+
+void ProvisioningTimer::setupNightProvisioning(TimerDef& def) {
+    LOG(1) << "Setting provisioning for night";
+    const TimePoint current = now();
+    TimePoint target = localMidnight(current) + nightOffset;
+    if (target <= current)
+        target += DAY;
+    const std::lock_guard lock(mutex);
+    def.nextDelay = std::chrono::duration_cast<std::chrono::seconds>(target - current) +
+                    std::chrono::seconds(1);
+}
+
+void ProvisioningTimer::timerHandler(unsigned long long id, int& value) {
+    LOG(1) << "Provisioning timer: " << id << " " << value << " Provisioning ready to go ";
+    if (id == getProvisioningTimerDef().id) {
+        provisioningCallback();
+        LOG(1) << "Provisioning timer: Preparing to restart timer";
+        startTimer(provisioningTimerDef);
+    } else if (id == getPhoneBookTimerDef().id) {
+        phoneBookUpdater.update();
+        startTimer(phoneBookTimerDef);
+    } else {
+        LOG(2) << "unknow timer";
+    }
+}
+
+void ProvisioningTimer::stopTimer(TimerDef& def) {
+    const std::lock_guard lock(mutex);
+    scheduler.cancel(def.id);
+    def.id = TimerDef::NOT_ARMED;
+}
+
+void ProvisioningTimer::stopTimers() {
+    stopTimer(provisioningTimerDef);
+    stopTimer(phoneBookTimerDef);
+}
+
+ProvisioningTimer::TimerDef ProvisioningTimer::getProvisioningTimerDef() const {
+    const std::lock_guard lock(mutex);
+    return provisioningTimerDef;
+}
+
+ProvisioningTimer::TimerDef ProvisioningTimer::getPhoneBookTimerDef() const {
+    const std::lock_guard lock(mutex);
+    return phoneBookTimerDef;
+}
+
+} // namespace ovo

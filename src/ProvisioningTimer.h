@@ -1,0 +1,96 @@
+#ifndef PROVISIONINGTIMER_H
+#define PROVISIONINGTIMER_H
+
+#include "LocalPhoneBookUpdater.h"
+#include "Sleep.h"
+#include "TimerScheduler.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace ovo {
+
+/// Starts provisioning by time - periodically, or once a night at a time drawn per phone - and
+/// renews the local phone book periodically. Both timers arm themselves again after firing, and
+/// when the properties that define them change.
+///
+/// Three threads meet here: the start-up thread, the store's notification thread and the
+/// scheduler's worker; each takes a short lock around a definition, never across a callback.
+class ProvisioningTimer {
+public:
+    using WallClock = std::function<std::chrono::system_clock::time_point()>;
+
+    /// Definition and state of one timer.
+    struct TimerDef {
+        static constexpr unsigned long long NOT_ARMED =
+            std::numeric_limits<unsigned long long>::max();
+
+        std::uint32_t seconds = 0; ///< period; 0: none
+        unsigned long long id = NOT_ARMED;
+        std::string timeString;            ///< the period as it stands in the property store
+        bool night = true;                 ///< no period means one run a night
+        std::chrono::seconds nextDelay{0}; ///< with which the timer was last armed
+    };
+
+    /// updater outlives the timer. onProvisioningTimer runs on the scheduler's thread and must not
+    /// run a provisioning there.
+    ProvisioningTimer(propertyapi::IPropertyApi& store, LocalPhoneBookUpdater& updater,
+                      const std::function<void()>& onProvisioningTimer,
+                      WallClock wallClock = std::chrono::system_clock::now,
+                      Sleep sleepOperation = sleepFor);
+    ProvisioningTimer(const ProvisioningTimer&) = delete;
+    ProvisioningTimer& operator=(const ProvisioningTimer&) = delete;
+
+    virtual ~ProvisioningTimer();
+    /// Arms a timer by its definition, or leaves it disarmed where that says so.
+    virtual void startTimer(TimerDef& def);
+    virtual void stopTimers();
+
+    /// Arms the provisioning timer at start, in up to ten attempts; the phone book timer is armed
+    /// when its property changes. An exception that escapes ends the process.
+    void init() noexcept;
+    /// Reads the period of a definition and arms its timer when that is asked for or no period is
+    /// set. False when the period is no number; the timer is then left as it is.
+    bool setupTimer(TimerDef& def, bool restart);
+    /// Sets the delay of the next firing; false when the timer is switched off.
+    bool setupClock(TimerDef& def);
+    void setupNightProvisioning(TimerDef& def);
+    /// The scheduler's callback.
+    void timerHandler(unsigned long long id, int& value);
+
+    /// Seconds after local midnight at which this phone provisions, 3600 to 14400.
+    std::chrono::seconds getNightOffset() const { return nightOffset; }
+    /// Copies for whoever wants to look.
+    TimerDef getProvisioningTimerDef() const;
+    TimerDef getPhoneBookTimerDef() const;
+
+    /// The offset of a MAC address: the same for the same text, spread over three hours.
+    static std::chrono::seconds drawNightOffset(const std::string& mac);
+
+private:
+    void onPeriodChanged(TimerDef& def, const std::string& timeString);
+    void stopTimer(TimerDef& def);
+
+    propertyapi::IPropertyApi& propertyApi;
+    std::chrono::seconds nightOffset{0};
+    LocalPhoneBookUpdater& phoneBookUpdater;
+    std::function<void()> provisioningCallback;
+    TimerDef provisioningTimerDef;
+    TimerDef phoneBookTimerDef;
+    common::TimerScheduler<int> scheduler;
+    std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions;
+    WallClock now;
+    Sleep sleep;
+    mutable std::mutex mutex; ///< guards the two definitions; taken before the scheduler's own
+};
+
+} // namespace ovo
+
+#endif
