@@ -3,7 +3,6 @@
 #include "PropertyWatch.h"
 
 #include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
 

@@ -4,8 +4,8 @@
 
 #include <json/writer.h>
 
-#include <iomanip>
 #include <ctime>
+#include <iomanip>
 #include <sstream>
 #include <utility>
 
@@ -71,8 +71,7 @@ std::string readable(const Json::Value& data) {
     return text;
 }
 
-std::string textLine(const Event& event, const Json::Value& data,
-                     EventPrinter::TimePoint time) {
+std::string textLine(const Event& event, const Json::Value& data, EventPrinter::TimePoint time) {
     // The widths of the longest of the usual names, so that the columns line up.
     constexpr std::size_t WHO = 10;
     constexpr std::size_t WHAT = 8;
@@ -86,8 +85,7 @@ std::string textLine(const Event& event, const Json::Value& data,
     return data.empty() ? line : line + "  " + readable(data);
 }
 
-std::string jsonLine(const Event& event, const Json::Value& data,
-                     EventPrinter::TimePoint time) {
+std::string jsonLine(const Event& event, const Json::Value& data, EventPrinter::TimePoint time) {
     Json::Value object(Json::objectValue);
     object["time"] = timeText(time, "%Y-%m-%dT%H:%M:%S", true) + "Z";
     object["who"] = event.who;
