@@ -184,6 +184,14 @@ TEST_P(SimulatorSignalTest, EndsItInOrder) {
     EXPECT_EQ(simulator.process().wait(), 0);
 }
 
+TEST(PhoneSimulatorFailureTest, ABusThatIsNotThereYetIsMentioned) {
+    const PhoneRoot root;
+    const Finished finished = run({PHONE_SIMULATOR, "run", "--timeout", "0.05"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_NE(finished.output.find("bus.sock, which is not there yet"), std::string::npos)
+        << finished.output;
+}
+
 TEST_F(PhoneSimulatorTest, ItEndsByItselfWhenItsTimeIsOver) {
     SimulatorProcess simulator({"--timeout", "0.05"});
     EXPECT_EQ(simulator.process().wait(), 0);
