@@ -4,8 +4,9 @@
 
 #include <json/writer.h>
 
-#include <array>
 #include <ctime>
+#include <iomanip>
+#include <sstream>
 #include <utility>
 
 namespace simulator {
@@ -45,10 +46,10 @@ std::string timeText(EventPrinter::TimePoint time, const char* format, bool isUt
         ::gmtime_r(&seconds, &parts);
     else
         ::localtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), format, &parts);
-    const std::string fraction = std::to_string(milliseconds % 1000);
-    return text.data() + ("." + std::string(3 - fraction.size(), '0')) + fraction;
+    std::ostringstream text;
+    text << std::put_time(&parts, format) << '.' << std::setw(3) << std::setfill('0')
+         << milliseconds % 1000;
+    return text.str();
 }
 
 std::string padded(std::string text, std::size_t width) {
