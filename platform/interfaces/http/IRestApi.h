@@ -15,7 +15,8 @@ namespace http {
 /// How credentials are presented to a server.
 enum class AuthScheme { None, Basic, Digest };
 
-/// One GET request, without redirection.
+/// One GET request, without redirection. The callbacks run on the requesting thread; what they
+/// throw ends the request and passes through.
 struct HttpRequest {
     UrlInfo url; ///< credentials in it are not used
     AuthScheme auth = AuthScheme::None;
@@ -23,13 +24,19 @@ struct HttpRequest {
     std::string password;
     std::string caBundlePath; ///< trusted certificates, the phone's path
     std::optional<ClientIdentity> clientIdentity;
-    std::chrono::seconds connectTimeout{10};
-    std::chrono::seconds stallTimeout{30}; ///< below 100 bytes/s for this long, first byte included
+    std::chrono::milliseconds connectTimeout{10000};
+    /// Below 100 bytes/s for this long, the wait for the first byte included.
+    std::chrono::milliseconds stallTimeout{30000};
+    /// Called before the body of a response with status 200 with its length where that was
+    /// announced (never for a compressed one, whose length says nothing); false aborts. May be
+    /// empty.
+    std::function<bool(std::uint64_t length)> onLength;
     /// Takes the body piece by piece, after decompression, of a response with status 200; false
     /// aborts.
     std::function<bool(const char* data, std::size_t size)> onBody;
-    /// Counters in bytes: total (0: unknown), received; other than 0 aborts. Called about once a
-    /// second or more often.
+    /// Counters in bytes as transferred: total (0: unknown), received; other than 0 aborts. Called
+    /// several times a second while the request runs, also while nothing arrives, and at its end.
+    /// May be empty.
     std::function<int(std::int64_t total, std::int64_t received)> onProgress;
 };
 
@@ -40,7 +47,8 @@ struct HttpResponse {
     bool offersBasic = false;
     bool offersDigest = false;
     /// What went wrong, one clause without URL or library number; empty when the response arrived
-    /// whole, whatever its status.
+    /// whole, whatever its status. The body of a status other than 200 is dropped, and a large one
+    /// is not waited for.
     std::string failure;
 };
 

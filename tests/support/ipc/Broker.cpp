@@ -39,7 +39,9 @@ Broker::Broker(const Options& options)
     if (options.tcp)
         lines += "listener " + std::to_string(port_) + " 127.0.0.1\n";
     lines += "allow_anonymous true\n"
-             "log_dest stdout\n"
+             "log_dest file " +
+             logFile() +
+             "\n"
              "persistence true\n"
              "persistence_location " +
              directory_.path() + "/\n" + "max_queued_messages 0\n";
@@ -58,7 +60,7 @@ Broker::~Broker() {
 
 void Broker::start() {
     process_.emplace(std::vector<std::string>{"mosquitto", "-c", configurationFile()},
-                     directory_.path() + "/log");
+                     directory_.path() + "/output");
     if (!waitUntil([this] { return isServing(); }))
         throw std::runtime_error("mosquitto does not serve: " + log());
 }
@@ -73,6 +75,14 @@ void Broker::stop() {
     if (process_)
         process_->terminate();
     process_.reset();
+}
+
+void Broker::save() {
+    const std::string store = directory_.path() + "/mosquitto.db";
+    std::filesystem::remove(store);
+    process_->signal(SIGUSR1);
+    if (!waitUntil([&store] { return std::filesystem::exists(store); }))
+        throw std::runtime_error("mosquitto does not save: " + log());
 }
 
 void Broker::kill() {
@@ -94,7 +104,11 @@ void Broker::resume() {
 }
 
 std::string Broker::log() const {
-    return readHostFile(directory_.path() + "/log");
+    return readHostFile(directory_.path() + "/output") + readHostFile(logFile());
+}
+
+std::string Broker::logFile() const {
+    return directory_.path() + "/log";
 }
 
 std::string Broker::configurationFile() const {

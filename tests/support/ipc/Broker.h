@@ -33,7 +33,9 @@ public:
     void start();
     /// Ends it in order; sessions and messages that wait for clients are kept.
     void stop();
-    /// SIGKILL: nothing is kept, the socket's file stays.
+    /// Keeps the sessions as they are now, as stop() does.
+    void save();
+    /// SIGKILL: nothing is kept but what save() kept; the socket's file stays.
     void kill();
     /// SIGSTOP: connections stay and are taken, but nothing is answered until resume().
     void freeze();
@@ -50,6 +52,7 @@ public:
 
 private:
     std::string configurationFile() const;
+    std::string logFile() const;
     bool isServing();
 
     TemporaryDirectory directory_;

@@ -3,100 +3,197 @@
 #include "logger/Logger.h"
 
 #include <algorithm>
+#include <condition_variable>
+#include <deque>
 #include <exception>
+#include <mutex>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace {
+
+using ipc::IPCMessage;
+using ipc::IpcMsgParams;
+
+struct Tables {
+    ipc::HandlersMap handlers;
+    ipc::ProceduresMap procedures;
+};
 
 std::string mirrored(const std::string& topic) {
     const auto slash = topic.find('/');
     return topic.substr(slash + 1) + "/" + topic.substr(0, slash);
 }
 
-ipc::IpcMsgParams errorParams(const std::string& text) {
-    ipc::IpcMsgParams params;
+IpcMsgParams errorParams(const std::string& text) {
+    IpcMsgParams params;
     params.add("error", text);
     return params;
 }
 
-} // namespace
-
-FakeIpcClient::FakeIpcClient(std::shared_ptr<ipc::IMessageThreadStrategy> messageThread)
-    : messageThread_(std::move(messageThread)) {}
-
-bool FakeIpcClient::isConnected() const {
-    const std::lock_guard lock(mutex_);
-    return isConnected_ && !isStopped_;
+/// Runs the handler or the procedure; none when nobody serves a message of that name.
+std::optional<IpcMsgParams> run(const Tables& tables, const IPCMessage& request) {
+    if (const auto handler = tables.handlers.find(request.name); handler != tables.handlers.end())
+        return handler->second(request.params);
+    const auto procedure = tables.procedures.find(request.name);
+    if (procedure == tables.procedures.end())
+        return std::nullopt;
+    procedure->second(request.params);
+    return IpcMsgParams();
 }
 
-void FakeIpcClient::publish(const std::string& destination, const ipc::IPCMessage& message) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (isStopped_)
-            return;
-        published_.push_back({destination, message});
+/// The parameters of the answer.
+IpcMsgParams serve(const Tables& tables, const std::string& topic, const IPCMessage& request) {
+    try {
+        if (const std::optional<IpcMsgParams> params = run(tables, request))
+            return *params;
+    } catch (const std::exception& exception) {
+        LOG(3) << "Bus message \"" << request.name << "\" failed: " << exception.what();
+        return errorParams(exception.what());
     }
-    changed_.notify_all();
+    LOG(2) << "Bus message \"" << request.name << "\" on \"" << topic << "\" is unknown";
+    return errorParams("unknown request [" + request.name + "]");
+}
+
+} // namespace
+
+struct FakeIpcClient::State {
+    void publish(const std::string& destination, const IPCMessage& message);
+    void serveNext();
+    std::size_t countOf(const std::string& destination, const std::string& name) const;
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isConnected = true;
+    bool isStopped = false;
+    std::shared_ptr<const Tables> tables;
+    std::deque<Published> requests;
+    std::optional<std::thread::id> serving;
+    std::vector<Published> published;
+};
+
+void FakeIpcClient::State::publish(const std::string& destination, const IPCMessage& message) {
+    {
+        const std::lock_guard lock(mutex);
+        published.push_back({destination, message});
+    }
+    changed.notify_all();
+}
+
+void FakeIpcClient::State::serveNext() {
+    std::shared_ptr<const Tables> current;
+    std::optional<Published> request;
+    {
+        const std::lock_guard lock(mutex);
+        if (isStopped || requests.empty())
+            return;
+        current = tables;
+        request = std::move(requests.front());
+        requests.pop_front();
+        serving = std::this_thread::get_id();
+    }
+    const IPCMessage& message = request->message;
+    const IpcMsgParams params = serve(*current, request->destination, message);
+    if (message.flag)
+        publish(mirrored(request->destination), IPCMessage(message.name + "Response", params));
+    {
+        const std::lock_guard lock(mutex);
+        serving.reset();
+    }
+    changed.notify_all();
+}
+
+std::size_t FakeIpcClient::State::countOf(const std::string& destination,
+                                          const std::string& name) const {
+    return static_cast<std::size_t>(
+        std::count_if(published.begin(), published.end(), [&](const Published& entry) {
+            return entry.destination == destination && entry.message.name == name;
+        }));
+}
+
+FakeIpcClient::FakeIpcClient(std::shared_ptr<ipc::IMessageThreadStrategy> messageThread)
+    : messageThread_(std::move(messageThread)), state_(std::make_shared<State>()) {}
+
+FakeIpcClient::~FakeIpcClient() {
+    stop();
+}
+
+bool FakeIpcClient::isConnected() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->isConnected && !state_->isStopped;
+}
+
+void FakeIpcClient::publish(const std::string& destination, const IPCMessage& message) {
+    if (!isStopped())
+        state_->publish(destination, message);
 }
 
 void FakeIpcClient::activate(ipc::HandlersMap handlers, ipc::ProceduresMap procedures) {
     std::size_t waiting = 0;
     {
-        const std::lock_guard lock(mutex_);
-        if (tables_)
+        const std::lock_guard lock(state_->mutex);
+        if (state_->tables)
             throw std::logic_error("activated twice");
-        tables_ =
+        state_->tables =
             std::make_shared<const Tables>(Tables{std::move(handlers), std::move(procedures)});
-        waiting = requests_.size();
+        waiting = state_->requests.size();
     }
     while (waiting-- > 0)
         serveLater();
 }
 
 void FakeIpcClient::stop() {
-    std::unique_lock lock(mutex_);
-    isStopped_ = true;
-    requests_.clear();
-    changed_.wait(lock, [this] { return !serving_ || serving_ == std::this_thread::get_id(); });
+    std::unique_lock lock(state_->mutex);
+    state_->isStopped = true;
+    state_->requests.clear();
+    state_->changed.wait(
+        lock, [this] { return !state_->serving || state_->serving == std::this_thread::get_id(); });
 }
 
 void FakeIpcClient::setConnected(bool isConnected) {
-    const std::lock_guard lock(mutex_);
-    isConnected_ = isConnected;
+    const std::lock_guard lock(state_->mutex);
+    state_->isConnected = isConnected;
 }
 
-void FakeIpcClient::receive(const std::string& topic, const ipc::IPCMessage& message) {
+void FakeIpcClient::receive(const std::string& topic, const IPCMessage& message) {
     {
-        const std::lock_guard lock(mutex_);
-        if (isStopped_)
+        const std::lock_guard lock(state_->mutex);
+        if (state_->isStopped)
             return;
-        requests_.push_back({topic, message});
-        if (!tables_)
+        state_->requests.push_back({topic, message});
+        if (!state_->tables)
             return;
     }
     serveLater();
 }
 
-std::optional<ipc::IPCMessage> FakeIpcClient::request(const std::string& name,
-                                                      const ipc::IpcMsgParams& params,
-                                                      const std::string& topic) {
+void FakeIpcClient::serveLater() {
+    if (messageThread_)
+        messageThread_->post([state = state_] { state->serveNext(); });
+    else
+        state_->serveNext();
+}
+
+std::optional<IPCMessage> FakeIpcClient::request(const std::string& name,
+                                                 const IpcMsgParams& params,
+                                                 const std::string& topic) {
     const std::string answer = name + "Response";
     const std::size_t before = published(mirrored(topic), answer).size();
-    receive(topic, ipc::IPCMessage(name, params, true));
+    receive(topic, IPCMessage(name, params, true));
     if (!waitForPublished(mirrored(topic), answer, before + 1))
         return std::nullopt;
     return published(mirrored(topic), answer).at(before);
 }
 
 std::vector<FakeIpcClient::Published> FakeIpcClient::published() const {
-    const std::lock_guard lock(mutex_);
-    return published_;
+    const std::lock_guard lock(state_->mutex);
+    return state_->published;
 }
 
-std::vector<ipc::IPCMessage> FakeIpcClient::published(const std::string& destination,
-                                                      const std::string& name) const {
-    std::vector<ipc::IPCMessage> result;
+std::vector<IPCMessage> FakeIpcClient::published(const std::string& destination,
+                                                 const std::string& name) const {
+    std::vector<IPCMessage> result;
     for (const Published& entry : published()) {
         if (entry.destination == destination && entry.message.name == name)
             result.push_back(entry.message);
@@ -106,77 +203,22 @@ std::vector<ipc::IPCMessage> FakeIpcClient::published(const std::string& destina
 
 bool FakeIpcClient::waitForPublished(const std::string& destination, const std::string& name,
                                      std::size_t count, std::chrono::milliseconds timeout) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] { return countOf(destination, name) >= count; });
+    std::unique_lock lock(state_->mutex);
+    return state_->changed.wait_for(lock, timeout,
+                                    [&] { return state_->countOf(destination, name) >= count; });
 }
 
 void FakeIpcClient::clear() {
-    const std::lock_guard lock(mutex_);
-    published_.clear();
+    const std::lock_guard lock(state_->mutex);
+    state_->published.clear();
 }
 
 bool FakeIpcClient::isActive() const {
-    const std::lock_guard lock(mutex_);
-    return tables_ != nullptr;
+    const std::lock_guard lock(state_->mutex);
+    return state_->tables != nullptr;
 }
 
 bool FakeIpcClient::isStopped() const {
-    const std::lock_guard lock(mutex_);
-    return isStopped_;
-}
-
-std::size_t FakeIpcClient::countOf(const std::string& destination, const std::string& name) const {
-    return static_cast<std::size_t>(
-        std::count_if(published_.begin(), published_.end(), [&](const Published& entry) {
-            return entry.destination == destination && entry.message.name == name;
-        }));
-}
-
-void FakeIpcClient::serveLater() {
-    if (messageThread_)
-        messageThread_->post([this] { serveNext(); });
-    else
-        serveNext();
-}
-
-void FakeIpcClient::serveNext() {
-    std::shared_ptr<const Tables> tables;
-    std::optional<Published> request;
-    {
-        const std::lock_guard lock(mutex_);
-        if (isStopped_ || requests_.empty())
-            return;
-        tables = tables_;
-        request = std::move(requests_.front());
-        requests_.pop_front();
-        serving_ = std::this_thread::get_id();
-    }
-    serve(*tables, *request);
-    {
-        const std::lock_guard lock(mutex_);
-        serving_.reset();
-    }
-    changed_.notify_all();
-}
-
-void FakeIpcClient::serve(const Tables& tables, const Published& request) {
-    const std::string& name = request.message.name;
-    ipc::IpcMsgParams params;
-    try {
-        if (const auto handler = tables.handlers.find(name); handler != tables.handlers.end()) {
-            params = handler->second(request.message.params);
-        } else if (const auto procedure = tables.procedures.find(name);
-                   procedure != tables.procedures.end()) {
-            procedure->second(request.message.params);
-        } else {
-            LOG(2) << "Bus message \"" << name << "\" on \"" << request.destination
-                   << "\" is unknown";
-            params = errorParams("unknown request [" + name + "]");
-        }
-    } catch (const std::exception& exception) {
-        LOG(3) << "Bus message \"" << name << "\" failed: " << exception.what();
-        params = errorParams(exception.what());
-    }
-    if (request.message.flag)
-        publish(mirrored(request.destination), ipc::IPCMessage(name + "Response", params, false));
+    const std::lock_guard lock(state_->mutex);
+    return state_->isStopped;
 }

@@ -5,14 +5,10 @@
 #include "ipc/IMessageThreadStrategy.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 /// A bus client without a bus: it records what is published, answers included, and serves the
@@ -28,6 +24,10 @@ public:
 
     /// Requests run as tasks of the message thread; without one, inside receive() and activate().
     explicit FakeIpcClient(std::shared_ptr<ipc::IMessageThreadStrategy> messageThread = nullptr);
+    /// stop()
+    ~FakeIpcClient() override;
+    FakeIpcClient(const FakeIpcClient&) = delete;
+    FakeIpcClient& operator=(const FakeIpcClient&) = delete;
 
     bool isConnected() const override;
     void publish(const std::string& destination, const ipc::IPCMessage& message) override;
@@ -58,25 +58,12 @@ public:
     bool isStopped() const;
 
 private:
-    struct Tables {
-        ipc::HandlersMap handlers;
-        ipc::ProceduresMap procedures;
-    };
+    struct State;
 
     void serveLater();
-    void serveNext();
-    void serve(const Tables& tables, const Published& request);
-    std::size_t countOf(const std::string& destination, const std::string& name) const;
 
     const std::shared_ptr<ipc::IMessageThreadStrategy> messageThread_;
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    bool isConnected_ = true;
-    bool isStopped_ = false;
-    std::shared_ptr<const Tables> tables_;
-    std::deque<Published> requests_;
-    std::optional<std::thread::id> serving_;
-    std::vector<Published> published_;
+    const std::shared_ptr<State> state_; ///< kept by the posted tasks too
 };
 
 #endif

@@ -237,7 +237,7 @@ bool FakePropertyApi::Store::waitForDelivery(std::chrono::milliseconds timeout) 
     return delivered_.wait_for(lock, timeout, [&] { return done_ >= upTo; });
 }
 
-FakePropertyApi::FakePropertyApi(std::map<std::string, std::string> values)
+FakePropertyApi::FakePropertyApi(Values values)
     : store_(std::make_shared<Store>(std::move(values))) {}
 
 FakePropertyApi::~FakePropertyApi() {
@@ -344,7 +344,7 @@ unsigned int FakePropertyApi::subscriptionsOf(const std::string& key) const {
                       [&](const auto& entry) { return entry.second->key == key; }));
 }
 
-std::map<std::string, std::string> FakePropertyApi::values() const {
+FakePropertyApi::Values FakePropertyApi::values() const {
     const std::lock_guard lock(store_->mutex);
     std::map<std::string, std::string> result;
     for (const auto& [key, value] : store_->values)

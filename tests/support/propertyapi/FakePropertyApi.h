@@ -23,7 +23,9 @@ public:
         bool operator==(const Write&) const = default;
     };
 
-    explicit FakePropertyApi(std::map<std::string, std::string> values = {});
+    using Values = std::map<std::string, std::string>;
+
+    explicit FakePropertyApi(Values values = {});
     ~FakePropertyApi() override;
     FakePropertyApi(const FakePropertyApi&) = delete;
     FakePropertyApi& operator=(const FakePropertyApi&) = delete;
@@ -56,7 +58,7 @@ public:
     /// How many subscriptions a key has.
     unsigned int subscriptionsOf(const std::string& key) const;
     /// Everything that is stored.
-    std::map<std::string, std::string> values() const;
+    Values values() const;
     /// Who wanted the value that a key has; empty for a key that does not exist.
     std::string originOf(const std::string& key) const;
     /// Waits until every change made so far has been delivered. Not from a callback.

@@ -102,6 +102,22 @@ bool beginsNumber(char character) {
     return character == '-' || character == '+' || DIGITS.find(character) != std::string_view::npos;
 }
 
+/// A control character that is no white space. The parser takes a NUL for the end of the text.
+bool isStray(char character) {
+    return static_cast<unsigned char>(character) < 0x20 &&
+           std::string_view("\t\n\r").find(character) == std::string_view::npos;
+}
+
+/// Position behind the string, number or single character at begin; npos when it is invalid.
+std::size_t behindToken(std::string_view text, std::size_t begin) {
+    const char character = text[begin];
+    if (character == '"')
+        return behindString(text, begin);
+    if (beginsNumber(character))
+        return behindNumber(text, begin);
+    return isStray(character) ? std::string_view::npos : begin + 1;
+}
+
 } // namespace
 
 bool isUtf8(std::string_view text) {
@@ -120,19 +136,15 @@ JsonScan scanJson(std::string_view text) {
     std::size_t index = 0;
     while (index < text.size()) {
         const char character = text[index];
-        if (character == '"' || beginsNumber(character)) {
-            index = character == '"' ? behindString(text, index) : behindNumber(text, index);
-            if (index == std::string_view::npos) {
-                result.tokensAreValid = false;
-                return result;
-            }
-            continue;
-        }
         if (character == '{' || character == '[')
             result.depth = std::max(result.depth, ++depth);
         else if ((character == '}' || character == ']') && depth > 0)
             --depth;
-        ++index;
+        index = behindToken(text, index);
+        if (index == std::string_view::npos) {
+            result.tokensAreValid = false;
+            return result;
+        }
     }
     return result;
 }

@@ -14,7 +14,7 @@ bool isUtf8(std::string_view text);
 struct JsonScan {
     std::size_t depth = 0;      ///< deepest nesting of objects and arrays; the outermost is level 1
     bool tokensAreValid = true; ///< false: a number that JSON has no form for, a control character
-                                ///< in a string, or a string without an end
+                                ///< in or between the tokens, or a string without an end
 };
 JsonScan scanJson(std::string_view text);
 

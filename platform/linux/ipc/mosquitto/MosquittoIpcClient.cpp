@@ -3,11 +3,10 @@
 #include "BusAddress.h"
 #include "BusLink.h"
 #include "ForeignText.h"
-#include "MqttConnection.h"
 #include "Outbox.h"
 #include "Payload.h"
 #include "RequestQueue.h"
-#include "logger/Logger.h"
+#include "Topic.h"
 
 #include <array>
 #include <cstdio>
@@ -61,16 +60,7 @@ bool MosquittoIpcClient::isConnected() const {
 }
 
 void MosquittoIpcClient::publish(const std::string& destination, const IPCMessage& message) {
-    OutgoingMessage outgoing{message.name, destination, encode(message), std::nullopt};
-    const char* refusal = !isPublishTopic(destination)                ? "the topic is malformed"
-                          : outgoing.payload.size() > LARGEST_PAYLOAD ? "it is too large"
-                                                                      : nullptr;
-    if (refusal == nullptr) {
-        outbox_->push(std::move(outgoing));
-        return;
-    }
-    LOG(2) << "Bus message " << foreignText(message.name) << " to " << foreignText(destination)
-           << " dropped: " << refusal;
+    outbox_->push({message.name, destination, encode(message), std::nullopt});
 }
 
 void MosquittoIpcClient::activate(HandlersMap handlers, ProceduresMap procedures) {

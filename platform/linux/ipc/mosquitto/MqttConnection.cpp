@@ -295,18 +295,4 @@ void MqttConnection::disconnect() {
     mosquitto_disconnect_v5(handle_.get(), MQTT_RC_NORMAL_DISCONNECTION, nullptr);
 }
 
-bool isPublishTopic(const std::string& topic) {
-    return mosquitto_pub_topic_check2(topic.data(), topic.size()) == MOSQ_ERR_SUCCESS &&
-           topic.find('\0') == std::string::npos &&
-           mosquitto_validate_utf8(topic.data(), static_cast<int>(topic.size())) ==
-               MOSQ_ERR_SUCCESS;
-}
-
-bool isSubscriptionTopic(const std::string& topic) {
-    return mosquitto_sub_topic_check2(topic.data(), topic.size()) == MOSQ_ERR_SUCCESS &&
-           topic.find('\0') == std::string::npos &&
-           mosquitto_validate_utf8(topic.data(), static_cast<int>(topic.size())) ==
-               MOSQ_ERR_SUCCESS;
-}
-
 } // namespace ipc

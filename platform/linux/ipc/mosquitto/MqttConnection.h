@@ -84,10 +84,6 @@ private:
     std::vector<Note> notes_;
 };
 
-/// True for a topic that may be published to, and for one that may be subscribed to.
-bool isPublishTopic(const std::string& topic);
-bool isSubscriptionTopic(const std::string& topic);
-
 } // namespace ipc
 
 #endif

@@ -1,6 +1,8 @@
 #include "Outbox.h"
 
 #include "ForeignText.h"
+#include "Payload.h"
+#include "Topic.h"
 #include "logger/Logger.h"
 
 #include <iterator>
@@ -12,6 +14,13 @@ namespace {
 
 std::size_t sizeOf(const OutgoingMessage& message) {
     return message.topic.size() + message.payload.size();
+}
+
+/// Why the message can never be sent; none when it can.
+const char* faultOf(const OutgoingMessage& message) {
+    if (!isPublishTopic(message.topic))
+        return "the topic is malformed";
+    return message.payload.size() > LARGEST_PAYLOAD ? "it is too large" : nullptr;
 }
 
 void logDropped(const OutgoingMessage& message, const char* why) {
@@ -30,6 +39,10 @@ Outbox::Outbox(std::size_t waitingLimit, std::size_t byteLimit)
     : waitingLimit_(waitingLimit), byteLimit_(byteLimit) {}
 
 void Outbox::push(OutgoingMessage message) {
+    if (const char* fault = faultOf(message)) {
+        logDropped(message, fault);
+        return;
+    }
     bool isRefused = false;
     bool isAwaited = false;
     std::vector<OutgoingMessage> dropped;

@@ -28,7 +28,8 @@ public:
     /// kept while it is there.
     Outbox(std::size_t waitingLimit, std::size_t byteLimit);
 
-    /// Never blocks. Once closed it drops the message with a level 2 line.
+    /// Never blocks. A message whose topic is malformed or whose payload is too large, and every
+    /// message once the outbox is closed, is dropped with a level 2 line.
     void push(OutgoingMessage message);
     /// No further messages are taken in; those that wait stay.
     void close();

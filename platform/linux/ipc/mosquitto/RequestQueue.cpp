@@ -2,6 +2,7 @@
 
 #include "ForeignText.h"
 #include "Payload.h"
+#include "Topic.h"
 #include "logger/Logger.h"
 
 #include <exception>
@@ -14,14 +15,6 @@ namespace {
 
 std::size_t sizeOf(const IncomingMessage& message) {
     return message.topic.size() + message.payload.size();
-}
-
-/// "auto-reboot/prov-client" -> "prov-client/auto-reboot"; none for what is not SENDER/RECEIVER.
-std::optional<std::string> mirrored(const std::string& topic) {
-    const auto slash = topic.find('/');
-    if (slash == std::string::npos || topic.find('/', slash + 1) != std::string::npos)
-        return std::nullopt;
-    return topic.substr(slash + 1) + "/" + topic.substr(0, slash);
 }
 
 IpcMsgParams errorParams(const std::string& text) {
@@ -185,8 +178,11 @@ void RequestQueue::answer(const IncomingMessage& message, const IPCMessage& requ
                << foreignText(message.topic) << " is not answered: it names no sender";
         return;
     }
-    const IPCMessage response(request.name + "Response", std::move(params), false);
-    outbox_->push({response.name, *topic, encode(response), message.correlationData});
+    const std::string name = request.name + "Response";
+    std::string payload = encode(IPCMessage(name, std::move(params)));
+    if (payload.size() > LARGEST_PAYLOAD)
+        payload = encode(IPCMessage(name, errorParams("the answer is too large")));
+    outbox_->push({name, *topic, std::move(payload), message.correlationData});
 }
 
 } // namespace ipc

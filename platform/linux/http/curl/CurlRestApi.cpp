@@ -1,0 +1,164 @@
+#include "CurlRestApi.h"
+
+#include "CurlSession.h"
+#include "TlsFiles.h"
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace http {
+
+namespace {
+
+constexpr std::size_t KEPT_SESSIONS = 4;
+constexpr std::chrono::seconds DNS_CACHE_TIMEOUT{60};
+
+bool isScheme(const UrlInfo& url, const char* lowerCase) {
+    std::string scheme = url.scheme;
+    for (char& letter : scheme)
+        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    return scheme == lowerCase;
+}
+
+void initialiseLibrary() {
+    static const CURLcode done = ::curl_global_init(CURL_GLOBAL_DEFAULT);
+    if (done != CURLE_OK)
+        throw std::runtime_error("The HTTP library cannot be initialised");
+}
+
+HttpResponse failed(std::string cause) {
+    HttpResponse response;
+    response.failure = std::move(cause);
+    return response;
+}
+
+} // namespace
+
+struct CurlRestApi::Impl {
+    using Session = std::unique_ptr<CurlSession>;
+
+    /// A session as long as a request uses it.
+    class Lease {
+    public:
+        Lease(Impl& pool, const std::string& fingerprint)
+            : pool_(pool), session_(pool.take(fingerprint, generation_)) {}
+        ~Lease() { pool_.giveBack(std::move(session_), generation_); }
+        Lease(const Lease&) = delete;
+        Lease& operator=(const Lease&) = delete;
+
+        CurlSession& operator*() const { return *session_; }
+
+    private:
+        Impl& pool_;
+        unsigned int generation_ = 0;
+        Session session_;
+    };
+
+    Session takeIdle(const std::string& fingerprint, std::vector<Session>& outdated);
+    Session take(const std::string& fingerprint, unsigned int& generation);
+    void giveBack(Session session, unsigned int generation);
+
+    std::atomic<bool> ending{false};
+    std::atomic<std::chrono::seconds> dnsCacheTimeout{DNS_CACHE_TIMEOUT};
+    std::mutex mutex;
+    std::vector<Session> idle; ///< the one given back last is last
+    std::vector<CurlSession*> busy;
+    unsigned int generation = 0; ///< sessions of an earlier one are not used again
+};
+
+/// The idle session given back last; nothing when there is none. Sessions whose connections were
+/// verified with other TLS files are handed out to be ended, which is done without the lock.
+CurlRestApi::Impl::Session CurlRestApi::Impl::takeIdle(const std::string& fingerprint,
+                                                       std::vector<Session>& outdated) {
+    const std::lock_guard lock(mutex);
+    const auto firstOutdated =
+        std::stable_partition(idle.begin(), idle.end(), [&](const Session& candidate) {
+            return candidate->fingerprint().empty() || candidate->fingerprint() == fingerprint;
+        });
+    std::move(firstOutdated, idle.end(), std::back_inserter(outdated));
+    idle.erase(firstOutdated, idle.end());
+    if (idle.empty())
+        return nullptr;
+    Session session = std::move(idle.back());
+    idle.pop_back();
+    return session;
+}
+
+CurlRestApi::Impl::Session CurlRestApi::Impl::take(const std::string& fingerprint,
+                                                   unsigned int& current) {
+    std::vector<Session> outdated;
+    Session session = takeIdle(fingerprint, outdated);
+    if (!session)
+        session = std::make_unique<CurlSession>();
+    const std::lock_guard lock(mutex);
+    busy.push_back(session.get());
+    current = generation;
+    return session;
+}
+
+void CurlRestApi::Impl::giveBack(Session session, unsigned int current) {
+    Session surplus;
+    const std::lock_guard lock(mutex);
+    busy.erase(std::find(busy.begin(), busy.end(), session.get()));
+    if (current != generation || ending) {
+        surplus = std::move(session);
+        return;
+    }
+    idle.push_back(std::move(session));
+    if (idle.size() > KEPT_SESSIONS) {
+        surplus = std::move(idle.front());
+        idle.erase(idle.begin());
+    }
+}
+
+CurlRestApi::CurlRestApi() {
+    initialiseLibrary();
+    impl_ = std::make_unique<Impl>();
+}
+
+CurlRestApi::~CurlRestApi() = default;
+
+HttpResponse CurlRestApi::get(const HttpRequest& request) {
+    const bool encrypted = isScheme(request.url, "https");
+    if (!encrypted && !isScheme(request.url, "http"))
+        return failed("only http and https are supported");
+    std::optional<TlsFiles> files;
+    try {
+        files = TlsFiles::of(request);
+    } catch (const std::runtime_error& error) {
+        // A plain request needs them only where the way to the proxy is encrypted.
+        if (encrypted)
+            return failed(error.what());
+    }
+    if (impl_->ending)
+        return failed("the process is ending");
+    const Impl::Lease session(*impl_, files ? files->fingerprint : std::string());
+    return (*session).perform(request, files, impl_->dnsCacheTimeout, impl_->ending);
+}
+
+void CurlRestApi::shutdown() noexcept {
+    impl_->ending = true;
+    // A request that registers itself later sees the flag before it waits for anything.
+    const std::lock_guard lock(impl_->mutex);
+    for (CurlSession* session : impl_->busy)
+        session->wake();
+}
+
+void CurlRestApi::proxyChanged() {
+    // The library reads the environment at each request; connections over the old proxy go.
+    std::vector<Impl::Session> outdated;
+    const std::lock_guard lock(impl_->mutex);
+    ++impl_->generation;
+    outdated.swap(impl_->idle);
+}
+
+void CurlRestApi::setDnsCacheTimeout(std::chrono::seconds timeout) {
+    impl_->dnsCacheTimeout = timeout;
+}
+
+} // namespace http

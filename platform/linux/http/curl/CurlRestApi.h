@@ -1,0 +1,33 @@
+#ifndef CURLRESTAPI_H
+#define CURLRESTAPI_H
+
+#include "http/IRestApi.h"
+
+#include <memory>
+
+namespace http {
+
+/// The phone's web client over libcurl. Keeps a few sessions, each with its connections; a request
+/// takes the one given back last, so that files fetched one after another, from whichever threads,
+/// come over the same connection. Has no thread and does nothing between requests.
+class CurlRestApi : public IRestApi {
+public:
+    CurlRestApi();
+    /// No request may be running.
+    ~CurlRestApi() override;
+    CurlRestApi(const CurlRestApi&) = delete;
+    CurlRestApi& operator=(const CurlRestApi&) = delete;
+
+    HttpResponse get(const HttpRequest& request) override;
+    void shutdown() noexcept override;
+    void proxyChanged() override;
+    void setDnsCacheTimeout(std::chrono::seconds timeout) override;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace http
+
+#endif

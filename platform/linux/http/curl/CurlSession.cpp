@@ -1,0 +1,133 @@
+#include "CurlSession.h"
+
+#include "CurlTransfer.h"
+
+#include <new>
+
+namespace http {
+
+namespace {
+
+constexpr long KEPT_CONNECTIONS = 4;
+/// A digest answer takes one more request, a stale one a further; the library counts them as
+/// redirects.
+constexpr long MAX_AUTHENTICATION_ROUNDS = 4;
+/// A silent transfer looks that often whether it was aborted or stalls.
+constexpr int LOOK_INTERVAL_MS = 200;
+
+/// The request runs while the object lives.
+class Running {
+public:
+    Running(CURLM* multi, CURL* easy) : multi_(multi), easy_(easy) {
+        if (::curl_multi_add_handle(multi_, easy_) != CURLM_OK)
+            throw std::bad_alloc();
+    }
+    ~Running() { ::curl_multi_remove_handle(multi_, easy_); }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+private:
+    CURLM* multi_;
+    CURL* easy_;
+};
+
+} // namespace
+
+CurlSession::CurlSession()
+    : multi_(::curl_multi_init())
+    , easy_(::curl_easy_init())
+    , headers_(::curl_slist_append(nullptr, "Accept-Encoding: gzip")) {
+    if (!multi_ || !easy_ || !headers_)
+        throw std::bad_alloc();
+    ::curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, KEPT_CONNECTIONS);
+}
+
+HttpResponse CurlSession::perform(const HttpRequest& request, const std::optional<TlsFiles>& files,
+                                  std::chrono::seconds dnsCacheTimeout,
+                                  const std::atomic<bool>& ending) {
+    // Forgets options, credentials and digest state; connections, TLS sessions and names stay.
+    ::curl_easy_reset(easy_.get());
+    setUp(request, dnsCacheTimeout);
+    setUpCredentials(request);
+    setUpTls(files);
+    CurlTransfer transfer(easy_.get(), request);
+    const Running running(multi_.get(), easy_.get());
+    std::optional<CURLcode> code;
+    for (;;) {
+        int count = 0;
+        ::curl_multi_perform(multi_.get(), &count);
+        code = finished();
+        if (!code && ending)
+            transfer.stop("the process is ending");
+        if (code || !transfer.goOn(CurlTransfer::Clock::now()))
+            return transfer.finish(code);
+        ::curl_multi_poll(multi_.get(), nullptr, 0, LOOK_INTERVAL_MS, nullptr);
+    }
+}
+
+void CurlSession::wake() noexcept {
+    ::curl_multi_wakeup(multi_.get());
+}
+
+void CurlSession::setUp(const HttpRequest& request, std::chrono::seconds dnsCacheTimeout) {
+    CURL* easy = easy_.get();
+    const std::string url = request.url.getAbsolutePath() + request.url.fileName;
+    ::curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    ::curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    ::curl_easy_setopt(easy, CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
+    ::curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers_.get());
+    ::curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+    ::curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    ::curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
+                       static_cast<long>(request.connectTimeout.count()));
+    ::curl_easy_setopt(easy, CURLOPT_DNS_CACHE_TIMEOUT, static_cast<long>(dnsCacheTimeout.count()));
+    // An aborted request does not wait for a name server that does not answer.
+    ::curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+}
+
+void CurlSession::setUpCredentials(const HttpRequest& request) {
+    if (request.auth == AuthScheme::None)
+        return;
+    CURL* easy = easy_.get();
+    ::curl_easy_setopt(
+        easy, CURLOPT_HTTPAUTH,
+        static_cast<long>(request.auth == AuthScheme::Digest ? CURLAUTH_DIGEST : CURLAUTH_BASIC));
+    ::curl_easy_setopt(easy, CURLOPT_USERNAME, request.user.c_str());
+    ::curl_easy_setopt(easy, CURLOPT_PASSWORD, request.password.c_str());
+    ::curl_easy_setopt(easy, CURLOPT_MAXREDIRS, MAX_AUTHENTICATION_ROUNDS);
+}
+
+void CurlSession::setUpTls(const std::optional<TlsFiles>& files) {
+    CURL* easy = easy_.get();
+    // The bundle and nothing else: the library's built-in file and directory are taken out.
+    const char* bundle = files ? files->caBundle.c_str() : nullptr;
+    for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO})
+        ::curl_easy_setopt(easy, option, bundle);
+    for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH})
+        ::curl_easy_setopt(easy, option, nullptr);
+    ::curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+    if (!files)
+        return;
+    fingerprint_ = files->fingerprint;
+    if (!files->clientCertificate.empty()) {
+        ::curl_easy_setopt(easy, CURLOPT_SSLCERT, files->clientCertificate.c_str());
+        ::curl_easy_setopt(easy, CURLOPT_SSLKEY, files->clientKey.c_str());
+        // Also when it is empty: without one, OpenSSL asks on the terminal.
+        ::curl_easy_setopt(easy, CURLOPT_KEYPASSWD, files->clientKeyPassword.c_str());
+    }
+}
+
+/// How the request ended; nothing while it runs.
+std::optional<CURLcode> CurlSession::finished() {
+    int left = 0;
+    while (const CURLMsg* message = ::curl_multi_info_read(multi_.get(), &left)) {
+        if (message->msg == CURLMSG_DONE)
+            return message->data.result;
+    }
+    return std::nullopt;
+}
+
+} // namespace http

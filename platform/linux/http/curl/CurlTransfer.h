@@ -1,0 +1,76 @@
+#ifndef CURLTRANSFER_H
+#define CURLTRANSFER_H
+
+#include "GzipInflater.h"
+#include "StallWatch.h"
+#include "http/IRestApi.h"
+
+#include <curl/curl.h>
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+
+namespace http {
+
+/// What is going on in one request: takes header and body from the library, watches over speed and
+/// sizes, calls the requester back, and sums up the response. On the requesting thread.
+class CurlTransfer {
+public:
+    using Clock = StallWatch::Clock;
+
+    /// Hooks itself into the handle; the handle must not be used for another request before the
+    /// object has gone.
+    CurlTransfer(CURL* easy, const HttpRequest& request);
+    CurlTransfer(const CurlTransfer&) = delete;
+    CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+    /// Tells the requester how far it is and looks for a stall; false: the transfer has to end.
+    bool goOn(Clock::time_point now);
+    /// Ends the transfer with this cause.
+    void stop(const std::string& cause);
+    /// The response. code: how the library ended the transfer; nothing when it did not. Throws what
+    /// a callback of the requester threw.
+    HttpResponse finish(std::optional<CURLcode> code);
+
+private:
+    static int onRequest(void* self, char* remote, char* local, int remotePort, int localPort);
+    static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+
+    bool takeHeader(const char* data, std::size_t size);
+    bool beginBody();
+    bool acceptEncoding(const std::string& encoding);
+    bool takeBody(const char* data, std::size_t size);
+    bool drop(std::uint64_t size);
+    bool inflate(const char* data, std::size_t size);
+    bool deliver(const char* data, std::size_t size);
+    bool report();
+    bool stopped() const { return drained_ || callbackError_ || !cause_.empty(); }
+    template <typename Call>
+    bool guarded(Call call) noexcept;
+    int status() const;
+    std::string header(const char* name) const;
+
+    CURL* easy_;
+    const HttpRequest& request_;
+    std::array<char, CURL_ERROR_SIZE> detail_{};
+    StallWatch stall_;
+    std::optional<GzipInflater> inflater_;
+    std::uint64_t headerBytes_ = 0;
+    bool headerEnded_ = false;
+    std::uint64_t droppedBytes_ = 0;
+    std::int64_t total_ = 0;
+    std::int64_t received_ = 0;
+    std::optional<Clock::time_point> reported_;
+    std::string cause_;    ///< why we ended the transfer; empty: we did not
+    bool drained_ = false; ///< enough of a body that nobody wants
+    std::exception_ptr callbackError_;
+};
+
+} // namespace http
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef TLSFILES_H
+#define TLSFILES_H
+
+#include "http/IRestApi.h"
+
+#include <string>
+
+namespace http {
+
+/// The files that decide whom an encrypted connection (to a server or a proxy) trusts and as whom
+/// it presents itself, with the machine's paths.
+struct TlsFiles {
+    std::string caBundle;
+    std::string clientCertificate; ///< empty: none is offered
+    std::string clientKey;
+    std::string clientKeyPassword;
+    /// Differs as soon as one of the files is another one or was replaced. What was verified with
+    /// other files (connections, TLS sessions) must not be used.
+    std::string fingerprint;
+
+    /// Throws std::runtime_error with one clause when there are no trusted certificates or a path
+    /// is refused.
+    static TlsFiles of(const HttpRequest& request);
+};
+
+} // namespace http
+
+#endif

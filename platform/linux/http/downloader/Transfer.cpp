@@ -1,0 +1,204 @@
+#include "Transfer.h"
+
+#include "http/UrlException.h"
+#include "logger/Logger.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+namespace http {
+
+namespace {
+
+constexpr unsigned int MAX_REDIRECTS = 10;
+constexpr std::array<int, 5> REDIRECTS = {301, 302, 303, 307, 308};
+
+bool isRedirect(int status) {
+    return std::find(REDIRECTS.begin(), REDIRECTS.end(), status) != REDIRECTS.end();
+}
+
+std::string lowerCase(std::string text) {
+    for (char& letter : text) {
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    }
+    return text;
+}
+
+bool isEncrypted(const UrlInfo& url) {
+    return lowerCase(url.scheme) == "https";
+}
+
+bool isWeb(const UrlInfo& url) {
+    return isEncrypted(url) || lowerCase(url.scheme) == "http";
+}
+
+std::uint32_t portOf(const UrlInfo& url) {
+    if (url.port != 0)
+        return url.port;
+    return isEncrypted(url) ? 443 : 80;
+}
+
+UrlInfo stripped(UrlInfo url) {
+    url.user.clear();
+    url.password.clear();
+    return url;
+}
+
+UrlInfo parseTarget(const std::string& location) {
+    try {
+        return stripped(UrlInfo(location));
+    } catch (const UrlException&) {
+        throw std::runtime_error("the target of the redirect is no usable URL");
+    }
+}
+
+long saturated(std::int64_t bytes) {
+    return static_cast<long>(std::min<std::int64_t>(bytes, std::numeric_limits<long>::max()));
+}
+
+} // namespace
+
+Transfer::Transfer(const Services& services, const DownloadSettings& settings, const UrlInfo& url,
+                   IFileDownloader::ProgressCallback progress, DownloadFile& file)
+    : services_(services)
+    , settings_(settings)
+    , progress_(std::move(progress))
+    , file_(file)
+    , origin_(stripped(url))
+    , url_(origin_)
+    , sources_(url, services.credentialsProvider) {}
+
+void Transfer::run() {
+    if (!isWeb(url_))
+        throw std::runtime_error("only http and https are supported");
+    for (;;) {
+        const HttpResponse response = request();
+        if (response.status != 0)
+            status_ = response.status;
+        judge(response);
+        if (response.status == 200)
+            break;
+    }
+    if (!file_.created())
+        file_.create(); // the body is empty
+    file_.commit();
+}
+
+HttpResponse Transfer::request() {
+    HttpRequest request;
+    request.url = url_;
+    if (credentials_ && atOrigin()) {
+        request.auth = scheme_;
+        request.user = credentials_->user;
+        request.password = credentials_->password;
+    }
+    request.caBundlePath = services_.security.getCaBundlePath();
+    request.clientIdentity = services_.security.getClientIdentity();
+    request.connectTimeout = settings_.connectTimeout;
+    request.stallTimeout = settings_.stallTimeout;
+    request.onLength = [this](std::uint64_t length) {
+        return takeLength(length);
+    };
+    request.onBody = [this](const char* data, std::size_t size) {
+        return takeBody(data, size);
+    };
+    request.onProgress = [this](std::int64_t total, std::int64_t received) {
+        return reportProgress(total, received);
+    };
+    return services_.restApi.get(request);
+}
+
+/// Returns when the response is whole and the download goes on or is complete.
+void Transfer::judge(const HttpResponse& response) {
+    if (response.status == 200 || isRedirect(response.status))
+        keepTypedIn();
+    if (!bodyFailure_.empty())
+        throw std::runtime_error(bodyFailure_);
+    if (!response.failure.empty())
+        throw std::runtime_error(response.failure);
+    if (isRedirect(response.status))
+        redirect(response);
+    else if (response.status == 401)
+        chooseCredentials(response);
+    else if (response.status == 407)
+        throw std::runtime_error("the proxy asks for credentials");
+    else if (response.status != 200)
+        throw std::runtime_error("the server answered with status " +
+                                 std::to_string(response.status));
+}
+
+void Transfer::redirect(const HttpResponse& response) {
+    if (response.location.empty())
+        throw std::runtime_error("the server redirected to nowhere");
+    if (++redirects_ > MAX_REDIRECTS)
+        throw std::runtime_error("more than " + std::to_string(MAX_REDIRECTS) + " redirects");
+    UrlInfo target = parseTarget(response.location);
+    if (!isWeb(target))
+        throw std::runtime_error("the redirect leads to something else than http and https");
+    if (isEncrypted(url_) && !isEncrypted(target))
+        throw std::runtime_error("the redirect leads from https to http");
+    url_ = std::move(target);
+}
+
+void Transfer::chooseCredentials(const HttpResponse& response) {
+    if (!atOrigin())
+        throw std::runtime_error(
+            "the server asks for credentials, which the target of a redirect does not get");
+    if (!response.offersDigest && !response.offersBasic)
+        throw std::runtime_error(
+            "the server asks for credentials, but neither by Digest nor by Basic authentication");
+    credentials_ = sources_.next();
+    if (!credentials_)
+        throw std::runtime_error(sources_.anyTried()
+                                     ? "the server refused the credentials"
+                                     : "the server asks for credentials, and there are none");
+    scheme_ = response.offersDigest ? AuthScheme::Digest : AuthScheme::Basic;
+}
+
+/// The server accepted the credentials of the last request: those typed in are kept for later.
+void Transfer::keepTypedIn() {
+    if (!credentials_ || !credentials_->typedIn || !atOrigin())
+        return;
+    credentials_->typedIn = false;
+    try {
+        services_.credentialsProvider->saveHttpCredentials(credentials_->user,
+                                                           credentials_->password);
+    } catch (const std::exception& error) {
+        LOG(2) << "The credentials typed in are not stored: " << error.what();
+    }
+}
+
+bool Transfer::takeLength(std::uint64_t length) {
+    return length <= settings_.maxBytes || refuseSize();
+}
+
+/// Runs inside the web client, which lets exceptions through.
+bool Transfer::takeBody(const char* data, std::size_t size) {
+    if (size > settings_.maxBytes - written_)
+        return refuseSize();
+    if (!file_.created())
+        file_.create();
+    file_.append(data, size);
+    written_ += size;
+    return true;
+}
+
+bool Transfer::refuseSize() {
+    bodyFailure_ = "the file is larger than " + std::to_string(settings_.maxBytes) + " bytes";
+    return false;
+}
+
+int Transfer::reportProgress(std::int64_t total, std::int64_t received) const {
+    return progress_ ? progress_(saturated(total), saturated(received), 0, 0) : 0;
+}
+
+bool Transfer::atOrigin() const {
+    return isEncrypted(url_) == isEncrypted(origin_) &&
+           lowerCase(url_.host) == lowerCase(origin_.host) && portOf(url_) == portOf(origin_);
+}
+
+} // namespace http

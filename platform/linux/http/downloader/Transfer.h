@@ -1,0 +1,71 @@
+#ifndef TRANSFER_H
+#define TRANSFER_H
+
+#include "CredentialsSources.h"
+#include "DownloadFile.h"
+#include "DownloadSettings.h"
+#include "http/IFileDownloader.h"
+#include "http/IRestApi.h"
+#include "http/ISecurity.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace http {
+
+/// One download, from the first request to the file in its place: follows redirects, answers
+/// requests for credentials, counts the bytes. On the downloading thread.
+class Transfer {
+public:
+    struct Services {
+        IRestApi& restApi;
+        const ISecurity& security;
+        std::shared_ptr<ICredentialsProvider> credentialsProvider;
+    };
+
+    /// url: with a file name or a directory that the server knows an answer for.
+    Transfer(const Services& services, const DownloadSettings& settings, const UrlInfo& url,
+             IFileDownloader::ProgressCallback progress, DownloadFile& file);
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    /// Throws std::runtime_error with the cause, which names no URL and no credentials.
+    void run();
+
+    /// Last HTTP status received; 0 when none arrived.
+    int status() const { return status_; }
+    /// What is requested at present, without credentials.
+    const UrlInfo& url() const { return url_; }
+
+private:
+    HttpResponse request();
+    void judge(const HttpResponse& response);
+    void redirect(const HttpResponse& response);
+    void chooseCredentials(const HttpResponse& response);
+    void keepTypedIn();
+    bool takeLength(std::uint64_t length);
+    bool takeBody(const char* data, std::size_t size);
+    bool refuseSize();
+    int reportProgress(std::int64_t total, std::int64_t received) const;
+    bool atOrigin() const;
+
+    Services services_;
+    DownloadSettings settings_;
+    IFileDownloader::ProgressCallback progress_;
+    DownloadFile& file_;
+    UrlInfo origin_; ///< what the download was asked for
+    UrlInfo url_;
+    CredentialsSources sources_;
+    std::optional<Credentials> credentials_; ///< the server asked for them; for the origin only
+    AuthScheme scheme_ = AuthScheme::None;
+    int status_ = 0;
+    unsigned int redirects_ = 0;
+    std::uint64_t written_ = 0;
+    std::string bodyFailure_; ///< why we refused the body; empty: we did not
+};
+
+} // namespace http
+
+#endif

@@ -1,0 +1,56 @@
+#ifndef CHANGEJOURNAL_H
+#define CHANGEJOURNAL_H
+
+#include "Database.h"
+#include "Statement.h"
+#include "propertyapi/Property.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace propertyapi {
+
+/// The connection that reads the journal of changes. Used by one thread at a time. All operations
+/// throw DatabaseError.
+class ChangeJournal {
+public:
+    struct Change {
+        std::int64_t number;
+        Property property;
+    };
+
+    /// What the journal holds behind a number: the next changes, a bounded piece of them.
+    struct Page {
+        std::int64_t trimmed; ///< number of the newest change that the journal has lost
+        std::int64_t newest;  ///< number of the newest change of all
+        std::vector<Change> changes;
+    };
+
+    /// The values that keys have, and the number of the newest change that is in them.
+    struct Values {
+        std::int64_t newest;
+        std::vector<Property> properties;
+    };
+
+    explicit ChangeJournal(std::unique_ptr<Database> database);
+
+    std::int64_t newest();
+    Page read(std::int64_t behind);
+    Values values(const std::vector<std::string>& keys);
+
+    Database& database() { return *database_; }
+
+private:
+    const std::unique_ptr<Database> database_;
+    Statement begin_;
+    Statement commit_;
+    Statement bounds_;
+    Statement changes_;
+    Statement value_;
+};
+
+} // namespace propertyapi
+
+#endif

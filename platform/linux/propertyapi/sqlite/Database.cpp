@@ -1,0 +1,125 @@
+#include "Database.h"
+
+#include "Statement.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+namespace propertyapi {
+
+namespace {
+
+constexpr int primary(int code) {
+    return code & 0xff;
+}
+
+/// The system's reason where the library's text has none.
+std::string systemReason(sqlite3* handle, int code) {
+    const int error = sqlite3_system_errno(handle);
+    const bool hasOne = primary(code) == SQLITE_IOERR || primary(code) == SQLITE_CANTOPEN;
+    return hasOne && error != 0 ? ": " + std::string(std::strerror(error)) : std::string();
+}
+
+} // namespace
+
+bool DatabaseError::isDamage() const noexcept {
+    return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
+}
+
+Database::Database(const std::string& path, std::chrono::milliseconds busyTimeout) {
+    // Without the library's own mutex: the owner sees to it that one thread uses the connection.
+    const int code = sqlite3_open_v2(
+        path.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+        nullptr);
+    if (code == SQLITE_OK) {
+        setBusyTimeout(busyTimeout);
+        return;
+    }
+    const std::string cause = handle_ == nullptr
+                                  ? std::string(sqlite3_errstr(code))
+                                  : sqlite3_errmsg(handle_) + systemReason(handle_, code);
+    sqlite3_close_v2(handle_);
+    throw DatabaseError(primary(code), cause);
+}
+
+Database::~Database() {
+    // A file that was put aside while it was open: its log's path now belongs to another store.
+    if (hasMoved())
+        moveLogOnClose(false);
+    sqlite3_close_v2(handle_);
+}
+
+bool Database::hasMoved() const noexcept {
+    int moved = 0;
+    return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
+           moved != 0;
+}
+
+void Database::setBusyTimeout(std::chrono::milliseconds timeout) noexcept {
+    using Count = std::chrono::milliseconds::rep;
+    sqlite3_busy_timeout(handle_, static_cast<int>(std::clamp<Count>(
+                                      timeout.count(), 0, std::numeric_limits<int>::max())));
+}
+
+void Database::execute(const std::string& statements) {
+    const int code = sqlite3_exec(handle_, statements.c_str(), nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK)
+        fail(code);
+}
+
+std::string Database::query(const std::string& statement) {
+    Statement prepared(*this, statement);
+    Statement::Run run(prepared);
+    return run.step() ? run.text(0) : std::string();
+}
+
+bool Database::inTransaction() const noexcept {
+    return sqlite3_get_autocommit(handle_) == 0;
+}
+
+void Database::moveLogOnClose(bool move) noexcept {
+    sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, move ? 0 : 1, nullptr);
+}
+
+std::string Database::walPath() const {
+    const char* path = sqlite3_filename_wal(sqlite3_db_filename(handle_, "main"));
+    return path == nullptr ? std::string() : std::string(path);
+}
+
+std::int64_t Database::walSize() const noexcept {
+    const char* path = sqlite3_filename_wal(sqlite3_db_filename(handle_, "main"));
+    struct stat status {};
+    return path != nullptr && ::stat(path, &status) == 0 ? status.st_size : 0;
+}
+
+void Database::flushWal() {
+    sqlite3_file* log = nullptr;
+    const int found = sqlite3_file_control(handle_, "main", SQLITE_FCNTL_JOURNAL_POINTER,
+                                           static_cast<void*>(&log));
+    if (found != SQLITE_OK)
+        fail(found);
+    if (log == nullptr || log->pMethods == nullptr)
+        return;
+    const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL | SQLITE_SYNC_DATAONLY);
+    if (code != SQLITE_OK)
+        throw DatabaseError(primary(code), "cannot flush " + walPath());
+}
+
+void Database::checkpoint() {
+    const int code =
+        sqlite3_wal_checkpoint_v2(handle_, "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    // Busy: another connection is at it.
+    if (code != SQLITE_OK && primary(code) != SQLITE_BUSY)
+        fail(code);
+}
+
+void Database::fail(int code) const {
+    throw DatabaseError(primary(code), sqlite3_errmsg(handle_) + systemReason(handle_, code));
+}
+
+} // namespace propertyapi

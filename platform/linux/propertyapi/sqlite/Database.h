@@ -1,0 +1,57 @@
+#ifndef DATABASE_H
+#define DATABASE_H
+
+#include "DatabaseError.h"
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+struct sqlite3;
+
+namespace propertyapi {
+
+/// One connection to a database file. Used by one thread at a time. All operations throw
+/// DatabaseError.
+class Database {
+public:
+    /// Opens an existing file of this machine. Operations on a busy store wait for that long.
+    Database(const std::string& path, std::chrono::milliseconds busyTimeout);
+    ~Database();
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    void setBusyTimeout(std::chrono::milliseconds timeout) noexcept;
+    /// Runs statements that give no rows.
+    void execute(const std::string& statements);
+    /// The first column of the first row; empty when there is none.
+    std::string query(const std::string& statement);
+    bool inTransaction() const noexcept;
+    /// Whether the last connection of all, when it is closed, moves the write-ahead log into the
+    /// database and removes it; at first it does.
+    void moveLogOnClose(bool move) noexcept;
+
+    /// The write-ahead log, a path of this machine.
+    std::string walPath() const;
+    /// Size of the write-ahead log in bytes; 0 when there is none.
+    std::int64_t walSize() const noexcept;
+    /// Flushes the write-ahead log, its directory entry too, to the disk.
+    void flushWal();
+    /// Moves what it can of the write-ahead log into the database, without keeping anybody from
+    /// reading or writing.
+    void checkpoint();
+
+    /// Throws the connection's last error.
+    [[noreturn]] void fail(int code) const;
+    sqlite3* handle() const noexcept { return handle_; }
+
+private:
+    /// True when the file is no longer the one at its path.
+    bool hasMoved() const noexcept;
+
+    sqlite3* handle_ = nullptr;
+};
+
+} // namespace propertyapi
+
+#endif

@@ -1,0 +1,24 @@
+#ifndef DATABASEERROR_H
+#define DATABASEERROR_H
+
+#include <stdexcept>
+#include <string>
+
+namespace propertyapi {
+
+/// A failed call of the database: the cause in words, without what was being done.
+class DatabaseError : public std::runtime_error {
+public:
+    /// code: the library's primary result code.
+    DatabaseError(int code, const std::string& cause) : std::runtime_error(cause), code_(code) {}
+
+    /// True when the file's content is at fault, not the access to it.
+    bool isDamage() const noexcept;
+
+private:
+    int code_;
+};
+
+} // namespace propertyapi
+
+#endif

@@ -1,0 +1,194 @@
+#include "Schema.h"
+
+#include "Database.h"
+#include "Statement.h"
+#include "Transaction.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace propertyapi::schema {
+
+namespace {
+
+constexpr std::string_view VERSION = "1";
+constexpr std::string_view ONE_BOOT = "State.";
+
+/// property_change is the journal of changes. Its sequence rises with each change, in commit order,
+/// by one and by the size of the value in KiB, so that keeping a range of sequence numbers bounds
+/// the journal's rows and its bytes. The newest row is never deleted, so that no number comes
+/// again.
+///
+/// property_replace serves INSERT OR REPLACE, which takes the old row away without firing the
+/// delete trigger: the trigger before an insert leaves a row there that says what the insert will
+/// replace, the trigger after it reads that. A row that is left behind by an insert that was
+/// ignored or became an update is cleared by the next insert. Where a program has switched
+/// recursive_triggers on, REPLACE does fire the delete trigger, and the trigger after the insert
+/// takes that one's entry back.
+///
+/// property_meta.trimmed is the newest sequence number that was deleted from the journal: a reader
+/// that has not got as far has missed changes.
+constexpr std::string_view TABLES = R"(
+CREATE TABLE IF NOT EXISTS property(
+    key TEXT PRIMARY KEY, value TEXT NOT NULL, origin TEXT NOT NULL DEFAULT '');
+CREATE TABLE IF NOT EXISTS property_change(
+    sequence INTEGER PRIMARY KEY, key TEXT, value TEXT NOT NULL);
+CREATE TABLE IF NOT EXISTS property_replace(
+    unchanged INTEGER NOT NULL, sequence INTEGER NOT NULL);
+CREATE TABLE IF NOT EXISTS property_meta(
+    name TEXT PRIMARY KEY, value NOT NULL) WITHOUT ROWID;
+INSERT OR IGNORE INTO property_meta VALUES('trimmed', 0);
+INSERT OR IGNORE INTO property_meta VALUES('touched', 0);
+)";
+
+constexpr std::string_view TRIGGERS = R"(
+DROP TRIGGER IF EXISTS property_before_insert;
+CREATE TRIGGER property_before_insert BEFORE INSERT ON property
+WHEN EXISTS(SELECT 1 FROM property WHERE key = NEW.key)
+    OR EXISTS(SELECT 1 FROM property_replace)
+BEGIN
+    DELETE FROM property_replace;
+    INSERT INTO property_replace
+        SELECT value IS NEW.value, (SELECT coalesce(max(sequence), 0) FROM property_change)
+        FROM property WHERE key = NEW.key;
+END;
+
+DROP TRIGGER IF EXISTS property_insert;
+CREATE TRIGGER property_insert AFTER INSERT ON property
+WHEN NEW.value <> '' AND NOT EXISTS(SELECT 1 FROM property_replace)
+BEGIN
+    INSERT INTO property_change VALUES(${NEXT}, NEW.key, NEW.value);
+END;
+
+DROP TRIGGER IF EXISTS property_after_replace;
+CREATE TRIGGER property_after_replace AFTER INSERT ON property
+WHEN EXISTS(SELECT 1 FROM property_replace)
+BEGIN
+    DELETE FROM property_change
+        WHERE sequence > (SELECT sequence FROM property_replace) AND key IS NEW.key;
+    INSERT INTO property_change
+        SELECT ${NEXT}, NEW.key, NEW.value FROM property_replace WHERE NOT unchanged;
+END;
+
+DROP TRIGGER IF EXISTS property_update;
+CREATE TRIGGER property_update AFTER UPDATE OF value ON property
+WHEN NEW.key IS OLD.key AND NEW.value IS NOT OLD.value
+BEGIN
+    INSERT INTO property_change VALUES(${NEXT}, NEW.key, NEW.value);
+END;
+
+DROP TRIGGER IF EXISTS property_before_rename;
+CREATE TRIGGER property_before_rename BEFORE UPDATE OF key ON property
+WHEN NEW.key IS NOT OLD.key
+BEGIN
+    DELETE FROM property_replace;
+    INSERT INTO property_replace
+        SELECT value IS NEW.value, (SELECT coalesce(max(sequence), 0) FROM property_change)
+        FROM property WHERE key = NEW.key;
+END;
+
+DROP TRIGGER IF EXISTS property_rename;
+CREATE TRIGGER property_rename AFTER UPDATE OF key ON property
+WHEN NEW.key IS NOT OLD.key
+BEGIN
+    DELETE FROM property_change
+        WHERE sequence > (SELECT sequence FROM property_replace) AND key IS NEW.key;
+    INSERT INTO property_change SELECT NULL, OLD.key, '' WHERE OLD.value <> '';
+    INSERT INTO property_change SELECT ${NEXT}, NEW.key, NEW.value
+        WHERE NOT coalesce((SELECT unchanged FROM property_replace), NEW.value = '');
+END;
+
+DROP TRIGGER IF EXISTS property_delete;
+CREATE TRIGGER property_delete AFTER DELETE ON property
+WHEN OLD.value <> ''
+BEGIN
+    INSERT INTO property_change VALUES(NULL, OLD.key, '');
+END;
+
+DROP TRIGGER IF EXISTS property_change_trim;
+CREATE TRIGGER property_change_trim AFTER INSERT ON property_change
+WHEN NEW.sequence % ${STEP} <= ${KIB}
+BEGIN
+    UPDATE property_meta SET value = coalesce((SELECT max(sequence) FROM property_change
+        WHERE sequence <= NEW.sequence - ${BOUND}), value) WHERE name = 'trimmed';
+    DELETE FROM property_change WHERE sequence <= NEW.sequence - ${BOUND};
+END;
+)";
+
+// A value's size counts in bytes, also behind a NUL.
+constexpr std::string_view KIB = "length(CAST(NEW.value AS BLOB)) / 1024";
+
+// NULL lets the database take the number behind the highest one, which is the quickest.
+constexpr std::string_view NEXT = R"(CASE WHEN ${KIB} > 0 THEN
+        coalesce((SELECT max(sequence) FROM property_change), 0) + 1 + ${KIB} END)";
+
+std::string replaceAll(std::string text, std::string_view what, std::string_view by) {
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
+        text.replace(at, what.size(), by);
+    return text;
+}
+
+std::string triggers(std::int64_t journalBound) {
+    // Trimmed in steps: one row at a time would write both ends of the journal with each change.
+    const std::int64_t step = std::clamp<std::int64_t>(journalBound / 64, 1, 1024);
+    std::string text(TRIGGERS);
+    text = replaceAll(std::move(text), "${NEXT}", NEXT);
+    text = replaceAll(std::move(text), "${KIB}", KIB);
+    text = replaceAll(std::move(text), "${STEP}", std::to_string(step));
+    return replaceAll(std::move(text), "${BOUND}", std::to_string(journalBound));
+}
+
+bool isPrepared(Database& database) {
+    return database.query("PRAGMA user_version") == VERSION;
+}
+
+std::string notedBoot(Database& database) {
+    return database.query("SELECT value FROM property_meta WHERE name = 'boot'");
+}
+
+/// Runs work in a transaction that takes the write lock at its beginning.
+template <typename Work>
+void write(Database& database, Work work) {
+    Statement begin(database, "BEGIN IMMEDIATE");
+    Statement commit(database, "COMMIT");
+    Transaction transaction(database, begin);
+    work();
+    transaction.commit(commit);
+}
+
+} // namespace
+
+void prepare(Database& database, std::int64_t journalBound) {
+    if (isPrepared(database))
+        return;
+    write(database, [&] {
+        if (isPrepared(database)) // by another process meanwhile
+            return;
+        database.execute(std::string(TABLES) + triggers(journalBound) +
+                         "PRAGMA user_version = " + std::string(VERSION));
+    });
+}
+
+void enterBoot(Database& database, const std::string& bootId) {
+    if (notedBoot(database) == bootId)
+        return;
+    write(database, [&] {
+        const std::string noted = notedBoot(database);
+        if (noted == bootId)
+            return;
+        if (!noted.empty()) // "/" is the character behind "."
+            database.execute("DELETE FROM property WHERE key >= 'State.' AND key < 'State/'");
+        Statement note(database, "INSERT OR REPLACE INTO property_meta VALUES('boot', ?1)");
+        Statement::Run(note).bind(1, bootId).step();
+    });
+}
+
+void touch(Database& database) {
+    database.execute("UPDATE property_meta SET value = value + 1 WHERE name = 'touched'");
+}
+
+bool livesForOneBoot(const std::string& key) {
+    return key.compare(0, ONE_BOOT.size(), ONE_BOOT) == 0;
+}
+
+} // namespace propertyapi::schema

@@ -1,0 +1,152 @@
+#include "SqlitePropertyApi.h"
+
+#include "Notifier.h"
+#include "ReaderPool.h"
+#include "Root.h"
+#include "StoreFile.h"
+#include "StoreWriter.h"
+#include "Subscribers.h"
+#include "text/Quote.h"
+
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+
+namespace propertyapi {
+
+namespace {
+
+/// Runs an operation; what goes wrong in it becomes the interface's exception. what: gives the text
+/// that says what was being done.
+template <typename What, typename Operation>
+auto translating(What what, Operation operation) {
+    try {
+        return operation();
+    } catch (const std::exception& error) {
+        throw PropertyApiException("Cannot " + what() + ": " + error.what());
+    }
+}
+
+template <typename Operation>
+auto onProperty(const char* what, const std::string& key, Operation operation) {
+    return translating([&] { return std::string(what) + " property " + quote(key); }, operation);
+}
+
+/// The kernel's id of this boot, the machine's own also where the phone's root is another
+/// directory.
+std::string machineBootId() {
+    std::ifstream file("/proc/sys/kernel/random/boot_id");
+    std::string id;
+    if (!std::getline(file, id) || id.empty())
+        throw std::runtime_error("cannot read the kernel's boot id");
+    return id;
+}
+
+SqliteSettings withBootId(SqliteSettings settings) {
+    if (settings.bootId.empty())
+        settings.bootId = machineBootId();
+    return settings;
+}
+
+class ScopedSubscription : public ISubscription {
+public:
+    ScopedSubscription(std::shared_ptr<Subscribers> subscribers, std::string key,
+                       Subscribers::Id id)
+        : subscribers_(std::move(subscribers)), key_(std::move(key)), id_(id) {}
+    ~ScopedSubscription() override { subscribers_->end(key_, id_); }
+    ScopedSubscription(const ScopedSubscription&) = delete;
+    ScopedSubscription& operator=(const ScopedSubscription&) = delete;
+
+private:
+    const std::shared_ptr<Subscribers> subscribers_; // may outlive the client
+    const std::string key_;
+    const Subscribers::Id id_;
+};
+
+} // namespace
+
+/// The connections: one that writes, some that read, one that the notification thread reads with.
+class SqlitePropertyApi::Client {
+public:
+    Client(const std::string& path, const SqliteSettings& settings)
+        : file_(root::toHost(path), settings)
+        , writer_(file_.prepare(), settings, [this] { notifier_.wake(); })
+        , readers_([this] { return file_.open(); })
+        , subscribers_(std::make_shared<Subscribers>())
+        , notifier_(file_.open(), subscribers_, settings) {}
+
+    Subscribers::Id subscribe(const std::string& key, Callback callback) {
+        // Read first: a change that is committed while this runs may be left out, one that was
+        // committed before must be.
+        const std::int64_t newest = ReaderPool::Lease(readers_)->newestChange();
+        return subscribers_->add(key, std::move(callback), newest);
+    }
+
+    ReaderPool& readers() { return readers_; }
+    StoreWriter& writer() { return writer_; }
+    Notifier& notifier() { return notifier_; }
+    const std::shared_ptr<Subscribers>& subscribers() { return subscribers_; }
+
+private:
+    const StoreFile file_;
+    StoreWriter writer_;
+    ReaderPool readers_;
+    const std::shared_ptr<Subscribers> subscribers_;
+    Notifier notifier_; // the last: its end waits for a callback, which may use the others
+};
+
+SqlitePropertyApi::SqlitePropertyApi(const std::string& path, const SqliteSettings& settings)
+    : client_(translating([&] { return "open property store " + quote(path); },
+                          [&] { return std::make_unique<Client>(path, withBootId(settings)); })) {}
+
+SqlitePropertyApi::~SqlitePropertyApi() = default;
+
+void SqlitePropertyApi::stop() {
+    client_->notifier().stop();
+}
+
+bool SqlitePropertyApi::exists(const std::string& key) const {
+    return onProperty("look for", key,
+                      [&] { return ReaderPool::Lease(client_->readers())->exists(key); });
+}
+
+std::string SqlitePropertyApi::getValue(const std::string& key) const {
+    return getValue(key, {});
+}
+
+std::string SqlitePropertyApi::getValue(const std::string& key,
+                                        const std::string& defaultValue) const {
+    return onProperty("read", key, [&] {
+        return ReaderPool::Lease(client_->readers())->value(key).value_or(defaultValue);
+    });
+}
+
+void SqlitePropertyApi::subscribe(const std::string& key, Callback callback) const {
+    onProperty("subscribe to", key, [&] { client_->subscribe(key, std::move(callback)); });
+}
+
+std::unique_ptr<ISubscription> SqlitePropertyApi::subscribeScoped(const std::string& key,
+                                                                  Callback callback) const {
+    return onProperty("subscribe to", key, [&] {
+        const Subscribers::Id id = client_->subscribe(key, std::move(callback));
+        return std::make_unique<ScopedSubscription>(client_->subscribers(), key, id);
+    });
+}
+
+bool SqlitePropertyApi::setValue(const std::string& key, const std::string& value) const {
+    return onProperty("write", key, [&] {
+        return client_->writer().write({{key, value}}, {}) != 0;
+    });
+}
+
+bool SqlitePropertyApi::removeValue(const std::string& key) const {
+    return onProperty("remove", key, [&] { return client_->writer().remove(key); });
+}
+
+unsigned int SqlitePropertyApi::setValues(const Batch& batch, const std::string& origin) const {
+    return translating(
+        [&] { return "write batch of " + std::to_string(batch.size()) + " properties"; },
+        [&] { return client_->writer().write(batch, origin); });
+}
+
+} // namespace propertyapi

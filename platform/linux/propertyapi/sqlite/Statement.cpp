@@ -1,0 +1,70 @@
+#include "Statement.h"
+
+#include "Database.h"
+
+#include <sqlite3.h>
+
+namespace propertyapi {
+
+Statement::Statement(Database& database, const std::string& text) : database_(database) {
+    const int code =
+        sqlite3_prepare_v3(database.handle(), text.c_str(), static_cast<int>(text.size() + 1),
+                           SQLITE_PREPARE_PERSISTENT, &handle_, nullptr);
+    if (code != SQLITE_OK)
+        database.fail(code);
+}
+
+Statement::~Statement() {
+    sqlite3_finalize(handle_);
+}
+
+void Statement::execute() {
+    Run(*this).step();
+}
+
+Statement::Run::~Run() {
+    // Its result repeats the error of the last step, which has been thrown.
+    sqlite3_reset(statement_.handle_);
+    sqlite3_clear_bindings(statement_.handle_);
+}
+
+Statement::Run& Statement::Run::bind(int parameter, const std::string& value) {
+    const int code = sqlite3_bind_text64(statement_.handle_, parameter, value.data(), value.size(),
+                                         SQLITE_STATIC, SQLITE_UTF8);
+    if (code != SQLITE_OK)
+        statement_.database_.fail(code);
+    return *this;
+}
+
+Statement::Run& Statement::Run::bind(int parameter, std::int64_t value) {
+    const int code = sqlite3_bind_int64(statement_.handle_, parameter, value);
+    if (code != SQLITE_OK)
+        statement_.database_.fail(code);
+    return *this;
+}
+
+bool Statement::Run::step() {
+    const int code = sqlite3_step(statement_.handle_);
+    if (code != SQLITE_ROW && code != SQLITE_DONE)
+        statement_.database_.fail(code);
+    return code == SQLITE_ROW;
+}
+
+std::string Statement::Run::text(int column) {
+    // The text first: asking for it may convert the value, which settles the size.
+    const unsigned char* text = sqlite3_column_text(statement_.handle_, column);
+    const int size = sqlite3_column_bytes(statement_.handle_, column);
+    if (text == nullptr)
+        return {};
+    return {reinterpret_cast<const char*>(text), static_cast<std::size_t>(size)};
+}
+
+std::int64_t Statement::Run::integer(int column) {
+    return sqlite3_column_int64(statement_.handle_, column);
+}
+
+bool Statement::Run::isNull(int column) {
+    return sqlite3_column_type(statement_.handle_, column) == SQLITE_NULL;
+}
+
+} // namespace propertyapi

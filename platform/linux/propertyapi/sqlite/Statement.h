@@ -1,0 +1,55 @@
+#ifndef STATEMENT_H
+#define STATEMENT_H
+
+#include <cstdint>
+#include <string>
+
+struct sqlite3_stmt;
+
+namespace propertyapi {
+
+class Database;
+
+/// A statement compiled once for a connection, which must live longer. Same thread rule as the
+/// connection.
+class Statement {
+public:
+    Statement(Database& database, const std::string& text);
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    /// One execution. Texts bound to it stay where they are until it is over. All operations throw
+    /// DatabaseError.
+    class Run {
+    public:
+        explicit Run(Statement& statement) : statement_(statement) {}
+        ~Run();
+        Run(const Run&) = delete;
+        Run& operator=(const Run&) = delete;
+
+        /// Parameters count from 1. Texts may hold any bytes.
+        Run& bind(int parameter, const std::string& value);
+        Run& bind(int parameter, std::int64_t value);
+        /// True when there is a row (a further row).
+        bool step();
+        /// Columns count from 0; valid after a step that was true.
+        std::string text(int column);
+        std::int64_t integer(int column);
+        bool isNull(int column);
+
+    private:
+        Statement& statement_;
+    };
+
+    /// Executes a statement without parameters whose rows do not matter.
+    void execute();
+
+private:
+    Database& database_;
+    sqlite3_stmt* handle_ = nullptr;
+};
+
+} // namespace propertyapi
+
+#endif

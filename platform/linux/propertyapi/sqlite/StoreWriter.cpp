@@ -1,0 +1,141 @@
+#include "StoreWriter.h"
+
+#include "Schema.h"
+#include "Transaction.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace propertyapi {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// A log shorter than its header has none yet.
+constexpr std::int64_t WAL_HEADER = 32;
+
+bool anyLasting(const IPropertyApi::Batch& batch) {
+    return std::any_of(batch.begin(), batch.end(),
+                       [](const auto& entry) { return !schema::livesForOneBoot(entry.first); });
+}
+
+} // namespace
+
+StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSettings& settings,
+                         std::function<void()> committed)
+    : settings_(settings)
+    , committed_(std::move(committed))
+    , database_(std::move(database))
+    , beginRead_(*database_, "BEGIN")
+    , beginWrite_(*database_, "BEGIN IMMEDIATE")
+    , commit_(*database_, "COMMIT")
+    , compare_(*database_, "SELECT value IS ?2 FROM property WHERE key = ?1")
+    , insert_(*database_, "INSERT INTO property(key, value, origin) VALUES(?1, ?2, ?3)")
+    , update_(*database_, "UPDATE property SET value = ?2, origin = ?3 WHERE key = ?1")
+    , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
+    , delete_(*database_, "DELETE FROM property WHERE key = ?1") {
+    database_->execute("PRAGMA journal_size_limit = " + std::to_string(settings_.walIdleLimit));
+    // The first flush of a log through a connection flushes its directory too, and the first write
+    // to an empty log flushes its header. Both are done here, so that a write flushes once.
+    if (database_->walSize() < WAL_HEADER)
+        schema::touch(*database_);
+    else
+        database_->flushWal();
+}
+
+unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::string& origin) {
+    const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
+    unsigned int differing = 0;
+    {
+        const Turn::Holder turn(turn_, deadline);
+        if (holdsAll(batch))
+            return 0;
+        transact(anyLasting(batch), deadline, [&] {
+            for (const auto& [key, value] : batch)
+                differing += writeOne(key, value, origin) ? 1U : 0U;
+        });
+    }
+    committed_();
+    return differing;
+}
+
+bool StoreWriter::remove(const std::string& key) {
+    const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
+    {
+        const Turn::Holder turn(turn_, deadline);
+        if (!Statement::Run(exists_).bind(1, key).step())
+            return false;
+        transact(!schema::livesForOneBoot(key), deadline,
+                 [&] { Statement::Run(delete_).bind(1, key).step(); });
+    }
+    committed_();
+    return true;
+}
+
+template <typename Work>
+void StoreWriter::transact(bool lasting, Clock::time_point deadline, Work work) {
+    database_->setBusyTimeout(
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()));
+    shortenLog();
+    flushOnCommit(lasting);
+    Transaction transaction(*database_, beginWrite_);
+    work();
+    transaction.commit(commit_);
+}
+
+bool StoreWriter::holdsAll(const IPropertyApi::Batch& batch) {
+    Transaction snapshot(*database_, beginRead_);
+    const bool all = std::all_of(batch.begin(), batch.end(), [this](const auto& entry) {
+        Statement::Run run(compare_);
+        return run.bind(1, entry.first).bind(2, entry.second).step() && run.integer(0) != 0;
+    });
+    snapshot.commit(commit_);
+    return all;
+}
+
+/// True when the value differs from the one before.
+bool StoreWriter::writeOne(const std::string& key, const std::string& value,
+                           const std::string& origin) {
+    bool isThere = false;
+    bool differs = !value.empty();
+    {
+        Statement::Run run(compare_);
+        isThere = run.bind(1, key).bind(2, value).step();
+        if (isThere)
+            differs = run.integer(0) == 0;
+    }
+    // Not an upsert: that fires the trigger before an insert for each key that is there already,
+    // and takes three times as long.
+    if (!isThere || differs)
+        Statement::Run(isThere ? update_ : insert_)
+            .bind(1, key)
+            .bind(2, value)
+            .bind(3, origin)
+            .step();
+    return differs;
+}
+
+/// Without flushing, only the beginning of the log anew is flushed, which keeps it sound.
+void StoreWriter::flushOnCommit(bool flush) {
+    if (flush == flushing_)
+        return;
+    database_->execute(flush ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
+    flushing_ = flush;
+}
+
+/// Bounds the log where writes follow each other so closely that the notification thread never
+/// finds the moment in which all of it has been moved.
+void StoreWriter::shortenLog() {
+    if (database_->walSize() < settings_.walWriterLimit)
+        return;
+    try {
+        database_->checkpoint();
+    } catch (const DatabaseError&) {
+        // What keeps the log from being moved need not keep this write from being made; the
+        // notification thread reports it.
+        return;
+    }
+}
+
+} // namespace propertyapi

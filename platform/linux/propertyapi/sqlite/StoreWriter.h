@@ -1,0 +1,58 @@
+#ifndef STOREWRITER_H
+#define STOREWRITER_H
+
+#include "Database.h"
+#include "SqliteSettings.h"
+#include "Statement.h"
+#include "Turn.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace propertyapi {
+
+/// The connection that writes. Called from every thread; they write one after another. All
+/// operations throw DatabaseError, and then nothing is written.
+class StoreWriter {
+public:
+    /// committed: called after each transaction that has written something.
+    StoreWriter(std::unique_ptr<Database> database, const SqliteSettings& settings,
+                std::function<void()> committed);
+
+    /// Writes a batch in one transaction. Returns the number of writes after which the value
+    /// differed. The disk is flushed once, not at all for keys of one boot, and nothing is locked
+    /// when every key has its value already.
+    unsigned int write(const IPropertyApi::Batch& batch, const std::string& origin);
+    /// Removes a key; true when it existed.
+    bool remove(const std::string& key);
+
+private:
+    template <typename Work>
+    void transact(bool lasting, std::chrono::steady_clock::time_point deadline, Work work);
+    bool holdsAll(const IPropertyApi::Batch& batch);
+    bool writeOne(const std::string& key, const std::string& value, const std::string& origin);
+    void flushOnCommit(bool flush);
+    void shortenLog();
+
+    const SqliteSettings settings_;
+    const std::function<void()> committed_;
+    /// The connection is used by the thread whose turn it is: waiting for the disk, it would
+    /// otherwise hold a lock across output.
+    Turn turn_;
+    const std::unique_ptr<Database> database_;
+    bool flushing_ = true;
+    Statement beginRead_;
+    Statement beginWrite_;
+    Statement commit_;
+    Statement compare_;
+    Statement insert_;
+    Statement update_;
+    Statement exists_;
+    Statement delete_;
+};
+
+} // namespace propertyapi
+
+#endif

@@ -1,0 +1,78 @@
+#include "http/formatPath.h"
+
+#include "StubPhoneConfig.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using http::formatPath;
+
+std::string formatted(const std::string& text) {
+    return formatPath(text, "00:1a:2B:3c:4d:5e", "hd7k", "3");
+}
+
+TEST(FormatPath, ExpandsTheMacAddressWithBothSeparators) {
+    EXPECT_EQ(formatted("http://p/%MACC.xml"), "http://p/00:1a:2B:3c:4d:5e.xml");
+    EXPECT_EQ(formatted("http://p/%MACD.xml"), "http://p/00-1a-2B-3c-4d-5e.xml");
+    EXPECT_EQ(formatPath("%MACC %MACD", "00-1A-2B-3C-4D-5E", "", ""),
+              "00:1A:2B:3C:4D:5E 00-1A-2B-3C-4D-5E");
+}
+
+TEST(FormatPath, ExpandsTheDeviceIdWithAndWithoutMinorId) {
+    EXPECT_EQ(formatted("/%DVID/a"), "/hd7k-3/a");
+    EXPECT_EQ(formatPath("/%DVID/a", "", "hd7k", ""), "/hd7k/a");
+}
+
+TEST(FormatPath, ExpandsEveryOccurrence) {
+    EXPECT_EQ(formatted("%DVID%DVID%MACD"), "hd7k-3hd7k-300-1a-2B-3c-4d-5e");
+}
+
+TEST(FormatPath, LeavesWhateverElseBeginsWithAPercentSign) {
+    for (const char* text : {"", "%", "%%", "a%20b", "%MAC", "%macc", "%MACX", "%DVI", "%2FMACC"})
+        EXPECT_EQ(formatted(text), text);
+    EXPECT_EQ(formatted("%%DVID"), "%hd7k-3");
+}
+
+TEST(FormatPath, DoesNotReadAgainWhatAPlaceholderExpandsTo) {
+    EXPECT_EQ(formatPath("%DVID", "00:11", "%MACC", "%DVID"), "%MACC-%DVID");
+    EXPECT_EQ(formatPath("%MAC%DVID", "00:11", "C", ""), "%MACC");
+}
+
+struct StubPropertyApi : propertyapi::IPropertyApi {
+    bool fails = false;
+
+    bool exists(const std::string&) const override { return true; }
+    std::string getValue(const std::string& key) const override {
+        if (fails)
+            throw propertyapi::PropertyApiException("store is busy");
+        return key == "NET.MAC.Address" ? "00:11:22:33:44:55" : "";
+    }
+    std::string getValue(const std::string& key, const std::string&) const override {
+        return getValue(key);
+    }
+    void subscribe(const std::string&, Callback) const override {}
+    std::unique_ptr<propertyapi::ISubscription> subscribeScoped(const std::string&,
+                                                                Callback) const override {
+        return nullptr;
+    }
+    bool setValue(const std::string&, const std::string&) const override { return false; }
+    bool removeValue(const std::string&) const override { return false; }
+    unsigned int setValues(const Batch&, const std::string&) const override { return 0; }
+};
+
+TEST(FormatPath, ReadsThePhonesOwnAddressAndIds) {
+    const StubPropertyApi store;
+    StubPhoneConfig config;
+    config.values = {{"networking.provisioning.MajorId", "hd9"},
+                     {"networking.provisioning.MinorId", "12"}};
+    EXPECT_EQ(formatPath("%MACD/%DVID", store, config), "00-11-22-33-44-55/hd9-12");
+}
+
+TEST(FormatPath, PassesErrorsOfThePropertyStoreOn) {
+    StubPropertyApi store;
+    store.fails = true;
+    EXPECT_THROW(formatPath("x", store, StubPhoneConfig()), propertyapi::PropertyApiException);
+}
+
+} // namespace

@@ -1,0 +1,13 @@
+#ifndef NOPROXY_H
+#define NOPROXY_H
+
+#include <cstdlib>
+
+/// Takes the machine's own proxy settings out of the environment. Before any thread runs.
+inline void forgetProxies() {
+    for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY",
+                             "no_proxy", "NO_PROXY"})
+        ::unsetenv(name);
+}
+
+#endif

@@ -1,0 +1,89 @@
+#include "BusHarness.h"
+#include "Payload.h"
+#include "WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace {
+
+class Idle : public BusTest {};
+
+/// How often the thread of that name went to sleep so far; each wake-up ends in one more.
+std::optional<long> sleeps(const std::string& threadName) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(task.path() / "comm") >> std::ws, name);
+        if (name != threadName)
+            continue;
+        std::ifstream status(task.path() / "status");
+        for (std::string key; status >> key;) {
+            long count = 0;
+            if (key == "voluntary_ctxt_switches:" && status >> count)
+                return count;
+        }
+    }
+    return std::nullopt;
+}
+
+/// Waits until the thread sleeps for a while.
+void settle(const std::string& threadName) {
+    std::optional<long> before;
+    ASSERT_TRUE(waitUntil([&] {
+        const std::optional<long> now = sleeps(threadName);
+        const bool isSettled = now.has_value() && now == before;
+        before = now;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        return isSettled;
+    }));
+}
+
+TEST_F(Idle, AConnectedClientDoesNotWakeUp) {
+    connect(ipc::BusSettings());
+    activateEcho();
+    ASSERT_EQ(answerTo(payload("echo", true)), "echoResponse {}");
+    for (const char* thread : {"bus", "message"})
+        settle(thread);
+    const auto bus = sleeps("bus");
+    const auto message = sleeps("message");
+    ASSERT_TRUE(bus && message);
+    // The time measured, not a time waited for something.
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    EXPECT_EQ(sleeps("bus"), bus);
+    EXPECT_EQ(sleeps("message"), message);
+    ASSERT_EQ(answerTo(payload("echo", true)), "echoResponse {}");
+    // The counts do count.
+    EXPECT_TRUE(waitUntil([&] { return sleeps("bus") > bus && sleeps("message") > message; }));
+}
+
+TEST_F(Idle, PublishingWithoutABrokerDoesNotWakeTheNetworkThread) {
+    ipc::BusSettings settings;
+    settings.reconnectFirst = std::chrono::hours(1);
+    settings.reconnectLast = std::chrono::hours(1);
+    broker.stop();
+    makeClient(broker.address(), settings);
+    settle("bus");
+    const auto before = sleeps("bus");
+    for (int number = 0; number < 100; ++number)
+        client->publish("prov-client/netmgr", ipc::IPCMessage("message"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(sleeps("bus"), before);
+}
+
+TEST_F(Idle, TheKeepaliveKeepsASilentConnection) {
+    // The shortest that the library allows; the broker gives a silent client up after 7.5 s.
+    ipc::BusSettings settings = quickSettings();
+    settings.keepalive = std::chrono::seconds(5);
+    connect(settings);
+    std::this_thread::sleep_for(std::chrono::seconds(9));
+    EXPECT_TRUE(client->isConnected());
+    EXPECT_FALSE(log.mentions("Bus away"));
+    EXPECT_EQ(broker.log().find("exceeded timeout"), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,41 @@
+#include "Backends.h"
+
+#include "FakePropertyApi.h"
+#include "PhoneRoot.h"
+#include "SqlitePropertyApi.h"
+
+namespace {
+
+class MemoryBackend : public Backend {
+public:
+    const propertyapi::IPropertyApi& api() const override { return *client_; }
+    void end() override { client_.reset(); }
+
+private:
+    std::unique_ptr<FakePropertyApi> client_ = std::make_unique<FakePropertyApi>();
+};
+
+class DatabaseBackend : public Backend {
+public:
+    const propertyapi::IPropertyApi& api() const override { return *client_; }
+    void end() override { client_.reset(); }
+
+private:
+    PhoneRoot root_;
+    std::unique_ptr<propertyapi::SqlitePropertyApi> client_ =
+        std::make_unique<propertyapi::SqlitePropertyApi>();
+};
+
+} // namespace
+
+BackendKind inMemory() {
+    return {"Fake", [] {
+                return std::make_unique<MemoryBackend>();
+            }};
+}
+
+BackendKind inDatabase() {
+    return {"Sqlite", [] {
+                return std::make_unique<DatabaseBackend>();
+            }};
+}

@@ -1,0 +1,51 @@
+#include "FlushCounter.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+thread_local unsigned int ownFlushes = 0;
+std::atomic<unsigned int> allFlushes = 0;
+std::atomic<std::chrono::milliseconds::rep> extraTime = 0;
+
+int flush(long call, int file) {
+    ++ownFlushes;
+    ++allFlushes;
+    if (const auto time = extraTime.load(); time > 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(time));
+    return static_cast<int>(::syscall(call, file));
+}
+
+} // namespace
+
+extern "C" {
+
+int fsync(int file) {
+    return flush(SYS_fsync, file);
+}
+
+int fdatasync(int file) {
+    return flush(SYS_fdatasync, file);
+}
+
+} // extern "C"
+
+namespace flushes {
+
+unsigned int ofThisThread() {
+    return ownFlushes;
+}
+
+unsigned int ofAllThreads() {
+    return allFlushes;
+}
+
+void slowDown(std::chrono::milliseconds time) {
+    extraTime = time.count();
+}
+
+} // namespace flushes

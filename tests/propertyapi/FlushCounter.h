@@ -1,0 +1,19 @@
+#ifndef FLUSHCOUNTER_H
+#define FLUSHCOUNTER_H
+
+#include <chrono>
+
+/// Counts the flushes to the disk, fsync and fdatasync, that this process makes: the test program
+/// has its own versions of both, which the database library uses too.
+namespace flushes {
+
+/// Those of the calling thread since it began.
+unsigned int ofThisThread();
+/// Those of all threads.
+unsigned int ofAllThreads();
+/// Makes each flush take longer, as a slow disk does.
+void slowDown(std::chrono::milliseconds time);
+
+} // namespace flushes
+
+#endif

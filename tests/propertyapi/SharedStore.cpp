@@ -1,0 +1,13 @@
+#include "SharedStore.h"
+
+#include "ChildProcess.h"
+
+#include <gtest/gtest.h>
+
+std::string SharedStore::shell(const std::string& statements) const {
+    Finished finished = run({"sqlite3", file(), statements});
+    EXPECT_EQ(finished.status, 0) << statements << "\n" << finished.output;
+    if (!finished.output.empty() && finished.output.back() == '\n')
+        finished.output.pop_back();
+    return finished.output;
+}

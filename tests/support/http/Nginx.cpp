@@ -1,0 +1,148 @@
+#include "Nginx.h"
+
+#include "FreePort.h"
+#include "WaitUntil.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+void replaceAll(std::string& text, const std::string& what, const std::string& with) {
+    for (std::size_t at = text.find(what); at != std::string::npos;
+         at = text.find(what, at + with.size()))
+        text.replace(at, what.size(), with);
+}
+
+bool listens(std::uint16_t port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const bool connected =
+        ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(socket);
+    return connected;
+}
+
+} // namespace
+
+Nginx::Nginx(std::string locations, std::optional<Tls> tls)
+    : locations_(std::move(locations)), tls_(std::move(tls)) {
+    if (tls_) {
+        put("server.pem", tls_->server.certificate);
+        put("server.key", tls_->server.key);
+        put("client-ca.pem", tls_->clientCa);
+    }
+    publish("/.alive", "");
+    start();
+}
+
+Nginx::~Nginx() = default;
+
+void Nginx::start() {
+    constexpr int ATTEMPTS = 5; // somebody else may take a free port first
+    for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
+        port_ = freePort();
+        tlsPort_ = freePort();
+        put("nginx.conf", configuration());
+        process_ = std::make_unique<ChildProcess>(
+            std::vector<std::string>{"nginx", "-p", directory_.path(), "-c", "nginx.conf"},
+            directory_.path() + "/output");
+        waitUntil([this] { return !process_->isRunning() || listens(port_); });
+        if (process_->isRunning())
+            return;
+    }
+    throw std::runtime_error(
+        "nginx does not start: " + readHostFile(directory_.path() + "/output") +
+        readHostFile(directory_.path() + "/error.log"));
+}
+
+std::string Nginx::configuration() const {
+    // One process: none is left behind when the test dies. "user": for a test run by root.
+    std::string text = R"(
+daemon off;
+master_process off;
+user root;
+pid @DIR@/pid;
+error_log @DIR@/error.log info;
+events { worker_connections 64; }
+http {
+    log_format test '$connection $status $server_port $uri "$http_authorization" $server_protocol';
+    access_log @DIR@/access.log test;
+    client_body_temp_path @DIR@/client-body;
+    proxy_temp_path @DIR@/proxy;
+    fastcgi_temp_path @DIR@/fastcgi;
+    uwsgi_temp_path @DIR@/uwsgi;
+    scgi_temp_path @DIR@/scgi;
+    root @DIR@/root;
+    default_type application/octet-stream;
+    server {
+        listen 127.0.0.1:@PORT@;
+@LOCATIONS@
+    }
+)";
+    if (tls_) {
+        text += R"(
+    server {
+        listen 127.0.0.1:@TLSPORT@ ssl http2;
+        ssl_certificate @DIR@/server.pem;
+        ssl_certificate_key @DIR@/server.key;
+)";
+        if (!tls_->clientCa.empty())
+            text += "ssl_client_certificate @DIR@/client-ca.pem; ssl_verify_client on;\n";
+        text += tls_->settings + "\n@LOCATIONS@\n    }\n";
+    }
+    replaceAll(text, "@LOCATIONS@", locations_);
+    return filled(text + "}\n");
+}
+
+std::string Nginx::filled(std::string text) const {
+    replaceAll(text, "@DIR@", directory_.path());
+    replaceAll(text, "@PORT@", std::to_string(port_));
+    replaceAll(text, "@TLSPORT@", std::to_string(tlsPort_));
+    return text;
+}
+
+std::string Nginx::url(const std::string& target) const {
+    return "http://127.0.0.1:" + std::to_string(port_) + target;
+}
+
+std::string Nginx::tlsUrl(const std::string& target, const std::string& host) const {
+    return "https://" + host + ":" + std::to_string(tlsPort_) + target;
+}
+
+void Nginx::publish(const std::string& target, const std::string& content) const {
+    put("root" + target, content);
+}
+
+void Nginx::put(const std::string& name, const std::string& content) const {
+    writeHostFile(directory_.path() + "/" + name, content);
+}
+
+std::vector<Nginx::Access> Nginx::accesses(std::size_t count) const {
+    // A line is written when the request is done with, which the client may know earlier.
+    waitUntil([&] { return readAccesses().size() >= count; });
+    return readAccesses();
+}
+
+std::vector<Nginx::Access> Nginx::readAccesses() const {
+    std::vector<Access> result;
+    std::istringstream log(readHostFile(directory_.path() + "/access.log"));
+    for (std::string line; std::getline(log, line);) {
+        std::istringstream words(line);
+        Access access{};
+        words >> access.connection >> access.status >> access.port >> access.uri;
+        words.ignore(2);
+        std::getline(words, access.authorization, '"');
+        words >> access.protocol;
+        result.push_back(access);
+    }
+    return result;
+}

@@ -1,0 +1,42 @@
+#ifndef TESTCA_H
+#define TESTCA_H
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A certificate and its private key, both PEM.
+struct TestIdentity {
+    std::string certificate;
+    std::string key;
+};
+
+/// A certificate authority of a test, with EC keys.
+class TestCa {
+public:
+    /// Seconds from now on; negative ones lie in the past.
+    struct Validity {
+        std::chrono::seconds from{-3600};
+        std::chrono::seconds to{24 * 3600};
+    };
+
+    explicit TestCa(const std::string& name);
+    ~TestCa();
+    TestCa(const TestCa&) = delete;
+    TestCa& operator=(const TestCa&) = delete;
+
+    /// The authority's own certificate, PEM.
+    const std::string& certificate() const;
+    /// names: subject alternative names as OpenSSL writes them: "DNS:localhost", "IP:127.0.0.1".
+    TestIdentity issueServer(const std::vector<std::string>& names, Validity validity) const;
+    TestIdentity issueServer(const std::vector<std::string>& names) const;
+    /// keyPassword: encrypts the key; empty: it is not.
+    TestIdentity issueClient(const std::string& name, const std::string& keyPassword = {}) const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+#endif
