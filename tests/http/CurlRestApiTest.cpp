@@ -2,6 +2,7 @@
 
 #include "FaultyServer.h"
 #include "FreePort.h"
+#include "Guarded.h"
 #include "Gzip.h"
 #include "Nginx.h"
 #include "NoProxy.h"
@@ -159,15 +160,15 @@ TEST_F(CurlRestApiTest, SendsNoCredentialsUnlessTold) {
 }
 
 TEST_F(CurlRestApiTest, TellsWhichAuthenticationIsOffered) {
-    std::string offer;
+    Guarded<std::string> offer;
     FaultyServer server([&](Exchange& exchange) {
-        exchange.send(answer(401, "", offer));
+        exchange.send(answer(401, "", offer.get()));
         return Then::Close;
     });
-    offer = "WWW-Authenticate: Basic realm=\"x\"\r\n";
+    offer.set("WWW-Authenticate: Basic realm=\"x\"\r\n");
     HttpResponse response = get(server.url("/"));
     EXPECT_TRUE(response.offersBasic && !response.offersDigest);
-    offer = "WWW-Authenticate: Bearer\r\n";
+    offer.set("WWW-Authenticate: Bearer\r\n");
     response = get(server.url("/"));
     EXPECT_FALSE(response.offersBasic || response.offersDigest);
 }

@@ -1,1 +1,169 @@
-#include <gtest/gtest.h>
+#include "DownloadFile.h"
+
+#include "LogRecorder.h"
+#include "PhoneRoot.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <set>
+
+namespace {
+
+using http::Access;
+using http::DownloadFile;
+
+/// The process's umask, while the object lives.
+class Umask {
+public:
+    explicit Umask(mode_t mask) : before_(::umask(mask)) {}
+    ~Umask() { ::umask(before_); }
+    Umask(const Umask&) = delete;
+    Umask& operator=(const Umask&) = delete;
+
+private:
+    mode_t before_;
+};
+
+class DownloadFileTest : public testing::Test {
+protected:
+    std::set<std::string> files(const std::string& directory) const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(root.host(directory)))
+            names.insert(entry.path().filename());
+        return names;
+    }
+
+    mode_t modeOf(const std::string& path) const {
+        struct stat status {};
+        EXPECT_EQ(::stat(root.host(path).c_str(), &status), 0);
+        return status.st_mode & 07777U;
+    }
+
+    static void write(DownloadFile& file, const std::string& content) {
+        file.append(content.data(), content.size());
+    }
+
+    PhoneRoot root;
+    LogRecorder log;
+};
+
+TEST_F(DownloadFileTest, IsAtItsPlaceWhenItIsWholeAndNotBefore) {
+    root.write("/a/x", "old");
+    DownloadFile file("/a/x", Access::OwnerOnly);
+    EXPECT_EQ(files("/a"), std::set<std::string>{"x"}) << "nothing is touched yet";
+    file.create();
+    write(file, "ne");
+    write(file, "w");
+    EXPECT_EQ(root.read("/a/x"), "old");
+    EXPECT_EQ(files("/a").size(), 2U) << "the temporary is in the same directory";
+    file.commit();
+    EXPECT_EQ(root.read("/a/x"), "new");
+    EXPECT_EQ(files("/a"), std::set<std::string>{"x"});
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(DownloadFileTest, LeavesNothingWhenItIsGivenUp) {
+    root.write("/a/x", "old");
+    {
+        DownloadFile file("/a/x", Access::OwnerOnly);
+        file.create();
+        write(file, "new");
+    }
+    EXPECT_EQ(root.read("/a/x"), "old");
+    EXPECT_EQ(files("/a"), std::set<std::string>{"x"});
+}
+
+TEST_F(DownloadFileTest, HasItsModeFromTheBeginningWhateverTheUmask) {
+    for (const mode_t mask : {0U, 077U, 022U}) {
+        const Umask umask(mask);
+        const std::string directory = "/new" + std::to_string(mask);
+        for (const auto& [access, mode] : {std::pair(Access::OwnerOnly, mode_t{0600}),
+                                           std::pair(Access::Everyone, mode_t{0644})}) {
+            DownloadFile file(directory + "/deep/x", access);
+            file.create();
+            ASSERT_EQ(files(directory + "/deep").size(), 1U);
+            EXPECT_EQ(modeOf(directory + "/deep/" + *files(directory + "/deep").begin()), mode);
+        }
+        EXPECT_EQ(modeOf(directory), 0775U);
+        EXPECT_EQ(modeOf(directory + "/deep"), 0775U);
+    }
+}
+
+TEST_F(DownloadFileTest, LeavesExistingDirectoriesAsTheyAre) {
+    root.write("/a/b/other", "");
+    std::filesystem::permissions(root.host("/a/b"), std::filesystem::perms(0700));
+    DownloadFile file("/a/b/c/x", Access::OwnerOnly);
+    file.create();
+    EXPECT_EQ(modeOf("/a/b"), 0700U);
+    EXPECT_EQ(modeOf("/a/b/c"), 0775U);
+}
+
+TEST_F(DownloadFileTest, TakesAFileNameOfFullLength) {
+    const std::string name(255, 'x');
+    DownloadFile file("/" + name, Access::OwnerOnly);
+    file.create();
+    write(file, "content");
+    file.commit();
+    EXPECT_EQ(root.read("/" + name), "content");
+}
+
+TEST_F(DownloadFileTest, RemovesWhatAPowerCutLeftAndNothingElse) {
+    root.write("/a/.download-AbCdEf", "left behind");
+    root.write("/a/.download", "somebody else's");
+    root.write("/a/download-AbCdEf", "somebody else's");
+    DownloadFile running("/a/running", Access::OwnerOnly);
+    running.create();
+    EXPECT_FALSE(root.exists("/a/.download-AbCdEf"));
+    EXPECT_EQ(files("/a").size(), 3U);
+    DownloadFile further("/a/further", Access::OwnerOnly);
+    further.create();
+    EXPECT_EQ(files("/a").size(), 4U) << "a running download keeps its temporary";
+    write(running, "content");
+    running.commit();
+    EXPECT_EQ(root.read("/a/running"), "content");
+}
+
+std::string failureOf(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "no failure";
+}
+
+TEST_F(DownloadFileTest, SaysWhatFailedOnWhichFile) {
+    root.write("/file", "");
+    std::filesystem::create_directory(root.host("/directory"));
+    DownloadFile below("/file/x", Access::OwnerOnly);
+    EXPECT_THAT(failureOf([&] { below.create(); }), testing::HasSubstr("/file"));
+    DownloadFile onto("/directory", Access::OwnerOnly);
+    onto.create();
+    EXPECT_EQ(failureOf([&] { onto.commit(); }),
+              "File \"/directory\": putting it in its place failed: Is a directory");
+}
+
+TEST_F(DownloadFileTest, FailsWhenTheDiskTakesNoMore) {
+    root.write("/x", "old");
+    // Stands for a full disk: the kernel takes 8192 bytes and refuses the rest.
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{8192, before.rlim_max};
+    std::optional<DownloadFile> file(std::in_place, "/x", Access::OwnerOnly);
+    file->create();
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    const std::string failure = failureOf([&] { write(*file, std::string(20000, 'x')); });
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(failure, "File \"/x\": writing failed: File too large");
+    file.reset();
+    EXPECT_EQ(files("/"), std::set<std::string>{"x"});
+    EXPECT_EQ(root.read("/x"), "old");
+}
+
+} // namespace

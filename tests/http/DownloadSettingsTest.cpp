@@ -1,7 +1,7 @@
 #include "DownloadSettings.h"
 
+#include "FakePhoneConfig.h"
 #include "LogRecorder.h"
-#include "StubPhoneConfig.h"
 
 #include <gmock/gmock.h>
 
@@ -16,7 +16,7 @@ constexpr const char* MAX_BYTES = "networking.download.MaxBytes";
 
 TEST(DownloadSettings, HasDefaultsForWhatIsNotConfigured) {
     const LogRecorder log;
-    const auto settings = DownloadSettings::read(StubPhoneConfig());
+    const auto settings = DownloadSettings::read(FakePhoneConfig());
     EXPECT_EQ(settings.connectTimeout, seconds(10));
     EXPECT_EQ(settings.stallTimeout, seconds(30));
     EXPECT_EQ(settings.maxBytes, 268435456U);
@@ -24,8 +24,8 @@ TEST(DownloadSettings, HasDefaultsForWhatIsNotConfigured) {
 }
 
 TEST(DownloadSettings, TakesDecimalTexts) {
-    StubPhoneConfig config;
-    config.values = {{CONNECT, "3"}, {STALL, "86400"}, {MAX_BYTES, "9223372036854775807"}};
+    const FakePhoneConfig config(
+        {{CONNECT, "3"}, {STALL, "86400"}, {MAX_BYTES, "9223372036854775807"}});
     const auto settings = DownloadSettings::read(config);
     EXPECT_EQ(settings.connectTimeout, seconds(3));
     EXPECT_EQ(settings.stallTimeout, seconds(86400));
@@ -36,8 +36,8 @@ TEST(DownloadSettings, LeavesTheDefaultForNonsenseAndSaysSoOnce) {
     for (const char* text :
          {"0", "-1", "+5", " 5", "5 ", "5s", "0x10", "1.5", "86401", "99999999999999999999999"}) {
         const LogRecorder log;
-        StubPhoneConfig config;
-        config.values[CONNECT] = text;
+        FakePhoneConfig config;
+        config.set(CONNECT, text);
         EXPECT_EQ(DownloadSettings::read(config).connectTimeout, seconds(10)) << text;
         ASSERT_EQ(log.lines().size(), 1U) << text;
         EXPECT_EQ(log.lines()[0].level, 2) << text;
@@ -47,8 +47,7 @@ TEST(DownloadSettings, LeavesTheDefaultForNonsenseAndSaysSoOnce) {
 
 TEST(DownloadSettings, NamesTheKeyThatIsWrong) {
     const LogRecorder log;
-    StubPhoneConfig config;
-    config.values = {{STALL, "soon"}, {MAX_BYTES, "9223372036854775808"}};
+    const FakePhoneConfig config({{STALL, "soon"}, {MAX_BYTES, "9223372036854775808"}});
     const auto settings = DownloadSettings::read(config);
     EXPECT_EQ(settings.stallTimeout, seconds(30));
     EXPECT_EQ(settings.maxBytes, 268435456U);

@@ -1,6 +1,7 @@
 #include "http/formatPath.h"
 
-#include "StubPhoneConfig.h"
+#include "FakePhoneConfig.h"
+#include "FakePropertyApi.h"
 
 #include <gmock/gmock.h>
 
@@ -39,40 +40,17 @@ TEST(FormatPath, DoesNotReadAgainWhatAPlaceholderExpandsTo) {
     EXPECT_EQ(formatPath("%MAC%DVID", "00:11", "C", ""), "%MACC");
 }
 
-struct StubPropertyApi : propertyapi::IPropertyApi {
-    bool fails = false;
-
-    bool exists(const std::string&) const override { return true; }
-    std::string getValue(const std::string& key) const override {
-        if (fails)
-            throw propertyapi::PropertyApiException("store is busy");
-        return key == "NET.MAC.Address" ? "00:11:22:33:44:55" : "";
-    }
-    std::string getValue(const std::string& key, const std::string&) const override {
-        return getValue(key);
-    }
-    void subscribe(const std::string&, Callback) const override {}
-    std::unique_ptr<propertyapi::ISubscription> subscribeScoped(const std::string&,
-                                                                Callback) const override {
-        return nullptr;
-    }
-    bool setValue(const std::string&, const std::string&) const override { return false; }
-    bool removeValue(const std::string&) const override { return false; }
-    unsigned int setValues(const Batch&, const std::string&) const override { return 0; }
-};
-
 TEST(FormatPath, ReadsThePhonesOwnAddressAndIds) {
-    const StubPropertyApi store;
-    StubPhoneConfig config;
-    config.values = {{"networking.provisioning.MajorId", "hd9"},
-                     {"networking.provisioning.MinorId", "12"}};
+    const FakePropertyApi store(FakePropertyApi::Values{{"NET.MAC.Address", "00:11:22:33:44:55"}});
+    const FakePhoneConfig config(
+        {{"networking.provisioning.MajorId", "hd9"}, {"networking.provisioning.MinorId", "12"}});
     EXPECT_EQ(formatPath("%MACD/%DVID", store, config), "00-11-22-33-44-55/hd9-12");
 }
 
 TEST(FormatPath, PassesErrorsOfThePropertyStoreOn) {
-    StubPropertyApi store;
-    store.fails = true;
-    EXPECT_THROW(formatPath("x", store, StubPhoneConfig()), propertyapi::PropertyApiException);
+    FakePropertyApi store;
+    store.failAllReads();
+    EXPECT_THROW(formatPath("x", store, FakePhoneConfig()), propertyapi::PropertyApiException);
 }
 
 } // namespace

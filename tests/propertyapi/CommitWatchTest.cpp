@@ -1,1 +1,116 @@
+#include "CommitWatch.h"
 
+#include "LookSchedule.h"
+#include "PhoneRoot.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <fstream>
+#include <thread>
+
+using propertyapi::CommitWatch;
+using propertyapi::LookSchedule;
+using Cause = propertyapi::CommitWatch::Cause;
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+class CommitWatchTest : public testing::Test {
+protected:
+    /// Far longer than a cause that comes takes.
+    static std::chrono::steady_clock::time_point late() {
+        return std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    }
+    /// True when a further wait finds nothing.
+    static bool isCalm(CommitWatch& watch) {
+        return watch.wait(std::chrono::steady_clock::now() + Milliseconds(20)) == Cause::TIME;
+    }
+    void append(const std::string& path) const {
+        std::ofstream(path, std::ios::app) << "more" << std::flush;
+    }
+
+    const TemporaryDirectory directory_;
+    const std::string log_ = directory_.path() + "/store-wal";
+};
+
+TEST_F(CommitWatchTest, WriteToTheLogIsNoticed) {
+    writeHostFile(log_, "log");
+    CommitWatch watch(log_);
+    EXPECT_TRUE(isCalm(watch));
+    append(log_);
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_TRUE(isCalm(watch));
+}
+
+TEST_F(CommitWatchTest, LogThatIsMadeLaterIsFollowed) {
+    CommitWatch watch(log_);
+    writeHostFile(log_, "log");
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_TRUE(isCalm(watch));
+    append(log_);
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+}
+
+TEST_F(CommitWatchTest, LogThatIsRemovedAndMadeAgainIsFollowed) {
+    writeHostFile(log_, "log");
+    CommitWatch watch(log_);
+    std::remove(log_.c_str());
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    writeHostFile(log_, "another");
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_TRUE(isCalm(watch));
+    append(log_);
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+}
+
+TEST_F(CommitWatchTest, LogThatIsReplacedOrTruncatedIsFollowed) {
+    writeHostFile(log_, "log");
+    CommitWatch watch(log_);
+    writeHostFile(log_ + ".new", "another");
+    std::rename((log_ + ".new").c_str(), log_.c_str());
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_TRUE(isCalm(watch));
+    writeHostFile(log_, "");
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_TRUE(isCalm(watch));
+}
+
+TEST_F(CommitWatchTest, OtherFilesOfTheDirectoryDoNotMatter) {
+    writeHostFile(log_, "log");
+    CommitWatch watch(log_);
+    writeHostFile(directory_.path() + "/store", "database");
+    writeHostFile(directory_.path() + "/store-wal2", "another");
+    EXPECT_TRUE(isCalm(watch));
+}
+
+TEST_F(CommitWatchTest, WakeEndsTheWaitAndTheNextOneWhenNobodyWaits) {
+    CommitWatch watch(log_);
+    watch.wake();
+    watch.wake();
+    EXPECT_EQ(watch.wait(late()), Cause::WOKEN);
+    EXPECT_TRUE(isCalm(watch));
+    std::thread other([&] { watch.wake(); });
+    EXPECT_EQ(watch.wait(late()), Cause::WOKEN);
+    other.join();
+}
+
+TEST_F(CommitWatchTest, MissingDirectoryIsAnError) {
+    EXPECT_THROW(CommitWatch(directory_.path() + "/none/store-wal"), std::runtime_error);
+}
+
+TEST(LookSchedule, IntervalsDoubleForSomeSecondsAndThenThereIsHalfAMinute) {
+    LookSchedule schedule;
+    for (int interval = 1; interval <= 8192; interval *= 2) {
+        EXPECT_EQ(schedule.next(), Milliseconds(interval));
+        EXPECT_EQ(schedule.quiet(), Milliseconds(interval));
+    }
+    EXPECT_EQ(schedule.next(), std::chrono::seconds(30));
+    EXPECT_EQ(schedule.next(), std::chrono::seconds(30));
+    schedule.restart();
+    EXPECT_EQ(schedule.quiet(), Milliseconds(0));
+    EXPECT_EQ(schedule.next(), Milliseconds(1));
+}
+
+} // namespace

@@ -1,1 +1,234 @@
+#include "ChildProcess.h"
+#include "SharedStore.h"
+#include "SqlitePropertyApi.h"
+#include "WaitUntil.h"
 
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <future>
+
+using propertyapi::IPropertyApi;
+using propertyapi::PropertyApiException;
+using propertyapi::SqlitePropertyApi;
+using propertyapi::SqliteSettings;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr const char* STORE = "/data/properties.db";
+
+SqliteSettings waiting(std::chrono::milliseconds time) {
+    SqliteSettings settings;
+    settings.busyTimeout = time;
+    return settings;
+}
+
+/// Another program that has begun to write and does not end.
+class Occupier {
+public:
+    explicit Occupier(const std::string& file) {
+        EXPECT_EQ(sqlite3_open(file.c_str(), &handle_), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(handle_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    ~Occupier() { sqlite3_close(handle_); }
+    Occupier(const Occupier&) = delete;
+    Occupier& operator=(const Occupier&) = delete;
+
+private:
+    sqlite3* handle_ = nullptr;
+};
+
+template <typename Operation>
+std::string failureOf(Operation operation) {
+    try {
+        operation();
+        return "no failure";
+    } catch (const PropertyApiException& error) {
+        return error.what();
+    }
+}
+
+TEST(StoreFailure, BusyStoreFailsEveryWriteWithOperationKeyAndCauseAndChangesNothing) {
+    const SharedStore store;
+    const SqlitePropertyApi api(STORE, waiting(std::chrono::milliseconds(30)));
+    api.setValue("A", "1");
+    {
+        const Occupier occupier(store.file());
+        EXPECT_EQ(failureOf([&] { api.setValue("A", "secret"); }),
+                  "Cannot write property \"A\": database is locked");
+        EXPECT_EQ(failureOf([&] { api.removeValue("A"); }),
+                  "Cannot remove property \"A\": database is locked");
+        EXPECT_EQ(failureOf([&] {
+                      api.setValues({{"A", "2"}, {"B", "3"}}, "test");
+                  }),
+                  "Cannot write batch of 2 properties: database is locked");
+        EXPECT_EQ(api.getValue("A"), "1") << "reading does not wait for a writer";
+        EXPECT_FALSE(api.setValue("A", "1")) << "what changes nothing does not write";
+    }
+    EXPECT_FALSE(api.exists("B"));
+    EXPECT_TRUE(api.setValue("A", "2"));
+}
+
+TEST(StoreFailure, BusyStoreIsWaitedFor) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    auto occupier = std::make_unique<Occupier>(store.file());
+    auto writing = std::async(std::launch::async, [&] { return api.setValue("A", "1"); });
+    EXPECT_EQ(writing.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    occupier.reset();
+    EXPECT_TRUE(writing.get());
+}
+
+TEST(StoreFailure, WaitForOtherThreadsOfTheProcessCountsToo) {
+    const SharedStore store;
+    const SqlitePropertyApi api(STORE, waiting(std::chrono::milliseconds(100)));
+    const Occupier occupier(store.file());
+    std::vector<std::future<std::string>> writes;
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i)
+        writes.push_back(std::async(std::launch::async, [&api, i] {
+            return failureOf([&] { api.setValue("Key." + std::to_string(i), "1"); });
+        }));
+    for (auto& write : writes)
+        EXPECT_THAT(write.get(), HasSubstr("Cannot write property \"Key."));
+    // One after another they would take 2 s.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1500));
+}
+
+TEST(StoreFailure, OpeningABusyStoreThatNeedsNothingSucceeds) {
+    const SharedStore store;
+    const SqlitePropertyApi first;
+    first.setValue("A", "1");
+    const Occupier occupier(store.file());
+    EXPECT_EQ(SqlitePropertyApi(STORE, waiting(std::chrono::milliseconds(30))).getValue("A"), "1");
+}
+
+TEST(StoreFailure, TextOfAFailureShowsTheWholeKeyAndNoValue) {
+    const SharedStore store;
+    const SqlitePropertyApi api(STORE, waiting(std::chrono::milliseconds(1)));
+    const Occupier occupier(store.file());
+    const std::string failure =
+        failureOf([&] { api.setValue(std::string("K\0\"ey", 5), "topsecret"); });
+    EXPECT_THAT(failure, AllOf(HasSubstr("ey"), HasSubstr(": database is locked"),
+                               Not(HasSubstr("topsecret"))));
+}
+
+TEST(StoreFailure, FullDiskFailsABatchAsAWhole) {
+    const SharedStore store;
+    const Finished finished = run({PROPERTY_CLIENT, "fill", "10000"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_THAT(finished.output,
+                AllOf(HasSubstr("Cannot write batch of 10000 properties: disk I/O error"),
+                      HasSubstr("0: before, 1: 0\n"), HasSubstr("\n10000 written\n")));
+}
+
+/// Runs shell commands with a small file system of its own in the store's directory, which no other
+/// process sees. Skips the test where that is not permitted.
+class StoreOnItsOwnFileSystem : public testing::Test {
+protected:
+    void runMounted(const std::string& commands) {
+        store_.root().write("/data/file", "");
+        const Finished finished = run(
+            {"unshare", "--mount", "sh", "-c",
+             "mount -t tmpfs -o size=2m tmpfs " + directory_ + " && echo mounted && " + commands});
+        output_ = finished.output;
+        if (output_.compare(0, 8, "mounted\n") != 0)
+            GTEST_SKIP() << "may not mount: " << output_;
+    }
+
+    const SharedStore store_;
+    const std::string directory_ = store_.root().host("/data");
+    const std::string client_ = PROPERTY_CLIENT;
+    std::string output_;
+};
+
+TEST_F(StoreOnItsOwnFileSystem, BatchWithoutSpaceFailsAsAWhole) {
+    runMounted(client_ + " fill 10000");
+    if (IsSkipped())
+        return;
+    EXPECT_THAT(output_,
+                AllOf(HasSubstr("Cannot write batch of 10000 properties: database or disk is full"),
+                      HasSubstr("0: before, 1: 0\n")));
+}
+
+TEST_F(StoreOnItsOwnFileSystem, StoreCannotBeMadeWithoutSpace) {
+    runMounted("(dd if=/dev/zero of=" + directory_ + "/file bs=4k count=600 2>/dev/null; " +
+               client_ + " open; ls " + directory_ + ")");
+    if (IsSkipped())
+        return;
+    EXPECT_THAT(output_, AllOf(HasSubstr("Cannot open property store \"/data/properties.db\": "),
+                               HasSubstr("\nfile\n"), Not(HasSubstr("properties.db.new"))));
+}
+
+TEST_F(StoreOnItsOwnFileSystem, ReadOnlyStoreCannotBeOpened) {
+    runMounted(client_ + " write A 1 && mount -o remount,ro " + directory_ + " && " + client_ +
+               " open");
+    if (IsSkipped())
+        return;
+    EXPECT_THAT(output_, AllOf(HasSubstr("Cannot open property store \"/data/properties.db\": "),
+                               Not(HasSubstr("opened"))));
+}
+
+TEST_F(StoreOnItsOwnFileSystem, StoreCannotBeMadeWhereNothingCanBeWritten) {
+    runMounted("mount -o remount,ro " + directory_ + " && " + client_ + " open");
+    if (IsSkipped())
+        return;
+    EXPECT_THAT(output_, AllOf(HasSubstr("Cannot open property store \"/data/properties.db\": "),
+                               HasSubstr("Read-only file system")));
+}
+
+TEST(StoreFailure, StoreWithoutTheRightToWriteCannotBeOpened) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    namespace files = std::filesystem;
+    files::permissions(store.root().path(), files::perms::owner_all | files::perms::others_exec |
+                                                files::perms::others_read);
+    files::permissions(store.root().host("/data"), files::perms(0555));
+    files::permissions(store.file(), files::perms(0444));
+    const Finished finished = run({PROPERTY_CLIENT, "open", "powerless"});
+    files::permissions(store.root().host("/data"), files::perms(0775));
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_THAT(finished.output,
+                AllOf(HasSubstr("Cannot open property store \"/data/properties.db\": "),
+                      Not(HasSubstr("opened"))));
+}
+
+TEST(StoreFailure, PathThatIsADirectoryCannotBeOpened) {
+    const SharedStore store;
+    store.root().write("/data/properties.db/file", "");
+    EXPECT_THAT(failureOf([] { const SqlitePropertyApi api; }),
+                HasSubstr("Cannot open property store \"/data/properties.db\": unable to open "
+                          "database file"));
+}
+
+TEST(StoreFailure, DirectoryThatIsAFileCannotBeUsed) {
+    const SharedStore store;
+    store.root().write("/data", "a file");
+    EXPECT_THAT(failureOf([] { const SqlitePropertyApi api; }),
+                AllOf(HasSubstr("Cannot open property store \"/data/properties.db\": "),
+                      HasSubstr("Not a directory")));
+}
+
+TEST(StoreFailure, PathThatLeavesTheRootIsRefused) {
+    const SharedStore store;
+    EXPECT_THAT(failureOf([] { const SqlitePropertyApi api("/data/../properties.db"); }),
+                AllOf(HasSubstr("Cannot open property store"), HasSubstr("refused")));
+}
+
+TEST(StoreFailure, StoreThatIsDamagedWhileItIsUsedFailsAndNamesTheKey) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    store.shell("DROP TABLE property");
+    EXPECT_EQ(failureOf([&] { api.getValue("A"); }),
+              "Cannot read property \"A\": no such table: property");
+    EXPECT_EQ(failureOf([&] { api.getValue("A", "default"); }),
+              "Cannot read property \"A\": no such table: property");
+    EXPECT_EQ(failureOf([&] { api.exists("A"); }),
+              "Cannot look for property \"A\": no such table: property");
+}
+
+} // namespace

@@ -1,1 +1,298 @@
+#include "ChangeRecorder.h"
+#include "FlushCounter.h"
+#include "SharedStore.h"
+#include "SqlitePropertyApi.h"
+#include "WaitUntil.h"
 
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+
+#include <future>
+
+using propertyapi::IPropertyApi;
+using propertyapi::Property;
+using propertyapi::SqlitePropertyApi;
+using propertyapi::SqliteSettings;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+namespace {
+
+SqliteSettings withJournalOf(std::int64_t changes) {
+    SqliteSettings settings;
+    settings.journalBound = changes;
+    return settings;
+}
+
+/// What the stock shell does to the keys A ("1") and B ("2"), and the changes that a subscriber of
+/// A, B and C sees.
+struct ShellCase {
+    std::string name;
+    std::string statements;
+    std::vector<Property> changes;
+};
+
+std::ostream& operator<<(std::ostream& stream, const ShellCase& shellCase) {
+    return stream << shellCase.statements;
+}
+
+#define INTO " INTO property(key, value) VALUES"
+#define UPSERT " ON CONFLICT(key) DO UPDATE SET value = excluded.value"
+
+const std::vector<ShellCase> SHELL_CASES = {
+    {"Insert", "INSERT" INTO "('C', '3')", {{"C", "3"}}},
+    {"InsertEmpty", "INSERT" INTO "('C', '')", {}},
+    {"InsertEverything", "INSERT INTO property VALUES('C', '3', 'shell')", {{"C", "3"}}},
+    {"InsertNumber", "INSERT" INTO "('C', 3)", {{"C", "3"}}},
+    {"ReplaceMissing", "REPLACE" INTO "('C', '3')", {{"C", "3"}}},
+    {"ReplaceWithTheSame", "INSERT OR REPLACE" INTO "('A', '1')", {}},
+    {"ReplaceWithTheSameNumber", "INSERT OR REPLACE" INTO "('A', 1)", {}},
+    {"ReplaceWithAnother", "INSERT OR REPLACE" INTO "('A', '9')", {{"A", "9"}}},
+    {"ReplaceWithEmpty", "INSERT OR REPLACE" INTO "('A', '')", {{"A", ""}}},
+    {"ReplaceSeveral",
+     "INSERT OR REPLACE" INTO "('A', '9'), ('B', '2'), ('C', '3'), ('A', '9'), ('A', '1')",
+     {{"A", "9"}, {"C", "3"}, {"A", "1"}}},
+    {"ReplaceWithTriggersOnDeletion",
+     "PRAGMA recursive_triggers = ON;"
+     "INSERT OR REPLACE" INTO "('A', '9'), ('B', '2'), ('C', '3'), ('A', '9'), ('A', '1')",
+     {{"A", "9"}, {"C", "3"}, {"A", "1"}}},
+    {"UpsertMissing", "INSERT" INTO "('C', '3')" UPSERT, {{"C", "3"}}},
+    {"UpsertWithTheSame", "INSERT" INTO "('A', '1')" UPSERT, {}},
+    {"UpsertWithAnother", "INSERT" INTO "('A', '9')" UPSERT, {{"A", "9"}}},
+    {"UpsertThenInsert",
+     "INSERT" INTO "('A', '1')" UPSERT "; INSERT" INTO "('C', '3')",
+     {{"C", "3"}}},
+    {"InsertOrIgnore", "INSERT OR IGNORE" INTO "('A', '9')", {}},
+    {"IgnoredThenRemovedThenInserted",
+     "INSERT OR IGNORE" INTO "('A', '1'); DELETE FROM property WHERE key = 'A';"
+     "INSERT" INTO "('A', '1')",
+     {{"A", ""}, {"A", "1"}}},
+    {"Update", "UPDATE property SET value = '9' WHERE key = 'A'", {{"A", "9"}}},
+    {"UpdateToTheSame", "UPDATE property SET value = '1' WHERE key = 'A'", {}},
+    {"UpdateOfTheOrigin", "UPDATE property SET origin = 'shell' WHERE key = 'A'", {}},
+    {"UpdateOfAll", "UPDATE property SET value = '2'", {{"A", "2"}}},
+    {"Delete", "DELETE FROM property WHERE key = 'A'", {{"A", ""}}},
+    {"DeleteOfAll", "DELETE FROM property", {{"A", ""}, {"B", ""}}},
+    {"Rename", "UPDATE property SET key = 'C' WHERE key = 'A'", {{"A", ""}, {"C", "1"}}},
+    {"RenameOverAnother",
+     "UPDATE OR REPLACE property SET key = 'B' WHERE key = 'A'",
+     {{"A", ""}, {"B", "1"}}},
+    {"RenameOverTheSame",
+     "UPDATE property SET value = '1' WHERE key = 'B';"
+     "UPDATE OR REPLACE property SET key = 'B' WHERE key = 'A'",
+     {{"B", "1"}, {"A", ""}}},
+    {"RolledBack", "BEGIN; UPDATE property SET value = '9'; ROLLBACK", {}},
+    {"Transaction",
+     "BEGIN; UPDATE property SET value = '9' WHERE key = 'B'; INSERT" INTO "('C', '3'); COMMIT",
+     {{"B", "9"}, {"C", "3"}}},
+};
+
+class StockShell : public testing::TestWithParam<ShellCase> {};
+
+INSTANTIATE_TEST_SUITE_P(Statements, StockShell, testing::ValuesIn(SHELL_CASES),
+                         [](const auto& shellCase) { return shellCase.param.name; });
+
+TEST_P(StockShell, ChangesAreSeenExactlyOnce) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    api.setValues({{"A", "1"}, {"B", "2"}}, "test");
+    ChangeRecorder recorder;
+    for (const char* key : {"A", "B", "C"})
+        api.subscribe(key, recorder.callback());
+    store.shell(GetParam().statements);
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(recorder.changes(), ElementsAreArray(GetParam().changes));
+}
+
+TEST(StoreJournal, ChangeOfAnotherProgramArrivesSoon) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    auto least = std::chrono::steady_clock::duration::max();
+    for (int i = 1; i <= 5; ++i) {
+        const std::string value = std::to_string(i);
+        store.shell("INSERT OR REPLACE INTO property(key, value) VALUES('A', '" + value + "')");
+        const auto committed = std::chrono::steady_clock::now();
+        ASSERT_TRUE(recorder.waitForValue(value));
+        least = std::min(least, std::chrono::steady_clock::now() - committed);
+    }
+    EXPECT_LT(least, std::chrono::milliseconds(100));
+}
+
+/// A connection of a program that is slower than the kernel's word of its writing.
+class SlowWriter {
+public:
+    explicit SlowWriter(const std::string& file) {
+        EXPECT_EQ(sqlite3_open(file.c_str(), &handle_), SQLITE_OK);
+    }
+    ~SlowWriter() { sqlite3_close(handle_); }
+    SlowWriter(const SlowWriter&) = delete;
+    SlowWriter& operator=(const SlowWriter&) = delete;
+
+    void execute(const std::string& statements) {
+        EXPECT_EQ(sqlite3_exec(handle_, statements.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(handle_);
+    }
+
+private:
+    sqlite3* handle_ = nullptr;
+};
+
+TEST(StoreJournal, CommitThatBecomesVisibleLongAfterItsLastWriteIsFound) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    SlowWriter writer(store.file());
+    flushes::slowDown(std::chrono::milliseconds(150));
+    writer.execute("INSERT INTO property(key, value) VALUES('A', '1')");
+    flushes::slowDown(std::chrono::milliseconds(0));
+    // Long before the look that is made every half minute.
+    EXPECT_TRUE(recorder.waitFor(1, std::chrono::seconds(10)));
+}
+
+TEST(StoreJournal, SubscriberDoesNotStandInTheShellsWay) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    std::string statements;
+    std::vector<std::string> values;
+    for (int i = 1; i <= 300; ++i) {
+        values.push_back(std::to_string(i));
+        statements +=
+            "INSERT OR REPLACE INTO property(key, value) VALUES('A', '" + values.back() + "');";
+    }
+    store.shell(statements); // fails where it finds the store locked
+    ASSERT_TRUE(recorder.waitFor(values.size()));
+    EXPECT_EQ(recorder.values(), values);
+}
+
+TEST(StoreJournal, TwoClientsOfOneProcessSeeEachOthersChanges) {
+    const SharedStore store;
+    const SqlitePropertyApi first;
+    const SqlitePropertyApi second;
+    ChangeRecorder recorder;
+    first.subscribe("A", recorder.callback());
+    second.setValue("A", "1");
+    first.setValue("A", "2");
+    second.removeValue("A");
+    EXPECT_TRUE(waitForDelivery(first));
+    EXPECT_THAT(recorder.values(), ElementsAre("1", "2", ""));
+}
+
+/// Subscribes to a key and keeps the notification thread in its callback.
+class Blockade {
+public:
+    Blockade(const IPropertyApi& api, const std::string& key) {
+        api.subscribe(key, [this](const Property&) {
+            entered_.set_value();
+            release_.get_future().wait();
+        });
+        api.setValue(key, "block");
+        entered_.get_future().wait();
+    }
+    void release() { release_.set_value(); }
+
+private:
+    std::promise<void> entered_;
+    std::promise<void> release_;
+};
+
+TEST(StoreJournal, ClientThatFellBehindIsGivenTheCurrentValuesOfItsKeys) {
+    const SharedStore store;
+    const SqlitePropertyApi api("/data/properties.db", withJournalOf(64));
+    api.setValue("State.Unchanged", "as it was");
+    api.setValue("State.Removed", "soon");
+    ChangeRecorder recorder;
+    for (const char* key : {"State.A", "State.Removed", "State.Unchanged"})
+        api.subscribe(key, recorder.callback());
+    Blockade blockade(api, "State.Blocked");
+    for (int i = 1; i <= 500; ++i)
+        api.setValue("State.A", std::to_string(i));
+    api.removeValue("State.Removed");
+    for (int i = 1; i <= 500; ++i)
+        api.setValue("State.Other", std::to_string(i));
+    // Not behind: has missed nothing since it came.
+    ChangeRecorder late;
+    api.subscribe("State.A", late.callback());
+    api.setValue("State.A", "last");
+    blockade.release();
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(recorder.changes(),
+                ElementsAre(Property{"State.A", "last"}, Property{"State.Removed", ""},
+                            Property{"State.Unchanged", "as it was"}));
+    EXPECT_THAT(late.values(), ElementsAre("last"));
+    api.setValue("State.A", "afterwards");
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_EQ(recorder.values().back(), "afterwards");
+    EXPECT_EQ(recorder.changes().size(), 4U);
+}
+
+TEST(StoreJournal, JournalIsBoundedInChanges) {
+    const SharedStore store;
+    const SqlitePropertyApi api("/data/properties.db", withJournalOf(128));
+    for (int i = 0; i < 1000; ++i)
+        api.setValue("State.A", std::to_string(i));
+    EXPECT_LE(std::stoi(store.shell("SELECT count(*) FROM property_change")), 130);
+    EXPECT_GE(std::stoi(store.shell("SELECT count(*) FROM property_change")), 128);
+    EXPECT_EQ(store.shell("SELECT value FROM property_change ORDER BY sequence DESC LIMIT 1"),
+              "999");
+}
+
+TEST(StoreJournal, JournalIsBoundedInBytes) {
+    const SharedStore store;
+    const SqlitePropertyApi api("/data/properties.db", withJournalOf(1024));
+    ChangeRecorder recorder;
+    api.subscribe("State.Large", recorder.callback());
+    for (int i = 0; i < 40; ++i)
+        api.setValue("State.Large", std::string(100'000, static_cast<char>('a' + i)));
+    EXPECT_LE(std::stol(store.shell("SELECT sum(length(value)) FROM property_change")),
+              (1 << 20) + 100'000);
+    ASSERT_TRUE(recorder.waitForValue(std::string(100'000, static_cast<char>('a' + 39))));
+}
+
+TEST(StoreJournal, ValueLargerThanTheJournalArrivesOnce) {
+    const SharedStore store;
+    const SqlitePropertyApi api("/data/properties.db", withJournalOf(64));
+    ChangeRecorder recorder;
+    ChangeRecorder other;
+    api.subscribe("State.Large", recorder.callback());
+    api.subscribe("State.Other", other.callback());
+    const std::string large(1'000'000, 'x');
+    api.setValue("State.Large", large);
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(recorder.values(), ElementsAre(large));
+    EXPECT_THAT(other.values(), IsEmpty());
+}
+
+TEST(StoreJournal, EmptiedJournalIsSurvived) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    api.setValue("A", "1");
+    EXPECT_TRUE(waitForDelivery(api));
+    store.shell("DELETE FROM property_change");
+    api.setValue("A", "2");
+    ASSERT_TRUE(recorder.waitForValue("2"));
+    EXPECT_TRUE(waitForDelivery(api));
+    api.setValue("A", "3");
+    ASSERT_TRUE(recorder.waitForValue("3"));
+}
+
+TEST(StoreJournal, StopEndsNotificationsAndNothingElse) {
+    const SharedStore store;
+    SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    api.stop();
+    api.stop();
+    EXPECT_TRUE(api.setValue("A", "1"));
+    EXPECT_EQ(api.getValue("A"), "1");
+    EXPECT_THAT(recorder.changes(), IsEmpty());
+}
+
+} // namespace

@@ -7,6 +7,7 @@
 #include "phoneconfig/IPhoneConfig.h"
 #include "propertyapi/IPropertyApi.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,7 +21,9 @@ namespace app {
 /// exec() runs, in this order: init() (signal handlers, phone configuration, message thread,
 /// property store, bus), setup(), then the request table becomes active and readiness is told to
 /// systemd, the health check starts, waitForTermination(), and cleanup(). SIGTERM or SIGINT ends
-/// the wait; a second one, or 15 s without an end of the process, ends it at once.
+/// the wait; a second one, or 15 s without an end of the process, ends it at once with status 124.
+/// These 15 s cover everything up to the end of this class's destructor. What of the start has
+/// begun when termination is signalled runs to its end; then cleanup() follows.
 class HaldenApplication {
 public:
     /// appName: the service's name in log lines; ipcName: its name on the bus.
@@ -30,16 +33,20 @@ public:
 
     virtual ~HaldenApplication();
     /// Tells the process to end: waitForTermination() returns, running transfers are aborted and
-    /// further ones refused. Any thread.
+    /// further ones refused. Any thread, any number of times; exec() calls it too when it ends for
+    /// another reason.
     virtual void signalTermination();
-    /// Reads the phone configuration into phoneConfig.
+    /// Reads the phone configuration into phoneConfig. One that cannot be read is a level 3 line
+    /// and counts as empty.
     virtual void setupPhoneConfig();
     /// The web client of the process; made at the first call.
     virtual std::shared_ptr<http::IRestApi> getRESTApi();
     /// Builds the service; on the start-up thread, with phoneConfig, messageThreadStrategy,
     /// propertyApi and ipcClient in place.
     virtual void setup();
-    /// Ends the bus connection and the message thread. After waitForTermination().
+    /// Ends the bus connection, the notifications of the property store and the message thread, as
+    /// far as init() has made them: nothing calls the service back afterwards. Waits for a callback
+    /// that runs. After waitForTermination().
     virtual void cleanup();
     /// Adds the requests that are served and answered.
     virtual void setupHandlersMap(ipc::HandlersMap& handlers);
@@ -57,9 +64,9 @@ public:
     virtual void setupSignalHandlers();
     /// Blocks until termination is signalled.
     virtual void waitForTermination();
-    /// True when the service is alive. On the health check's own thread, at half the interval that
-    /// systemd's watchdog asks for, every 30 s where none is set; true feeds the watchdog. May
-    /// block: then the watchdog is not fed.
+    /// True when the service is alive; here: when init() has come up. On the health check's own
+    /// thread, at half the interval that systemd's watchdog asks for, every 30 s where none is set;
+    /// true feeds the watchdog. May block: then the watchdog is not fed.
     virtual bool checkHealthStatus();
     /// The phone was switched to another telephone system.
     virtual void onPhoneSystemChanged();
@@ -79,6 +86,13 @@ public:
     void exec();
 
 protected:
+    /// Times of the process's life, for tests that cannot wait for the real ones.
+    struct Times {
+        std::chrono::milliseconds end{15000};         ///< from the first signal to the forced end
+        std::chrono::milliseconds healthCheck{30000}; ///< interval without a watchdog of systemd
+    };
+    HaldenApplication(const std::string& appName, const std::string& ipcName, const Times& times);
+
     // Destroyed in the reverse order: bus, property store, message thread, phone configuration.
     std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;
     std::shared_ptr<ipc::IMessageThreadStrategy> messageThreadStrategy;

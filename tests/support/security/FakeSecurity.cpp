@@ -91,13 +91,20 @@ void FakeSecurity::updateCaBundle(const std::string& directory) {
     const auto found = directories_.find(directory);
     if (found == directories_.end())
         throw std::runtime_error("Directory " + directory + " is missing");
-    for (const std::string& name : bundle_)
+    for (const std::string& name : bundle_) {
         if (found->second.count(name) == 0)
-            operations_.emplace_back("Remove", name);
-    for (const std::string& name : found->second)
+            note("Remove", name);
+    }
+    for (const std::string& name : found->second) {
         if (bundle_.count(name) == 0)
-            operations_.emplace_back("Accept", name);
+            note("Accept", name);
+    }
     bundle_ = found->second;
+}
+
+void FakeSecurity::note(const std::string& operation, const std::string& name) {
+    std::erase(operations_, std::pair(operation, name));
+    operations_.emplace_back(operation, name);
 }
 
 FakeSecurity::CertificateOperations FakeSecurity::takeCertificateOperations() {

@@ -44,6 +44,7 @@ private:
     class Certificate;
     class PrivateKey;
 
+    void note(const std::string& operation, const std::string& name);
     void record(const std::string& call) const;
     void requireReadable(const std::string& path) const;
     bool isSavedTo(const std::string& path, const std::string& call) const;

@@ -31,21 +31,6 @@ mode_t modeOf(Access access) {
     return access == Access::OwnerOnly ? filesystem::PRIVATE_FILE : filesystem::PUBLIC_FILE;
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0)
-            ::close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return number_; }
-
-private:
-    int number_;
-};
-
 struct CloseDirectory {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
@@ -53,7 +38,8 @@ struct CloseDirectory {
 /// A temporary in use is locked by its owner, and the kernel drops the lock with the process:
 /// one that can be locked belongs to nobody.
 void removeIfAbandoned(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const filesystem::Descriptor file(
+        ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (file.get() >= 0 && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
         ::unlink(path.c_str());
 }
@@ -79,11 +65,8 @@ DownloadFile::DownloadFile(std::string path, Access access)
 }
 
 DownloadFile::~DownloadFile() {
-    if (descriptor_ < 0)
-        return;
-    if (!temporary_.empty())
+    if (created() && !temporary_.empty())
         ::unlink(temporary_.c_str());
-    ::close(descriptor_);
 }
 
 void DownloadFile::create() {
@@ -93,28 +76,29 @@ void DownloadFile::create() {
     while (!claimTemporary()) {
     }
     // Never wider than asked for: it was created with 0600. The umask does not narrow it.
-    if (::fchmod(descriptor_, modeOf(access_)) != 0)
+    if (::fchmod(file_.get(), modeOf(access_)) != 0)
         fail("setting the mode", errno);
 }
 
 /// False when another download took the file for an abandoned one before it was locked.
 bool DownloadFile::claimTemporary() {
     temporary_ = hostDirectory_ + std::string(TEMPORARY_PREFIX) + "XXXXXX";
-    descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
-    if (descriptor_ < 0)
+    file_.reset(::mkostemp(temporary_.data(), O_CLOEXEC));
+    if (!created())
         fail("creating it", errno);
+    const bool lockedByOther = ::flock(file_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     struct stat status {};
-    if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0 && ::fstat(descriptor_, &status) == 0 &&
-        status.st_nlink > 0)
+    const bool removed = ::fstat(file_.get(), &status) == 0 && status.st_nlink == 0;
+    if (!lockedByOther && !removed)
         return true;
     ::unlink(temporary_.c_str());
-    ::close(std::exchange(descriptor_, -1));
+    file_.close();
     return false;
 }
 
 void DownloadFile::append(const char* data, std::size_t size) {
     while (size > 0) {
-        const ssize_t written = ::write(descriptor_, data, size);
+        const ssize_t written = ::write(file_.get(), data, size);
         if (written < 0 && errno == EINTR)
             continue;
         if (written < 0)
@@ -125,7 +109,7 @@ void DownloadFile::append(const char* data, std::size_t size) {
 }
 
 void DownloadFile::commit() {
-    if (::fsync(descriptor_) != 0)
+    if (::fsync(file_.get()) != 0)
         fail("flushing it to disk", errno);
     if (::rename(temporary_.c_str(), hostPath_.c_str()) != 0)
         fail("putting it in its place", errno);
@@ -136,7 +120,8 @@ void DownloadFile::commit() {
 /// The new file is in its place; that a power cut may still bring the old one back is no failure of
 /// the download.
 void DownloadFile::flushDirectory() const {
-    const Descriptor directory(::open(hostDirectory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const filesystem::Descriptor directory(
+        ::open(hostDirectory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.get() < 0 || ::fsync(directory.get()) != 0) {
         LOG(2) << "Directory of " << quote(path_)
                << " not flushed to disk: " << std::strerror(errno);

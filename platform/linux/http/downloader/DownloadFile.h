@@ -1,6 +1,7 @@
 #ifndef DOWNLOADFILE_H
 #define DOWNLOADFILE_H
 
+#include "Descriptor.h"
 #include "http/IFileDownloader.h"
 
 #include <cstddef>
@@ -9,8 +10,10 @@
 namespace http {
 
 /// The target of a download: filled under a temporary name in the same directory, and put in its
-/// place when it is whole. An object that goes before that leaves nothing behind. Errors are
-/// std::runtime_error whose text names the path and the cause.
+/// place when it is whole. An object that goes before that leaves nothing behind. Unlike a
+/// filesystem::AtomicFile it is large and long in coming: its temporary is locked, so that one that
+/// a power cut left can be told from one in use, and its mode is the one asked for whatever the
+/// umask. Errors are std::runtime_error whose text names the path and the cause.
 class DownloadFile {
 public:
     /// Checks the phone's path; touches nothing yet.
@@ -22,7 +25,7 @@ public:
     /// Makes the missing directories (mode 0775) and the temporary file. Temporaries that a power
     /// cut left in the directory are removed.
     void create();
-    bool created() const { return descriptor_ >= 0; }
+    bool created() const { return file_.isOpen(); }
     void append(const char* data, std::size_t size);
     /// Flushes the content to disk and renames it.
     void commit();
@@ -37,7 +40,7 @@ private:
     std::string hostDirectory_; ///< with the "/" at its end
     Access access_;
     std::string temporary_;
-    int descriptor_ = -1;
+    filesystem::Descriptor file_;
 };
 
 } // namespace http

@@ -144,6 +144,9 @@ void StoreFile::createMissing() const {
         database.execute("PRAGMA journal_mode = WAL");
     }
     flushFile(draft);
+    // A log that lies about without its database would be taken for the new one's.
+    removeIfThere(path_ + "-wal");
+    removeIfThere(path_ + "-shm");
     // Does not replace what a program that knows nothing of the lock has made meanwhile.
     if (::link(draft.c_str(), path_.c_str()) != 0 && errno != EEXIST)
         failOn("make", path_);

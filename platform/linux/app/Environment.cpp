@@ -1,0 +1,16 @@
+#include "Environment.h"
+
+#include "Root.h"
+
+#include <cstdlib>
+
+namespace app {
+
+Environment Environment::read() {
+    const char* bus = std::getenv("HALDEN_BUS");
+    if (bus != nullptr && *bus != '\0')
+        return {bus};
+    return {"unix:" + root::toHost("/run/halden/bus.sock")};
+}
+
+} // namespace app

@@ -1,0 +1,313 @@
+#include "app/HaldenApplication.h"
+
+#include "CurlRestApi.h"
+#include "DeferredCall.h"
+#include "EmptyPhoneConfig.h"
+#include "Environment.h"
+#include "HealthCheck.h"
+#include "JsonPhoneConfig.h"
+#include "MessageThread.h"
+#include "MosquittoIpcClient.h"
+#include "SignalBlock.h"
+#include "SignalThread.h"
+#include "SqlitePropertyApi.h"
+#include "Systemd.h"
+#include "filesystem/Filesystem.h"
+#include "logger/Logger.h"
+
+#include <string.h>
+
+#include <atomic>
+#include <charconv>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace app {
+
+namespace {
+
+constexpr unsigned int WORKING_DIRECTORY_MODE = 0775;
+
+constexpr const char* DNS_CACHE_TIMEOUT = "networking.curl.DnsCacheTimeout";
+
+/// The configured time in whole seconds; none when there is no value. One that is no number is a
+/// level 2 line and none.
+std::optional<std::chrono::seconds> dnsCacheTimeout(const phoneconfig::IPhoneConfig& config) {
+    const std::string text = config.getValue(DNS_CACHE_TIMEOUT);
+    if (text.empty())
+        return std::nullopt;
+    std::uint32_t seconds = 0;
+    const char* const end = text.data() + text.size();
+    const auto [position, error] = std::from_chars(text.data(), end, seconds);
+    if (error == std::errc() && position == end)
+        return std::chrono::seconds(seconds);
+    LOG(2) << "Phone configuration " << DNS_CACHE_TIMEOUT
+           << " is not a number of seconds and is ignored";
+    return std::nullopt;
+}
+
+} // namespace
+
+/// The framework's own state. The end of the process is told to it by its non-virtual terminate(),
+/// so that it stays usable while the application around it is being destroyed.
+struct HaldenApplication::Impl {
+    Impl(std::string application, std::string ipc, const Times& applicationTimes)
+        : appName(std::move(application)), ipcName(std::move(ipc)), times(applicationTimes) {}
+
+    void terminate();
+    void waitForTermination();
+    std::shared_ptr<http::IRestApi> restApi(const phoneconfig::IPhoneConfig* config);
+    void start(HaldenApplication& application);
+    void end(HaldenApplication& application);
+    void endAfterFailure(HaldenApplication& application) noexcept;
+
+    const std::string appName;
+    const std::string ipcName;
+    const Times times;
+
+    std::atomic<bool> initialised = false;
+    std::atomic<bool> terminating = false; ///< set under the mutex
+    std::atomic<int> endingSignal = 0;
+    std::mutex mutex;
+    std::condition_variable terminated;
+    std::shared_ptr<http::IRestApi> rest; ///< under the mutex
+    std::mutex restCreation;              ///< held while the client is made; never by terminate()
+
+    // The mask before the threads that inherit it. The signal thread goes last of all in the base's
+    // destructor, so that the time to end covers every other destructor.
+    std::optional<SignalBlock> signalBlock;
+    std::optional<DeferredCall> terminationCall;
+    std::optional<SignalThread> signalThread;
+
+    // The application's members of the same names, as what they are: cleanup() stops them.
+    std::shared_ptr<ipc::MessageThread> messageThread;
+    std::shared_ptr<propertyapi::SqlitePropertyApi> properties;
+    std::optional<HealthCheck> healthCheck;
+};
+
+void HaldenApplication::Impl::terminate() {
+    std::shared_ptr<http::IRestApi> client;
+    {
+        const std::lock_guard lock(mutex);
+        terminating = true;
+        client = rest;
+    }
+    terminated.notify_all();
+    if (client)
+        client->shutdown();
+}
+
+void HaldenApplication::Impl::waitForTermination() {
+    std::unique_lock lock(mutex);
+    terminated.wait(lock, [this] { return terminating.load(); });
+}
+
+std::shared_ptr<http::IRestApi>
+HaldenApplication::Impl::restApi(const phoneconfig::IPhoneConfig* config) {
+    const std::lock_guard creation(restCreation);
+    {
+        const std::lock_guard lock(mutex);
+        if (rest)
+            return rest;
+    }
+    const auto client = std::make_shared<http::CurlRestApi>();
+    if (const auto timeout = config == nullptr ? std::nullopt : dnsCacheTimeout(*config))
+        client->setDnsCacheTimeout(*timeout);
+    {
+        const std::lock_guard lock(mutex);
+        rest = client;
+    }
+    // Either terminate() finds the client that was just stored, or its flag is seen here.
+    if (terminating)
+        client->shutdown();
+    return client;
+}
+
+void HaldenApplication::Impl::start(HaldenApplication& application) {
+    application.init();
+    initialised = true;
+    if (application.getTerminationFlag())
+        return;
+    application.setup();
+    if (application.getTerminationFlag())
+        return;
+
+    ipc::HandlersMap handlers;
+    application.setupHandlersMap(handlers);
+    ipc::ProceduresMap procedures;
+    application.setupProceduresMap(procedures);
+    application.ipcClient->activate(std::move(handlers), std::move(procedures));
+    systemd::notifyReady();
+    LOG(1) << appName << " is ready";
+
+    const auto watchdog = systemd::watchdogTimeout();
+    healthCheck.emplace(
+        appName, watchdog ? *watchdog / 2 : times.healthCheck,
+        [&application] { return application.checkHealthStatus(); }, systemd::feedWatchdog);
+    application.waitForTermination();
+}
+
+/// After this nothing but the application itself calls its virtual operations: it may be destroyed.
+void HaldenApplication::Impl::end(HaldenApplication& application) {
+    const int signal = endingSignal;
+    LOG(1) << appName << " is ending"
+           << (signal == 0 ? std::string()
+                           : std::string(", told so by SIG") + ::sigabbrev_np(signal));
+    systemd::notifyStopping();
+    if (!application.getTerminationFlag())
+        application.signalTermination();
+    healthCheck.reset();
+    if (terminationCall)
+        terminationCall->close();
+    application.cleanup();
+}
+
+void HaldenApplication::Impl::endAfterFailure(HaldenApplication& application) noexcept {
+    try {
+        end(application);
+    } catch (const std::exception& exception) {
+        LOG(3) << "Ending " << appName << " after a failure: " << exception.what();
+    }
+}
+
+HaldenApplication::HaldenApplication(const std::string& appName, const std::string& ipcName)
+    : HaldenApplication(appName, ipcName, Times()) {}
+
+HaldenApplication::HaldenApplication(const std::string& appName, const std::string& ipcName,
+                                     const Times& times)
+    : impl_(std::make_unique<Impl>(appName, ipcName, times)) {}
+
+HaldenApplication::~HaldenApplication() {
+    // Explicitly, because the time to end must run until all of it has gone: impl_ as a member is
+    // destroyed before the others.
+    ipcClient.reset();
+    propertyApi.reset();
+    impl_->properties.reset();
+    messageThreadStrategy.reset();
+    impl_->messageThread.reset();
+    impl_->rest.reset();
+    phoneConfig.reset();
+}
+
+void HaldenApplication::exec() {
+    try {
+        impl_->start(*this);
+    } catch (...) {
+        impl_->endAfterFailure(*this);
+        throw;
+    }
+    impl_->end(*this);
+}
+
+void HaldenApplication::init() {
+    setupSignalHandlers();
+    setupPhoneConfig();
+    createMessageThreadStrategy();
+    createPropertyApi();
+    createIpcClient();
+}
+
+void HaldenApplication::setupSignalHandlers() {
+    impl_->signalBlock.emplace();
+    // On a thread of its own, so that nothing that signalTermination() does can keep the signal
+    // thread from taking the second signal.
+    impl_->terminationCall.emplace([this] { signalTermination(); });
+    impl_->signalThread.emplace(impl_->appName, impl_->times.end, [this](int signal) {
+        impl_->endingSignal = signal;
+        impl_->terminationCall->trigger();
+    });
+}
+
+void HaldenApplication::setupPhoneConfig() {
+    try {
+        phoneConfig = std::make_shared<phoneconfig::JsonPhoneConfig>();
+    } catch (const std::exception& exception) {
+        // Every value in it has a default, and a phone without its provisioning could not be
+        // repaired from afar.
+        LOG(3) << exception.what();
+        phoneConfig = std::make_shared<EmptyPhoneConfig>();
+    }
+}
+
+void HaldenApplication::createMessageThreadStrategy() {
+    impl_->messageThread = std::make_shared<ipc::MessageThread>();
+    messageThreadStrategy = impl_->messageThread;
+}
+
+void HaldenApplication::createPropertyApi() {
+    // The store's pages are cached by SQLite, coherently with other processes: there is nothing to
+    // be done with single keys.
+    std::vector<std::string> cachedKeys;
+    setupNvmCacheParameters(cachedKeys);
+    impl_->properties = std::make_shared<propertyapi::SqlitePropertyApi>();
+    propertyApi = impl_->properties;
+}
+
+void HaldenApplication::createIpcClient() {
+    std::vector<std::string> topics;
+    setupSubscriptions(topics);
+    ipcClient = std::make_shared<ipc::MosquittoIpcClient>(
+        Environment::read().busAddress, impl_->ipcName, std::move(topics), messageThreadStrategy);
+}
+
+std::shared_ptr<http::IRestApi> HaldenApplication::getRESTApi() {
+    return impl_->restApi(phoneConfig.get());
+}
+
+void HaldenApplication::signalTermination() {
+    impl_->terminate();
+}
+
+bool HaldenApplication::getTerminationFlag() const {
+    return impl_->terminating;
+}
+
+void HaldenApplication::waitForTermination() {
+    impl_->waitForTermination();
+}
+
+void HaldenApplication::cleanup() {
+    if (ipcClient)
+        ipcClient->stop();
+    if (impl_->properties)
+        impl_->properties->stop();
+    if (impl_->messageThread)
+        impl_->messageThread->stop();
+}
+
+bool HaldenApplication::checkHealthStatus() {
+    // The message thread is no sign of life: a request may block it for the length of a run.
+    return impl_->initialised;
+}
+
+void HaldenApplication::setup() {}
+
+void HaldenApplication::setupHandlersMap(ipc::HandlersMap&) {}
+
+void HaldenApplication::setupProceduresMap(ipc::ProceduresMap&) {}
+
+void HaldenApplication::setupSubscriptions(std::vector<std::string>&) {}
+
+void HaldenApplication::setupNvmCacheParameters(std::vector<std::string>&) {}
+
+void HaldenApplication::onPhoneSystemChanged() {}
+
+void HaldenApplication::onProxyChanged() {
+    getRESTApi()->proxyChanged();
+}
+
+void HaldenApplication::onCurlDnsCacheTimeoutChanged() {
+    const auto timeout = phoneConfig ? dnsCacheTimeout(*phoneConfig) : std::nullopt;
+    if (timeout)
+        getRESTApi()->setDnsCacheTimeout(*timeout);
+}
+
+void HaldenApplication::setupWorkingDirectory(const std::string& path) {
+    filesystem::makeDirectory(path, WORKING_DIRECTORY_MODE);
+}
+
+} // namespace app

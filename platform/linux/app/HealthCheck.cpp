@@ -1,0 +1,59 @@
+#include "HealthCheck.h"
+
+#include "logger/Logger.h"
+
+#include <exception>
+#include <utility>
+
+namespace app {
+
+HealthCheck::HealthCheck(std::string name, std::chrono::microseconds interval,
+                         std::function<bool()> check, std::function<void()> onHealthy)
+    : name_(std::move(name))
+    , interval_(interval)
+    , check_(std::move(check))
+    , onHealthy_(std::move(onHealthy))
+    , thread_([this] { run(); }) {}
+
+HealthCheck::~HealthCheck() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+    }
+    stopping_.notify_all();
+    thread_.join();
+}
+
+void HealthCheck::run() {
+    Clock::time_point due = Clock::now() + interval_;
+    while (waitUntil(due)) {
+        // From the start of the check: its length does not stretch the interval.
+        due = Clock::now() + interval_;
+        if (isHealthy() && !isStopped())
+            onHealthy_();
+    }
+}
+
+/// False when the object is going.
+bool HealthCheck::waitUntil(Clock::time_point due) {
+    std::unique_lock lock(mutex_);
+    return !stopping_.wait_until(lock, due, [this] { return stopped_; });
+}
+
+bool HealthCheck::isStopped() {
+    const std::lock_guard lock(mutex_);
+    return stopped_;
+}
+
+bool HealthCheck::isHealthy() const {
+    try {
+        if (check_())
+            return true;
+        LOG(3) << "Health check of " << name_ << " failed";
+    } catch (const std::exception& exception) {
+        LOG(3) << "Health check of " << name_ << " failed: " << exception.what();
+    }
+    return false;
+}
+
+} // namespace app

@@ -1,0 +1,31 @@
+#ifndef SIGNALBLOCK_H
+#define SIGNALBLOCK_H
+
+#include <pthread.h>
+#include <signal.h>
+
+namespace app {
+
+/// While the object lives, SIGTERM and SIGINT are blocked in the thread that made it and in every
+/// thread that is started from it, and SIGPIPE is ignored in the process. Make it before the first
+/// thread. The destructor puts back what was there before; the signal mask only on the thread that
+/// made the object, as there is no way to change another thread's.
+class SignalBlock {
+public:
+    SignalBlock();
+    ~SignalBlock();
+    SignalBlock(const SignalBlock&) = delete;
+    SignalBlock& operator=(const SignalBlock&) = delete;
+
+    /// The blocked signals.
+    static sigset_t signals();
+
+private:
+    pthread_t thread_;
+    sigset_t previousMask_{};
+    struct sigaction previousPipe_ {};
+};
+
+} // namespace app
+
+#endif

@@ -1,0 +1,27 @@
+#ifndef HTTP_OPENSSL_CERTIFICATE_H
+#define HTTP_OPENSSL_CERTIFICATE_H
+
+#include "X509Text.h"
+#include "http/ICertificate.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace http {
+
+/// A certificate, and those behind it in its file: its chain of issuers.
+class Certificate : public ICertificate {
+public:
+    explicit Certificate(std::string_view content);
+
+    bool isValid() const override;
+    bool save(const std::string& path) const override;
+
+private:
+    const std::vector<X509Ptr> chain_;
+};
+
+} // namespace http
+
+#endif

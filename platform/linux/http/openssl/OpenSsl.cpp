@@ -1,0 +1,45 @@
+#include "OpenSsl.h"
+
+#include <climits>
+#include <cstring>
+#include <new>
+
+namespace http {
+
+BioPtr makeSource(std::string_view text) {
+    if (text.size() > INT_MAX)
+        throw std::bad_alloc();
+    // Without a buffer a negative length would be asked for.
+    const char* data = text.empty() ? "" : text.data();
+    BioPtr source(BIO_new_mem_buf(data, static_cast<int>(text.size())));
+    if (!source)
+        throw std::bad_alloc();
+    return source;
+}
+
+BioPtr makeSink() {
+    BioPtr sink(BIO_new(BIO_s_mem()));
+    if (!sink)
+        throw std::bad_alloc();
+    return sink;
+}
+
+std::string contentOf(const BioPtr& sink) {
+    const char* data = nullptr;
+    const long size = BIO_get_mem_data(sink.get(), &data);
+    return size > 0 ? std::string(data, static_cast<std::size_t>(size)) : std::string();
+}
+
+int givePassword(char* buffer, int size, int /*writing*/, void* password) {
+    const auto& text = *static_cast<const std::string*>(password);
+    if (text.size() > static_cast<std::size_t>(size))
+        return -1;
+    std::memcpy(buffer, text.data(), text.size());
+    return static_cast<int>(text.size());
+}
+
+int refusePassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*unused*/) {
+    return -1;
+}
+
+} // namespace http

@@ -1,0 +1,189 @@
+#include "LogRecorder.h"
+#include "NotifySocket.h"
+#include "PhoneRoot.h"
+#include "RecordingApplication.h"
+#include "WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using Message = std::optional<std::string>;
+
+/// Does what it is told when the request table is handed over.
+struct BusWithActivation : ipc::IIPCClient {
+    explicit BusWithActivation(std::function<void()> onActivate)
+        : onActivate_(std::move(onActivate)) {}
+    bool isConnected() const override { return false; }
+    void publish(const std::string&, const ipc::IPCMessage&) override {}
+    void activate(ipc::HandlersMap, ipc::ProceduresMap) override { onActivate_(); }
+    void stop() override {}
+
+private:
+    const std::function<void()> onActivate_;
+};
+
+class Watchdog : public testing::Test {
+protected:
+    const PhoneRoot phone;
+    const LogRecorder log;
+};
+
+TEST_F(Watchdog, ReadinessIsToldAfterTheRequestTableIsActiveAndBeforeTheWait) {
+    const NotifySocket systemd;
+    RecordingApplication application;
+    Message beforeActivation;
+    Message beforeWait;
+    application.hooks.makeIpcClient = [&] {
+        return std::make_shared<BusWithActivation>([&] {
+            application.note("activate");
+            beforeActivation = systemd.next(0ms);
+        });
+    };
+    application.hooks.waitForTermination = [&] {
+        beforeWait = systemd.next(0ms);
+        application.signalTermination();
+    };
+    application.exec();
+    EXPECT_TRUE(application.wasCalled("activate"));
+    EXPECT_EQ(beforeActivation, std::nullopt);
+    EXPECT_EQ(beforeWait, "READY=1");
+    EXPECT_EQ(systemd.next(0ms), "STOPPING=1");
+    EXPECT_EQ(systemd.next(0ms), std::nullopt);
+}
+
+TEST_F(Watchdog, AFailedStartIsNeverReady) {
+    const NotifySocket systemd;
+    RecordingApplication application;
+    application.hooks.setup = [] {
+        throw std::runtime_error("no worker");
+    };
+    EXPECT_THROW(application.exec(), std::runtime_error);
+    EXPECT_EQ(systemd.next(0ms), "STOPPING=1");
+    EXPECT_EQ(systemd.next(0ms), std::nullopt);
+}
+
+TEST_F(Watchdog, IsFedAtHalfTheIntervalThatSystemdAsksFor) {
+    const NotifySocket systemd(200ms);
+    RecordingApplication application;
+    const Execution execution(application);
+    ASSERT_EQ(systemd.next(), "READY=1");
+    const auto begin = Clock::now();
+    for (int feeding = 0; feeding < 4; ++feeding)
+        ASSERT_EQ(systemd.next(), "WATCHDOG=1");
+    const auto elapsed = Clock::now() - begin;
+    // Four intervals of 100 ms, less what passed between the start of the first and the reading of
+    // READY=1; at the full interval it would be 800 ms.
+    EXPECT_GE(elapsed, 300ms);
+    EXPECT_LT(elapsed, 790ms);
+}
+
+TEST_F(Watchdog, OfAnotherProcessDoesNotSetTheInterval) {
+    const NotifySocket systemd(1h);
+    ::setenv("WATCHDOG_PID", "1", 1);
+    RecordingApplication::Times times;
+    times.healthCheck = 10ms;
+    {
+        RecordingApplication application(times);
+        std::atomic<int> checks = 0;
+        application.hooks.checkHealthStatus = [&] {
+            return ++checks > 0;
+        };
+        const Execution execution(application);
+        EXPECT_TRUE(waitUntil([&] { return checks >= 2; }));
+    }
+    ::unsetenv("WATCHDOG_PID");
+}
+
+TEST_F(Watchdog, TheHealthCheckRunsWithoutSystemdToo) {
+    RecordingApplication::Times times;
+    times.healthCheck = 10ms;
+    RecordingApplication application(times);
+    std::atomic<int> checks = 0;
+    application.hooks.checkHealthStatus = [&] {
+        return ++checks > 0;
+    };
+    const Execution execution(application);
+    EXPECT_TRUE(waitUntil([&] { return checks >= 2; }));
+}
+
+TEST_F(Watchdog, IsNotFedByACheckThatCameBackFalse) {
+    const NotifySocket systemd(20ms);
+    RecordingApplication application;
+    std::atomic<int> checks = 0;
+    application.hooks.checkHealthStatus = [&] {
+        return ++checks > 3;
+    };
+    const Execution execution(application);
+    ASSERT_EQ(systemd.next(), "READY=1");
+    ASSERT_EQ(systemd.next(), "WATCHDOG=1");
+    EXPECT_GE(checks, 4);
+    EXPECT_EQ(log.count(3, "Health check of Recorder failed"), 3U);
+}
+
+TEST_F(Watchdog, IsNotFedWhileACheckBlocks) {
+    const NotifySocket systemd(20ms);
+    RecordingApplication application;
+    std::atomic<bool> begun = false;
+    std::atomic<bool> release = false;
+    application.hooks.checkHealthStatus = [&] {
+        begun = true;
+        return waitUntil([&] { return release.load(); });
+    };
+    const Execution execution(application);
+    ASSERT_EQ(systemd.next(), "READY=1");
+    ASSERT_TRUE(waitUntil([&] { return begun.load(); }));
+    EXPECT_EQ(systemd.next(100ms), std::nullopt);
+    release = true;
+    EXPECT_EQ(systemd.next(), "WATCHDOG=1");
+}
+
+TEST_F(Watchdog, TheEndWaitsForACheckThatWaitsForARun) {
+    const NotifySocket systemd(2ms);
+    RecordingApplication application;
+    std::atomic<bool> begun = false;
+    std::atomic<bool> returned = false;
+    application.hooks.checkHealthStatus = [&] {
+        begun = true;
+        // As a run that ends because its transfers were aborted.
+        waitUntil([&] { return application.getTerminationFlag(); });
+        returned = true;
+        return true;
+    };
+    bool returnedBeforeCleanup = false;
+    application.hooks.cleanup = [&] {
+        returnedBeforeCleanup = returned;
+    };
+    application.hooks.waitForTermination = [&] {
+        waitUntil([&] { return begun.load(); });
+        application.signalTermination();
+    };
+    application.exec();
+    EXPECT_TRUE(returnedBeforeCleanup);
+}
+
+TEST_F(Watchdog, TheServiceRunsWhereSystemdCannotBeReached) {
+    std::optional<NotifySocket> systemd;
+    systemd.emplace();
+    const std::string socket = std::getenv("NOTIFY_SOCKET");
+    systemd.reset();
+    ::setenv("NOTIFY_SOCKET", socket.c_str(), 1);
+    RecordingApplication application;
+    application.hooks.waitForTermination = [&] {
+        application.signalTermination();
+    };
+    application.exec();
+    ::unsetenv("NOTIFY_SOCKET");
+    EXPECT_TRUE(log.has(2, "Cannot tell systemd READY=1: No such file or directory"));
+}
+
+} // namespace

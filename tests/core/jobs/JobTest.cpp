@@ -1,0 +1,51 @@
+#include "JobTest.h"
+
+#include <sys/stat.h>
+
+#include <stdexcept>
+
+std::string WatchedStore::getValue(const std::string& key) const {
+    beforeRead(key);
+    return FakePropertyApi::getValue(key);
+}
+
+unsigned int WatchedStore::setValues(const Batch& batch, const std::string& origin) const {
+    beforeBatch();
+    return FakePropertyApi::setValues(batch, origin);
+}
+
+void WatchedBus::publish(const std::string& destination, const ipc::IPCMessage& message) {
+    beforePublish();
+    FakeIpcClient::publish(destination, message);
+}
+
+std::vector<ovo::ProvisioningFileContext> takeFiles(ovo::ProvisioningContext& result) {
+    std::vector<ovo::ProvisioningFileContext> files;
+    while (!result.empty())
+        files.push_back(result.pop());
+    return files;
+}
+
+std::string errorOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& exception) {
+        return exception.what();
+    }
+    return {};
+}
+
+unsigned int modeOf(const std::string& hostPath) {
+    struct stat status {};
+    if (::stat(hostPath.c_str(), &status) != 0)
+        throw std::runtime_error("no file " + hostPath);
+    return status.st_mode & 07777U;
+}
+
+std::vector<std::string> linesFrom(const LogRecorder& log, const std::string& source) {
+    std::vector<std::string> result;
+    for (const LogRecorder::Line& line : log.lines())
+        if (line.source == source)
+            result.push_back(std::to_string(line.level) + " " + line.source + ": " + line.text);
+    return result;
+}

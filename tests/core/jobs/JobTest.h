@@ -1,0 +1,74 @@
+#ifndef JOBTEST_H
+#define JOBTEST_H
+
+#include "FakeFileDownloader.h"
+#include "FakeIpcClient.h"
+#include "FakePhoneConfig.h"
+#include "FakePropertyApi.h"
+#include "FakeSecurity.h"
+#include "LocalPhoneBookUpdater.h"
+#include "LogRecorder.h"
+#include "PhoneRoot.h"
+#include "ProvisioningContext.h"
+#include "ProvisioningNode.h"
+#include "ProvisioningWatchdog/ProgressReporter.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A property store that tells what is about to be read and written, to see what a job had done by
+/// then. The two operations are those that the jobs use.
+class WatchedStore : public FakePropertyApi {
+public:
+    using FakePropertyApi::FakePropertyApi;
+    using FakePropertyApi::getValue;
+
+    std::function<void(const std::string& key)> beforeRead = [](const std::string&) {};
+    std::function<void()> beforeBatch = [] {};
+
+    std::string getValue(const std::string& key) const override;
+    unsigned int setValues(const Batch& batch, const std::string& origin) const override;
+};
+
+/// A bus that tells what is about to be published.
+class WatchedBus : public FakeIpcClient {
+public:
+    std::function<void()> beforePublish = [] {};
+
+    void publish(const std::string& destination, const ipc::IPCMessage& message) override;
+};
+
+/// A phone of its own and the services that jobs work with.
+class JobTest : public testing::Test {
+protected:
+    using Attributes = ovo::ProvisioningNode::Attributes;
+
+    PhoneRoot phone; // before everything that has threads
+    LogRecorder log;
+    std::shared_ptr<WatchedStore> store = std::make_shared<WatchedStore>();
+    std::shared_ptr<FakePhoneConfig> configuration = std::make_shared<FakePhoneConfig>();
+    std::shared_ptr<FakeFileDownloader> downloader = std::make_shared<FakeFileDownloader>();
+    std::shared_ptr<FakeSecurity> security = std::make_shared<FakeSecurity>();
+    WatchedBus bus;
+    ovo::ProgressReporter progress;
+    ovo::LocalPhoneBookUpdater phoneBook{*store, downloader};
+    http::UrlInfo server{"http://10.0.0.5/prov/"};
+};
+
+/// Takes all files out of a result.
+std::vector<ovo::ProvisioningFileContext> takeFiles(ovo::ProvisioningContext& result);
+
+/// Text of the exception that a call throws; "" when it throws none.
+std::string errorOf(const std::function<void()>& call);
+
+/// Permission bits of a file of this machine.
+unsigned int modeOf(const std::string& hostPath);
+
+/// The "LEVEL SOURCE: TEXT" lines that one source file wrote.
+std::vector<std::string> linesFrom(const LogRecorder& log, const std::string& source);
+
+#endif

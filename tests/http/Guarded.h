@@ -1,0 +1,27 @@
+#ifndef GUARDED_H
+#define GUARDED_H
+
+#include <mutex>
+#include <utility>
+
+/// A value that the test changes and a server's thread reads.
+template <typename Value>
+class Guarded {
+public:
+    Guarded() = default;
+
+    void set(Value value) {
+        const std::lock_guard lock(mutex_);
+        value_ = std::move(value);
+    }
+    Value get() const {
+        const std::lock_guard lock(mutex_);
+        return value_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    Value value_{};
+};
+
+#endif

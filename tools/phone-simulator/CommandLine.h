@@ -1,0 +1,62 @@
+#ifndef SIMULATOR_COMMANDLINE_H
+#define SIMULATOR_COMMANDLINE_H
+
+#include "EventPrinter.h"
+#include "NeighbourTable.h"
+
+#include <chrono>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace simulator {
+
+/// "run": the neighbours live until they are told to end.
+struct RunCommand {
+    EventPrinter::Format format = EventPrinter::Format::TEXT;
+    std::optional<Credentials> credentials;
+    std::set<std::string> notReady;
+    std::chrono::milliseconds readyAfter{0};
+    std::set<std::string> silent;
+    std::vector<std::string> watchedKeys; ///< empty: the usual ones
+    std::optional<std::chrono::milliseconds> timeout;
+};
+
+/// "trigger": asks the daemon for a run.
+struct TriggerCommand {
+    EventPrinter::Format format = EventPrinter::Format::TEXT;
+    std::string url;
+    std::string sender;
+    bool wantsAnswer = false;
+    std::chrono::milliseconds timeout{0};
+};
+
+/// "busy": asks the daemon whether a run is in progress.
+struct BusyCommand {
+    EventPrinter::Format format = EventPrinter::Format::TEXT;
+    std::string sender;
+    std::chrono::milliseconds timeout{0};
+};
+
+/// Somebody asked for help; the text answers.
+struct HelpCommand {
+    std::string text;
+};
+
+using Command = std::variant<RunCommand, TriggerCommand, BusyCommand, HelpCommand>;
+
+/// A command line that makes no sense; the text says why, in one line.
+class CommandLineError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads the program's arguments. Throws CommandLineError.
+Command parseCommandLine(int argc, const char* const* argv);
+
+} // namespace simulator
+
+#endif

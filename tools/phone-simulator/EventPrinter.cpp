@@ -1,0 +1,128 @@
+#include "EventPrinter.h"
+
+#include "Secrets.h"
+
+#include <json/writer.h>
+
+#include <array>
+#include <ctime>
+#include <utility>
+
+namespace simulator {
+
+namespace {
+
+const char* word(Event::Kind kind) {
+    switch (kind) {
+    case Event::Kind::RECEIVED:
+        return "received";
+    case Event::Kind::ANSWERED:
+        return "answered";
+    case Event::Kind::SENT:
+        return "sent";
+    case Event::Kind::CHANGED:
+        return "changed";
+    case Event::Kind::NOTE:
+        break;
+    }
+    return "note";
+}
+
+/// JSON on one line: control characters come out escaped.
+std::string compact(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
+
+std::string timeText(EventPrinter::TimePoint time, const char* format, bool isUtc) {
+    const auto milliseconds =
+        std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
+    const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
+    std::tm parts{};
+    if (isUtc)
+        ::gmtime_r(&seconds, &parts);
+    else
+        ::localtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), format, &parts);
+    const std::string fraction = std::to_string(milliseconds % 1000);
+    return text.data() + ("." + std::string(3 - fraction.size(), '0')) + fraction;
+}
+
+std::string padded(std::string text, std::size_t width) {
+    if (text.size() < width)
+        text.append(width - text.size(), ' ');
+    return text + "  ";
+}
+
+/// name="phoneui" value=true
+std::string readable(const Json::Value& data) {
+    if (!data.isObject())
+        return compact(data);
+    std::string text;
+    for (const std::string& name : data.getMemberNames()) {
+        if (!text.empty())
+            text += ' ';
+        text += name + "=" + compact(data[name]);
+    }
+    return text;
+}
+
+std::string textLine(const Event& event, const Json::Value& data,
+                     EventPrinter::TimePoint time) {
+    // The widths of the longest of the usual names, so that the columns line up.
+    constexpr std::size_t WHO = 10;
+    constexpr std::size_t WHAT = 8;
+    std::string line = timeText(time, "%H:%M:%S", false) + "  " + padded(event.who, WHO) +
+                       padded(word(event.kind), WHAT);
+    if (event.kind == Event::Kind::NOTE)
+        return line + data.asString();
+    line += event.name;
+    if (event.kind == Event::Kind::CHANGED)
+        return line + " = " + readable(data);
+    return data.empty() ? line : line + "  " + readable(data);
+}
+
+std::string jsonLine(const Event& event, const Json::Value& data,
+                     EventPrinter::TimePoint time) {
+    Json::Value object(Json::objectValue);
+    object["time"] = timeText(time, "%Y-%m-%dT%H:%M:%S", true) + "Z";
+    object["who"] = event.who;
+    object["event"] = word(event.kind);
+    object["name"] = event.name;
+    object["data"] = data;
+    return compact(object);
+}
+
+} // namespace
+
+EventPrinter::EventPrinter(std::ostream& output, Format format, std::function<void()> onLost)
+    : output_(output), format_(format), onLost_(std::move(onLost)) {}
+
+void EventPrinter::print(const Event& event) {
+    if (!write(event))
+        onLost_();
+}
+
+void EventPrinter::note(const std::string& text) {
+    print({"simulator", Event::Kind::NOTE, "", text});
+}
+
+/// False when the output has just been lost.
+bool EventPrinter::write(const Event& event) {
+    const std::string text = line(event, format_, std::chrono::system_clock::now()) + "\n";
+    const std::lock_guard lock(mutex_);
+    if (isLost_ || output_ << text << std::flush)
+        return true;
+    isLost_ = true;
+    return false;
+}
+
+std::string EventPrinter::line(const Event& event, Format format, TimePoint time) {
+    const Json::Value data = secrets::masked(event.name, event.data);
+    return format == Format::JSON ? jsonLine(event, data, time) : textLine(event, data, time);
+}
+
+} // namespace simulator

@@ -1,0 +1,53 @@
+#ifndef SIMULATOR_EVENTPRINTER_H
+#define SIMULATOR_EVENTPRINTER_H
+
+#include "Event.h"
+
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <ostream>
+#include <string>
+
+namespace simulator {
+
+/// Prints one line for each event, at once. Secrets are masked and control characters escaped.
+/// Any thread; lines never mix.
+///
+/// For people: local time, who, what, name and data. For machines, a JSON object with always the
+/// same five members, all texts but the last one:
+///   time   UTC, "2024-05-01T12:00:00.123Z"
+///   who    a neighbour's name on the bus, "store" or "simulator"
+///   event  "received", "answered", "sent", "changed" or "note"
+///   name   of the message or the property; "" for a note
+///   data   the message's parameters as an object; the property's value or the note as a text
+class EventPrinter {
+public:
+    enum class Format { TEXT, JSON };
+    using TimePoint = std::chrono::system_clock::time_point;
+
+    /// onLost is called, once, when the output no longer takes anything; it must not print.
+    EventPrinter(std::ostream& output, Format format, std::function<void()> onLost = [] {});
+    EventPrinter(const EventPrinter&) = delete;
+    EventPrinter& operator=(const EventPrinter&) = delete;
+
+    void print(const Event& event);
+    /// A remark of the simulator itself.
+    void note(const std::string& text);
+
+    /// The line for an event, without its end.
+    static std::string line(const Event& event, Format format, TimePoint time);
+
+private:
+    bool write(const Event& event);
+
+    std::ostream& output_;
+    const Format format_;
+    const std::function<void()> onLost_;
+    std::mutex mutex_; ///< keeps lines apart; what it guards is the stream, not a state
+    bool isLost_ = false;
+};
+
+} // namespace simulator
+
+#endif

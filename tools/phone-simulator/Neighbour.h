@@ -1,0 +1,59 @@
+#ifndef SIMULATOR_NEIGHBOUR_H
+#define SIMULATOR_NEIGHBOUR_H
+
+#include "EventPrinter.h"
+#include "ipc/IIPCClient.h"
+#include "ipc/IMessageThreadStrategy.h"
+#include "ipc/IPCMessage.h"
+#include "ipc/IpcMsgParams.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+/// What a neighbour does with one kind of message, after showing it. At most one of the two is set;
+/// with none the message is only shown. They run on the message thread.
+struct Reaction {
+    std::string message;
+    /// The parameters of the answer, which goes out as the message's name + "Response".
+    std::function<ipc::IpcMsgParams(const ipc::IpcMsgParams&)> answer = {};
+    /// A message that the neighbour sends to the daemon on its own account; none: a remark says
+    /// why not.
+    std::function<std::optional<ipc::IPCMessage>(const ipc::IpcMsgParams&)> send = {};
+    std::string whyNothingSent = {};
+};
+
+/// A row of the table of neighbours.
+struct NeighbourDescription {
+    std::string name; ///< on the bus
+    std::vector<Reaction> reactions;
+};
+
+/// A service of the phone beside the daemon: has a connection to the bus of its own, gets what the
+/// daemon sends to it, shows it and reacts as its description says. It serves from its making to
+/// its end. The printer must outlive it.
+class Neighbour {
+public:
+    Neighbour(NeighbourDescription description, const std::string& busAddress,
+              std::shared_ptr<ipc::IMessageThreadStrategy> messageThread, EventPrinter& printer);
+    ~Neighbour();
+    Neighbour(const Neighbour&) = delete;
+    Neighbour& operator=(const Neighbour&) = delete;
+
+private:
+    ipc::IpcMsgParams react(const Reaction& reaction, const ipc::IpcMsgParams& params);
+    void sendOwn(const Reaction& reaction, const ipc::IpcMsgParams& params);
+    void show(Event::Kind kind, const std::string& message, const ipc::IpcMsgParams& params);
+
+    const NeighbourDescription description_;
+    EventPrinter& printer_;
+    const std::unique_ptr<ipc::IIPCClient> client_;
+};
+
+} // namespace simulator
+
+#endif

@@ -1,0 +1,63 @@
+#include "NeighbourTable.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr const char* NETWORK_MANAGER = "netmgr";
+constexpr const char* USER_INTERFACE = "phone-ui";
+constexpr const char* SIP_CLIENT = "sip-client";
+constexpr const char* SYSTEM_CONFIGURATION = "sysconf";
+
+/// A message that is only shown.
+Reaction shown(std::string message) {
+    return {std::move(message)};
+}
+
+/// alias: the name under which the daemon knows the neighbour in this message.
+Reaction saysWhetherReady(const Readiness& readiness, const std::string& neighbour,
+                          const std::string& alias) {
+    return {.message = "AreYouReady", .answer = [&readiness, neighbour, alias](const auto&) {
+                ipc::IpcMsgParams params;
+                params.add("name", alias);
+                params.add("value", readiness.isReady(neighbour));
+                return params;
+            }};
+}
+
+Reaction typesCredentials(const std::optional<Credentials>& credentials) {
+    return {.message = "GetHttpCredentials",
+            .send = [credentials](const auto&) -> std::optional<ipc::IPCMessage> {
+                if (!credentials)
+                    return std::nullopt;
+                ipc::IpcMsgParams params;
+                params.add("username", credentials->user);
+                params.add("password", credentials->password);
+                return ipc::IPCMessage("HttpCredentialsEntered", params);
+            },
+            .whyNothingSent = "nobody types credentials in: --http-user and --http-password are "
+                              "not given"};
+}
+
+} // namespace
+
+std::vector<std::string> neighbourNames() {
+    return {NETWORK_MANAGER, USER_INTERFACE, SIP_CLIENT, SYSTEM_CONFIGURATION};
+}
+
+std::vector<std::string> readinessNames() {
+    return {NETWORK_MANAGER, USER_INTERFACE};
+}
+
+std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
+                                                 const std::optional<Credentials>& credentials) {
+    return {
+        {NETWORK_MANAGER, {saysWhetherReady(readiness, NETWORK_MANAGER, "networkmanager")}},
+        {USER_INTERFACE,
+         {saysWhetherReady(readiness, USER_INTERFACE, "phoneui"), typesCredentials(credentials)}},
+        {SIP_CLIENT, {shown("provisioningStatus"), shown("update_tls_security")}},
+        {SYSTEM_CONFIGURATION, {shown("MODIFY_CERTIFICATES")}},
+    };
+}
+
+} // namespace simulator

@@ -1,0 +1,31 @@
+#ifndef SIMULATOR_NEIGHBOURTABLE_H
+#define SIMULATOR_NEIGHBOURTABLE_H
+
+#include "Neighbour.h"
+#include "Readiness.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+/// What the user would type in on the phone's screen.
+struct Credentials {
+    std::string user;
+    std::string password;
+};
+
+/// Names of all neighbours, in the order of the table.
+std::vector<std::string> neighbourNames();
+
+/// Names of those that are asked whether they are ready.
+std::vector<std::string> readinessNames();
+
+/// All neighbours of the daemon. The readiness must outlive what is made of it.
+std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
+                                                 const std::optional<Credentials>& credentials);
+
+} // namespace simulator
+
+#endif
