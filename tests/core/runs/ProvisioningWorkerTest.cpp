@@ -510,6 +510,24 @@ TEST_F(ProvisioningWorkerTest, RunsNetworkChangesAndASupervisorMayMeet) {
     EXPECT_EQ(journal.log().count(1, "Provisioning Finished"), 20U);
 }
 
+TEST_F(ProvisioningWorkerTest, ARunThatCouldNotBeStartedLeavesNoWaiterBehind) {
+    downloader->fail(URL, 0, "no route");
+    for (int round = 0; round < 30; ++round) {
+        journal.clear();
+        downloader->hold();
+        worker->startProvisioning(URL);
+        worker->waitForProgress(); // the start itself
+        auto waiting = std::async(std::launch::async, [this] { worker->waitForProgress(); });
+        ASSERT_TRUE(waitUntil([&] { return journal.log().count(1, "Waiting for progress") == 2; }));
+        // Waits for the end of the run, and may drop its last sign before the waiter has seen it.
+        auto next = std::async(std::launch::async, [this] { worker->startProvisioning("no url"); });
+        ASSERT_TRUE(journal.log().waitFor(2, WAITING));
+        downloader->release();
+        next.get();
+        ASSERT_EQ(waiting.wait_for(20s), std::future_status::ready) << "round " << round;
+    }
+}
+
 class UnreadableOperations : public RecordingSecurity {
 public:
     using RecordingSecurity::RecordingSecurity;
