@@ -42,6 +42,8 @@ struct Raw {
     std::string url;
     std::string sender = "auto-reboot";
     bool wantsAnswer = false;
+    bool acceptsPending = false;
+    bool refusesFirmware = false;
 };
 
 milliseconds fromSeconds(double seconds) {
@@ -86,6 +88,10 @@ CLI::App* addRun(CLI::App& app, Raw& raw) {
         ->type_name("KEY")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    run->add_flag("--accept-pending", raw.acceptsPending,
+                  "The user trusts every certificate that he is asked about");
+    run->add_flag("--refuse-firmware", raw.refusesFirmware,
+                  "The update service says no to every image");
     addSeconds(*run, "--timeout", raw.timeoutSeconds, "End after this time");
     return run;
 }
@@ -127,6 +133,8 @@ RunCommand runCommand(const Raw& raw, const CLI::App& run) {
     command.readyAfter = fromSeconds(raw.readyAfterSeconds);
     command.silent.insert(raw.silent.begin(), raw.silent.end());
     command.watchedKeys = raw.watch.empty() ? PropertyWatch::usualKeys() : raw.watch;
+    command.acceptsPending = raw.acceptsPending;
+    command.refusesFirmware = raw.refusesFirmware;
     if (run.count("--timeout") > 0)
         command.timeout = fromSeconds(raw.timeoutSeconds);
     return command;

@@ -22,6 +22,8 @@ struct RunCommand {
     std::chrono::milliseconds readyAfter{0};
     std::set<std::string> silent;
     std::vector<std::string> watchedKeys; ///< empty: the usual ones
+    bool acceptsPending = false;          ///< the user trusts certificates that he is asked about
+    bool refusesFirmware = false;
     std::optional<std::chrono::milliseconds> timeout;
 };
 

@@ -38,6 +38,8 @@ ipc::IpcMsgParams Neighbour::react(const Reaction& reaction, const ipc::IpcMsgPa
     show(Event::Kind::RECEIVED, reaction.message, params);
     if (reaction.send)
         sendOwn(reaction, params);
+    if (reaction.act)
+        reaction.act(params);
     if (!reaction.answer)
         return {};
     ipc::IpcMsgParams answer = reaction.answer(params);

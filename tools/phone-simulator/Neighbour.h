@@ -15,8 +15,8 @@
 
 namespace simulator {
 
-/// What a neighbour does with one kind of message, after showing it. At most one of the two is set;
-/// with none the message is only shown. They run on the message thread.
+/// What a neighbour does with one kind of message, after showing it. At most one of the three is
+/// set; with none the message is only shown. They run on the message thread.
 struct Reaction {
     std::string message;
     /// The parameters of the answer, which goes out as the message's name + "Response".
@@ -25,6 +25,8 @@ struct Reaction {
     /// why not.
     std::function<std::optional<ipc::IPCMessage>(const ipc::IpcMsgParams&)> send = {};
     std::string whyNothingSent = {};
+    /// Something else that it does.
+    std::function<void(const ipc::IpcMsgParams&)> act = {};
 };
 
 /// A row of the table of neighbours.

@@ -2,12 +2,13 @@
 
 namespace simulator {
 
+const char* const SYSTEM_CONFIGURATION = "sysconf";
+
 namespace {
 
 constexpr const char* NETWORK_MANAGER = "netmgr";
 constexpr const char* USER_INTERFACE = "phone-ui";
 constexpr const char* SIP_CLIENT = "sip-client";
-constexpr const char* SYSTEM_CONFIGURATION = "sysconf";
 
 /// A message that is only shown.
 Reaction shown(std::string message) {
@@ -39,6 +40,13 @@ Reaction typesCredentials(const std::optional<Credentials>& credentials) {
                               "not given"};
 }
 
+Reaction modifiesCertificates(const TrustedCertificates& certificates) {
+    return {.message = "MODIFY_CERTIFICATES",
+            .act = [&certificates](const ipc::IpcMsgParams& params) {
+                certificates.modify(params);
+            }};
+}
+
 } // namespace
 
 std::vector<std::string> neighbourNames() {
@@ -50,13 +58,14 @@ std::vector<std::string> readinessNames() {
 }
 
 std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
-                                                 const std::optional<Credentials>& credentials) {
+                                                 const std::optional<Credentials>& credentials,
+                                                 const TrustedCertificates& certificates) {
     return {
         {NETWORK_MANAGER, {saysWhetherReady(readiness, NETWORK_MANAGER, "networkmanager")}},
         {USER_INTERFACE,
          {saysWhetherReady(readiness, USER_INTERFACE, "phoneui"), typesCredentials(credentials)}},
         {SIP_CLIENT, {shown("provisioningStatus"), shown("update_tls_security")}},
-        {SYSTEM_CONFIGURATION, {shown("MODIFY_CERTIFICATES")}},
+        {SYSTEM_CONFIGURATION, {modifiesCertificates(certificates)}},
     };
 }
 

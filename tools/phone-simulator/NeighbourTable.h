@@ -3,6 +3,7 @@
 
 #include "Neighbour.h"
 #include "Readiness.h"
+#include "TrustedCertificates.h"
 
 #include <optional>
 #include <string>
@@ -22,9 +23,14 @@ std::vector<std::string> neighbourNames();
 /// Names of those that are asked whether they are ready.
 std::vector<std::string> readinessNames();
 
-/// All neighbours of the daemon. The readiness must outlive what is made of it.
+/// All neighbours of the daemon on the bus. Readiness and certificates must outlive what is made of
+/// it.
 std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
-                                                 const std::optional<Credentials>& credentials);
+                                                 const std::optional<Credentials>& credentials,
+                                                 const TrustedCertificates& certificates);
+
+/// Name of the system configuration service.
+extern const char* const SYSTEM_CONFIGURATION;
 
 } // namespace simulator
 

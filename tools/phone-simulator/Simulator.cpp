@@ -7,7 +7,9 @@
 #include "Requester.h"
 #include "SignalBlock.h"
 #include "SqlitePropertyApi.h"
+#include "StoreServiceTable.h"
 #include "Termination.h"
+#include "TrustedCertificates.h"
 
 #include <algorithm>
 #include <chrono>
@@ -65,11 +67,17 @@ int Simulator::operator()(const RunCommand& command) const {
     const Readiness readiness(command.notReady, start + command.readyAfter);
     const propertyapi::SqlitePropertyApi store;
     const PropertyWatch watch(store, command.watchedKeys, printer);
+    std::list<StoreService> storeServices;
+    for (StoreServiceDescription& description : storeServiceTable(command.refusesFirmware))
+        storeServices.emplace_back(std::move(description), store, printer);
+    const TrustedCertificates certificates(store, printer, SYSTEM_CONFIGURATION,
+                                           command.acceptsPending);
     const std::string bus = app::Environment::read().busAddress;
     const auto messageThread = std::make_shared<ipc::MessageThread>();
 
     std::list<Neighbour> neighbours;
-    for (NeighbourDescription& description : neighbourTable(readiness, command.credentials)) {
+    for (NeighbourDescription& description :
+         neighbourTable(readiness, command.credentials, certificates)) {
         if (command.silent.count(description.name) == 0)
             neighbours.emplace_back(std::move(description), bus, messageThread, printer);
     }
