@@ -17,7 +17,7 @@ make_certificates() {
 
 write_server_configuration() {
     local www=$server/www
-    mkdir -p "$www/$major_id-$minor_id" "$server/tmp"
+    mkdir -p "$www/$major_id-$minor_id" "$server/strict" "$server/tmp"
     printf '%s:%s\n' "$factory_user" "$(openssl passwd -apr1 "$factory_password")" \
         >"$server/htpasswd"
     # Started by root, the web server's workers would change to a user who may not enter here.
@@ -47,6 +47,7 @@ http {
         auth_basic_user_file "$server/htpasswd";
         root "$www";
     }
+$(strict_server "$(($1 + 1))")
 }
 END
 }
