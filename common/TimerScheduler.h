@@ -19,7 +19,9 @@ namespace common {
 ///
 /// Every operation may be called from every thread, from the callback too, which runs without the
 /// lock; join() and the destructor not from the callback. T() is the zero value.
-template <typename T>
+///
+/// Clock: what says when an entry is due; the worker sleeps by the steady clock in any case.
+template <typename T, typename Clock = std::chrono::steady_clock>
 class TimerScheduler {
 public:
     using Callback = std::function<void(unsigned long long id, T& value)>;
@@ -75,14 +77,14 @@ public:
     }
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using TimePoint = typename Clock::time_point;
 
     struct Entry {
-        Entry(const unsigned long long& entryId, const T& entryValue, Clock::time_point entryDue)
+        Entry(const unsigned long long& entryId, const T& entryValue, TimePoint entryDue)
             : id(entryId), due(entryDue), value(entryValue) {}
 
         unsigned long long id;
-        Clock::time_point due;
+        TimePoint due;
         T value;
     };
 
@@ -112,11 +114,11 @@ private:
         entries.insert(later, entry);
     }
 
-    bool shouldWaitForTimer(Clock::time_point now) const {
+    bool shouldWaitForTimer(TimePoint now) const {
         return !aborted && (entries.empty() || entries.front().due > now);
     }
 
-    std::chrono::milliseconds calculateTimeout(Clock::time_point now) const {
+    std::chrono::milliseconds calculateTimeout(TimePoint now) const {
         if (entries.empty())
             return idleWait;
         if (entries.front().due <= now)
@@ -127,7 +129,7 @@ private:
                std::chrono::milliseconds(1);
     }
 
-    bool shouldBeProcessed(Clock::time_point now) const {
+    bool shouldBeProcessed(TimePoint now) const {
         return !aborted && !entries.empty() && entries.front().due <= now;
     }
 

@@ -70,8 +70,8 @@ ipc::IpcMsgParams ApplicationMessageHandlers::handleIsOvoBusy(const ipc::IpcMsgP
 ipc::IpcMsgParams
 ApplicationMessageHandlers::httpAuthPasswordChanged(const ipc::IpcMsgParams& params) {
     LOG(1) << "Received httpAuthPasswordChanged: ";
-    credentialsProvider->credentialsProvided(params.get<std::string>("username") + ":" +
-                                             params.get<std::string>("password"));
+    const auto user = params.get<std::string>("username");
+    credentialsProvider->credentialsProvided(user + ":" + params.get<std::string>("password"));
     return {};
 }
 

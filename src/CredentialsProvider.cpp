@@ -3,7 +3,10 @@
 #include "ipc/IPCMessage.h"
 #include "logger/Logger.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <limits>
 #include <stdexcept>
 
 namespace ovo {
@@ -21,6 +24,13 @@ std::string readCredentials(const propertyapi::IPropertyApi& propertyApi, const 
                             const char* passwordKey) {
     const std::string user = propertyApi.getValue(userKey);
     return user + ":" + propertyApi.getValue(passwordKey);
+}
+
+/// At most what 32 bits hold, so that a deadline that far off is still a time.
+std::chrono::seconds readTimeout(const phoneconfig::IPhoneConfig& phoneConfig) {
+    const unsigned long seconds = std::stoul(phoneConfig.getValue(REQUEST_TIMEOUT));
+    return std::chrono::seconds(
+        std::min<std::uint64_t>(seconds, std::numeric_limits<std::uint32_t>::max()));
 }
 
 } // namespace
@@ -55,8 +65,7 @@ std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
     credentialsReceived = false;
     waitingForCredentials = true;
     ipcClient->publish(PHONE_UI, ipc::IPCMessage("GetHttpCredentials"));
-    const std::chrono::seconds timeout(std::stoul(phoneConfig.getValue(REQUEST_TIMEOUT)));
-    const auto deadline = std::chrono::system_clock::now() + timeout;
+    const auto deadline = std::chrono::system_clock::now() + readTimeout(phoneConfig);
     if (!credentialsArrived.wait_until(lock, deadline,
                                        [this] { return credentialsReceived.load(); }))
         throw std::runtime_error("HTTP credentials input timeout");

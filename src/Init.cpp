@@ -14,8 +14,10 @@ constexpr unsigned int PRECONDITION_INTERVAL_SECONDS = 1;
 } // namespace
 
 Init::Init(std::shared_ptr<ProvisioningTimer> provisioningTimer,
-           std::shared_ptr<propertyapi::IPropertyApi> store)
-    : propertyApi(std::move(store)), timer(std::move(provisioningTimer)) {}
+           std::shared_ptr<propertyapi::IPropertyApi> store, Sleep sleepOperation)
+    : propertyApi(std::move(store))
+    , timer(std::move(provisioningTimer))
+    , sleep(std::move(sleepOperation)) {}
 
 void Init::start() noexcept {
     updateGlobalConfig();
@@ -24,7 +26,7 @@ void Init::start() noexcept {
 
 void Init::updateGlobalConfig() noexcept {
     GlobalConfig::waitForPreconditions(propertyApi, PRECONDITION_ATTEMPTS,
-                                       PRECONDITION_INTERVAL_SECONDS);
+                                       PRECONDITION_INTERVAL_SECONDS, sleep);
 }
 
 } // namespace ovo

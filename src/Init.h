@@ -2,6 +2,7 @@
 #define INIT_H
 
 #include "ProvisioningTimer.h"
+#include "Sleep.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <memory>
@@ -13,7 +14,7 @@ namespace ovo {
 class Init {
 public:
     Init(std::shared_ptr<ProvisioningTimer> provisioningTimer,
-         std::shared_ptr<propertyapi::IPropertyApi> store);
+         std::shared_ptr<propertyapi::IPropertyApi> store, Sleep sleepOperation = sleepFor);
 
     /// Blocks for up to about ten seconds. An exception that escapes ends the process.
     void start() noexcept;
@@ -23,6 +24,7 @@ private:
 
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::shared_ptr<ProvisioningTimer> timer;
+    Sleep sleep;
 };
 
 } // namespace ovo

@@ -47,14 +47,11 @@ ProvisioningTimer::ProvisioningTimer(propertyapi::IPropertyApi& store,
     : propertyApi(store)
     , phoneBookUpdater(updater)
     , provisioningCallback(onProvisioningTimer)
-    , scheduler([this](unsigned long long id, int& value) { timerHandler(id, value); },
-                IDLE_WAIT_MS)
     , now(std::move(wallClock))
-    , sleep(std::move(sleepOperation)) {
-    {
-        const std::lock_guard lock(mutex);
-        phoneBookTimerDef.night = false;
-    }
+    , sleep(std::move(sleepOperation))
+    , scheduler([this](unsigned long long id, int& value) { timerHandler(id, value); },
+                IDLE_WAIT_MS) {
+    phoneBookTimerDef.night = false;
     subscriptions.push_back(propertyApi.subscribeScoped(
         PROVISIONING_PERIOD, [this](const propertyapi::Property& property) {
             LOG(1) << "Provisioning period changed setting new timer";
@@ -77,14 +74,14 @@ ProvisioningTimer::ProvisioningTimer(propertyapi::IPropertyApi& store,
         provisioningTimerDef.timeString = std::move(provisioningPeriod);
         phoneBookTimerDef.timeString = std::move(phoneBookPeriod);
     }
-    nightOffset = drawNightOffset(propertyApi.getValue(MAC_ADDRESS));
+    const std::chrono::seconds offset = drawNightOffset(propertyApi.getValue(MAC_ADDRESS));
+    const std::lock_guard lock(mutex); // the time may have changed already
+    nightOffset = offset;
 }
 
 ProvisioningTimer::~ProvisioningTimer() {
-    // Nothing arms a timer again after this, and no callback finds members that are gone.
-    subscriptions.clear();
+    subscriptions.clear(); // so that no notification arms a timer again
     stopTimers();
-    scheduler.join();
 }
 
 std::chrono::seconds ProvisioningTimer::drawNightOffset(const std::string& mac) {
@@ -121,11 +118,7 @@ void ProvisioningTimer::onPeriodChanged(TimerDef& def, const std::string& timeSt
 
 bool ProvisioningTimer::setupTimer(TimerDef& def, bool restart) {
     try {
-        std::string timeString;
-        {
-            const std::lock_guard lock(mutex);
-            timeString = def.timeString;
-        }
+        const std::string timeString = copyOf(def).timeString;
         // A key that was never set reads as the empty text.
         const std::uint32_t seconds =
             timeString.empty() ? 0 : Utils::convertTimeStringToSeconds(timeString);
@@ -154,33 +147,27 @@ void ProvisioningTimer::startTimer(TimerDef& def) {
 }
 
 bool ProvisioningTimer::setupClock(TimerDef& def) {
-    bool night = false;
-    {
+    const TimerDef current = copyOf(def);
+    if (current.seconds != 0) {
         const std::lock_guard lock(mutex);
-        if (def.seconds == 0 && !def.night)
-            return false;
-        night = def.seconds == 0;
-        if (!night)
-            def.nextDelay = std::chrono::seconds(def.seconds);
-    }
-    if (night)
+        def.nextDelay = std::chrono::seconds(current.seconds);
+    } else if (current.night) {
         setupNightProvisioning(def);
-    std::chrono::seconds delay{0};
-    {
-        const std::lock_guard lock(mutex);
-        delay = def.nextDelay;
+    } else {
+        return false;
     }
-    LOG(1) << "Next provisioning after " << delay.count() << " seconds.";
+    LOG(1) << "Next provisioning after " << copyOf(def).nextDelay.count() << " seconds.";
     return true;
 }
 
 void ProvisioningTimer::setupNightProvisioning(TimerDef& def) {
     LOG(1) << "Setting provisioning for night";
     const TimePoint current = now();
-    TimePoint target = localMidnight(current) + nightOffset;
+    const TimePoint midnight = localMidnight(current);
+    const std::lock_guard lock(mutex);
+    TimePoint target = midnight + nightOffset;
     if (target <= current)
         target += DAY;
-    const std::lock_guard lock(mutex);
     def.nextDelay = std::chrono::duration_cast<std::chrono::seconds>(target - current) +
                     std::chrono::seconds(1);
 }
@@ -210,14 +197,14 @@ void ProvisioningTimer::stopTimers() {
     stopTimer(phoneBookTimerDef);
 }
 
-ProvisioningTimer::TimerDef ProvisioningTimer::getProvisioningTimerDef() const {
+std::chrono::seconds ProvisioningTimer::getNightOffset() const {
     const std::lock_guard lock(mutex);
-    return provisioningTimerDef;
+    return nightOffset;
 }
 
-ProvisioningTimer::TimerDef ProvisioningTimer::getPhoneBookTimerDef() const {
+ProvisioningTimer::TimerDef ProvisioningTimer::copyOf(const TimerDef& def) const {
     const std::lock_guard lock(mutex);
-    return phoneBookTimerDef;
+    return def;
 }
 
 } // namespace ovo

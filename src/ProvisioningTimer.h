@@ -66,10 +66,10 @@ public:
     void timerHandler(unsigned long long id, int& value);
 
     /// Seconds after local midnight at which this phone provisions, 3600 to 14400.
-    std::chrono::seconds getNightOffset() const { return nightOffset; }
+    std::chrono::seconds getNightOffset() const;
     /// Copies for whoever wants to look.
-    TimerDef getProvisioningTimerDef() const;
-    TimerDef getPhoneBookTimerDef() const;
+    TimerDef getProvisioningTimerDef() const { return copyOf(provisioningTimerDef); }
+    TimerDef getPhoneBookTimerDef() const { return copyOf(phoneBookTimerDef); }
 
     /// The offset of a MAC address: the same for the same text, spread over three hours.
     static std::chrono::seconds drawNightOffset(const std::string& mac);
@@ -77,6 +77,7 @@ public:
 private:
     void onPeriodChanged(TimerDef& def, const std::string& timeString);
     void stopTimer(TimerDef& def);
+    TimerDef copyOf(const TimerDef& def) const;
 
     propertyapi::IPropertyApi& propertyApi;
     std::chrono::seconds nightOffset{0};
@@ -84,11 +85,13 @@ private:
     std::function<void()> provisioningCallback;
     TimerDef provisioningTimerDef;
     TimerDef phoneBookTimerDef;
-    common::TimerScheduler<int> scheduler;
-    std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions;
     WallClock now;
     Sleep sleep;
-    mutable std::mutex mutex; ///< guards the two definitions; taken before the scheduler's own
+    /// Guards the two definitions and the night offset; taken before the scheduler's own.
+    mutable std::mutex mutex;
+    common::TimerScheduler<int> scheduler;
+    /// Last: a notification uses all the others.
+    std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions;
 };
 
 } // namespace ovo

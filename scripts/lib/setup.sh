@@ -106,7 +106,8 @@ tree_files() {
         for pattern in "$@"; do
             tests+=(${tests[@]:+-o} -path "./$pattern")
         done
-        (cd "$tree" && find . -path ./build -prune -o -type f \( "${tests[@]}" \) -print |
+        ((${#tests[@]} > 0)) || tests=(-true)
+        (cd "$tree" && find . \( -path ./build -o -path ./.git \) -prune -o -type f \( "${tests[@]}" \) -print |
             sed 's|^\./||' | sort -u)
     fi
 }

@@ -9,13 +9,13 @@ void ProgressReporter::doProgress() {
         const std::lock_guard lock(mutex);
         progressed = true;
     }
-    signalled_.notify_one();
+    signalled.notify_one();
 }
 
 void ProgressReporter::waitAndConsumeProgress() {
     LOG(1) << "Waiting for progress";
     std::unique_lock lock(mutex);
-    signalled_.wait(lock, [this] { return progressed; });
+    signalled.wait(lock, [this] { return progressed; });
     progressed = false;
     LOG(1) << "Progress consumed";
 }

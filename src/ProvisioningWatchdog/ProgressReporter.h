@@ -24,7 +24,7 @@ public:
 
 private:
     std::mutex mutex;
-    std::condition_variable signalled_;
+    std::condition_variable signalled;
     bool progressed = false;
 };
 

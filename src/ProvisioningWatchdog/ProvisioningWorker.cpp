@@ -87,6 +87,9 @@ void ProvisioningWorker::startProvisioning(const std::string& url) {
         LOG(3) << "Provisioning not started. Error: " << exception.what();
         resultStatus = ProvisioningStatus::Fail;
         publishProvResults();
+        // The reset above may have dropped the last sign of the run before, and a supervisor would
+        // wait for it until a further run.
+        progress.doProgress();
     }
 }
 

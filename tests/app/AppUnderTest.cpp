@@ -8,7 +8,8 @@
 //   kill-own-pipe        setup() writes to a pipe that nobody reads
 // PLACE: setup, termination (signalTermination), health (checkHealthStatus), cleanup, member (the
 // destructor of a member of the service).
-#include "PhoneRoot.h"
+#include "FakeIpcClient.h"
+#include "Root.h"
 #include "WaitUntil.h"
 #include "app/HaldenApplication.h"
 
@@ -21,6 +22,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -47,7 +49,7 @@ void waitForGo(const Arguments& arguments, const std::string& place) {
     if (arguments.count("wait-in-" + place) == 0)
         return;
     say("waiting in " + place);
-    const std::string go = std::string(std::getenv("HALDEN_ROOT")) + "/go";
+    const std::string go = root::toHost("/go");
     waitUntil([&] { return std::filesystem::exists(go); }, std::chrono::minutes(10));
 }
 
@@ -112,10 +114,11 @@ public:
         if (arguments_.count("no-bus") == 0)
             HaldenApplication::createIpcClient();
         else
-            ipcClient = std::make_shared<NoBus>();
+            ipcClient = std::make_shared<FakeIpcClient>();
     }
     void signalTermination() override {
         HaldenApplication::signalTermination();
+        say("told to end");
         waitForGo(arguments_, "termination");
     }
     void waitForTermination() override {
@@ -133,13 +136,6 @@ public:
     }
 
 private:
-    struct NoBus : ipc::IIPCClient {
-        bool isConnected() const override { return false; }
-        void publish(const std::string&, const ipc::IPCMessage&) override {}
-        void activate(ipc::HandlersMap, ipc::ProceduresMap) override {}
-        void stop() override {}
-    };
-
     static Times times(const Arguments& arguments) {
         Times result;
         result.end = number(arguments, "end", result.end);

@@ -83,6 +83,7 @@ TEST(Signals, DuringSetupLeadToTheEndOnceItIsDone) {
     RunningProgram program({"wait-in-setup"});
     ASSERT_TRUE(program.waitFor("waiting in setup"));
     program.process().signal(SIGTERM);
+    ASSERT_TRUE(program.waitFor("told to end"));
     program.go();
     EXPECT_EQ(program.process().wait(), 0);
     EXPECT_FALSE(program.hasSaid("running")) << program.output();

@@ -1,3 +1,4 @@
+#include "FakeIpcClient.h"
 #include "LogRecorder.h"
 #include "NotifySocket.h"
 #include "PhoneRoot.h"
@@ -9,9 +10,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -20,16 +24,13 @@ using Clock = std::chrono::steady_clock;
 using Message = std::optional<std::string>;
 
 /// Does what it is told when the request table is handed over.
-struct BusWithActivation : ipc::IIPCClient {
-    explicit BusWithActivation(std::function<void()> onActivate)
-        : onActivate_(std::move(onActivate)) {}
-    bool isConnected() const override { return false; }
-    void publish(const std::string&, const ipc::IPCMessage&) override {}
-    void activate(ipc::HandlersMap, ipc::ProceduresMap) override { onActivate_(); }
-    void stop() override {}
-
-private:
-    const std::function<void()> onActivate_;
+struct BusWithActivation : FakeIpcClient {
+    explicit BusWithActivation(std::function<void()> action) : onActivate(std::move(action)) {}
+    void activate(ipc::HandlersMap handlers, ipc::ProceduresMap procedures) override {
+        onActivate();
+        FakeIpcClient::activate(std::move(handlers), std::move(procedures));
+    }
+    const std::function<void()> onActivate;
 };
 
 class Watchdog : public testing::Test {
@@ -81,8 +82,8 @@ TEST_F(Watchdog, IsFedAtHalfTheIntervalThatSystemdAsksFor) {
     for (int feeding = 0; feeding < 4; ++feeding)
         ASSERT_EQ(systemd.next(), "WATCHDOG=1");
     const auto elapsed = Clock::now() - begin;
-    // Four intervals of 100 ms, less what passed between the start of the first and the reading of
-    // READY=1; at the full interval it would be 800 ms.
+    // Four intervals of 100 ms, less what passed between the start of the first and the reading
+    // of READY=1; at the full interval it would be 800 ms.
     EXPECT_GE(elapsed, 300ms);
     EXPECT_LT(elapsed, 790ms);
 }
@@ -172,11 +173,7 @@ TEST_F(Watchdog, TheEndWaitsForACheckThatWaitsForARun) {
 }
 
 TEST_F(Watchdog, TheServiceRunsWhereSystemdCannotBeReached) {
-    std::optional<NotifySocket> systemd;
-    systemd.emplace();
-    const std::string socket = std::getenv("NOTIFY_SOCKET");
-    systemd.reset();
-    ::setenv("NOTIFY_SOCKET", socket.c_str(), 1);
+    ::setenv("NOTIFY_SOCKET", phone.host("/run/systemd/notify").c_str(), 1);
     RecordingApplication application;
     application.hooks.waitForTermination = [&] {
         application.signalTermination();

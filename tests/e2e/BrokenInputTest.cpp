@@ -91,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenInput{"DocumentType", putDoctype, "/var/volatile/provisioning/p.xml is corrupted"},
         BrokenInput{"NotFound", putNothing, "Download failed."},
         BrokenInput{"StoppedServer", stopServer, "Download failed."}),
-    [](const testing::TestParamInfo<BrokenInput>& info) { return std::string(info.param.name); });
+    [](const testing::TestParamInfo<BrokenInput>& row) { return std::string(row.param.name); });
 
 struct BrokenLocation {
     const char* name;
@@ -114,8 +114,8 @@ INSTANTIATE_TEST_SUITE_P(Table, BrokenLocations,
                                          BrokenLocation{"NoUrl", "provisioning.xml"},
                                          BrokenLocation{"NoHost", "http:///p.xml"},
                                          BrokenLocation{"BadPort", "http://127.0.0.1:99999/p.xml"}),
-                         [](const testing::TestParamInfo<BrokenLocation>& info) {
-                             return std::string(info.param.name);
+                         [](const testing::TestParamInfo<BrokenLocation>& row) {
+                             return std::string(row.param.name);
                          });
 
 TEST(BrokenLocation, AFileNameThatLeadsOutOfTheDirectoryIsRefused) {

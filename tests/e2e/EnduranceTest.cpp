@@ -1,8 +1,10 @@
 #include "Phone.h"
 #include "WaitUntil.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
 
 namespace {
 
@@ -15,11 +17,12 @@ long statusValue(pid_t pid, const std::string& name) {
     return -1;
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t CHAIN = 300; // the instrumented daemon is many times slower
-#else
-constexpr std::size_t CHAIN = 10000;
-#endif
+/// How many files to follow: TEST_CHAIN_FILES in the environment, else as many as take a few
+/// seconds.
+std::size_t chainLength() {
+    const char* files = std::getenv("TEST_CHAIN_FILES");
+    return files == nullptr ? 500 : static_cast<std::size_t>(std::atol(files));
+}
 
 TEST(Endurance, AChainOfRedirectsCostsNoMoreAtItsEndAndEndsSoonAfterTerm) {
     Phone phone(std::string{});
@@ -35,31 +38,33 @@ TEST(Endurance, AChainOfRedirectsCostsNoMoreAtItsEndAndEndsSoonAfterTerm) {
                       phone.url("/chain.xml") + R"("},"flag":false})");
 
     using Clock = std::chrono::steady_clock;
+    const std::size_t chain = chainLength();
     const auto reach = [&](std::size_t files) {
-        EXPECT_TRUE(waitUntil([&] { return phone.server().accesses(files).size() >= files; },
-                              std::chrono::seconds(200)));
+        EXPECT_TRUE(waitUntil([&] { return phone.server().requestCount() >= files; },
+                              std::chrono::seconds(300), std::chrono::milliseconds(20)));
         return Clock::now();
     };
-    const std::size_t part = CHAIN / 10;
-    reach(part);
-    const auto second = reach(2 * part) - reach(part);
+    const std::size_t part = chain / 10;
+    const auto begin = reach(part);
+    const auto early = reach(2 * part) - begin;
     const long memoryEarly = statusValue(pid, "VmRSS");
-    const auto nearEnd = reach(CHAIN - part);
-    const auto last = reach(CHAIN) - nearEnd;
+    const auto nearEnd = reach(chain - part);
+    const auto late = reach(chain) - nearEnd;
     const long memoryLate = statusValue(pid, "VmRSS");
     const auto ms = [](Clock::duration time) {
         return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
     };
-    std::printf("%zu files: resident %ld KiB after %zu, %ld KiB at the end; the last %zu took "
-                "%lld ms\n",
-                CHAIN, memoryEarly, 2 * part, memoryLate, part,
-                static_cast<long long>(ms(last)));
-    static_cast<void>(second);
+    std::printf("%zu files: the second tenth took %lld ms and left %ld KiB resident, the last one "
+                "%lld ms and %ld KiB\n",
+                chain, static_cast<long long>(ms(early)), memoryEarly,
+                static_cast<long long>(ms(late)), memoryLate);
     EXPECT_LE(memoryLate, memoryEarly + 1024);
+    // Generous: the machine may be busy with something else meanwhile.
+    EXPECT_LE(ms(late), 2 * ms(early) + 1000);
 
-    const auto begin = Clock::now();
+    const auto term = Clock::now();
     EXPECT_EQ(phone.stop(), 0);
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_LT(Clock::now() - term, std::chrono::seconds(5));
 }
 
 } // namespace

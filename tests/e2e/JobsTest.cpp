@@ -1,11 +1,12 @@
 #include "Phone.h"
 #include "WaitUntil.h"
 
-#include <algorithm>
-#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
 
 namespace {
 
@@ -91,9 +92,9 @@ TEST(Firmware, ANewerImageIsFetchedAndAnnounced) {
     Phone phone(NO_AUTHENTICATION);
     const std::string image(3000000, 'F');
     phone.publishPlain("/fw/hd7k-7.2.0.bin", image);
-    phone.publishEncrypted("/provisioning.xml",
-                           element("firmware",
-                                   R"(<file version="7.2.0" url="/fw/hd7k-7.2.0.bin"/>)"));
+    phone.publishEncrypted(
+        "/provisioning.xml",
+        element("firmware", R"(<file version="7.2.0" url="/fw/hd7k-7.2.0.bin"/>)"));
     phone.store().setValue("FirmwareManagment.AutomaticCheckForUpdates", "1");
     phone.boot(phone.url("/"));
     EXPECT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
@@ -122,16 +123,15 @@ TEST(Certificates, TheClientCertificateOfOneRunOpensTheServerOfTheNext) {
     Phone phone(NO_AUTHENTICATION);
     const TestCa clientCa("Client authority");
     const TestIdentity client = clientCa.issueClient("phone", "key-pa55word");
-    const Nginx strict(NO_AUTHENTICATION,
-                       Nginx::Tls{phone.ca().issueServer({"IP:127.0.0.1"}),
-                                  clientCa.certificate(), {}});
+    const Nginx strict(
+        NO_AUTHENTICATION,
+        Nginx::Tls{phone.ca().issueServer({"IP:127.0.0.1"}), clientCa.certificate(), {}});
     const TemporaryDirectory directory;
     strict.publish("/p.xml", parameterFile(param("Behind.ClientCertificate", "1")));
     phone.publishPlain("/user.pem", client.certificate);
     phone.publishPlain("/user.key", client.key);
-    phone.publishEncrypted(
-        "/provisioning.xml",
-        scenario(R"(<step type="Clientcertificate" url="/user.pem"/>
+    phone.publishEncrypted("/provisioning.xml",
+                           scenario(R"(<step type="Clientcertificate" url="/user.pem"/>
                     <step type="Clientkey" url="/user.key" password="key-pa55word"/>)"));
     phone.boot(phone.url("/a.xml"));
     phone.provision(strict.tlsUrl("/p.xml"));
@@ -148,7 +148,7 @@ TEST(Certificates, TheClientCertificateOfOneRunOpensTheServerOfTheNext) {
     EXPECT_THAT(phone.log(), Not(HasSubstr("key-pa55word")));
     std::size_t notices = 0;
     for (const BusPeer::Message& message : phone.bus().messages("prov-client/sip-client"))
-        notices += message.payload.find("update_tls_security") != std::string::npos ? 1 : 0;
+        notices += message.payload.find("update_tls_security") != std::string::npos ? 1U : 0U;
     EXPECT_EQ(notices, 2U);
 
     phone.provision(strict.tlsUrl("/p.xml"));
@@ -193,9 +193,8 @@ TEST(Scenario, WallpaperPhoneBookAndFunctionKeys) {
     Phone phone(NO_AUTHENTICATION);
     phone.publishPlain("/img/bg.png", "image");
     phone.publishPlain("/book/contacts.xml", "<contacts/>");
-    phone.publishEncrypted(
-        "/provisioning.xml",
-        scenario(R"(<step type="DownloadWallpaper" url="/img/bg.png?x=1"/>
+    phone.publishEncrypted("/provisioning.xml",
+                           scenario(R"(<step type="DownloadWallpaper" url="/img/bg.png?x=1"/>
                     <step type="LocalPhoneBook" url="/book/contacts.xml" renewPeriod="3600"/>
                     <step type="UnlockAllFunctionKeys"/>)"));
     phone.boot(phone.url("/"));
@@ -214,8 +213,8 @@ TEST(Scenario, WallpaperPhoneBookAndFunctionKeys) {
 TEST(Scenario, ACheckSyncRunSkipsThePhoneBook) {
     Phone phone(NO_AUTHENTICATION);
     phone.publishPlain("/contacts.xml", "<contacts/>");
-    phone.publishEncrypted(
-        "/book.xml", scenario(R"(<step type="LocalPhoneBook" url="/contacts.xml"/>)"));
+    phone.publishEncrypted("/book.xml",
+                           scenario(R"(<step type="LocalPhoneBook" url="/contacts.xml"/>)"));
     phone.boot(phone.url("/a.xml"));
     phone.store().setValue("System.Provision.ProvisioningServer", phone.url("/book.xml"));
     phone.store().setValue("State.Provisioning", "request-check-sync");
@@ -227,10 +226,9 @@ TEST(Names, APlantedSymbolicLinkIsReplacedAndNotFollowed) {
     Phone phone(NO_AUTHENTICATION);
     const std::string outside = phone.root().host("/outside");
     phone.root().write("/outside", "precious");
-    for (const char* planted : {"/data/images/bg.png", "/config/swupdate/fw.bin",
-                                "/var/volatile/contacts/contacts.xml",
-                                "/data/certs/_storage/ca.pem",
-                                "/var/volatile/provisioning/custom/next.xml"}) {
+    for (const char* planted :
+         {"/data/images/bg.png", "/config/swupdate/fw.bin", "/var/volatile/contacts/contacts.xml",
+          "/data/certs/_storage/ca.pem", "/var/volatile/provisioning/custom/next.xml"}) {
         std::filesystem::create_directories(
             std::filesystem::path(phone.root().host(planted)).parent_path());
         std::filesystem::create_symlink(outside, phone.root().host(planted));
@@ -239,11 +237,9 @@ TEST(Names, APlantedSymbolicLinkIsReplacedAndNotFollowed) {
         phone.publishPlain(file, "from the net");
     phone.publishPlain("/ca.pem", TestCa("Other").certificate());
     phone.publishEncrypted("/next.xml", parameterFile(param("Next", "1")));
-    phone.publishEncrypted("/fw.xml",
-                           element("firmware", R"(<file version="7.2.0" url="/fw.bin"
+    phone.publishEncrypted("/fw.xml", element("firmware", R"(<file version="7.2.0" url="/fw.bin"
                                                         flags="FORCE_ACCEPT"/>)"));
-    phone.publishEncrypted("/provisioning.xml",
-                           element("custom", R"(<scenario>
+    phone.publishEncrypted("/provisioning.xml", element("custom", R"(<scenario>
             <step type="DownloadWallpaper" url="/bg.png"/>
             <step type="LocalPhoneBook" url="/contacts.xml"/>
             <step type="certificate" url="/ca.pem"/>
@@ -267,8 +263,8 @@ TEST(Names, OfAJobThatLeadElsewhereAreRefused) {
         <step type="DownloadWallpaper" url="/bg.png"/>)"));
     phone.boot(phone.url("/"));
     EXPECT_EQ(phone.value("State.Provisioning"), "fail");
-    for (const char* refused : {"\"/data/images/..\"", "\"/var/volatile/contacts/..\"",
-                                "\"/data/certs/_storage/..\""})
+    for (const char* refused :
+         {"\"/data/images/..\"", "\"/var/volatile/contacts/..\"", "\"/data/certs/_storage/..\""})
         EXPECT_THAT(phone.log(), HasSubstr(refused));
     // The good step among the bad ones was carried out.
     EXPECT_EQ(phone.root().read("/data/images/bg.png"), "image");

@@ -26,7 +26,7 @@ bool isEndOfRun(const BusPeer::Message& message) {
 std::size_t countEnds(const BusPeer& bus) {
     std::size_t ends = 0;
     for (const BusPeer::Message& message : bus.messages())
-        ends += isEndOfRun(message) ? 1 : 0;
+        ends += isEndOfRun(message) ? 1U : 0U;
     return ends;
 }
 

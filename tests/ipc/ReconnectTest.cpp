@@ -232,6 +232,16 @@ TEST_F(ConnectionTest, GivesUnacknowledgedMessagesBackInOrderWhenItIsLost) {
     EXPECT_FALSE(connection.lossReason().empty());
 }
 
+TEST_F(ConnectionTest, KeepsAMessageWhoseWritingFails) {
+    drive([this] { return connection.isReady(); });
+    broker.kill();
+    publish("1");
+    publish("2");
+    EXPECT_FALSE(connection.isLost()) << "nothing was read yet";
+    EXPECT_EQ(connection.takeUnacknowledged().size(), 2U);
+    EXPECT_TRUE(log.lines().empty());
+}
+
 TEST_F(ConnectionTest, HasRoomForSixteenUnacknowledgedMessages) {
     drive([this] { return connection.isReady(); });
     broker.freeze();

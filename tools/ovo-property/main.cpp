@@ -4,7 +4,6 @@
 #include "SqlitePropertyApi.h"
 
 #include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -68,8 +67,7 @@ void waitForTermination() {
 }
 
 int list(const Arguments& arguments) {
-    for (const auto& [key, value, origin] :
-         ovoproperty::listProperties(STORE, arguments.prefix)) {
+    for (const auto& [key, value, origin] : ovoproperty::listProperties(STORE, arguments.prefix)) {
         std::cout << key << "=" << value;
         if (arguments.withOrigin && !origin.empty())
             std::cout << "  (" << origin << ")";
@@ -110,7 +108,7 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
         return run(commands, arguments);
     } catch (const CLI::CallForHelp&) {
-        std::cout << app.help();
+        std::cout << app.help() << "\n";
         return 0;
     } catch (const std::exception& exception) {
         std::string text = exception.what();

@@ -3,7 +3,6 @@
 #include "PropertyWatch.h"
 
 #include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
 
@@ -158,7 +157,7 @@ Command parseCommandLine(int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        return HelpCommand{app.help()};
+        return HelpCommand{app.help() + "\n"};
     } catch (const CLI::ParseError& error) {
         throw CommandLineError(oneLine(error.what()));
     }

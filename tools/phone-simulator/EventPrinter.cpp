@@ -4,8 +4,9 @@
 
 #include <json/writer.h>
 
-#include <array>
 #include <ctime>
+#include <iomanip>
+#include <sstream>
 #include <utility>
 
 namespace simulator {
@@ -45,10 +46,10 @@ std::string timeText(EventPrinter::TimePoint time, const char* format, bool isUt
         ::gmtime_r(&seconds, &parts);
     else
         ::localtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), format, &parts);
-    const std::string fraction = std::to_string(milliseconds % 1000);
-    return text.data() + ("." + std::string(3 - fraction.size(), '0')) + fraction;
+    std::ostringstream text;
+    text << std::put_time(&parts, format) << '.' << std::setw(3) << std::setfill('0')
+         << milliseconds % 1000;
+    return text.str();
 }
 
 std::string padded(std::string text, std::size_t width) {
@@ -70,8 +71,7 @@ std::string readable(const Json::Value& data) {
     return text;
 }
 
-std::string textLine(const Event& event, const Json::Value& data,
-                     EventPrinter::TimePoint time) {
+std::string textLine(const Event& event, const Json::Value& data, EventPrinter::TimePoint time) {
     // The widths of the longest of the usual names, so that the columns line up.
     constexpr std::size_t WHO = 10;
     constexpr std::size_t WHAT = 8;
@@ -85,8 +85,7 @@ std::string textLine(const Event& event, const Json::Value& data,
     return data.empty() ? line : line + "  " + readable(data);
 }
 
-std::string jsonLine(const Event& event, const Json::Value& data,
-                     EventPrinter::TimePoint time) {
+std::string jsonLine(const Event& event, const Json::Value& data, EventPrinter::TimePoint time) {
     Json::Value object(Json::objectValue);
     object["time"] = timeText(time, "%Y-%m-%dT%H:%M:%S", true) + "Z";
     object["who"] = event.who;

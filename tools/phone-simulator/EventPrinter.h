@@ -27,7 +27,8 @@ public:
     using TimePoint = std::chrono::system_clock::time_point;
 
     /// onLost is called, once, when the output no longer takes anything; it must not print.
-    EventPrinter(std::ostream& output, Format format, std::function<void()> onLost = [] {});
+    EventPrinter(
+        std::ostream& output, Format format, std::function<void()> onLost = [] {});
     EventPrinter(const EventPrinter&) = delete;
     EventPrinter& operator=(const EventPrinter&) = delete;
 

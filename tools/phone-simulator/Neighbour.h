@@ -44,6 +44,10 @@ public:
     Neighbour(const Neighbour&) = delete;
     Neighbour& operator=(const Neighbour&) = delete;
 
+    const std::string& name() const { return description_.name; }
+    /// True while it is on the bus: what is sent to it arrives.
+    bool isConnected() const { return client_->isConnected(); }
+
 private:
     ipc::IpcMsgParams react(const Reaction& reaction, const ipc::IpcMsgParams& params);
     void sendOwn(const Reaction& reaction, const ipc::IpcMsgParams& params);

@@ -9,8 +9,11 @@
 #include "SqlitePropertyApi.h"
 #include "Termination.h"
 
+#include <algorithm>
+#include <chrono>
 #include <list>
 #include <memory>
+#include <optional>
 
 namespace simulator {
 
@@ -19,8 +22,34 @@ namespace {
 constexpr int IDLE = 0;
 constexpr int BUSY = 1;
 
-std::string listed(const std::list<Neighbour>& neighbours, const std::string& names) {
-    return neighbours.empty() ? "no neighbours" : "neighbours:" + names;
+using Clock = termination::Clock;
+
+/// Waits a while for all neighbours to be on the bus, which tells nobody when they are; false when
+/// they are not or the process is told to end.
+bool waitForBus(const std::list<Neighbour>& neighbours, std::optional<Clock::time_point> end) {
+    constexpr std::chrono::seconds LONGEST(2);
+    constexpr std::chrono::milliseconds INTERVAL(5);
+    const Clock::time_point deadline =
+        std::min(end.value_or(Clock::time_point::max()), Clock::now() + Clock::duration(LONGEST));
+    while (!std::all_of(neighbours.begin(), neighbours.end(),
+                        [](const Neighbour& neighbour) { return neighbour.isConnected(); })) {
+        if (Clock::now() >= deadline)
+            return false;
+        if (termination::waitUntil(Clock::now() + INTERVAL)) {
+            termination::request(); // for the caller's own wait
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string greeting(const std::list<Neighbour>& neighbours, const std::string& bus,
+                     bool isConnected) {
+    std::string text = neighbours.empty() ? "no neighbours" : "neighbours:";
+    for (const Neighbour& neighbour : neighbours)
+        text += " " + neighbour.name();
+    text += " on " + bus;
+    return isConnected ? text : text + ", which is not there yet";
 }
 
 } // namespace
@@ -29,23 +58,23 @@ Simulator::Simulator(std::ostream& output) : output_(output) {}
 
 int Simulator::operator()(const RunCommand& command) const {
     const app::SignalBlock signals; // before the first thread
+    const Clock::time_point start = Clock::now();
+    const std::optional<Clock::time_point> end =
+        command.timeout ? std::optional(start + *command.timeout) : std::nullopt;
     EventPrinter printer(output_, command.format, termination::request);
-    const Readiness readiness(command.notReady, Readiness::Clock::now() + command.readyAfter);
+    const Readiness readiness(command.notReady, start + command.readyAfter);
     const propertyapi::SqlitePropertyApi store;
     const PropertyWatch watch(store, command.watchedKeys, printer);
     const std::string bus = app::Environment::read().busAddress;
     const auto messageThread = std::make_shared<ipc::MessageThread>();
 
     std::list<Neighbour> neighbours;
-    std::string names;
     for (NeighbourDescription& description : neighbourTable(readiness, command.credentials)) {
-        if (command.silent.count(description.name) > 0)
-            continue;
-        names += " " + description.name;
-        neighbours.emplace_back(std::move(description), bus, messageThread, printer);
+        if (command.silent.count(description.name) == 0)
+            neighbours.emplace_back(std::move(description), bus, messageThread, printer);
     }
-    printer.note(listed(neighbours, names) + " on " + bus);
-    termination::wait(command.timeout);
+    printer.note(greeting(neighbours, bus, waitForBus(neighbours, end)));
+    termination::waitUntil(end);
     return 0;
 }
 

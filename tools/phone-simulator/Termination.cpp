@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <csignal>
 #include <ctime>
 
@@ -12,32 +12,31 @@ namespace simulator::termination {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-/// False when it was interrupted for nothing.
-bool waitUntil(Clock::time_point deadline, const sigset_t& signals) {
-    const auto left = deadline - Clock::now();
-    if (left <= Clock::duration::zero())
-        return true;
+timespec timeLeft(Clock::time_point deadline) {
+    const Clock::duration left = std::max(deadline - Clock::now(), Clock::duration::zero());
     const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
     timespec time{};
     time.tv_sec = static_cast<std::time_t>(seconds.count());
     time.tv_nsec = static_cast<long>(std::chrono::nanoseconds(left - seconds).count());
-    return ::sigtimedwait(&signals, nullptr, &time) != -1 || errno == EAGAIN;
+    return time;
 }
 
 } // namespace
 
-void wait(std::optional<std::chrono::milliseconds> time) {
+bool waitUntil(std::optional<Clock::time_point> deadline) {
     const sigset_t signals = app::SignalBlock::signals();
-    if (!time) {
+    if (!deadline) {
         int received = 0;
         ::sigwait(&signals, &received);
-        return;
+        return true;
     }
-    const Clock::time_point deadline = Clock::now() + *time;
-    while (!waitUntil(deadline, signals)) {
-    }
+    // It may also return for nothing, such as when the process was stopped and goes on.
+    do {
+        const timespec time = timeLeft(*deadline);
+        if (::sigtimedwait(&signals, nullptr, &time) != -1)
+            return true;
+    } while (Clock::now() < *deadline);
+    return false;
 }
 
 void request() {

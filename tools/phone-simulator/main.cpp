@@ -11,8 +11,7 @@ int main(int argc, char** argv) {
     ::setenv("HALDEN_LOG", "2", 0);
     constexpr int FAILED = 2;
     try {
-        return std::visit(simulator::Simulator(std::cout),
-                          simulator::parseCommandLine(argc, argv));
+        return std::visit(simulator::Simulator(std::cout), simulator::parseCommandLine(argc, argv));
     } catch (const std::exception& exception) {
         std::cerr << "phone-simulator: " << exception.what() << "\n";
         return FAILED;

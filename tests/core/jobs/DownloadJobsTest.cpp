@@ -1,6 +1,5 @@
-#include "JobTest.h"
-
 #include "JobHandlers/FileDownloadHandler.h"
+#include "JobTest.h"
 #include "http/UrlException.h"
 
 #include <gmock/gmock.h>
@@ -87,7 +86,8 @@ TEST_F(FileDownloadHandlerTest, AcceptsExactlyThreeTypesOfCategories) {
                        {{"type", "custom"}, {"url", "/c.xml"}}});
     EXPECT_EQ(result.status(), NotSet);
     EXPECT_THAT(namesOf(result), ElementsAre("f.xml", "n.xml", "c.xml"));
-    for (const char* other : {"", "Firmware", "NVM", "settings", "scenario", "provisioning", "nvm "})
+    for (const char* other :
+         {"", "Firmware", "NVM", "settings", "scenario", "provisioning", "nvm "})
         EXPECT_EQ(run("provisioning", "category", {{{"type", other}, {"url", "/a.xml"}}}).status(),
                   Fail)
             << other;
@@ -171,8 +171,9 @@ TEST_F(LocalPhoneBookUpdaterTest, StoresTheFileAndThenAsksForItsCheck) {
     phoneBook.setUrl(http::UrlInfo(URL));
     EXPECT_TRUE(phoneBook.update());
     EXPECT_EQ(phone.read("/var/volatile/contacts/contacts.xml"), "contacts");
-    EXPECT_THAT(store->writes(), ElementsAre(FakePropertyApi::Write{FILE_NAME, "contacts.xml", "", 1},
-                                             FakePropertyApi::Write{VERIFY, "request", "", 2}));
+    EXPECT_THAT(store->writes(),
+                ElementsAre(FakePropertyApi::Write{FILE_NAME, "contacts.xml", "", 1},
+                            FakePropertyApi::Write{VERIFY, "request", "", 2}));
     EXPECT_THAT(log.texts(), ElementsAre("1 LocalPhoneBookUpdater: Downloading PhoneBook from URL: "
                                          "http://10.0.0.5/book/contacts.xml"));
 }
@@ -267,8 +268,7 @@ TEST_F(LocalPhoneBookUpdaterTest, FailsInTheDownloadBeforeAnyUrlIsSet) {
     EXPECT_FALSE(phoneBook.update());
     EXPECT_THAT(downloader->requests(), SizeIs(1));
     EXPECT_THAT(store->writes(), IsEmpty());
-    EXPECT_EQ(log.texts().front(),
-              "1 LocalPhoneBookUpdater: Downloading PhoneBook from URL: ://");
+    EXPECT_EQ(log.texts().front(), "1 LocalPhoneBookUpdater: Downloading PhoneBook from URL: ://");
     EXPECT_THAT(log.texts().back(), StartsWith("3 LocalPhoneBookUpdater: "));
 }
 

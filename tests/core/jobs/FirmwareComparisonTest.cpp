@@ -1,9 +1,8 @@
 // What the firmware job makes of each result of the version library, played by this file in place
 // of the real one, results that the real one never gives included.
 
-#include "JobTest.h"
-
 #include "JobHandlers/FirmwareJobHandler.h"
+#include "JobTest.h"
 #include "firmware/HaldenFirmwareVersion.h"
 
 #include <gmock/gmock.h>
@@ -39,8 +38,7 @@ using enum ovo::ProvisioningStatus;
 
 class FirmwareComparisonTest : public JobTest {
 protected:
-    ovo::ProvisioningNode node{
-        "firmware", "file", {{{"version", "offered"}, {"url", "/fw.bin"}}}};
+    ovo::ProvisioningNode node{"firmware", "file", {{{"version", "offered"}, {"url", "/fw.bin"}}}};
     ovo::FirmwareJobHandler handler{node, store, configuration, downloader, server};
 };
 

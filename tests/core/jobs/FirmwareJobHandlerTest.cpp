@@ -1,6 +1,6 @@
-#include "JobTest.h"
-
 #include "JobHandlers/FirmwareJobHandler.h"
+
+#include "JobTest.h"
 
 #include <gmock/gmock.h>
 
@@ -56,9 +56,7 @@ protected:
         return result.status();
     }
 
-    FirmwareJobHandler makeHandler() {
-        return {node, store, configuration, downloader, server};
-    }
+    FirmwareJobHandler makeHandler() { return {node, store, configuration, downloader, server}; }
 
     std::vector<std::pair<std::string, std::string>> written() const {
         std::vector<std::pair<std::string, std::string>> result;
@@ -180,9 +178,8 @@ TEST_F(FirmwareJobHandlerTest, ForceIsTheExactFlagOfAnyRecord) {
 TEST_F(FirmwareJobHandlerTest, TriggeredRunOnlyVerifiesAndAnswersSuccess) {
     trigger();
     EXPECT_EQ(run({file("1.3.0")}), Success);
-    EXPECT_EQ(written(), (Pairs{{FILE_NAME, "fw.bin"},
-                                {VERIFY, "request"},
-                                {TRIGGER_AUTO, "success"}}));
+    EXPECT_EQ(written(),
+              (Pairs{{FILE_NAME, "fw.bin"}, {VERIFY, "request"}, {TRIGGER_AUTO, "success"}}));
 }
 
 TEST_F(FirmwareJobHandlerTest, TriggeredRunThatFindsNothingNewerAnswersNoVersion) {
@@ -227,8 +224,9 @@ TEST_F(FirmwareJobHandlerTest, TakesExactlyOneRecord) {
         EXPECT_EQ(run(files), Fail);
         EXPECT_THAT(
             log.texts(),
-            ElementsAre("2 FirmwareJobHandler: Multiple firmware version entries are not supported!",
-                        NOTHING_NEWER));
+            ElementsAre(
+                "2 FirmwareJobHandler: Multiple firmware version entries are not supported!",
+                NOTHING_NEWER));
     }
     EXPECT_THAT(downloader->requests(), IsEmpty());
 }
@@ -236,13 +234,13 @@ TEST_F(FirmwareJobHandlerTest, TakesExactlyOneRecord) {
 TEST_F(FirmwareJobHandlerTest, RecordWithoutVersionOrUrlFailsWithTheErrorOfTheLookUp) {
     turnAutomaticUpdateOn();
     const std::string missing = errorOf([] { Attributes().at("version"); });
-    for (const Attributes& incomplete : {Attributes{{"url", "/fw.bin"}},
-                                         Attributes{{"version", "1.3.0"}}}) {
+    for (const Attributes& incomplete :
+         {Attributes{{"url", "/fw.bin"}}, Attributes{{"version", "1.3.0"}}}) {
         log.clear();
         EXPECT_EQ(run({incomplete}), Fail);
-        EXPECT_THAT(log.texts(),
-                    ElementsAre("3 FirmwareJobHandler: Job handler failed with an exception: " +
-                                missing));
+        EXPECT_THAT(
+            log.texts(),
+            ElementsAre("3 FirmwareJobHandler: Job handler failed with an exception: " + missing));
     }
 }
 
@@ -292,10 +290,10 @@ TEST_F(FirmwareJobHandlerTest, InstallationIsNotAskedForWhenTheCheckCouldNotBe) 
 TEST_F(FirmwareJobHandlerTest, UnreadableSettingsCountAsOffAndAreLoggedAsProgress) {
     store->failAllReads();
     EXPECT_EQ(run({file("1.3.0")}), Success);
-    EXPECT_THAT(log.texts(), ElementsAre("1 FirmwareJobHandler: " +
-                                             errorOf([&] { store->getValue(TRIGGER_AUTO); }),
-                                         "1 FirmwareJobHandler: " +
-                                             errorOf([&] { store->getValue(AUTOMATIC_CHECK); })));
+    EXPECT_THAT(
+        log.texts(),
+        ElementsAre("1 FirmwareJobHandler: " + errorOf([&] { store->getValue(TRIGGER_AUTO); }),
+                    "1 FirmwareJobHandler: " + errorOf([&] { store->getValue(AUTOMATIC_CHECK); })));
 }
 
 TEST_F(FirmwareJobHandlerTest, ChoiceOfTheVersionCanBeReplaced) {

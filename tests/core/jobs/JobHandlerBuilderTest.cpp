@@ -1,6 +1,6 @@
-#include "JobTest.h"
-
 #include "JobHandlers/JobHandlerBuilder.h"
+
+#include "JobTest.h"
 
 #include <gmock/gmock.h>
 
@@ -23,8 +23,8 @@ protected:
         return builder.makeJobHandler(node, server)->run();
     }
 
-    ovo::JobHandlerBuilder builder{store, configuration, downloader, security,
-                                   progress, bus, phoneBook};
+    ovo::JobHandlerBuilder builder{store,    configuration, downloader, security,
+                                   progress, bus,           phoneBook};
 };
 
 TEST_F(JobHandlerBuilderTest, PicksTheHandlerByTheNamesOfElementAndLeaves) {
@@ -59,11 +59,25 @@ TEST_F(JobHandlerBuilderTest, WarnsOfEveryOtherNodeAndMakesTheHandlerThatFails) 
         const char* name;
         const char* type;
     } cases[] = {
-        {"", ""},          {"nvm", ""},           {"nvm", "category"},     {"nvm", "step"},
-        {"custom", ""},    {"custom", "param"},   {"provisioning", ""},    {"provisioning", "file"},
-        {"NVM", "file"},   {"Firmware", "file"},  {"FIRMWARE", "file"},    {"Settings", "param"},
-        {"nvm", "File"},   {"nvm", "PARAM"},      {"custom", "Step"},      {"Scenario", "step"},
-        {"nvm ", "param"}, {"settings2", "file"}, {"provisioning", "Category"},
+        {"", ""},
+        {"nvm", ""},
+        {"nvm", "category"},
+        {"nvm", "step"},
+        {"custom", ""},
+        {"custom", "param"},
+        {"provisioning", ""},
+        {"provisioning", "file"},
+        {"NVM", "file"},
+        {"Firmware", "file"},
+        {"FIRMWARE", "file"},
+        {"Settings", "param"},
+        {"nvm", "File"},
+        {"nvm", "PARAM"},
+        {"custom", "Step"},
+        {"Scenario", "step"},
+        {"nvm ", "param"},
+        {"settings2", "file"},
+        {"provisioning", "Category"},
     };
     for (const auto& [name, type] : cases) {
         SCOPED_TRACE(std::string(name) + "/" + type);

@@ -1,9 +1,9 @@
-#include "JobTest.h"
+#include "JobHandlers/JobHandler.h"
 
 #include "JobHandlers/InvalidFormatException.h"
-#include "JobHandlers/JobHandler.h"
 #include "JobHandlers/NullJobHandler.h"
 #include "JobHandlers/UrlFromNode.h"
+#include "JobTest.h"
 #include "http/UrlException.h"
 
 #include <gmock/gmock.h>
@@ -32,7 +32,8 @@ public:
     ProvisioningContext runImpl() override { return job_(); }
 
     const ovo::ProvisioningNode& heldNode() const { return node; }
-    std::function<void()> destroyed = [] {};
+    std::function<void()> destroyed = [] {
+    };
 
 private:
     std::function<ProvisioningContext()> job_;
@@ -79,7 +80,9 @@ TEST_F(JobHandlerTest, HandsTheFilesOfTheJobOn) {
 }
 
 TEST_F(JobHandlerTest, IsCalledJobHandlerUntilADerivedClassNamesIt) {
-    const auto nothing = [] { return ProvisioningContext(); };
+    const auto nothing = [] {
+        return ProvisioningContext();
+    };
     EXPECT_EQ(makeJob(nothing)->getName(), "JobHandler");
     EXPECT_EQ(makeJob(nothing, "Derived")->getName(), "Derived");
 }
@@ -103,7 +106,9 @@ TEST_F(JobHandlerTest, IsDestroyedWholeThroughItsInterface) {
     bool destroyed = false;
     {
         const auto job = makeJob([] { return ProvisioningContext(); });
-        job->destroyed = [&] { destroyed = true; };
+        job->destroyed = [&] {
+            destroyed = true;
+        };
         const std::shared_ptr<ovo::IJobHandler> handler = job;
     }
     EXPECT_TRUE(destroyed);
@@ -132,9 +137,9 @@ TEST(UrlFromNode, IsTheUrlItselfWhenItIsAbsolute) {
 }
 
 TEST(UrlFromNode, IsResolvedAgainstTheServerAddressWhenItBeginsWithASlash) {
-    EXPECT_EQ(ovo::getUrlFromNode({{"url", "/a.xml"}}, http::UrlInfo("http://10.0.0.5/prov/"))
-                  .getUrl(),
-              "http://10.0.0.5/prov/a.xml");
+    EXPECT_EQ(
+        ovo::getUrlFromNode({{"url", "/a.xml"}}, http::UrlInfo("http://10.0.0.5/prov/")).getUrl(),
+        "http://10.0.0.5/prov/a.xml");
     EXPECT_EQ(ovo::getUrlFromNode({{"url", "/a.xml"}},
                                   http::UrlInfo("http://u:p@10.0.0.5:81/prov/old.xml"))
                   .getUrl(),
@@ -153,7 +158,9 @@ TEST(UrlFromNode, MayNotBeMissing) {
 TEST(UrlFromNode, ThatCannotBeParsedIsAUrlError) {
     EXPECT_THROW(ovo::getUrlFromNode({{"url", "a.xml"}}, http::UrlInfo("http://10.0.0.5/")),
                  http::UrlException);
-    EXPECT_EQ(errorOf([] { ovo::getUrlFromNode({{"url", "/a.xml"}}, {}); }),
+    EXPECT_EQ(errorOf([] {
+                  ovo::getUrlFromNode({{"url", "/a.xml"}}, {});
+              }),
               "Url is incorrect, please verify");
 }
 

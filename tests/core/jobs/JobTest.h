@@ -27,8 +27,10 @@ public:
     using FakePropertyApi::FakePropertyApi;
     using FakePropertyApi::getValue;
 
-    std::function<void(const std::string& key)> beforeRead = [](const std::string&) {};
-    std::function<void()> beforeBatch = [] {};
+    std::function<void(const std::string& key)> beforeRead = [](const std::string&) {
+    };
+    std::function<void()> beforeBatch = [] {
+    };
 
     std::string getValue(const std::string& key) const override;
     unsigned int setValues(const Batch& batch, const std::string& origin) const override;
@@ -37,7 +39,8 @@ public:
 /// A bus that tells what is about to be published.
 class WatchedBus : public FakeIpcClient {
 public:
-    std::function<void()> beforePublish = [] {};
+    std::function<void()> beforePublish = [] {
+    };
 
     void publish(const std::string& destination, const ipc::IPCMessage& message) override;
 };

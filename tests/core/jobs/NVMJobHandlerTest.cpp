@@ -1,6 +1,6 @@
-#include "JobTest.h"
-
 #include "JobHandlers/NVMJobHandler.h"
+
+#include "JobTest.h"
 
 #include <gmock/gmock.h>
 
@@ -41,7 +41,8 @@ protected:
 
     /// True when progress is pending; consumes it.
     bool hasProgressed() {
-        auto waiting = std::async(std::launch::async, [this] { progress.waitAndConsumeProgress(); });
+        auto waiting =
+            std::async(std::launch::async, [this] { progress.waitAndConsumeProgress(); });
         if (waiting.wait_for(std::chrono::seconds(10)) == std::future_status::ready)
             return true;
         progress.doProgress(); // lets the waiting thread go
@@ -63,8 +64,8 @@ TEST_F(NVMJobHandlerTest, WritesAllParametersInOrderInOneBatchOfProvisioning) {
     const auto writes = store->writes();
     ASSERT_EQ(writes.size(), 3U);
     EXPECT_EQ(writes[0].batch, writes[2].batch);
-    EXPECT_THAT(batch(), ElementsAre(Pair("Time.Zone", "UTC"), Pair("Old", "same"),
-                                     Pair("A.Empty", "")));
+    EXPECT_THAT(batch(),
+                ElementsAre(Pair("Time.Zone", "UTC"), Pair("Old", "same"), Pair("A.Empty", "")));
     EXPECT_EQ(store->originOf("Time.Zone"), "provisioning");
     EXPECT_THAT(log.texts(), ElementsAre("1 NVMJobHandler: Parameters requested: 3, attempted: 3, "
                                          "new parameters applied: 1"));
@@ -73,8 +74,7 @@ TEST_F(NVMJobHandlerTest, WritesAllParametersInOrderInOneBatchOfProvisioning) {
 TEST_F(NVMJobHandlerTest, SucceedsWhenNothingChanges) {
     store->setValue("Time.Zone", "UTC");
     EXPECT_EQ(run({param("Time.Zone", "UTC")}), Success);
-    EXPECT_TRUE(
-        log.has(1, "Parameters requested: 1, attempted: 1, new parameters applied: 0"));
+    EXPECT_TRUE(log.has(1, "Parameters requested: 1, attempted: 1, new parameters applied: 0"));
 }
 
 TEST_F(NVMJobHandlerTest, FailsWithoutWritingWhenThereIsNothingToWrite) {
@@ -115,7 +115,9 @@ TEST_F(NVMJobHandlerTest, ShowsProgressAfterEveryRecordAndAtItsEnd) {
         if (key != "FunctionKeys.0.LockProvisioning")
             signals += hasProgressed() ? 1 : 0;
     };
-    store->beforeBatch = [&] { signals += hasProgressed() ? 1 : 0; };
+    store->beforeBatch = [&] {
+        signals += hasProgressed() ? 1 : 0;
+    };
     store->setValue("FunctionKeys.0.LockProvisioning", "0");
     const std::string prefix = "PhoneUI.Keys.FunctionKeys.";
     store->failReads("FunctionKeys.1.LockProvisioning");
@@ -127,10 +129,11 @@ TEST_F(NVMJobHandlerTest, ShowsProgressAfterEveryRecordAndAtItsEnd) {
 }
 
 TEST_F(NVMJobHandlerTest, ReportsARecordWithoutValueAsRequestedAndNotAsAttempted) {
-    store->beforeBatch = [&] { EXPECT_TRUE(hasProgressed()); };
+    store->beforeBatch = [&] {
+        EXPECT_TRUE(hasProgressed());
+    };
     EXPECT_EQ(run({param("A", "1"), {{"name", "B"}}, param("C", "3")}), Success);
-    EXPECT_TRUE(
-        log.has(1, "Parameters requested: 3, attempted: 2, new parameters applied: 2"));
+    EXPECT_TRUE(log.has(1, "Parameters requested: 3, attempted: 2, new parameters applied: 2"));
     EXPECT_TRUE(hasProgressed());
 }
 
@@ -172,9 +175,8 @@ TEST_F(NVMJobHandlerTest, FunctionKeyLockIsKnownByItsWholeName) {
     EXPECT_EQ(run({param("PhoneUI.Keys.FunctionKeys.12.LockProvisioning.x", "1"),
                    param("PhoneUI.Keys.FunctionKeys.12.lockprovisioning", "2")}),
               Success);
-    EXPECT_THAT(batch(),
-                ElementsAre(Pair("PhoneUI.Keys.FunctionKeys.12.LockProvisioning.x", "1"),
-                            Pair("PhoneUI.Keys.FunctionKeys.12.lockprovisioning", "2")));
+    EXPECT_THAT(batch(), ElementsAre(Pair("PhoneUI.Keys.FunctionKeys.12.LockProvisioning.x", "1"),
+                                     Pair("PhoneUI.Keys.FunctionKeys.12.lockprovisioning", "2")));
 }
 
 TEST_F(NVMJobHandlerTest, FunctionKeyWithoutNumberIsDroppedWithoutAWord) {
@@ -188,7 +190,8 @@ TEST_F(NVMJobHandlerTest, FunctionKeyWithoutNumberIsDroppedWithoutAWord) {
 
 TEST_F(NVMJobHandlerTest, FunctionKeyWhoseLockCannotBeReadIsSkippedAndTheOthersGoOn) {
     store->failReads("FunctionKeys.2.LockProvisioning");
-    const std::string failure = errorOf([&] { store->getValue("FunctionKeys.2.LockProvisioning"); });
+    const std::string failure =
+        errorOf([&] { store->getValue("FunctionKeys.2.LockProvisioning"); });
     EXPECT_EQ(run({param("PhoneUI.Keys.FunctionKeys.2.Label", "a"), param("B", "2")}), Success);
     EXPECT_THAT(batch(), ElementsAre(Pair("B", "2")));
     EXPECT_TRUE(log.has(3, "Parameter preparation failed: "

@@ -1,5 +1,6 @@
-#include "LogRecorder.h"
 #include "Utils.h"
+
+#include "LogRecorder.h"
 #include "http/UrlException.h"
 
 #include <gmock/gmock.h>
@@ -14,8 +15,7 @@ using ovo::Utils;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char TOO_SHORT[] =
-    "2 Utils: Period must be at least 10 min., setting period to 10 min.";
+constexpr char TOO_SHORT[] = "2 Utils: Period must be at least 10 min., setting period to 10 min.";
 constexpr char TOO_LONG[] = "2 Utils: Period must be no longer than 24h, setting period to 24h";
 
 std::string resolved(const std::string& url, const std::string& serverAddress) {

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -130,6 +131,11 @@ std::vector<Nginx::Access> Nginx::accesses(std::size_t count) const {
     // A line is written when the request is done with, which the client may know earlier.
     waitUntil([&] { return readAccesses().size() >= count; });
     return readAccesses();
+}
+
+std::size_t Nginx::requestCount() const {
+    const std::string log = readHostFile(directory_.path() + "/access.log");
+    return static_cast<std::size_t>(std::count(log.begin(), log.end(), '\n'));
 }
 
 std::vector<Nginx::Access> Nginx::readAccesses() const {

@@ -48,6 +48,8 @@ public:
     void put(const std::string& name, const std::string& content) const;
     /// Waits until so many requests are in the access log, and returns all.
     std::vector<Access> accesses(std::size_t count) const;
+    /// How many requests are in the access log.
+    std::size_t requestCount() const;
 
 private:
     void start();

@@ -12,6 +12,10 @@ namespace ipc {
 
 namespace {
 
+/// The message thread that the calling thread is; the system gives a thread's id to another one
+/// after its end, so ids do not tell.
+thread_local const MessageThread* runningOn = nullptr;
+
 void runLogged(const std::function<void()>& task) {
     try {
         task();
@@ -24,7 +28,7 @@ void runLogged(const std::function<void()>& task) {
 
 } // namespace
 
-MessageThread::MessageThread() : thread_([this] { run(); }), id_(thread_.get_id()) {}
+MessageThread::MessageThread() : thread_([this] { run(); }) {}
 
 MessageThread::~MessageThread() {
     stop();
@@ -41,7 +45,7 @@ void MessageThread::post(std::function<void()> task) {
 }
 
 void MessageThread::stop() {
-    if (std::this_thread::get_id() == id_)
+    if (runningOn == this)
         throw std::logic_error("The message thread cannot stop itself");
     std::call_once(ended_, [this] { end(); });
 }
@@ -62,6 +66,7 @@ void MessageThread::end() {
 
 void MessageThread::run() {
     ::pthread_setname_np(::pthread_self(), "message");
+    runningOn = this;
     while (const std::optional<std::function<void()>> task = next())
         runLogged(*task);
 }

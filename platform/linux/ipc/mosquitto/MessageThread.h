@@ -40,7 +40,6 @@ private:
     bool isStopping_ = false;
     std::once_flag ended_;
     std::thread thread_;
-    const std::thread::id id_; ///< kept apart: join() changes the thread object
 };
 
 } // namespace ipc

@@ -44,9 +44,10 @@ MosquittoIpcClient::MosquittoIpcClient(const std::string& address, const std::st
                                        std::vector<std::string> topics,
                                        std::shared_ptr<IMessageThreadStrategy> messageThread,
                                        Settings settings)
-    : outbox_(std::make_shared<Outbox>(settings.waitingMessages, settings.waitingBytes))
+    : messageThread_(std::move(messageThread))
+    , outbox_(std::make_shared<Outbox>(settings.waitingMessages, settings.waitingBytes))
     , requests_(std::make_shared<RequestQueue>(
-          std::move(messageThread), outbox_,
+          messageThread_, outbox_,
           RequestQueue::Limits{settings.waitingRequests, settings.waitingRequestBytes}))
     , link_(std::make_unique<BusLink>(BusAddress::parse(address), uniqueId(clientName),
                                       checkedTopics(topics), settings, outbox_, requests_)) {}

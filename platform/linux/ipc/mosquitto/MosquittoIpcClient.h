@@ -47,6 +47,7 @@ public:
     void stop() override;
 
 private:
+    const std::shared_ptr<IMessageThreadStrategy> messageThread_; ///< kept to the very end
     const std::shared_ptr<Outbox> outbox_;
     const std::shared_ptr<RequestQueue> requests_;
     const std::unique_ptr<BusLink> link_;

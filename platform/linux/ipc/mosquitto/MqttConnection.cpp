@@ -22,14 +22,23 @@ namespace ipc {
 namespace {
 
 constexpr int QOS = 1;
-/// Messages sent without waiting for an acknowledgement: enough to keep a local broker busy, few to
-/// send again when it goes away.
+/// Messages sent without waiting for an acknowledgement: enough to keep a local broker busy,
+/// few to send again when it goes away.
 constexpr std::size_t UNACKNOWLEDGED_LIMIT = 16;
 /// Packets beyond it are not even delivered by the broker, so that nobody fills the memory. Far
 /// above the largest valid payload: what lies between is dropped here with a log line.
 constexpr std::uint32_t LARGEST_PACKET = 4U * 1024U * 1024U;
 /// Reason codes of the protocol from here on are failures.
 constexpr int FIRST_FAILURE_REASON = 0x80;
+
+/// True for the results of a message that can never be sent, whatever the connection.
+bool isRefusal(int result) {
+    constexpr std::array REFUSALS{MOSQ_ERR_INVAL,          MOSQ_ERR_PAYLOAD_SIZE,
+                                  MOSQ_ERR_MALFORMED_UTF8, MOSQ_ERR_DUPLICATE_PROPERTY,
+                                  MOSQ_ERR_PROTOCOL,       MOSQ_ERR_QOS_NOT_SUPPORTED,
+                                  MOSQ_ERR_OVERSIZE_PACKET};
+    return std::find(REFUSALS.begin(), REFUSALS.end(), result) != REFUSALS.end();
+}
 
 /// The library's process-wide state, set up before its first use.
 void prepareLibrary() {
@@ -100,8 +109,8 @@ std::optional<std::string> binaryProperty(const mosquitto_property* properties, 
 int connect(mosquitto* handle, const BusAddress& address, int keepalive) {
     if (!address.isUnix())
         return mosquitto_connect_async(handle, address.host.c_str(), address.port, keepalive);
-    // The library takes properties only in the call that waits for the connection, which for a Unix
-    // socket there is nothing to wait for; so on TCP the size of packets has no limit.
+    // The library takes properties only in the call that waits for the connection, which for a
+    // Unix socket there is nothing to wait for; so on TCP the size of packets has no limit.
     Properties properties;
     properties.addNumber(MQTT_PROP_MAXIMUM_PACKET_SIZE, LARGEST_PACKET);
     return mosquitto_connect_bind_v5(handle, address.host.c_str(), 0, keepalive, nullptr,
@@ -213,8 +222,8 @@ void MqttConnection::handleEvents(bool isReadable, bool isWritable) {
     }
 }
 
-/// The broker gives a silent client up after one and a half times the keepalive; the library sends
-/// its ping when it is called after one.
+/// The broker gives a silent client up after one and a half times the keepalive; the library
+/// sends its ping when it is called after one.
 std::chrono::milliseconds MqttConnection::longestWait() const {
     return std::chrono::milliseconds(keepalive_) / 3;
 }
@@ -257,12 +266,13 @@ void MqttConnection::publish(OutgoingMessage message) {
                                       message.payload.data(), QOS, false, properties.get());
     }
     checkResult(result);
-    if (result == MOSQ_ERR_SUCCESS || isLost()) {
-        unacknowledged_.emplace_back(id, std::move(message));
+    if (isRefusal(result)) {
+        LOG(2) << "Bus message " << foreignText(message.name) << " to "
+               << foreignText(message.topic) << " dropped: " << reasonText(result);
         return;
     }
-    LOG(2) << "Bus message " << foreignText(message.name) << " to " << foreignText(message.topic)
-           << " dropped: " << reasonText(result);
+    // A write that failed is a connection that goes, which the next read will tell.
+    unacknowledged_.emplace_back(id, std::move(message));
 }
 
 void MqttConnection::acknowledge(int id, int reason) {

@@ -35,9 +35,9 @@ std::optional<IPCMessage> decodeLogged(const IncomingMessage& message) {
 
 } // namespace
 
-RequestQueue::RequestQueue(std::shared_ptr<IMessageThreadStrategy> messageThread,
+RequestQueue::RequestQueue(const std::shared_ptr<IMessageThreadStrategy>& messageThread,
                            std::shared_ptr<Outbox> outbox, Limits limits)
-    : messageThread_(std::move(messageThread)), outbox_(std::move(outbox)), limits_(limits) {}
+    : messageThread_(messageThread), outbox_(std::move(outbox)), limits_(limits) {}
 
 void RequestQueue::activate(HandlersMap handlers, ProceduresMap procedures) {
     auto tables =
@@ -88,7 +88,8 @@ bool RequestQueue::append(IncomingMessage& message) {
 /// Each task serves the message that is the oldest when it runs, so the order of the messages does
 /// not depend on that of the tasks.
 void RequestQueue::postServing() {
-    messageThread_->post([self = shared_from_this()] { self->serveNext(); });
+    if (const auto messageThread = messageThread_.lock())
+        messageThread->post([self = shared_from_this()] { self->serveNext(); });
 }
 
 void RequestQueue::close() {

@@ -35,7 +35,8 @@ public:
         std::size_t messages;
         std::size_t bytes;
     };
-    RequestQueue(std::shared_ptr<IMessageThreadStrategy> messageThread,
+    /// messageThread is not kept: its own tasks keep the queue, and it must not end on itself.
+    RequestQueue(const std::shared_ptr<IMessageThreadStrategy>& messageThread,
                  std::shared_ptr<Outbox> outbox, Limits limits);
 
     /// A second call throws std::logic_error.
@@ -65,7 +66,7 @@ private:
     void answer(const IncomingMessage& message, const IPCMessage& request,
                 IpcMsgParams params) const;
 
-    const std::shared_ptr<IMessageThreadStrategy> messageThread_;
+    const std::weak_ptr<IMessageThreadStrategy> messageThread_;
     const std::shared_ptr<Outbox> outbox_;
     const Limits limits_;
 

@@ -78,6 +78,10 @@ std::string Database::query(const std::string& statement) {
     return run.step() ? run.text(0) : std::string();
 }
 
+int Database::changedRows() const noexcept {
+    return sqlite3_changes(handle_);
+}
+
 bool Database::inTransaction() const noexcept {
     return sqlite3_get_autocommit(handle_) == 0;
 }

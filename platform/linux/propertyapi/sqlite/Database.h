@@ -26,6 +26,8 @@ public:
     void execute(const std::string& statements);
     /// The first column of the first row; empty when there is none.
     std::string query(const std::string& statement);
+    /// Rows that the statement executed last has changed by itself, not by triggers.
+    int changedRows() const noexcept;
     bool inTransaction() const noexcept;
     /// Whether the last connection of all, when it is closed, moves the write-ahead log into the
     /// database and removes it; at first it does.

@@ -22,12 +22,14 @@ namespace {
 
 } // namespace
 
-DirectoryLock::DirectoryLock(const std::string& directory, std::chrono::milliseconds timeout)
+DirectoryLock::DirectoryLock(const std::string& directory, Purpose purpose,
+                             std::chrono::milliseconds timeout)
     : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     if (file_ < 0)
         fail("cannot open its directory: ", errno);
+    const int operation = (purpose == Purpose::MAKING ? LOCK_EX : LOCK_SH) | LOCK_NB;
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (::flock(file_, LOCK_EX | LOCK_NB) != 0) {
+    while (::flock(file_, operation) != 0) {
         const int error = errno;
         if (error != EINTR &&
             (error != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline)) {

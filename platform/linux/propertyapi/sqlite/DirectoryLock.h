@@ -6,12 +6,15 @@
 
 namespace propertyapi {
 
-/// Keeps other processes, and other threads, from making or replacing a store in a directory at the
-/// same time. Does not concern those who only use one.
+/// Keeps other processes, and other threads, from making or replacing a store in a directory while
+/// one is opened, made or replaced there. Does not concern those who have one open.
 class DirectoryLock {
 public:
-    /// Waits for the lock for that long. directory: a path of this machine. Throws DatabaseError.
-    DirectoryLock(const std::string& directory, std::chrono::milliseconds timeout);
+    enum class Purpose { OPENING, MAKING };
+
+    /// Waits for the lock for that long: several may open at the same time, one alone may make.
+    /// directory: a path of this machine. Throws DatabaseError.
+    DirectoryLock(const std::string& directory, Purpose purpose, std::chrono::milliseconds timeout);
     ~DirectoryLock();
     DirectoryLock(const DirectoryLock&) = delete;
     DirectoryLock& operator=(const DirectoryLock&) = delete;

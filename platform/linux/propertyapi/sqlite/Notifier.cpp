@@ -63,8 +63,11 @@ void Notifier::look(bool quiet) {
         while (!stopping_ && deliverNext()) {
         }
         shortenLog(quiet);
+        failing_ = false;
     } catch (const DatabaseError& error) {
-        LOG(3) << "Cannot read the changes of the property store: " << error.what();
+        if (!std::exchange(failing_, true)) { // not again with each look until one succeeds
+            LOG(3) << "Cannot read the changes of the property store: " << error.what();
+        }
     }
 }
 

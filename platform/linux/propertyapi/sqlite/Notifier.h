@@ -43,6 +43,7 @@ private:
     ChangeJournal journal_;
     CommitWatch watch_;
     std::chrono::steady_clock::time_point shortened_{};
+    bool failing_ = false;
     std::atomic<bool> stopping_ = false;
     std::thread thread_;
 };

@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <stdexcept>
 #include <utility>
 
 namespace propertyapi {
@@ -39,14 +38,37 @@ bool exists(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0;
 }
 
+/// Brings a file, or the names in a directory, to the disk. Not for a database in use: closing it
+/// would give up this process's locks on it.
+void flush(const std::string& path, int mode) {
+    const int file = ::open(path.c_str(), mode | O_CLOEXEC);
+    const bool flushed = file >= 0 && ::fsync(file) == 0;
+    const int error = errno;
+    if (file >= 0)
+        ::close(file);
+    errno = error;
+    if (!flushed)
+        failOn("flush", path);
+}
+
 void makeDirectories(const std::string& path) {
     if (exists(path))
         return;
-    makeDirectories(parentOf(path));
-    if (::mkdir(path.c_str(), DIRECTORY_MODE) == 0)
+    const std::string parent = parentOf(path);
+    makeDirectories(parent);
+    if (::mkdir(path.c_str(), DIRECTORY_MODE) == 0) {
         ::chmod(path.c_str(), DIRECTORY_MODE); // whatever the process's umask is
-    else if (errno != EEXIST)
+        flush(parent, O_RDONLY | O_DIRECTORY);
+    } else if (errno != EEXIST) {
         failOn("make directory", path);
+    }
+}
+
+void createEmpty(const std::string& path) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, FILE_MODE);
+    if (file < 0)
+        failOn("make", path);
+    ::close(file);
 }
 
 void removeIfThere(const std::string& path) {
@@ -63,28 +85,10 @@ void moveOver(const std::string& from, const std::string& to) {
     removeIfThere(to);
 }
 
-void createEmpty(const std::string& path) {
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, FILE_MODE);
-    if (file < 0)
-        failOn("make", path);
-    ::close(file);
-}
-
 struct RemoveAtEnd {
     const std::string& path;
     ~RemoveAtEnd() { ::unlink(path.c_str()); }
 };
-
-void flushFile(const std::string& path) {
-    const int file = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-    const bool flushed = file >= 0 && ::fsync(file) == 0;
-    const int error = errno;
-    if (file >= 0)
-        ::close(file);
-    errno = error;
-    if (!flushed)
-        failOn("flush", path);
-}
 
 } // namespace
 
@@ -93,26 +97,47 @@ StoreFile::StoreFile(std::string path, const SqliteSettings& settings)
 
 std::unique_ptr<Database> StoreFile::prepare() const {
     makeDirectories(directory_);
-    createMissing();
+    std::string damage;
+    {
+        const DirectoryLock lock(directory_, DirectoryLock::Purpose::OPENING,
+                                 settings_.busyTimeout);
+        if (auto database = openExisting(damage))
+            return database;
+    }
+    const DirectoryLock lock(directory_, DirectoryLock::Purpose::MAKING, settings_.busyTimeout);
+    // Another process may have made or replaced it between the two locks.
+    if (auto database = openExisting(damage))
+        return database;
+    if (exists(path_))
+        putAside(damage);
+    make();
+    lock.flush();
+    return openSound();
+}
+
+std::unique_ptr<Database> StoreFile::open() const {
+    auto database = std::make_unique<Database>(path_, settings_.busyTimeout);
+    // The log is moved into the database by the notification thread, not by a write.
+    database->execute("PRAGMA wal_autocheckpoint = 0");
+    return database;
+}
+
+std::unique_ptr<Database> StoreFile::openExisting(std::string& damage) const {
+    if (!exists(path_))
+        return nullptr;
     try {
         return openSound();
     } catch (const DatabaseError& error) {
         if (!error.isDamage())
             throw;
+        damage = error.what();
+        return nullptr;
     }
-    return replaceDamaged();
 }
 
-std::unique_ptr<Database> StoreFile::open() const {
-    auto database = std::make_unique<Database>(path_, settings_.busyTimeout);
-    // The log is moved into the database by the notification thread, never by a write.
-    database->execute("PRAGMA wal_autocheckpoint = 0");
-    return database;
-}
-
-/// A damaged file is left as it is found, its log beside it.
 std::unique_ptr<Database> StoreFile::openSound() const {
     auto database = open();
+    // A damaged file is left as it was found, its log beside it.
     database->moveLogOnClose(false);
     if (const std::string found = database->query("PRAGMA integrity_check(1)"); found != "ok")
         throw DatabaseError(SQLITE_CORRUPT, found);
@@ -125,16 +150,22 @@ std::unique_ptr<Database> StoreFile::openSound() const {
     return database;
 }
 
-/// A store appears under its name as a whole: made and flushed under another one, then linked.
-void StoreFile::createMissing() const {
-    if (exists(path_))
-        return;
-    const DirectoryLock lock(directory_, settings_.busyTimeout);
-    if (exists(path_))
-        return;
+/// The log goes first, and with it whatever it could do to the fresh store. Under the name that it
+/// gets it still belongs to the damaged database, for those who want to look into it.
+void StoreFile::putAside(const std::string& damage) const {
+    moveOver(path_ + "-wal", path_ + ".corrupt-wal");
+    removeIfThere(path_ + "-shm");
+    removeIfThere(path_ + ".corrupt-shm");
+    moveOver(path_, path_ + ".corrupt");
+    LOG(3) << "Property store " << path_ << " is damaged (" << damage << "): kept as " << path_
+           << ".corrupt, starting a fresh one";
+}
+
+/// A store appears under its name as a whole: made and flushed under another one, then renamed.
+void StoreFile::make() const {
     const std::string draft = path_ + ".new";
-    removeIfThere(draft);
     const RemoveAtEnd cleaner{draft};
+    removeIfThere(draft);
     createEmpty(draft);
     {
         Database database(draft, settings_.busyTimeout);
@@ -143,41 +174,14 @@ void StoreFile::createMissing() const {
         schema::prepare(database, settings_.journalBound);
         database.execute("PRAGMA journal_mode = WAL");
     }
-    flushFile(draft);
+    flush(draft, O_RDWR);
     // A log that lies about without its database would be taken for the new one's.
     removeIfThere(path_ + "-wal");
     removeIfThere(path_ + "-shm");
     // Does not replace what a program that knows nothing of the lock has made meanwhile.
-    if (::link(draft.c_str(), path_.c_str()) != 0 && errno != EEXIST)
+    if (::renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) != 0 &&
+        errno != EEXIST)
         failOn("make", path_);
-    lock.flush();
-}
-
-std::unique_ptr<Database> StoreFile::replaceDamaged() const {
-    {
-        const DirectoryLock lock(directory_, settings_.busyTimeout);
-        try {
-            return openSound(); // another process has replaced it meanwhile
-        } catch (const DatabaseError& error) {
-            if (!error.isDamage())
-                throw;
-            putAside();
-            lock.flush();
-            LOG(3) << "Property store " << path_ << " is damaged (" << error.what() << "): kept as "
-                   << path_ << ".corrupt, starting a fresh one";
-        }
-    }
-    createMissing();
-    return openSound();
-}
-
-/// The log goes first, and with it whatever it could do to the fresh store. Under the name that it
-/// gets it still belongs to the damaged database, for those who want to look into it.
-void StoreFile::putAside() const {
-    moveOver(path_ + "-wal", path_ + ".corrupt-wal");
-    removeIfThere(path_ + "-shm");
-    removeIfThere(path_ + ".corrupt-shm");
-    moveOver(path_, path_ + ".corrupt");
 }
 
 } // namespace propertyapi

@@ -49,9 +49,10 @@ unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::str
     unsigned int differing = 0;
     {
         const Turn::Holder turn(turn_, deadline);
+        waitUntil(deadline);
         if (holdsAll(batch))
             return 0;
-        transact(anyLasting(batch), deadline, [&] {
+        transact(anyLasting(batch), [&] {
             for (const auto& [key, value] : batch)
                 differing += writeOne(key, value, origin) ? 1U : 0U;
         });
@@ -62,21 +63,29 @@ unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::str
 
 bool StoreWriter::remove(const std::string& key) {
     const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
+    bool existed = false;
     {
         const Turn::Holder turn(turn_, deadline);
+        waitUntil(deadline);
         if (!Statement::Run(exists_).bind(1, key).step())
             return false;
-        transact(!schema::livesForOneBoot(key), deadline,
-                 [&] { Statement::Run(delete_).bind(1, key).step(); });
+        transact(!schema::livesForOneBoot(key), [&] {
+            Statement::Run(delete_).bind(1, key).step();
+            existed = database_->changedRows() > 0;
+        });
     }
     committed_();
-    return true;
+    return existed;
+}
+
+/// What the connection does from now on waits for others until then.
+void StoreWriter::waitUntil(Clock::time_point deadline) {
+    database_->setBusyTimeout(
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()));
 }
 
 template <typename Work>
-void StoreWriter::transact(bool lasting, Clock::time_point deadline, Work work) {
-    database_->setBusyTimeout(
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()));
+void StoreWriter::transact(bool lasting, Work work) {
     shortenLog();
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);

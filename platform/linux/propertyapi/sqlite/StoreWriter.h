@@ -29,8 +29,9 @@ public:
     bool remove(const std::string& key);
 
 private:
+    void waitUntil(std::chrono::steady_clock::time_point deadline);
     template <typename Work>
-    void transact(bool lasting, std::chrono::steady_clock::time_point deadline, Work work);
+    void transact(bool lasting, Work work);
     bool holdsAll(const IPropertyApi::Batch& batch);
     bool writeOne(const std::string& key, const std::string& value, const std::string& origin);
     void flushOnCommit(bool flush);

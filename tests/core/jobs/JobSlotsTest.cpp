@@ -1,0 +1,27 @@
+#include "JobHandlers/FirmwareJobHandler.h"
+#include "JobHandlers/IJobHandlerBuilder.h"
+#include "JobHandlers/IProvisioningFileParser.h"
+#include "SlotOf.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(JobSlots, InterfaceOfAHandlerHasNoVirtualDestructor) {
+    EXPECT_EQ(slotOf(&ovo::IJobHandler::run), 1U);
+    EXPECT_EQ(slotOf(&ovo::IJobHandler::getName), 2U);
+}
+
+TEST(JobSlots, HandlersHaveTheirDestructorBetweenInterfaceAndJob) {
+    EXPECT_EQ(slotOf(&ovo::JobHandler::run), 1U);
+    EXPECT_EQ(slotOf(&ovo::JobHandler::getName), 2U);
+    EXPECT_EQ(slotOf(&ovo::JobHandler::runImpl), 5U);
+    EXPECT_EQ(slotOf(&ovo::FirmwareJobHandler::getVersion), 6U);
+}
+
+TEST(JobSlots, BuilderAndParserHaveTheirDestructorFirst) {
+    EXPECT_EQ(slotOf(&ovo::IJobHandlerBuilder::makeJobHandler), 3U);
+    EXPECT_EQ(slotOf(&ovo::IProvisioningFileParser::parse), 3U);
+}
+
+} // namespace

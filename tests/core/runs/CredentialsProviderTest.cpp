@@ -1,0 +1,217 @@
+#include "CredentialsProvider.h"
+
+#include "FakePhoneConfig.h"
+#include "RecordingFakes.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+#include <stdexcept>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr char HTTP_USER[] = "System.Security.HTTPAuthUsername";
+constexpr char HTTP_PASSWORD[] = "System.Security.HTTPAuthPassword";
+constexpr char FACTORY_USER[] = "System.Provision.FactoryAuthUsername";
+constexpr char FACTORY_PASSWORD[] = "System.Provision.FactoryAuthPassword";
+constexpr char TIMEOUT[] = "ui.security.CredentialRequestTimeout";
+constexpr char QUESTION[] = "publish prov-client/phone-ui GetHttpCredentials {}";
+
+class CredentialsProviderTest : public testing::Test {
+protected:
+    /// Asks the user on another thread, and waits until the question is on the bus.
+    std::future<std::string> ask() {
+        const std::size_t asked = journal.count(QUESTION);
+        auto answer = std::async(std::launch::async,
+                                 [this] { return provider.getHttpCredentialsFromPhoneUI(); });
+        EXPECT_TRUE(journal.waitFor(QUESTION, asked + 1));
+        return answer;
+    }
+
+    /// The text of what asking the user throws.
+    std::string askInVain() {
+        try {
+            provider.getHttpCredentialsFromPhoneUI();
+        } catch (const std::exception& error) {
+            return error.what();
+        }
+        return "nothing thrown";
+    }
+
+    Journal journal;
+    std::shared_ptr<RecordingPropertyApi> propertyApi =
+        std::make_shared<RecordingPropertyApi>(journal);
+    FakePhoneConfig phoneConfig{{{TIMEOUT, "60"}}};
+    std::shared_ptr<RecordingIpcClient> ipcClient = std::make_shared<RecordingIpcClient>(journal);
+    ovo::CredentialsProvider provider{propertyApi, phoneConfig, ipcClient};
+};
+
+TEST_F(CredentialsProviderTest, StoredCredentialsAreUserColonPassword) {
+    propertyApi->setValue(HTTP_USER, "u");
+    propertyApi->setValue(HTTP_PASSWORD, "p");
+    journal.clear();
+    EXPECT_EQ(provider.getHttpCredentials(), "u:p");
+    EXPECT_THAT(journal.all(), ElementsAre("get System.Security.HTTPAuthUsername",
+                                           "get System.Security.HTTPAuthPassword"));
+}
+
+TEST_F(CredentialsProviderTest, MissingStoredCredentialsAreAColon) {
+    EXPECT_EQ(provider.getHttpCredentials(), ":");
+}
+
+TEST_F(CredentialsProviderTest, StoredCredentialsThatCannotBeReadAreAColon) {
+    propertyApi->setValue(HTTP_USER, "u");
+    propertyApi->setValue(HTTP_PASSWORD, "p");
+    for (const char* key : {HTTP_USER, HTTP_PASSWORD}) {
+        journal.clear();
+        propertyApi->failReads(key);
+        EXPECT_EQ(provider.getHttpCredentials(), ":");
+        propertyApi->failReads(key, false);
+        EXPECT_THAT(journal.log().texts(),
+                    ElementsAre("3 CredentialsProvider: Problem reading http credentials: Cannot "
+                                "read property \"" +
+                                std::string(key) + "\": made to fail"));
+    }
+}
+
+TEST_F(CredentialsProviderTest, FactoryCredentialsAreUserColonPassword) {
+    propertyApi->setValue(FACTORY_USER, "factory");
+    propertyApi->setValue(FACTORY_PASSWORD, "pw:with:colons");
+    journal.clear();
+    EXPECT_EQ(provider.getFactoryCredentials(), "factory:pw:with:colons");
+    EXPECT_THAT(journal.all(), ElementsAre("get System.Provision.FactoryAuthUsername",
+                                           "get System.Provision.FactoryAuthPassword"));
+}
+
+TEST_F(CredentialsProviderTest, FactoryCredentialsThatCannotBeReadAreEmpty) {
+    propertyApi->setValue(FACTORY_USER, "factory");
+    for (const char* key : {FACTORY_USER, FACTORY_PASSWORD}) {
+        journal.clear();
+        propertyApi->failReads(key);
+        EXPECT_EQ(provider.getFactoryCredentials(), "");
+        propertyApi->failReads(key, false);
+        EXPECT_THAT(
+            journal.log().texts(),
+            ElementsAre("3 CredentialsProvider: Cannot get factory auth credentials: Cannot "
+                        "read property \"" +
+                        std::string(key) + "\": made to fail"));
+    }
+}
+
+TEST_F(CredentialsProviderTest, TheUsersAnswerIsReturnedExactlyAsGiven) {
+    EXPECT_FALSE(provider.getIsWaitingForCredentials());
+    auto answer = ask();
+    EXPECT_TRUE(provider.getIsWaitingForCredentials());
+    provider.credentialsProvided(" us er:p:w ");
+    EXPECT_FALSE(provider.getIsWaitingForCredentials());
+    EXPECT_EQ(answer.get(), " us er:p:w ");
+    EXPECT_THAT(journal.all(),
+                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI", QUESTION));
+}
+
+TEST_F(CredentialsProviderTest, WithoutAnAnswerInTimeItThrowsAndStaysWaiting) {
+    phoneConfig.set(TIMEOUT, "0");
+    EXPECT_EQ(askInVain(), "HTTP credentials input timeout");
+    EXPECT_TRUE(provider.getIsWaitingForCredentials());
+}
+
+TEST_F(CredentialsProviderTest, TheTimeOutIsInSeconds) {
+    phoneConfig.set(TIMEOUT, "1");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THROW(provider.getHttpCredentialsFromPhoneUI(), std::runtime_error);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 950ms); // on the wall clock
+}
+
+TEST_F(CredentialsProviderTest, AnAnswerAfterTheTimeOutEndsTheWaitingButIsNotForTheNextQuestion) {
+    phoneConfig.set(TIMEOUT, "0");
+    askInVain();
+    provider.credentialsProvided("late:answer");
+    EXPECT_FALSE(provider.getIsWaitingForCredentials());
+    EXPECT_EQ(askInVain(), "HTTP credentials input timeout");
+}
+
+TEST_F(CredentialsProviderTest, AnAnswerThatNobodyAskedForIsNotForTheNextQuestion) {
+    provider.credentialsProvided("un:asked");
+    auto answer = ask();
+    EXPECT_EQ(answer.wait_for(30ms), std::future_status::timeout);
+    provider.credentialsProvided("a:b");
+    EXPECT_EQ(answer.get(), "a:b");
+}
+
+TEST_F(CredentialsProviderTest, EveryQuestionNeedsAnAnswerOfItsOwn) {
+    auto first = ask();
+    provider.credentialsProvided("a:b");
+    EXPECT_EQ(first.get(), "a:b");
+    auto second = ask();
+    EXPECT_EQ(second.wait_for(30ms), std::future_status::timeout);
+    provider.credentialsProvided("c:d");
+    EXPECT_EQ(second.get(), "c:d");
+}
+
+TEST_F(CredentialsProviderTest, ATimeOutThatIsNoNumberPassesOutAfterTheQuestion) {
+    for (const char* text : {"", "soon"}) {
+        journal.clear();
+        phoneConfig.set(TIMEOUT, text);
+        EXPECT_THROW(provider.getHttpCredentialsFromPhoneUI(), std::invalid_argument) << text;
+        EXPECT_TRUE(journal.has(QUESTION));
+        EXPECT_TRUE(provider.getIsWaitingForCredentials());
+    }
+    phoneConfig.set(TIMEOUT, "99999999999999999999999");
+    EXPECT_THROW(provider.getHttpCredentialsFromPhoneUI(), std::out_of_range);
+}
+
+TEST_F(CredentialsProviderTest, ALongTimeOutIsWaitedFor) {
+    for (const char* text : {"4294967295", "18446744073709551615", "-1"}) {
+        phoneConfig.set(TIMEOUT, text);
+        auto answer = ask();
+        EXPECT_EQ(answer.wait_for(10ms), std::future_status::timeout) << text;
+        provider.credentialsProvided("a:b");
+        EXPECT_EQ(answer.get(), "a:b");
+    }
+}
+
+TEST_F(CredentialsProviderTest, SavingWritesTheUserBeforeThePassword) {
+    provider.saveHttpCredentials("u", "p");
+    EXPECT_THAT(journal.all(), ElementsAre("set System.Security.HTTPAuthUsername=u",
+                                           "set System.Security.HTTPAuthPassword=p"));
+}
+
+TEST_F(CredentialsProviderTest, SavingChecksNothing) {
+    provider.saveHttpCredentials("", "a:b");
+    EXPECT_EQ(provider.getHttpCredentials(), ":a:b");
+}
+
+TEST_F(CredentialsProviderTest, FailuresOfSavingPassOut) {
+    propertyApi->failWrites(HTTP_USER);
+    EXPECT_THROW(provider.saveHttpCredentials("u", "p"), propertyapi::PropertyApiException);
+    EXPECT_THAT(propertyApi->writes(), IsEmpty());
+    EXPECT_THAT(journal.log().texts(), IsEmpty());
+}
+
+// For the thread sanitizer: the downloading thread, the message thread and the health check.
+TEST_F(CredentialsProviderTest, QuestionsAndAnswersMayMeet) {
+    std::atomic<bool> over = false;
+    std::thread answering([&] {
+        for (int number = 0; !over; ++number) {
+            provider.credentialsProvided("u:" + std::to_string(number));
+            std::this_thread::yield();
+        }
+    });
+    std::thread watching([&] {
+        while (!over) {
+            provider.getIsWaitingForCredentials();
+            std::this_thread::yield();
+        }
+    });
+    for (int round = 0; round < 50; ++round)
+        EXPECT_EQ(provider.getHttpCredentialsFromPhoneUI().substr(0, 2), "u:");
+    over = true;
+    answering.join();
+    watching.join();
+}
+
+} // namespace

@@ -1,0 +1,554 @@
+#include "ProvisioningWatchdog/ProvisioningWorker.h"
+
+#include "FakeCredentialsProvider.h"
+#include "FakePhoneConfig.h"
+#include "PhoneRoot.h"
+#include "RecordingFakes.h"
+#include "WaitUntil.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+#include <stdexcept>
+
+namespace {
+
+using ovo::ProvisioningNode;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+using namespace std::chrono_literals;
+
+constexpr char URL[] = "http://h/prov/p.xml";
+constexpr char PATH[] = "/var/volatile/provisioning/p.xml";
+constexpr char NETWORK_READY[] = "State.Network.Ready";
+constexpr char STATUS[] = "State.Provisioning";
+constexpr char IN_PROGRESS[] = "State.Provisioning.InProgress";
+constexpr char HTTP_ERROR_CODE[] = "State.Provisioning.HttpErrorCode";
+constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
+constexpr char PUBLISH_BEGIN[] =
+    "publish prov-client/sip-client provisioningStatus {\"provInProgress\":true}";
+constexpr char PUBLISH_END[] =
+    "publish prov-client/sip-client provisioningStatus {\"provInProgress\":false}";
+constexpr char WAITING[] = "Previous provisioning is not finished yet. Waiting...";
+
+/// Every file has the nodes that the test sets between runs.
+class StubParser : public ovo::IProvisioningFileParser {
+public:
+    void parse(std::string, std::vector<ProvisioningNode>& result) override { result = nodes; }
+
+    std::vector<ProvisioningNode> nodes;
+};
+
+class StubDecrypter : public http::IDecrypter {
+public:
+    std::string decrypt(const std::string&) override {
+        throw std::runtime_error("the file is not encrypted");
+    }
+};
+
+class WaitingCredentialsProvider : public FakeCredentialsProvider {
+public:
+    bool getIsWaitingForCredentials() override { return isWaiting; }
+
+    std::atomic<bool> isWaiting{false};
+};
+
+ProvisioningNode succeeding() {
+    return {"settings", "param", {{{"name", "Some.Key"}, {"value", "1"}}}};
+}
+
+ProvisioningNode failing() {
+    return {"settings", "param", {{{"name", "Some.Key"}}}};
+}
+
+ProvisioningNode skipped() {
+    return {"settings", "param", {}};
+}
+
+class ProvisioningWorkerTest : public testing::Test {
+protected:
+    ProvisioningWorkerTest() {
+        parser->nodes = {succeeding()};
+        downloader->serve(URL, "<file/>");
+        security->setDirectory("/etc/ssl/certs/", {"a.pem"});
+    }
+    ~ProvisioningWorkerTest() override { downloader->release(); }
+
+    std::unique_ptr<ovo::ProvisioningWorker> makeWorker() {
+        return std::make_unique<ovo::ProvisioningWorker>(propertyApi, phoneConfig, security,
+                                                         downloader, parser, credentials,
+                                                         *ipcClient, updater, decrypter);
+    }
+
+    void run(const std::string& url = URL) {
+        worker->startProvisioning(url);
+        worker->waitForProvisioningEnd();
+    }
+
+    /// Starts a run whose download does not end.
+    void startHeldRun() {
+        downloader->hold();
+        worker->startProvisioning(URL);
+        ASSERT_TRUE(downloader->waitForRequests(1));
+    }
+
+    PhoneRoot root;
+    Journal journal;
+    std::shared_ptr<RecordingPropertyApi> propertyApi =
+        std::make_shared<RecordingPropertyApi>(journal);
+    std::shared_ptr<FakePhoneConfig> phoneConfig = std::make_shared<FakePhoneConfig>();
+    std::shared_ptr<RecordingSecurity> security = std::make_shared<RecordingSecurity>(journal);
+    std::shared_ptr<RecordingDownloader> downloader =
+        std::make_shared<RecordingDownloader>(journal);
+    std::shared_ptr<StubParser> parser = std::make_shared<StubParser>();
+    std::shared_ptr<WaitingCredentialsProvider> credentials =
+        std::make_shared<WaitingCredentialsProvider>();
+    std::shared_ptr<RecordingIpcClient> ipcClient = std::make_shared<RecordingIpcClient>(journal);
+    ovo::LocalPhoneBookUpdater updater{*propertyApi, downloader};
+    StubDecrypter decrypter;
+    std::unique_ptr<ovo::ProvisioningWorker> worker = makeWorker();
+};
+
+TEST_F(ProvisioningWorkerTest, ConstructionSubscribesThenSetsTheState) {
+    EXPECT_THAT(journal.all(),
+                ElementsAre("subscribe State.Network.Ready", "set State.Provisioning.InProgress=0",
+                            "set State.Provisioning=fail"));
+    EXPECT_TRUE(worker->isProvisioningFinished());
+}
+
+TEST_F(ProvisioningWorkerTest, AWholeRunInItsOrder) {
+    journal.clear();
+    run();
+    const std::string path = PATH;
+    EXPECT_THAT(
+        journal.all(),
+        ElementsAre(PUBLISH_BEGIN, "1 ProvisioningWorker: Start provisioning thread",
+                    "1 ProvisioningWorker: Provisioning Started",
+                    "set State.Provisioning.InProgress=1", "get NET.MAC.Address",
+                    "1 Provisioning: Provisioning XML from: http://h/prov/p.xml to: " + path,
+                    "download http://h/prov/p.xml to " + path,
+                    "1 Provisioning: Verification of file: " + path,
+                    "3 Provisioning: Decryption failed: the file is not encrypted",
+                    "1 Provisioning: Found 1 valid provisioning job/s. ",
+                    "1 JobHandler: +++++ Starting NVMJobHandler",
+                    "1 NVMJobHandler: Parameters requested: 1, attempted: 1, new parameters "
+                    "applied: 1",
+                    "1 JobHandler: -----Finishing NVMJobHandler with status: 2",
+                    "set State.Provisioning.InProgress=0",
+                    "1 ProvisioningWorker: Provisioning Finished", PUBLISH_END,
+                    "set State.Provisioning.HttpErrorCode=200", "set State.Provisioning=success",
+                    "1 ProvisioningWorker: Provisioning succeeded. Status: success",
+                    "get State.FirmwareUpdate.TriggerAuto", "take"));
+    EXPECT_TRUE(worker->isProvisioningFinished());
+}
+
+TEST_F(ProvisioningWorkerTest, AUrlWithoutFileNameGetsTheDefaultOne) {
+    for (const char* url : {"http://h/prov/", "http://h/", "http://h"}) {
+        journal.clear();
+        run(url);
+        EXPECT_THAT(
+            journal.calls({"download"}),
+            ElementsAre(std::string("download ") +
+                        (std::string(url) == "http://h/prov/" ? "http://h/prov/" : "http://h/") +
+                        "provisioning.xml to /var/volatile/provisioning/provisioning.xml"));
+    }
+}
+
+TEST_F(ProvisioningWorkerTest, TheFileNameOfTheUrlIsThatOfTheLocalFile) {
+    run("http://h/prov/other.cfg?x=1");
+    EXPECT_THAT(journal.calls({"download"}),
+                ElementsAre("download http://h/prov/other.cfg?x=1 to "
+                            "/var/volatile/provisioning/other.cfg?x=1"));
+}
+
+struct Outcome {
+    const char* name;
+    std::vector<ProvisioningNode> nodes;
+    const char* word;
+    const char* line;
+};
+
+void PrintTo(const Outcome& outcome, std::ostream* stream) {
+    *stream << outcome.name;
+}
+
+class ProvisioningOutcome : public ProvisioningWorkerTest,
+                            public testing::WithParamInterface<Outcome> {};
+
+TEST_P(ProvisioningOutcome, IsPublished) {
+    parser->nodes = GetParam().nodes;
+    journal.clear();
+    run();
+    EXPECT_EQ(propertyApi->writesOf(STATUS).back(), GetParam().word);
+    EXPECT_TRUE(journal.log().has(1, GetParam().line));
+    EXPECT_EQ(journal.log().mentions("Provisioning succeeded"),
+              std::string(GetParam().word) != "fail");
+    EXPECT_EQ(journal.count(PUBLISH_END), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ProvisioningOutcome,
+    testing::Values(
+        Outcome{"Success", {succeeding()}, "success", "Provisioning succeeded. Status: success"},
+        Outcome{"PartSuccess",
+                {succeeding(), failing()},
+                "partSuccess",
+                "Provisioning succeeded. Status: partSuccess"},
+        Outcome{"Fail", {failing()}, "fail", "Provisioning failed. "},
+        Outcome{"NothingToParse", {}, "fail", "Provisioning failed. "},
+        Outcome{"NotSet", {skipped()}, "fail", "Provisioning failed. "}),
+    [](const testing::TestParamInfo<Outcome>& outcome) { return std::string(outcome.param.name); });
+
+TEST_F(ProvisioningWorkerTest, AUrlThatIsNoneIsPublishedAsAFailedRunWithoutAThread) {
+    for (const char* url : {"", "no url", "http://h:port/"}) {
+        journal.clear();
+        worker->startProvisioning(url);
+        EXPECT_TRUE(worker->isProvisioningFinished());
+        const auto all = journal.all();
+        ASSERT_EQ(all.size(), 8U) << url;
+        EXPECT_EQ(all[0], PUBLISH_BEGIN);
+        EXPECT_EQ(all[1], "1 ProvisioningWorker: Start provisioning thread");
+        EXPECT_THAT(all[2], StartsWith("3 ProvisioningWorker: Provisioning not started. Error: "));
+        EXPECT_EQ(all[3], PUBLISH_END);
+        EXPECT_EQ(all[4], "set State.Provisioning.HttpErrorCode=0");
+        EXPECT_EQ(all[5], "set State.Provisioning=fail");
+        EXPECT_EQ(all[6], "1 ProvisioningWorker: Provisioning failed. ");
+        EXPECT_EQ(all[7], "get State.FirmwareUpdate.TriggerAuto");
+    }
+}
+
+TEST_F(ProvisioningWorkerTest, AfterAUrlThatIsNoneARunIsStartedAsUsual) {
+    worker->startProvisioning("no url");
+    run();
+    EXPECT_EQ(propertyApi->writesOf(STATUS).back(), "success");
+    EXPECT_FALSE(journal.log().has(2, WAITING));
+}
+
+TEST_F(ProvisioningWorkerTest, AnExceptionOfTheRunIsAFailureAndTheFinishActionsRun) {
+    propertyApi->failReads("NET.MAC.Address");
+    journal.clear();
+    run();
+    EXPECT_THAT(journal.all(),
+                ElementsAre(PUBLISH_BEGIN, "1 ProvisioningWorker: Start provisioning thread",
+                            "1 ProvisioningWorker: Provisioning Started",
+                            "set State.Provisioning.InProgress=1", "get NET.MAC.Address",
+                            "3 ProvisioningWorker: Cannot read property \"NET.MAC.Address\": made "
+                            "to fail",
+                            "set State.Provisioning.InProgress=0",
+                            "1 ProvisioningWorker: Provisioning Finished", PUBLISH_END,
+                            "set State.Provisioning.HttpErrorCode=0", "set State.Provisioning=fail",
+                            "1 ProvisioningWorker: Provisioning failed. ",
+                            "get State.FirmwareUpdate.TriggerAuto", "take"));
+}
+
+TEST_F(ProvisioningWorkerTest, TheStatusOfTheServerIsPublished) {
+    downloader->fail(URL, 403, "forbidden");
+    run();
+    EXPECT_EQ(propertyApi->getValue(HTTP_ERROR_CODE), "403");
+    downloader->fail(URL, 0, "no route");
+    run();
+    EXPECT_EQ(propertyApi->getValue(HTTP_ERROR_CODE), "0");
+    downloader->serve(URL, "<file/>");
+    run();
+    EXPECT_EQ(propertyApi->getValue(HTTP_ERROR_CODE), "200");
+}
+
+TEST_F(ProvisioningWorkerTest, AFirmwareRequestThatIsStillThereHasFoundNoVersion) {
+    for (const bool succeeds : {true, false}) {
+        parser->nodes = {succeeds ? succeeding() : failing()};
+        propertyApi->setValue(TRIGGER_AUTO, "request");
+        run();
+        EXPECT_EQ(propertyApi->getValue(TRIGGER_AUTO), "no_version");
+    }
+    propertyApi->setValue(TRIGGER_AUTO, "request");
+    worker->startProvisioning("no url");
+    EXPECT_EQ(propertyApi->getValue(TRIGGER_AUTO), "no_version");
+}
+
+TEST_F(ProvisioningWorkerTest, AnyOtherStateOfTheFirmwareUpdateIsLeftAlone) {
+    for (const char* state : {"", "request-check-sync", "update"}) {
+        propertyApi->setValue(TRIGGER_AUTO, state);
+        propertyApi->clearWrites();
+        run();
+        EXPECT_THAT(propertyApi->writesOf(TRIGGER_AUTO), IsEmpty());
+    }
+}
+
+TEST_F(ProvisioningWorkerTest, AStoreThatFailsWhilePublishingSkipsTheRest) {
+    propertyApi->setValue(TRIGGER_AUTO, "request");
+    propertyApi->failWrites(HTTP_ERROR_CODE);
+    run();
+    EXPECT_TRUE(journal.has(PUBLISH_END));
+    EXPECT_TRUE(journal.log().has(
+        3, "Cannot write property \"State.Provisioning.HttpErrorCode\": made to fail"));
+    EXPECT_THAT(propertyApi->writesOf(STATUS), ElementsAre("fail")) << "that of construction";
+    EXPECT_FALSE(journal.log().mentions("Provisioning succeeded"));
+    EXPECT_EQ(propertyApi->getValue(TRIGGER_AUTO), "request");
+    EXPECT_TRUE(journal.has("take")) << "the finish actions go on";
+    propertyApi->failWrites(HTTP_ERROR_CODE, false);
+    run();
+    EXPECT_EQ(propertyApi->getValue(STATUS), "success");
+}
+
+TEST_F(ProvisioningWorkerTest, AStoreThatFailsLaterKeepsWhatWasPublishedBefore) {
+    propertyApi->failReads(TRIGGER_AUTO);
+    run();
+    EXPECT_EQ(propertyApi->getValue(STATUS), "success");
+    EXPECT_TRUE(journal.log().has(
+        3, "Cannot read property \"State.FirmwareUpdate.TriggerAuto\": made to fail"));
+}
+
+TEST_F(ProvisioningWorkerTest, AStoreThatDoesNotTakeTheSignOfProgressIsIgnored) {
+    propertyApi->failWrites(IN_PROGRESS);
+    run();
+    EXPECT_EQ(propertyApi->getValue(STATUS), "success");
+    EXPECT_FALSE(journal.log().mentions("made to fail"));
+}
+
+TEST_F(ProvisioningWorkerTest, CertificateChangesAreAnnouncedAfterTheResult) {
+    security->updateCaBundle("/etc/ssl/certs/");
+    run();
+    EXPECT_THAT(journal.calls({"publish", "take"}),
+                ElementsAre(PUBLISH_BEGIN, PUBLISH_END, "take",
+                            "publish prov-client/sysconf MODIFY_CERTIFICATES "
+                            "{\"certificates\":[{\"name\":\"a.pem\",\"operation\":\"Accept\"}]}"));
+}
+
+TEST_F(ProvisioningWorkerTest, WithoutCertificateChangesNothingIsAnnounced) {
+    run();
+    EXPECT_THAT(journal.calls({"publish", "take"}),
+                ElementsAre(PUBLISH_BEGIN, PUBLISH_END, "take"));
+}
+
+TEST_F(ProvisioningWorkerTest, ItIsFinishedExactlyWhileNoRunIsInProgress) {
+    startHeldRun();
+    EXPECT_FALSE(worker->isProvisioningFinished());
+    EXPECT_EQ(propertyApi->getValue(IN_PROGRESS), "1");
+    downloader->release();
+    worker->waitForProvisioningEnd();
+    EXPECT_TRUE(worker->isProvisioningFinished());
+    EXPECT_EQ(propertyApi->getValue(IN_PROGRESS), "0");
+}
+
+TEST_F(ProvisioningWorkerTest, AStartDuringARunWaitsForItsEndAndThenRuns) {
+    startHeldRun();
+    auto second = std::async(std::launch::async, [this] { worker->startProvisioning(URL); });
+    ASSERT_TRUE(journal.log().waitFor(2, WAITING));
+    EXPECT_EQ(journal.count(PUBLISH_BEGIN), 2U) << "announced before it waits";
+    EXPECT_EQ(second.wait_for(30ms), std::future_status::timeout);
+    EXPECT_EQ(journal.log().count(1, "Start provisioning thread"), 1U);
+    downloader->release();
+    second.get();
+    worker->waitForProvisioningEnd();
+
+    EXPECT_THAT(journal.calls({"publish", "take", "download"}),
+                ElementsAre(PUBLISH_BEGIN, std::string("download ") + URL + " to " + PATH,
+                            PUBLISH_BEGIN, PUBLISH_END, "take",
+                            std::string("download ") + URL + " to " + PATH, PUBLISH_END, "take"));
+    const auto all = journal.all();
+    const auto take = std::find(all.begin(), all.end(), "take");
+    EXPECT_EQ(std::count(take, all.end(), "1 ProvisioningWorker: Start provisioning thread"), 1)
+        << "the second starts when the first has announced everything";
+}
+
+TEST_F(ProvisioningWorkerTest, AStartAfterARunDoesNotSayThatItWaits) {
+    run();
+    run();
+    EXPECT_FALSE(journal.log().has(2, WAITING));
+    EXPECT_EQ(journal.log().count(1, "Provisioning Finished"), 2U);
+}
+
+TEST_F(ProvisioningWorkerTest, DestructionWaitsForTheRunAndLeavesNothingBehind) {
+    startHeldRun();
+    auto destroyed = std::async(std::launch::async, [this] { worker.reset(); });
+    EXPECT_EQ(destroyed.wait_for(30ms), std::future_status::timeout);
+    downloader->release();
+    destroyed.get();
+    EXPECT_TRUE(journal.has("take"));
+    EXPECT_EQ(propertyApi->subscriptionsOf(NETWORK_READY), 0U);
+    downloader->download(http::UrlInfo(URL), PATH); // would call a worker that is gone
+}
+
+// The network.
+
+TEST_F(ProvisioningWorkerTest, OnlyTheNetworkStatusZeroAbortsATransfer) {
+    EXPECT_EQ(worker->curlProgressCallback(0, 0, 0, 0), 0) << "no notification yet";
+    const std::vector<std::pair<std::string, int>> cases = {{"0", 1}, {"1", 0},  {"00", 0},
+                                                            {"", 0},  {"no", 0}, {"0", 1}};
+    for (const auto& [status, result] : cases) {
+        propertyApi->setValue(NETWORK_READY, status);
+        ASSERT_TRUE(propertyApi->waitForDelivery());
+        EXPECT_EQ(worker->curlProgressCallback(0, 0, 0, 0), result) << status;
+    }
+    worker->setNetworkStatus("1");
+    EXPECT_EQ(worker->curlProgressCallback(0, 0, 0, 0), 0);
+}
+
+TEST_F(ProvisioningWorkerTest, LosingTheNetworkAbortsTheDownloadAndFailsTheRun) {
+    startHeldRun();
+    propertyApi->setValue(NETWORK_READY, "0");
+    worker->waitForProvisioningEnd();
+    EXPECT_TRUE(journal.log().has(1, "Download failed."));
+    EXPECT_EQ(propertyApi->getValue(STATUS), "fail");
+}
+
+// Signs of life.
+
+TEST_F(ProvisioningWorkerTest, WithoutARunNobodyWaitsForProgress) {
+    worker->waitForProgress();
+    run();
+    worker->waitForProgress();
+    EXPECT_FALSE(journal.log().has(1, "Waiting for progress"));
+}
+
+TEST_F(ProvisioningWorkerTest, ARunThatWaitsForTheUserIsNotStalled) {
+    credentials->isWaiting = true;
+    startHeldRun();
+    worker->waitForProgress();
+    worker->waitForProgress();
+    EXPECT_FALSE(journal.log().has(1, "Waiting for progress"));
+}
+
+TEST_F(ProvisioningWorkerTest, OnlyAChangedCountOfBytesIsProgress) {
+    startHeldRun();            // calls back with 0 bytes again and again
+    worker->waitForProgress(); // the start itself
+    auto waiting = std::async(std::launch::async, [this] { worker->waitForProgress(); });
+    ASSERT_TRUE(waitUntil([&] { return journal.log().count(1, "Waiting for progress") == 2; }));
+    EXPECT_EQ(waiting.wait_for(60ms), std::future_status::timeout);
+    worker->curlProgressCallback(100, 50, 0, 0);
+    waiting.get();
+}
+
+TEST_F(ProvisioningWorkerTest, TheEndOfTheRunWakesAWaiter) {
+    startHeldRun();
+    worker->waitForProgress();
+    auto waiting = std::async(std::launch::async, [this] { worker->waitForProgress(); });
+    ASSERT_TRUE(waitUntil([&] { return journal.log().count(1, "Waiting for progress") == 2; }));
+    downloader->fail(URL, 0, "no route"); // no byte more
+    downloader->release();
+    waiting.get();
+    worker->waitForProvisioningEnd();
+}
+
+TEST_F(ProvisioningWorkerTest, AStartDropsTheSignsOfTheRunBefore) {
+    run(); // its end left a sign
+    startHeldRun();
+    worker->waitForProgress(); // the start itself
+    auto waiting = std::async(std::launch::async, [this] { worker->waitForProgress(); });
+    ASSERT_TRUE(waitUntil([&] { return journal.log().count(1, "Waiting for progress") == 2; }));
+    downloader->release();
+    waiting.get();
+}
+
+// The threads that meet in a worker, for the thread sanitizer.
+
+TEST_F(ProvisioningWorkerTest, CallersOfTheSameMomentGetRunsOneAfterAnother) {
+    constexpr int CALLERS = 4;
+    constexpr int RUNS = 10;
+    journal.clear();
+    std::promise<void> go;
+    const std::shared_future<void> started = go.get_future().share();
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < CALLERS; ++caller)
+        callers.emplace_back([this, started, caller] {
+            started.wait();
+            for (int number = 0; number < RUNS; ++number)
+                worker->startProvisioning(caller == 0 && number % 2 == 1 ? "no url" : URL);
+        });
+    go.set_value();
+    for (std::thread& caller : callers)
+        caller.join();
+    worker->waitForProvisioningEnd();
+
+    constexpr int RUNS_WITH_THREAD = CALLERS * RUNS - RUNS / 2;
+    int running = 0;
+    int ended = 0;
+    for (const LogRecorder::Line& line : journal.log().lines()) {
+        if (line.text == "Provisioning Started") {
+            EXPECT_EQ(++running, 1);
+        } else if (line.text == "Provisioning Finished") {
+            EXPECT_EQ(--running, 0);
+            ++ended;
+        }
+    }
+    EXPECT_EQ(ended, RUNS_WITH_THREAD);
+    EXPECT_EQ(journal.count(PUBLISH_BEGIN), static_cast<std::size_t>(CALLERS * RUNS));
+    EXPECT_EQ(journal.count(PUBLISH_END), static_cast<std::size_t>(CALLERS * RUNS));
+    EXPECT_TRUE(worker->isProvisioningFinished());
+}
+
+TEST_F(ProvisioningWorkerTest, RunsNetworkChangesAndASupervisorMayMeet) {
+    std::atomic<bool> over = false;
+    std::thread network([&] {
+        for (int round = 0; !over; ++round) {
+            propertyApi->setValue(NETWORK_READY, std::to_string(round % 3));
+            worker->setNetworkStatus(round % 2 == 0 ? "0" : "a text that is not stored in place");
+            std::this_thread::yield();
+        }
+    });
+    std::thread supervisor([&] {
+        while (!over) {
+            worker->waitForProgress();
+            std::this_thread::yield();
+        }
+    });
+    std::thread phoneBook([&] { // another thread that downloads
+        for (long bytes = 0; !over; ++bytes) {
+            worker->curlProgressCallback(0, bytes, 0, 0);
+            std::this_thread::yield();
+        }
+    });
+    for (int round = 0; round < 20; ++round)
+        run();
+    over = true;
+    network.join();
+    supervisor.join();
+    phoneBook.join();
+    EXPECT_EQ(journal.log().count(1, "Provisioning Finished"), 20U);
+}
+
+TEST_F(ProvisioningWorkerTest, ARunThatCouldNotBeStartedLeavesNoWaiterBehind) {
+    downloader->fail(URL, 0, "no route");
+    for (int round = 0; round < 30; ++round) {
+        journal.clear();
+        downloader->hold();
+        worker->startProvisioning(URL);
+        worker->waitForProgress(); // the start itself
+        auto waiting = std::async(std::launch::async, [this] { worker->waitForProgress(); });
+        ASSERT_TRUE(waitUntil([&] { return journal.log().count(1, "Waiting for progress") == 2; }));
+        // Waits for the end of the run, and may drop its last sign before the waiter has seen it.
+        auto next = std::async(std::launch::async, [this] { worker->startProvisioning("no url"); });
+        ASSERT_TRUE(journal.log().waitFor(2, WAITING));
+        downloader->release();
+        next.get();
+        ASSERT_EQ(waiting.wait_for(20s), std::future_status::ready) << "round " << round;
+    }
+}
+
+class UnreadableOperations : public RecordingSecurity {
+public:
+    using RecordingSecurity::RecordingSecurity;
+
+    CertificateOperations takeCertificateOperations() override {
+        throw std::runtime_error("no list");
+    }
+};
+
+using ProvisioningWorkerDeathTest = ProvisioningWorkerTest;
+
+TEST_F(ProvisioningWorkerDeathTest, AnExceptionOutOfTheFinishActionsEndsTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    security = std::make_shared<UnreadableOperations>(journal);
+    worker = makeWorker();
+    EXPECT_EXIT(
+        {
+            run();
+            std::_Exit(0);
+        },
+        testing::KilledBySignal(SIGABRT), "");
+}
+
+} // namespace

@@ -1,0 +1,111 @@
+#include "RecordingFakes.h"
+
+#include <json/writer.h>
+
+#include <utility>
+
+RecordingPropertyApi::RecordingPropertyApi(Journal& journal,
+                                           std::map<std::string, std::string> values)
+    : FakePropertyApi(std::move(values)), journal_(journal) {}
+
+std::string RecordingPropertyApi::getValue(const std::string& key) const {
+    journal_.add("get " + key);
+    return FakePropertyApi::getValue(key, {});
+}
+
+std::string RecordingPropertyApi::getValue(const std::string& key,
+                                           const std::string& defaultValue) const {
+    journal_.add("get " + key + " or " + defaultValue);
+    return FakePropertyApi::getValue(key, defaultValue);
+}
+
+void RecordingPropertyApi::subscribe(const std::string& key, Callback callback) const {
+    journal_.add("subscribe " + key);
+    FakePropertyApi::subscribe(key, std::move(callback));
+}
+
+std::unique_ptr<propertyapi::ISubscription>
+RecordingPropertyApi::subscribeScoped(const std::string& key, Callback callback) const {
+    journal_.add("subscribe " + key);
+    return FakePropertyApi::subscribeScoped(key, std::move(callback));
+}
+
+bool RecordingPropertyApi::setValue(const std::string& key, const std::string& value) const {
+    journal_.add("set " + key + "=" + value);
+    return FakePropertyApi::setValue(key, value);
+}
+
+RecordingIpcClient::RecordingIpcClient(Journal& journal,
+                                       std::shared_ptr<ipc::IMessageThreadStrategy> thread)
+    : FakeIpcClient(std::move(thread)), journal_(journal) {}
+
+void RecordingIpcClient::publish(const std::string& destination, const ipc::IPCMessage& message) {
+    Json::StreamWriterBuilder compact;
+    compact["indentation"] = "";
+    journal_.add("publish " + destination + " " + message.name + " " +
+                 Json::writeString(compact, message.params.parameters()) +
+                 (message.flag ? "!" : ""));
+    FakeIpcClient::publish(destination, message);
+}
+
+void RecordingSecurity::updateCaBundle(const std::string& directory) {
+    journal_.add("update " + directory);
+    FakeSecurity::updateCaBundle(directory);
+}
+
+http::ISecurity::CertificateOperations RecordingSecurity::takeCertificateOperations() {
+    journal_.add("take");
+    return FakeSecurity::takeCertificateOperations();
+}
+
+http::DownloadResult RecordingDownloader::download(const http::UrlInfo& url,
+                                                   const std::string& path, http::Access access) {
+    journal_.add("download " + url.getUrl() + " to " + path);
+    return FakeFileDownloader::download(url, path, access);
+}
+
+void FakeWorker::startProvisioning(const std::string& url) {
+    journal_.add("start " + url);
+    if (onStart)
+        onStart();
+}
+
+bool FakeWorker::isProvisioningFinished() const {
+    journal_.add("finished?");
+    return finished;
+}
+
+void FakeSleep::hold() {
+    const std::lock_guard lock(mutex_);
+    held_ = true;
+}
+
+void FakeSleep::release() {
+    {
+        const std::lock_guard lock(mutex_);
+        ++tickets_;
+    }
+    changed_.notify_all();
+}
+
+void FakeSleep::releaseAll() {
+    {
+        const std::lock_guard lock(mutex_);
+        held_ = false;
+    }
+    changed_.notify_all();
+}
+
+std::function<void(std::chrono::milliseconds)> FakeSleep::operation() {
+    return [this](std::chrono::milliseconds duration) {
+        sleep(duration);
+    };
+}
+
+void FakeSleep::sleep(std::chrono::milliseconds duration) {
+    journal_.add("sleep " + std::to_string(duration.count()) + " ms");
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return !held_ || tickets_ > 0; });
+    if (held_)
+        --tickets_;
+}

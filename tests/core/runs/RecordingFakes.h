@@ -1,0 +1,110 @@
+#ifndef RECORDINGFAKES_H
+#define RECORDINGFAKES_H
+
+#include "FakeFileDownloader.h"
+#include "FakeIpcClient.h"
+#include "FakePropertyApi.h"
+#include "FakeSecurity.h"
+#include "Journal.h"
+#include "ProvisioningWatchdog/IProvisioningWorker.h"
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+
+/// "get KEY", "get KEY or DEFAULT", "set KEY=VALUE", "subscribe KEY".
+class RecordingPropertyApi : public FakePropertyApi {
+public:
+    explicit RecordingPropertyApi(Journal& journal, std::map<std::string, std::string> values = {});
+
+    std::string getValue(const std::string& key) const override;
+    std::string getValue(const std::string& key, const std::string& defaultValue) const override;
+    void subscribe(const std::string& key, Callback callback) const override;
+    [[nodiscard]] std::unique_ptr<propertyapi::ISubscription>
+    subscribeScoped(const std::string& key, Callback callback) const override;
+    /// A failed write is noted too.
+    bool setValue(const std::string& key, const std::string& value) const override;
+
+private:
+    Journal& journal_;
+};
+
+/// "publish DESTINATION NAME {PARAMETERS}", and "!" behind it when an answer is expected.
+class RecordingIpcClient : public FakeIpcClient {
+public:
+    explicit RecordingIpcClient(Journal& journal,
+                                std::shared_ptr<ipc::IMessageThreadStrategy> thread = nullptr);
+
+    void publish(const std::string& destination, const ipc::IPCMessage& message) override;
+
+private:
+    Journal& journal_;
+};
+
+/// "update DIRECTORY", "take".
+class RecordingSecurity : public FakeSecurity {
+public:
+    explicit RecordingSecurity(Journal& journal) : journal_(journal) {}
+
+    void updateCaBundle(const std::string& directory) override;
+    CertificateOperations takeCertificateOperations() override;
+
+private:
+    Journal& journal_;
+};
+
+/// "download URL to PATH".
+class RecordingDownloader : public FakeFileDownloader {
+public:
+    explicit RecordingDownloader(Journal& journal) : journal_(journal) {}
+
+    http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
+                                  http::Access access = http::Access::OwnerOnly) override;
+
+private:
+    Journal& journal_;
+};
+
+/// "start URL", "finished?". The test says whether a run is finished.
+class FakeWorker : public IProvisioningWorker {
+public:
+    explicit FakeWorker(Journal& journal) : journal_(journal) {}
+
+    void startProvisioning(const std::string& url) override;
+    void waitForProgress() override { journal_.add("wait for progress"); }
+    bool isProvisioningFinished() const override;
+
+    std::atomic<bool> finished{true};
+    /// Called by startProvisioning.
+    std::function<void()> onStart;
+
+private:
+    Journal& journal_;
+};
+
+/// A sleep in the hands of the test: "sleep MILLISECONDS ms" is noted, then the sleeper waits until
+/// the test lets it go on. Without a test that holds it, it returns at once.
+class FakeSleep {
+public:
+    explicit FakeSleep(Journal& journal) : journal_(journal) {}
+
+    void hold();
+    /// Lets one sleep end.
+    void release();
+    /// Lets all of them end, the later ones too.
+    void releaseAll();
+    std::function<void(std::chrono::milliseconds)> operation();
+
+private:
+    void sleep(std::chrono::milliseconds duration);
+
+    Journal& journal_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool held_ = false;
+    unsigned int tickets_ = 0;
+};
+
+#endif

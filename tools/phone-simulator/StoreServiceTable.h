@@ -1,0 +1,16 @@
+#ifndef SIMULATOR_STORESERVICETABLE_H
+#define SIMULATOR_STORESERVICETABLE_H
+
+#include "StoreService.h"
+
+#include <vector>
+
+namespace simulator {
+
+/// The update service, which verifies and installs firmware images, and the directory service,
+/// which checks phone books. refusesFirmware: the update service says no to every image.
+std::vector<StoreServiceDescription> storeServiceTable(bool refusesFirmware);
+
+} // namespace simulator
+
+#endif
