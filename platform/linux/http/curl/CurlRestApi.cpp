@@ -16,7 +16,7 @@ namespace http {
 namespace {
 
 constexpr std::size_t KEPT_SESSIONS = 4;
-constexpr std::chrono::seconds DNS_CACHE_TIMEOUT{60};
+constexpr long DNS_CACHE_SECONDS = 60;
 
 bool isScheme(const UrlInfo& url, const char* lowerCase) {
     std::string scheme = url.scheme;
@@ -59,23 +59,25 @@ struct CurlRestApi::Impl {
         Session session_;
     };
 
-    Session takeIdle(const std::string& fingerprint, std::vector<Session>& outdated);
-    Session take(const std::string& fingerprint, unsigned int& generation);
+    Session takeIdle(const std::string& fingerprint, unsigned int& current,
+                     std::vector<Session>& outdated);
+    Session take(const std::string& fingerprint, unsigned int& current);
     void giveBack(Session session, unsigned int generation);
 
-    std::atomic<bool> ending{false};
-    std::atomic<std::chrono::seconds> dnsCacheTimeout{DNS_CACHE_TIMEOUT};
+    std::atomic<bool> ending{false}; ///< running requests look at it several times a second
+    std::atomic<long> dnsCacheSeconds{DNS_CACHE_SECONDS};
     std::mutex mutex;
-    std::vector<Session> idle; ///< the one given back last is last
-    std::vector<CurlSession*> busy;
+    std::vector<Session> idle;   ///< the one given back last is last
     unsigned int generation = 0; ///< sessions of an earlier one are not used again
 };
 
 /// The idle session given back last; nothing when there is none. Sessions whose connections were
 /// verified with other TLS files are handed out to be ended, which is done without the lock.
 CurlRestApi::Impl::Session CurlRestApi::Impl::takeIdle(const std::string& fingerprint,
+                                                       unsigned int& current,
                                                        std::vector<Session>& outdated) {
     const std::lock_guard lock(mutex);
+    current = generation;
     const auto firstOutdated =
         std::stable_partition(idle.begin(), idle.end(), [&](const Session& candidate) {
             return candidate->fingerprint().empty() || candidate->fingerprint() == fingerprint;
@@ -92,19 +94,13 @@ CurlRestApi::Impl::Session CurlRestApi::Impl::takeIdle(const std::string& finger
 CurlRestApi::Impl::Session CurlRestApi::Impl::take(const std::string& fingerprint,
                                                    unsigned int& current) {
     std::vector<Session> outdated;
-    Session session = takeIdle(fingerprint, outdated);
-    if (!session)
-        session = std::make_unique<CurlSession>();
-    const std::lock_guard lock(mutex);
-    busy.push_back(session.get());
-    current = generation;
-    return session;
+    Session session = takeIdle(fingerprint, current, outdated);
+    return session ? std::move(session) : std::make_unique<CurlSession>();
 }
 
 void CurlRestApi::Impl::giveBack(Session session, unsigned int current) {
     Session surplus;
     const std::lock_guard lock(mutex);
-    busy.erase(std::find(busy.begin(), busy.end(), session.get()));
     if (current != generation || ending) {
         surplus = std::move(session);
         return;
@@ -138,15 +134,12 @@ HttpResponse CurlRestApi::get(const HttpRequest& request) {
     if (impl_->ending)
         return failed("the process is ending");
     const Impl::Lease session(*impl_, files ? files->fingerprint : std::string());
-    return (*session).perform(request, files, impl_->dnsCacheTimeout, impl_->ending);
+    return (*session).perform(request, files, std::chrono::seconds(impl_->dnsCacheSeconds),
+                              impl_->ending);
 }
 
 void CurlRestApi::shutdown() noexcept {
     impl_->ending = true;
-    // A request that registers itself later sees the flag before it waits for anything.
-    const std::lock_guard lock(impl_->mutex);
-    for (CurlSession* session : impl_->busy)
-        session->wake();
 }
 
 void CurlRestApi::proxyChanged() {
@@ -158,7 +151,7 @@ void CurlRestApi::proxyChanged() {
 }
 
 void CurlRestApi::setDnsCacheTimeout(std::chrono::seconds timeout) {
-    impl_->dnsCacheTimeout = timeout;
+    impl_->dnsCacheSeconds = static_cast<long>(timeout.count());
 }
 
 } // namespace http

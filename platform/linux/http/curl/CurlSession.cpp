@@ -65,10 +65,6 @@ HttpResponse CurlSession::perform(const HttpRequest& request, const std::optiona
     }
 }
 
-void CurlSession::wake() noexcept {
-    ::curl_multi_wakeup(multi_.get());
-}
-
 void CurlSession::setUp(const HttpRequest& request, std::chrono::seconds dnsCacheTimeout) {
     CURL* easy = easy_.get();
     const std::string url = request.url.getAbsolutePath() + request.url.fileName;

@@ -15,7 +15,7 @@
 namespace http {
 
 /// The library's handles for one request at a time, with the connections, TLS sessions and resolved
-/// names that stay from request to request. Used by one thread at a time, wake() excepted.
+/// names that stay from request to request. Used by one thread at a time.
 class CurlSession {
 public:
     CurlSession();
@@ -23,12 +23,10 @@ public:
     CurlSession(const CurlSession&) = delete;
     CurlSession& operator=(const CurlSession&) = delete;
 
-    /// Performs a request. files: needed by an encrypted one. ending: becomes true, and wake() is
-    /// called, to abort it.
+    /// Performs a request. files: needed by an encrypted one. ending: becomes true to
+    /// abort it, which takes a fraction of a second.
     HttpResponse perform(const HttpRequest& request, const std::optional<TlsFiles>& files,
                          std::chrono::seconds dnsCacheTimeout, const std::atomic<bool>& ending);
-    /// Lets a running request look at its flag at once. Does not block. Any thread.
-    void wake() noexcept;
 
     /// Fingerprint of the TLS files that its connections were verified with; empty: none was.
     const std::string& fingerprint() const { return fingerprint_; }
