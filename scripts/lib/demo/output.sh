@@ -47,5 +47,7 @@ show_line() {
     ovo:*Z\ 3\ *) colour=$red ;;
     simulator:*) colour='' ;;
     esac
-    printf '   %s%-5s | %s%s\n' "$colour" "${1/simulator/phone}" "$2" "$plain"
+    local text=$2
+    ((${#text} <= 240)) || text="${text:0:240}… (${#text} characters)"
+    printf '   %s%-5s | %s%s\n' "$colour" "${1/simulator/phone}" "$text" "$plain"
 }
