@@ -34,6 +34,7 @@ strict_server() {
         ssl_certificate_key "$server/company-server.key";
         ssl_client_certificate "$server/company-ca.pem";
         ssl_verify_client on;
+        access_log "$logs/strict-access.log";
         root "$server/strict";
     }
 END
@@ -187,7 +188,7 @@ show_tree_outcome() {
 
 run_tree() {
     local mark
-    step "Run 4: a whole tree - firmware, files per phone, certificates, wallpaper, phone book, redirect"
+    step "A whole tree - firmware, files per phone, certificates, wallpaper, phone book, redirect"
     serve_tree
     "$bin/ovo-property" set --origin user FirmwareManagment.AutomaticCheckForUpdates 1 \
         >>"$logs/ovo-property.log"
@@ -200,7 +201,7 @@ run_tree() {
     passed "the server's access log: $(expected_order | wc -l) files, depth first"
     show_tree_outcome
 
-    step "Run 5: a server of the company, which asks for the client certificate"
+    step "A server of the company, which asks for the client certificate"
     begin_run
     "$bin/phone-simulator" trigger --url "$(strict_url)" | sed 's/^/   /'
     end_run success 200
