@@ -28,6 +28,10 @@ private:
 
 } // namespace
 
+std::ostream& operator<<(std::ostream& stream, const BackendKind& kind) {
+    return stream << kind.name;
+}
+
 BackendKind inMemory() {
     return {"Fake", [] {
                 return std::make_unique<MemoryBackend>();

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 
 /// A property store of its own with one client.
@@ -20,6 +21,9 @@ struct BackendKind {
     std::string name;
     std::function<std::unique_ptr<Backend>()> make;
 };
+
+/// Names the kind in the output of a test.
+std::ostream& operator<<(std::ostream& stream, const BackendKind& kind);
 
 BackendKind inMemory();
 BackendKind inDatabase();

@@ -19,7 +19,6 @@ using propertyapi::IPropertyApi;
 using propertyapi::ISubscription;
 using propertyapi::Property;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
@@ -110,8 +109,7 @@ TEST_P(PropertyApiContract, KeysAndValuesHoldAnyText) {
         "plain",
         "'quoted\" %_\\ ; -- ",
         "line\nline\r\n\ttab",
-        "Gr\xc3\xbc\xc3\x9f"
-        "e \xe2\x82\xac \xf0\x9f\x98\x80",
+        "Gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x98\x80",
         std::string("\0", 1),
         std::string("a\0b", 3),
         std::string("a\0c", 3),
@@ -237,6 +235,7 @@ TEST_P(PropertyApiContract, ManyThreadsWriteAndEachChangeArrivesOnce) {
     for (const std::string& key : keys)
         api().subscribe(key, recorders[key].callback());
     std::vector<std::thread> threads;
+    threads.reserve(keys.size());
     for (const std::string& key : keys)
         threads.emplace_back([&, key] {
             for (const std::string& number : numbers(COUNT)) {

@@ -140,7 +140,7 @@ protected:
             GTEST_SKIP() << "may not mount: " << output_;
     }
 
-    const SharedStore store_;
+    SharedStore store_;
     const std::string directory_ = store_.root().host("/data");
     const std::string client_ = PROPERTY_CLIENT;
     std::string output_;

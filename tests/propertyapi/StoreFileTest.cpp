@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 
-using propertyapi::PropertyApiException;
 using propertyapi::SqlitePropertyApi;
 using propertyapi::SqliteSettings;
 using testing::AllOf;
@@ -212,8 +211,9 @@ TEST(DamagedStore, FileThatFailsTheIntegrityCheckIsReplaced) {
 TEST(DamagedStore, EachPageOverwrittenIsFound) {
     const SharedStore store;
     fillStore();
+    constexpr std::size_t PAGES_APART = std::size_t{16} * 4096;
     const std::string content = readHostFile(store.file());
-    for (std::size_t page = 0; page < content.size(); page += 4096 * 16) {
+    for (std::size_t page = 0; page < content.size(); page += PAGES_APART) {
         std::string damaged = content;
         damaged.replace(page, 512, std::string(512, '\x5a'));
         writeHostFile(store.file(), damaged);

@@ -9,9 +9,8 @@
 #include <csignal>
 #include <map>
 #include <memory>
+#include <thread>
 
-using propertyapi::IPropertyApi;
-using propertyapi::Property;
 using propertyapi::SqlitePropertyApi;
 
 namespace {
@@ -32,6 +31,7 @@ void expectAllFrom(const std::string& command, int count, const std::vector<std:
     for (const std::string& key : keys)
         api.subscribe(key, recorders[key].callback());
     std::vector<std::unique_ptr<ChildProcess>> clients;
+    clients.reserve(keys.size());
     for (const std::string& key : keys)
         clients.push_back(std::make_unique<ChildProcess>(
             std::vector<std::string>{PROPERTY_CLIENT, command, key, std::to_string(count)}));
@@ -114,6 +114,7 @@ TEST(StoreProcesses, ConnectionsForReadingGrowWithTheThreads) {
     const SqlitePropertyApi api;
     api.setValue("A", "1");
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] {
             for (int round = 0; round < 200; ++round)

@@ -60,7 +60,7 @@ void callBack(const IPropertyApi::Callback& callback, const Property& change) {
 /// may outlive the client.
 class FakePropertyApi::Store {
 public:
-    explicit Store(std::map<std::string, std::string> values);
+    explicit Store(const Values& initial);
     ~Store() { stop(); }
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
@@ -102,9 +102,9 @@ private:
     std::thread thread_;
 };
 
-FakePropertyApi::Store::Store(std::map<std::string, std::string> initial) {
-    for (auto& [key, value] : initial)
-        values[key] = {std::move(value), {}};
+FakePropertyApi::Store::Store(const Values& initial) {
+    for (const auto& [key, value] : initial)
+        values[key] = {value, {}};
     thread_ = std::thread([this] { run(); });
 }
 
@@ -237,8 +237,7 @@ bool FakePropertyApi::Store::waitForDelivery(std::chrono::milliseconds timeout) 
     return delivered_.wait_for(lock, timeout, [&] { return done_ >= upTo; });
 }
 
-FakePropertyApi::FakePropertyApi(Values values)
-    : store_(std::make_shared<Store>(std::move(values))) {}
+FakePropertyApi::FakePropertyApi(const Values& values) : store_(std::make_shared<Store>(values)) {}
 
 FakePropertyApi::~FakePropertyApi() {
     store_->stop();

@@ -25,7 +25,7 @@ public:
 
     using Values = std::map<std::string, std::string>;
 
-    explicit FakePropertyApi(Values values = {});
+    explicit FakePropertyApi(const Values& values = {});
     ~FakePropertyApi() override;
     FakePropertyApi(const FakePropertyApi&) = delete;
     FakePropertyApi& operator=(const FakePropertyApi&) = delete;

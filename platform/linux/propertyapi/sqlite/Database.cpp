@@ -48,16 +48,7 @@ Database::Database(const std::string& path, std::chrono::milliseconds busyTimeou
 }
 
 Database::~Database() {
-    // A file that was put aside while it was open: its log's path now belongs to another store.
-    if (hasMoved())
-        moveLogOnClose(false);
     sqlite3_close_v2(handle_);
-}
-
-bool Database::hasMoved() const noexcept {
-    int moved = 0;
-    return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
-           moved != 0;
 }
 
 void Database::setBusyTimeout(std::chrono::milliseconds timeout) noexcept {

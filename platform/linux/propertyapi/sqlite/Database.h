@@ -48,9 +48,6 @@ public:
     sqlite3* handle() const noexcept { return handle_; }
 
 private:
-    /// True when the file is no longer the one at its path.
-    bool hasMoved() const noexcept;
-
     sqlite3* handle_ = nullptr;
 };
 
