@@ -1,7 +1,8 @@
+#include "os/Execute.h"
+
 #include "LogRecorder.h"
 #include "PhoneRoot.h"
 #include "WaitUntil.h"
-#include "os/Execute.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -36,6 +37,11 @@ protected:
     const PhoneRoot phone;
     LogRecorder log;
 };
+
+/// 0 when the text is none.
+pid_t processNumber(const std::string& text) {
+    return static_cast<pid_t>(std::strtol(text.c_str(), nullptr, 10));
+}
 
 /// True while a process of that number is there and no zombie.
 bool isAlive(pid_t pid) {
@@ -74,10 +80,14 @@ TEST_F(Execute, SaysWhatCouldNotBeStarted) {
     phone.write("/text", "no program");
     ASSERT_EQ(::chmod(phone.host("/text").c_str(), 0755), 0);
     const std::vector<Unstartable> cases{
-        {"/none", "No such file or directory"}, {"/bin/sh", "No such file or directory"},
-        {"/noexec", "Permission denied"},       {"/text", "Exec format error"},
-        {"/", "Permission denied"},             {"", "not absolute"},
-        {"  ", "not absolute"},                 {"sh", "not absolute"},
+        {"/none", "No such file or directory"},
+        {"/bin/sh", "No such file or directory"},
+        {"/noexec", "Permission denied"},
+        {"/text", "Exec format error"},
+        {"/", "Permission denied"},
+        {"", "not absolute"},
+        {"  ", "not absolute"},
+        {"sh", "not absolute"},
         {"/../bin/sh", "\"..\" component"},
     };
     for (const Unstartable& example : cases) {
@@ -104,7 +114,7 @@ TEST_F(Execute, KillsTheProgramAndWhatItStartedAtTheTimeout) {
         EXPECT_THAT(log.texts(),
                     ElementsAre("2 Execute: Command /tool was killed: it did not end within " +
                                 std::to_string(timeoutMs) + " ms"));
-        grandchild = std::atoi(phone.read("/out").c_str());
+        grandchild = processNumber(phone.read("/out"));
     }
     ASSERT_GT(grandchild, 0);
     EXPECT_TRUE(waitUntil([&] { return !isAlive(grandchild); }));
@@ -123,14 +133,14 @@ TEST_F(Execute, LeavesNoProcessBehind) {
 TEST_F(Execute, AProgramThatEndsLeavesItsBackgroundProcessesAlone) {
     script("/tool", "sleep 1000 > /dev/null 2>&1 & echo $! > " + out());
     EXPECT_EQ(os::execute("/tool", LONG_MS), 0);
-    const pid_t background = std::atoi(phone.read("/out").c_str());
+    const pid_t background = processNumber(phone.read("/out"));
     ASSERT_GT(background, 0);
     EXPECT_TRUE(isAlive(background));
     ::kill(background, SIGKILL);
 }
 
 TEST_F(Execute, StartsWithDefaultSignalsAndNoneBlocked) {
-    script("/tool", "grep -E '^Sig(Blk|Ign)' /proc/$$/status > " + out());
+    script("/tool", "exec grep -E '^Sig(Blk|Ign)' /proc/self/status > " + out());
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGUSR1, SIG_IGN);
     sigset_t blocked;
@@ -175,6 +185,7 @@ TEST_F(Execute, RunsInAProcessGroupOfItsOwn) {
 TEST_F(Execute, SeveralThreadsRunTheirOwnPrograms) {
     script("/tool", "exit $1");
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([thread] {
             for (int round = 0; round < 5; ++round)

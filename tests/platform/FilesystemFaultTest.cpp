@@ -123,7 +123,9 @@ TEST_F(FilesystemFault, FlushesTheFileBeforeItsRenamingAndTheDirectoryAfter) {
 }
 
 TEST_F(FilesystemFault, GoesOnAfterShortAndInterruptedWrites) {
-    theSystem.shorten = [](std::size_t size) { return std::min<std::size_t>(size, 3); };
+    theSystem.shorten = [](std::size_t size) {
+        return std::min<std::size_t>(size, 3);
+    };
     theSystem.interruptions = 2;
     filesystem::write("/d/file", "a longer content");
     theSystem.enabled = false;
@@ -134,7 +136,9 @@ TEST_F(FilesystemFault, GoesOnAfterShortAndInterruptedReads) {
     theSystem.enabled = false;
     phone.write("/d/file", "a longer content");
     theSystem.enabled = true;
-    theSystem.shorten = [](std::size_t size) { return std::min<std::size_t>(size, 3); };
+    theSystem.shorten = [](std::size_t size) {
+        return std::min<std::size_t>(size, 3);
+    };
     theSystem.interruptions = 2;
     EXPECT_EQ(filesystem::read("/d/file"), "a longer content");
 }
@@ -158,8 +162,9 @@ TEST_F(FilesystemFault, AFileThatGrowsBeyondTheLimitWhileItIsReadIsRefused) {
         phone.write("/d/file", "1234567890");
         return size;
     };
-    EXPECT_THAT([] { filesystem::read("/d/file", 5); },
-                ThrowsMessage<std::runtime_error>("Reading \"/d/file\": it is larger than 5 bytes"));
+    EXPECT_THAT(
+        [] { filesystem::read("/d/file", 5); },
+        ThrowsMessage<std::runtime_error>("Reading \"/d/file\": it is larger than 5 bytes"));
 }
 
 struct Fault {
@@ -181,13 +186,15 @@ TEST_F(FilesystemFault, AnyFailureBeforeTheRenamingLeavesTheOldFileAndNoOther) {
         theSystem = {};
         phone.write("/d/file", "old");
         theSystem.enabled = true;
-        theSystem.shorten = [](std::size_t size) { return (size + 1) / 2; };
+        theSystem.shorten = [](std::size_t size) {
+            return (size + 1) / 2;
+        };
         theSystem.failing = fault.call;
         theSystem.passed = fault.passed;
         theSystem.failure = fault.error;
-        EXPECT_THAT([] { filesystem::write("/d/file", "new content"); },
-                    ThrowsMessage<std::runtime_error>("Writing \"/d/file\": " +
-                                                      std::string(fault.cause)));
+        EXPECT_THAT(
+            [] { filesystem::write("/d/file", "new content"); },
+            ThrowsMessage<std::runtime_error>("Writing \"/d/file\": " + std::string(fault.cause)));
         theSystem.enabled = false;
         EXPECT_EQ(phone.read("/d/file"), "old") << fault.call;
         EXPECT_EQ(filesLeft(), 1U) << fault.call;

@@ -1,6 +1,7 @@
+#include "filesystem/Filesystem.h"
+
 #include "AtomicFile.h"
 #include "PhoneRoot.h"
-#include "filesystem/Filesystem.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -74,8 +75,9 @@ TEST_F(Filesystem, ReadsFilesOfTheKernelThatSayTheyAreEmpty) {
 TEST_F(Filesystem, ReadsUpToTheLimit) {
     phone.write("/d/file", "12345");
     EXPECT_EQ(filesystem::read("/d/file", 5), "12345");
-    EXPECT_THAT([] { filesystem::read("/d/file", 4); },
-                ThrowsMessage<std::runtime_error>("Reading \"/d/file\": it is larger than 4 bytes"));
+    EXPECT_THAT(
+        [] { filesystem::read("/d/file", 4); },
+        ThrowsMessage<std::runtime_error>("Reading \"/d/file\": it is larger than 4 bytes"));
     phone.write("/d/empty", "");
     EXPECT_EQ(filesystem::read("/d/empty", 0), "");
 }
@@ -92,9 +94,9 @@ TEST_F(Filesystem, RefusesToReadWhatIsNoRegularFile) {
     ASSERT_EQ(::mkfifo(phone.host("/d/fifo").c_str(), 0600), 0);
     ASSERT_EQ(::symlink("/dev/zero", phone.host("/d/device").c_str()), 0);
     for (const std::string path : {"/d", "/d/", "/d/fifo", "/d/device"})
-        EXPECT_THAT([&] { filesystem::read(path); },
-                    ThrowsMessage<std::runtime_error>("Reading \"" + path +
-                                                      "\": it is no regular file"));
+        EXPECT_THAT(
+            [&] { filesystem::read(path); },
+            ThrowsMessage<std::runtime_error>("Reading \"" + path + "\": it is no regular file"));
 }
 
 TEST_F(Filesystem, SaysWhyAFileCannotBeRead) {
@@ -184,8 +186,10 @@ TEST_F(Filesystem, SaysWhyAFileCannotBeWritten) {
     std::filesystem::create_directory(phone.host("/d/sub"));
     phone.write("/d/file", "");
     const std::vector<std::pair<std::string, const char*>> cases{
-        {"/none/file", "No such file or directory"}, {"/d/file/below", "Not a directory"},
-        {"/d/sub", "Is a directory"},                {"/d/sub/", "Is a directory"},
+        {"/none/file", "No such file or directory"},
+        {"/d/file/below", "Not a directory"},
+        {"/d/sub", "Is a directory"},
+        {"/d/sub/", "Is a directory"},
         {"/d/" + std::string(256, 'n'), "File name too long"},
     };
     for (const auto& [path, cause] : cases)
@@ -239,6 +243,7 @@ TEST_F(Filesystem, WritersOfOneFileDoNotMix) {
     const std::size_t size = 20000;
     filesystem::write("/d/file", std::string(size, '0'));
     std::vector<std::jthread> writers;
+    writers.reserve(WRITERS);
     for (int writer = 0; writer < WRITERS; ++writer)
         writers.emplace_back([&, digit = static_cast<char>('0' + writer)] {
             for (int round = 0; round < ROUNDS; ++round)
@@ -293,6 +298,7 @@ TEST_F(Filesystem, SeveralThreadsMayMakeTheSameDirectory) {
     for (int round = 0; round < 20; ++round) {
         const std::string path = "/r" + std::to_string(round) + "/x/y/z";
         std::vector<std::jthread> makers;
+        makers.reserve(4);
         for (int maker = 0; maker < 4; ++maker)
             makers.emplace_back([&] { EXPECT_NO_THROW(filesystem::makeDirectory(path, 0775)); });
         makers.clear();

@@ -55,10 +55,19 @@ TEST(FirmwareVersion, ComparesNumberByNumber) {
 
 TEST(FirmwareVersion, RefusesWhatIsNoVersion) {
     const HaldenFirmwareVersion installed("1.0");
-    const std::vector<std::string> texts{
-        "",    "1",      ".",    "1.",    ".1",   "1..2",  "1.2.",   "1.2.3.4.5",       "1.a",
-        "a.1", "1.2-rc", " 1.2", "1.2 ",  "1. 2", "-1.2",  "+1.2",   "1.-2",            "0x1.2",
-        "1,2", "1.2\n",  "1.2e1", "1.\xd9\xa1", "v1.2", "1.2.", "1.2.3.", std::string("1.2\0", 4)};
+    const std::vector<std::string> texts{"",       "1",
+                                         ".",      "1.",
+                                         ".1",     "1..2",
+                                         "1.2.",   "1.2.3.4.5",
+                                         "1.a",    "a.1",
+                                         "1.2-rc", " 1.2",
+                                         "1.2 ",   "1. 2",
+                                         "-1.2",   "+1.2",
+                                         "1.-2",   "0x1.2",
+                                         "1,2",    "1.2\n",
+                                         "1.2e1",  "1.\xd9\xa1",
+                                         "v1.2",   "1.2.",
+                                         "1.2.3.", std::string("1.2\0", 4)};
     for (const std::string& text : texts)
         EXPECT_EQ(installed.compare(HaldenFirmwareVersion(text)), HaldenFirmwareVersion::INVALID)
             << text;

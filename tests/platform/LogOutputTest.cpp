@@ -93,7 +93,9 @@ TEST(LogOutput, ControlCharactersAreEscaped) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"two\nlines\r", R"(two\nlines\r)"},
         {"\x1b[2J\x7f\x01", R"(\x1b[2J\x7f\x01)"},
-        {"c1 \xc2\x9b" "31m", R"(c1 \xc2\x9b31m)"},
+        {"c1 \xc2\x9b"
+         "31m",
+         R"(c1 \xc2\x9b31m)"},
         {"cut \xe2\x82", R"(cut \xe2\x82)"},
         {"latin \xe9", R"(latin \xe9)"},
         {"gr\xc3\xbc\xc3\x9f \"a\\b\"", "gr\xc3\xbc\xc3\x9f \"a\\b\""},
@@ -143,7 +145,7 @@ TEST(LogOutput, MaskingALongHostileTextIsQuick) {
     const std::string inputFile = directory.path() + "/input";
     for (const std::string part : {"://x:y", "://x:y ", "://", "x:@", "://@:", "://a:/b"}) {
         std::string text;
-        while (text.size() < 1000000)
+        while (text.size() < 300000)
             text += part;
         writeHostFile(inputFile, text + "\n");
         const auto begin = std::chrono::steady_clock::now();
@@ -151,7 +153,7 @@ TEST(LogOutput, MaskingALongHostileTextIsQuick) {
             run({"sh", "-c", "exec " LOG_WRITER " input < " + inputFile + " 2>/dev/null"});
         EXPECT_EQ(finished.output, "ok\n") << part;
         // Seconds against hours.
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20)) << part;
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15)) << part;
     }
 }
 
@@ -190,9 +192,9 @@ TEST(LogOutput, DestructorsAtTheEndOfTheProcessMayLog) {
 
 TEST(LogOutput, AClosedOrFullStderrLosesLinesOnly) {
     for (const char* redirection : {"2>&-", "2>/dev/full", "0<&- 1>&- 2>&-", "2</dev/null"})
-        EXPECT_EQ(run({"sh", "-c", std::string("exec " LOG_WRITER " threads 2 5 ") + redirection})
-                      .status,
-                  0)
+        EXPECT_EQ(
+            run({"sh", "-c", std::string("exec " LOG_WRITER " threads 2 5 ") + redirection}).status,
+            0)
             << redirection;
 }
 
@@ -250,7 +252,8 @@ TEST(LogOutput, APipeWithoutAReaderLosesLinesOnly) {
     Pipe errors;
     errors.closeReader();
     const Finished finished = run(
-        {"sh", "-c", "exec " LOG_WRITER " threads 2 5 2>&" + std::to_string(Pipe::shared(errors.writer()))});
+        {"sh", "-c",
+         "exec " LOG_WRITER " threads 2 5 2>&" + std::to_string(Pipe::shared(errors.writer()))});
     EXPECT_EQ(finished.status, 0);
 }
 

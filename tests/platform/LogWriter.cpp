@@ -39,11 +39,13 @@ void input(const Arguments& /*arguments*/) {
 }
 
 void threads(const Arguments& arguments) {
+    const int count = number(arguments.at(1));
     std::vector<std::jthread> all;
-    for (int thread = 0; thread < number(arguments.at(1)); ++thread)
+    all.reserve(static_cast<std::size_t>(count));
+    for (int thread = 0; thread < count; ++thread)
         all.emplace_back([thread, lines = number(arguments.at(2))] {
-            for (int count = 0; count < lines; ++count)
-                LOG(2) << "thread " << thread << " line " << count << ' ' << std::string(200, 'x')
+            for (int each = 0; each < lines; ++each)
+                LOG(2) << "thread " << thread << " line " << each << ' ' << std::string(200, 'x')
                        << " end";
         });
 }

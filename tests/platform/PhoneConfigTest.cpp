@@ -28,7 +28,11 @@ struct FromFile {
     make(const PhoneRoot& phone, const std::map<std::string, std::string>& values) {
         std::string text = "{";
         for (const auto& [key, value] : values)
-            text += (text.size() > 1 ? ", \"" : "\"") + key + "\": \"" + value + "\"";
+            text.append(text.size() > 1 ? ", \"" : "\"")
+                .append(key)
+                .append("\": \"")
+                .append(value)
+                .append("\"");
         phone.write(FILE_PATH, text + "}");
         return std::make_unique<JsonPhoneConfig>();
     }

@@ -198,6 +198,7 @@ TEST_F(Decrypter, SeveralThreadsMayDecrypt) {
     phone.write(FILE_PATH, encrypt("content"));
     http::Aes128CbcDecrypter decrypter(KEY_FILE);
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([&] { EXPECT_EQ(decrypter.decrypt(FILE_PATH), "content"); });
 }

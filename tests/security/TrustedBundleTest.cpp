@@ -287,6 +287,7 @@ TEST_F(TrustedBundle, RebuildsOfSeveralThreadsComeOneAfterAnother) {
     put("a.pem", tool.make("A"));
     phone.write("/other/b.pem", tool.make("B"));
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([this, directory = thread % 2 == 0 ? "/certs" : "/other"] {
             for (int round = 0; round < 5; ++round)

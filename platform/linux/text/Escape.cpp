@@ -37,13 +37,19 @@ std::string escapeControls(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
+        const char byte = text.front();
+        if (byte >= ' ' && byte <= '~') {
+            result += byte;
+            text.remove_prefix(1);
+            continue;
+        }
         const utf8::Character character = utf8::first(text);
         const std::size_t size = character.size == 0 ? 1 : character.size;
         if (character.size != 0 && !isControl(character.code)) {
             result += text.substr(0, size);
         } else {
-            for (const char byte : text.substr(0, size))
-                appendEscape(result, byte);
+            for (const char part : text.substr(0, size))
+                appendEscape(result, part);
         }
         text.remove_prefix(size);
     }

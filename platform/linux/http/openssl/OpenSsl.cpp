@@ -1,7 +1,7 @@
 #include "OpenSsl.h"
 
+#include <algorithm>
 #include <climits>
-#include <cstring>
 #include <new>
 
 namespace http {
@@ -34,7 +34,7 @@ int givePassword(char* buffer, int size, int /*writing*/, void* password) {
     const auto& text = *static_cast<const std::string*>(password);
     if (text.size() > static_cast<std::size_t>(size))
         return -1;
-    std::memcpy(buffer, text.data(), text.size());
+    std::copy(text.begin(), text.end(), buffer);
     return static_cast<int>(text.size());
 }
 

@@ -117,6 +117,7 @@ struct Security::Impl {
 
 // Everything that this service knows lies in files; the property store is part of its interface for
 // phones that keep settings of it there.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 Security::Security(std::shared_ptr<propertyapi::IPropertyApi> /*propertyApi*/)
     : impl_(std::make_unique<Impl>()) {}
 

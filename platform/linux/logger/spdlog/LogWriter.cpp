@@ -44,8 +44,8 @@ public:
     }
 };
 
-/// One line a message. The sink's lock is held while a line is written: that is what keeps the lines
-/// of several threads apart.
+/// One line a message. The sink's lock is held while a line is written: that is what keeps the
+/// lines of several threads apart.
 class StderrSink : public spdlog::sinks::base_sink<std::mutex> {
 public:
     StderrSink() {
@@ -67,8 +67,8 @@ private:
     StderrWriter writer_;
 };
 
-/// systemd names device and inode of the stream that it connected to the journal; standard error may
-/// have been put elsewhere since.
+/// systemd names device and inode of the stream that it connected to the journal; standard
+/// error may have been put elsewhere since.
 bool isStderrTheJournal() {
     const char* stream = std::getenv("JOURNAL_STREAM");
     struct stat status {};
@@ -102,7 +102,8 @@ public:
     Output() {
         keepStderrFromOthers();
         if (isStderrTheJournal())
-            journal_ = std::make_unique<spdlog::sinks::systemd_sink_mt>(program_invocation_short_name);
+            journal_ =
+                std::make_unique<spdlog::sinks::systemd_sink_mt>(program_invocation_short_name);
     }
 
     int lowestLevel() const { return lowestLevel_; }
@@ -110,9 +111,8 @@ public:
     void write(const Record& record) {
         const std::string source(record.source);
         const std::string text = escapeControls(withMaskedPasswords(record.text));
-        const spdlog::details::log_msg message(
-            spdlog::source_loc{source.c_str(), record.line, ""}, "", libraryLevel(record.level),
-            text);
+        const spdlog::details::log_msg message(spdlog::source_loc{source.c_str(), record.line, ""},
+                                               "", libraryLevel(record.level), text);
         if (!writeToJournal(message))
             stderr_.log(message);
     }

@@ -24,8 +24,8 @@ bool isHostAndPort(std::string_view authority) {
     return port.find_first_not_of(PUNCTUATION, digits) == NONE;
 }
 
-/// Finds the ends of credentials. Goes over the text from front to back and looks at each part of it
-/// a fixed number of times, whatever somebody put into the text.
+/// Finds the ends of credentials. Goes over the text from front to back and looks at each part of
+/// it a fixed number of times, whatever somebody put into the text.
 class CredentialsFinder {
 public:
     explicit CredentialsFinder(std::string_view text) : text_(text) {}

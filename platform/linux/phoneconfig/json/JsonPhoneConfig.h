@@ -8,8 +8,8 @@
 
 namespace phoneconfig {
 
-/// The phone's configuration from a file: one flat JSON object, key to text, in UTF-8. Read once, by
-/// the constructor.
+/// The phone's configuration from a file: one flat JSON object, key to text, in UTF-8. Read once,
+/// by the constructor.
 class JsonPhoneConfig : public IPhoneConfig {
 public:
     /// A file that is missing is an empty configuration (one level 2 log line). Throws

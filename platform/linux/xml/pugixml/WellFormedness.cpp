@@ -151,18 +151,19 @@ private:
     }
 
     void checkCharacters() const {
-        for (std::size_t offset = 0; offset < text_.size();) {
-            const auto byte = static_cast<unsigned char>(text_[offset]);
-            if (byte >= 0x20 && byte < 0x80) {
-                ++offset;
+        const char* const end = text_.data() + text_.size();
+        for (const char* at = text_.data(); at != end;) {
+            if (static_cast<signed char>(*at) >= 0x20) { // ASCII and no control character
+                ++at;
                 continue;
             }
+            const auto offset = static_cast<std::size_t>(at - text_.data());
             const utf8::Character character = utf8::first(text_.substr(offset));
             if (character.size == 0)
                 fail("invalid UTF-8", offset);
             if (!isIn(CHARACTERS, character.code))
                 fail("the character " + hexadecimal(character.code) + " is not allowed", offset);
-            offset += character.size;
+            at += character.size;
         }
     }
 
