@@ -1,5 +1,6 @@
 #include "ChangeJournal.h"
 
+#include "ChangePack.h"
 #include "Transaction.h"
 
 #include <utility>
@@ -8,7 +9,7 @@ namespace propertyapi {
 
 namespace {
 
-/// A page ends with the change that reaches one of these.
+/// A page ends with the row that reaches one of these; the changes of a row are never divided.
 constexpr std::size_t PAGE_CHANGES = 256;
 constexpr std::size_t PAGE_BYTES = 1 << 20;
 
@@ -45,8 +46,15 @@ ChangeJournal::Page ChangeJournal::read(std::int64_t behind) {
         run.bind(1, behind);
         for (std::size_t bytes = 0;
              page.changes.size() < PAGE_CHANGES && bytes < PAGE_BYTES && run.step();) {
-            page.changes.push_back({run.integer(0), {run.text(1), run.text(2)}});
-            bytes += page.changes.back().property.value.size();
+            const std::int64_t number = run.integer(0);
+            std::string text = run.text(2);
+            bytes += text.size();
+            if (!run.isNull(1)) {
+                page.changes.push_back({number, {run.text(1), std::move(text)}});
+                continue;
+            }
+            for (Property& property : ChangePack::unpack(text))
+                page.changes.push_back({number, std::move(property)});
         }
     }
     snapshot.commit(commit_);

@@ -77,6 +77,12 @@ bool Database::inTransaction() const noexcept {
     return sqlite3_get_autocommit(handle_) == 0;
 }
 
+void Database::disableTriggers() {
+    const int code = sqlite3_db_config(handle_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    if (code != SQLITE_OK)
+        fail(code);
+}
+
 void Database::moveLogOnClose(bool move) noexcept {
     sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, move ? 0 : 1, nullptr);
 }

@@ -29,6 +29,8 @@ public:
     /// Rows that the statement executed last has changed by itself, not by triggers.
     int changedRows() const noexcept;
     bool inTransaction() const noexcept;
+    /// No trigger fires for what this connection does from now on.
+    void disableTriggers();
     /// Whether the last connection of all, when it is closed, moves the write-ahead log into the
     /// database and removes it; at first it does.
     void moveLogOnClose(bool move) noexcept;

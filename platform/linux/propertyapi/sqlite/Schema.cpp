@@ -17,7 +17,7 @@ constexpr std::string_view ONE_BOOT = "State.";
 /// property_change is the journal of changes. Its sequence rises with each change, in commit order,
 /// by one and by the size of the value in KiB, so that keeping a range of sequence numbers bounds
 /// the journal's rows and its bytes. The newest row is never deleted, so that no number comes
-/// again.
+/// again. A row without a key holds several changes in its value (see ChangePack).
 ///
 /// property_replace serves INSERT OR REPLACE, which takes the old row away without firing the
 /// delete trigger: the trigger before an insert leaves a row there that says what the insert will
@@ -129,12 +129,10 @@ std::string replaceAll(std::string text, std::string_view what, std::string_view
 }
 
 std::string triggers(std::int64_t journalBound) {
-    // Trimmed in steps: one row at a time would write both ends of the journal with each change.
-    const std::int64_t step = std::clamp<std::int64_t>(journalBound / 64, 1, 1024);
     std::string text(TRIGGERS);
     text = replaceAll(std::move(text), "${NEXT}", NEXT);
     text = replaceAll(std::move(text), "${KIB}", KIB);
-    text = replaceAll(std::move(text), "${STEP}", std::to_string(step));
+    text = replaceAll(std::move(text), "${STEP}", std::to_string(trimStep(journalBound)));
     return replaceAll(std::move(text), "${BOUND}", std::to_string(journalBound));
 }
 
@@ -185,6 +183,11 @@ void enterBoot(Database& database, const std::string& bootId) {
 
 void touch(Database& database) {
     database.execute("UPDATE property_meta SET value = value + 1 WHERE name = 'touched'");
+}
+
+std::int64_t trimStep(std::int64_t journalBound) {
+    // One row at a time would write both ends of the journal with each change.
+    return std::clamp<std::int64_t>(journalBound / 64, 1, 1024);
 }
 
 bool livesForOneBoot(const std::string& key) {

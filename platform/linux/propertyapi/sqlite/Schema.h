@@ -21,6 +21,9 @@ void enterBoot(Database& database, const std::string& bootId);
 /// Writes something that means nothing.
 void touch(Database& database);
 
+/// The journal is trimmed when its sequence passes a multiple of this.
+std::int64_t trimStep(std::int64_t journalBound);
+
 /// True for the keys that live for one boot of the machine.
 bool livesForOneBoot(const std::string& key);
 

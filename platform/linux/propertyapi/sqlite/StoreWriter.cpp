@@ -31,10 +31,12 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSetting
     , beginWrite_(*database_, "BEGIN IMMEDIATE")
     , commit_(*database_, "COMMIT")
     , compare_(*database_, "SELECT value IS ?2 FROM property WHERE key = ?1")
-    , insert_(*database_, "INSERT INTO property(key, value, origin) VALUES(?1, ?2, ?3)")
-    , update_(*database_, "UPDATE property SET value = ?2, origin = ?3 WHERE key = ?1")
+    , upsert_(*database_, "INSERT INTO property(key, value, origin) VALUES(?1, ?2, ?3) "
+                          "ON CONFLICT(key) DO UPDATE SET value = excluded.value, "
+                          "origin = excluded.origin WHERE value IS NOT excluded.value")
     , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
-    , delete_(*database_, "DELETE FROM property WHERE key = ?1") {
+    , delete_(*database_, "DELETE FROM property WHERE key = ?1 RETURNING value")
+    , journal_(*database_, settings_.journalBound) {
     database_->execute("PRAGMA journal_size_limit = " + std::to_string(settings_.walIdleLimit));
     // The first flush of a log through a connection flushes its directory too, and the first write
     // to an empty log flushes its header. Both are done here, so that a write flushes once.
@@ -70,8 +72,10 @@ bool StoreWriter::remove(const std::string& key) {
         if (!Statement::Run(exists_).bind(1, key).step())
             return false;
         transact(!schema::livesForOneBoot(key), [&] {
-            Statement::Run(delete_).bind(1, key).step();
-            existed = database_->changedRows() > 0;
+            Statement::Run run(delete_);
+            existed = run.bind(1, key).step();
+            if (existed && !run.text(0).empty())
+                journal_.note(key, {});
         });
     }
     committed_();
@@ -89,7 +93,9 @@ void StoreWriter::transact(bool lasting, Work work) {
     shortenLog();
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);
+    journal_.reset();
     work();
+    journal_.finish();
     transaction.commit(commit_);
 }
 
@@ -106,22 +112,12 @@ bool StoreWriter::holdsAll(const IPropertyApi::Batch& batch) {
 /// True when the value differs from the one before.
 bool StoreWriter::writeOne(const std::string& key, const std::string& value,
                            const std::string& origin) {
-    bool isThere = false;
-    bool differs = !value.empty();
-    {
-        Statement::Run run(compare_);
-        isThere = run.bind(1, key).bind(2, value).step();
-        if (isThere)
-            differs = run.integer(0) == 0;
-    }
-    // Not an upsert: that fires the trigger before an insert for each key that is there already,
-    // and takes three times as long.
-    if (!isThere || differs)
-        Statement::Run(isThere ? update_ : insert_)
-            .bind(1, key)
-            .bind(2, value)
-            .bind(3, origin)
-            .step();
+    // A key that does not exist reads as the empty text: writing that to it is no change.
+    const bool wasOther = !value.empty() || Statement::Run(exists_).bind(1, key).step();
+    Statement::Run(upsert_).bind(1, key).bind(2, value).bind(3, origin).step();
+    const bool differs = wasOther && database_->changedRows() > 0;
+    if (differs)
+        journal_.note(key, value);
     return differs;
 }
 

@@ -2,6 +2,7 @@
 #define STOREWRITER_H
 
 #include "Database.h"
+#include "JournalWriter.h"
 #include "SqliteSettings.h"
 #include "Statement.h"
 #include "Turn.h"
@@ -48,10 +49,10 @@ private:
     Statement beginWrite_;
     Statement commit_;
     Statement compare_;
-    Statement insert_;
-    Statement update_;
+    Statement upsert_;
     Statement exists_;
     Statement delete_;
+    JournalWriter journal_;
 };
 
 } // namespace propertyapi
