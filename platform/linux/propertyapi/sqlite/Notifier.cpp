@@ -19,7 +19,7 @@ Notifier::Notifier(std::unique_ptr<Database> database, std::shared_ptr<Subscribe
     , subscribers_(std::move(subscribers))
     , journal_(std::move(database))
     , watch_(journal_.database().walPath()) {
-    subscribers_->skipTo(journal_.newest());
+    subscribers_->skipWhenEmpty(journal_.newest());
     thread_ = std::thread([this] { run(); });
 }
 
@@ -74,10 +74,9 @@ void Notifier::look(bool quiet) {
 /// Delivers the next changes; false when there are none.
 bool Notifier::deliverNext() {
     const std::int64_t position = subscribers_->position();
-    if (subscribers_->empty()) {
-        subscribers_->skipTo(journal_.newest());
+    // The number is read first: who subscribes meanwhile is to get what comes behind it.
+    if (subscribers_->empty() && subscribers_->skipWhenEmpty(journal_.newest()))
         return false;
-    }
     const ChangeJournal::Page page = journal_.read(position);
     if (page.trimmed > position || page.newest < position) {
         deliverCurrent(page);

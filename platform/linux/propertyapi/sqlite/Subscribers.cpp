@@ -60,9 +60,11 @@ bool Subscribers::empty() const {
     return subscribers_.empty();
 }
 
-void Subscribers::skipTo(std::int64_t number) {
+bool Subscribers::skipWhenEmpty(std::int64_t number) {
     const std::lock_guard lock(mutex_);
-    position_ = number;
+    if (subscribers_.empty())
+        position_ = number;
+    return subscribers_.empty();
 }
 
 void Subscribers::deliver(const Property& change, std::int64_t number) {

@@ -38,8 +38,9 @@ public:
     /// Number of the change up to which everything has been delivered.
     std::int64_t position() const;
     bool empty() const;
-    /// Goes on to a number although nothing was delivered up to it.
-    void skipTo(std::int64_t number);
+    /// Goes on to a number although nothing was delivered up to it, unless there are subscribers;
+    /// true when it did.
+    bool skipWhenEmpty(std::int64_t number);
     /// Delivers one change to the subscribers of its key that are to get it.
     void deliver(const Property& change, std::int64_t number);
     /// Goes on to a number although changes up to another one are lost. The keys with subscribers
