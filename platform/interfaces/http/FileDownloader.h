@@ -13,15 +13,17 @@
 
 namespace http {
 
-/// The downloader: redirects, credentials, limits, and the file on disk. Settings are read from the
-/// phone configuration, as decimal text: "networking.download.ConnectTimeout" and
+/// The downloader: redirects, credentials, limits, and the file on disk. Settings are read once
+/// from the phone configuration, as decimal text: "networking.download.ConnectTimeout" and
 /// "networking.download.StallTimeout" in seconds, "networking.download.MaxBytes" in bytes.
 class FileDownloader : public IFileDownloader {
 public:
-    /// defaultFileName: requested where a URL names a directory only.
+    /// defaultFileName: requested where the URL of a download names a directory only; the server
+    /// address of the result then has it too. credentialsProvider: empty where there are no
+    /// credentials but those in URLs. propertyApi: not used, services hand it over.
     FileDownloader(std::shared_ptr<IRestApi> restApi, std::shared_ptr<ISecurity> security,
-                   std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
-                   std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig,
+                   const std::shared_ptr<propertyapi::IPropertyApi>& propertyApi,
+                   const std::shared_ptr<phoneconfig::IPhoneConfig>& phoneConfig,
                    std::shared_ptr<ICredentialsProvider> credentialsProvider,
                    std::string defaultFileName);
     ~FileDownloader() override;

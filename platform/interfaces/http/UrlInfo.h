@@ -12,9 +12,12 @@ struct UrlInfo {
 
     /// Splits a text. The file name is everything after the last "/" behind the host, query
     /// included, so it never holds a "/"; percent escapes stay as written; an IPv6 host keeps its
-    /// brackets; with nothing behind the host the path is "/". For every parsed u:
-    /// UrlInfo(u.getUrl()) == u. Throws UrlException for a text without "://", with an empty host
-    /// or with a port that is no number up to 65535; it quotes the text without its credentials.
+    /// brackets; with nothing behind the host the path is "/", and a query or fragment right behind
+    /// it belongs to that path. Credentials end at the last "@" before the first "/"; a user or a
+    /// password alone is dropped; port 0 counts as none. For every parsed u:
+    /// UrlInfo(u.getUrl()) == u. Throws UrlException for a text without "://", with an empty host,
+    /// with a port that is no number up to 65535 (an empty one too), with a blank or a control
+    /// character; it quotes the text without its credentials.
     explicit UrlInfo(const std::string& text);
 
     std::string scheme; ///< "http" or "https", as written

@@ -42,27 +42,10 @@ HttpResponse failed(std::string cause) {
 struct CurlRestApi::Impl {
     using Session = std::unique_ptr<CurlSession>;
 
-    /// A session as long as a request uses it.
-    class Lease {
-    public:
-        Lease(Impl& pool, const std::string& fingerprint)
-            : pool_(pool), session_(pool.take(fingerprint, generation_)) {}
-        ~Lease() { pool_.giveBack(std::move(session_), generation_); }
-        Lease(const Lease&) = delete;
-        Lease& operator=(const Lease&) = delete;
-
-        CurlSession& operator*() const { return *session_; }
-
-    private:
-        Impl& pool_;
-        unsigned int generation_ = 0;
-        Session session_;
-    };
-
     Session takeIdle(const std::string& fingerprint, unsigned int& current,
                      std::vector<Session>& outdated);
     Session take(const std::string& fingerprint, unsigned int& current);
-    void giveBack(Session session, unsigned int generation);
+    void giveBack(Session&& session, unsigned int generation);
 
     std::atomic<bool> ending{false}; ///< running requests look at it several times a second
     std::atomic<long> dnsCacheSeconds{DNS_CACHE_SECONDS};
@@ -98,7 +81,7 @@ CurlRestApi::Impl::Session CurlRestApi::Impl::take(const std::string& fingerprin
     return session ? std::move(session) : std::make_unique<CurlSession>();
 }
 
-void CurlRestApi::Impl::giveBack(Session session, unsigned int current) {
+void CurlRestApi::Impl::giveBack(Session&& session, unsigned int current) {
     Session surplus;
     const std::lock_guard lock(mutex);
     if (current != generation || ending) {
@@ -133,9 +116,12 @@ HttpResponse CurlRestApi::get(const HttpRequest& request) {
     }
     if (impl_->ending)
         return failed("the process is ending");
-    const Impl::Lease session(*impl_, files ? files->fingerprint : std::string());
-    return (*session).perform(request, files, std::chrono::seconds(impl_->dnsCacheSeconds),
-                              impl_->ending);
+    unsigned int generation = 0;
+    Impl::Session session = impl_->take(files ? files->fingerprint : std::string(), generation);
+    HttpResponse response = session->perform(
+        request, files, std::chrono::seconds(impl_->dnsCacheSeconds), impl_->ending);
+    impl_->giveBack(std::move(session), generation);
+    return response;
 }
 
 void CurlRestApi::shutdown() noexcept {

@@ -10,9 +10,9 @@ namespace http {
 
 namespace {
 
-constexpr std::uint64_t MAX_HEADER_BYTES = 256 * 1024;
+constexpr std::uint64_t MAX_HEADER_BYTES = 256ULL << 10U;
 /// So much of the body of an error or a redirect is read to keep the connection.
-constexpr std::uint64_t MAX_DROPPED_BYTES = 64 * 1024;
+constexpr std::uint64_t MAX_DROPPED_BYTES = 64ULL << 10U;
 constexpr std::chrono::milliseconds REPORT_INTERVAL{100};
 
 constexpr const char* ABORTED = "the transfer was aborted";

@@ -12,7 +12,7 @@ namespace http {
 
 namespace {
 
-constexpr std::uint64_t MAX_SECONDS = 24 * 60 * 60;
+constexpr std::uint64_t MAX_SECONDS = 24ULL * 60 * 60;
 constexpr std::uint64_t MAX_BYTES =
     static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 

@@ -62,8 +62,8 @@ struct FileDownloader::Impl {
 
 FileDownloader::FileDownloader(std::shared_ptr<IRestApi> restApi,
                                std::shared_ptr<ISecurity> security,
-                               std::shared_ptr<propertyapi::IPropertyApi> /*propertyApi*/,
-                               std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig,
+                               const std::shared_ptr<propertyapi::IPropertyApi>& /*propertyApi*/,
+                               const std::shared_ptr<phoneconfig::IPhoneConfig>& phoneConfig,
                                std::shared_ptr<ICredentialsProvider> credentialsProvider,
                                std::string defaultFileName)
     : impl_(std::make_unique<Impl>()) {
@@ -88,7 +88,7 @@ DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& p
             Transfer::Services{*impl_->restApi, *impl_->security, impl_->credentialsProvider},
             impl_->settings, requested, impl_->currentProgress(), *file);
         transfer->run();
-        const DownloadResult result(true, transfer->status(), transfer->url());
+        DownloadResult result(true, transfer->status(), transfer->url());
         impl_->remember(result);
         return result;
     } catch (const std::exception& error) {
