@@ -37,7 +37,7 @@ TEST_F(RequestTest, TriggerSendsTheUrlAndExpectsNoAnswer) {
     EXPECT_EQ(startAndReceive({"trigger", "--url", "https://host/%MACD.xml"}),
               parsed(R"({"name":"startProvisioning",)"
                      R"("parameters":{"location":"https://host/%MACD.xml"},"flag":false})"));
-    EXPECT_EQ(process_->wait(), 0);
+    EXPECT_EQ(process_->wait(), 0) << output();
     EXPECT_NE(output().find("startProvisioning"), std::string::npos) << output();
 }
 
@@ -45,7 +45,7 @@ TEST_F(RequestTest, TriggerShowsTheAnswerWhenAsked) {
     EXPECT_EQ(startAndReceive({"trigger", "--url", "https://host/f", "--answer"})["flag"], true);
     daemon_.publish("prov-client/auto-reboot",
                     R"({"name":"startProvisioningResponse","parameters":{},"flag":false})");
-    EXPECT_EQ(process_->wait(), 0);
+    EXPECT_EQ(process_->wait(), 0) << output();
     EXPECT_NE(output().find("received  startProvisioningResponse"), std::string::npos) << output();
 }
 
@@ -55,7 +55,7 @@ TEST_F(RequestTest, ARefusedRequestFailsWithTheDaemonsWords) {
         "prov-client/auto-reboot",
         R"({"name":"startProvisioningResponse",)"
         R"("parameters":{"error":"wrong parameter requested [location]"},"flag":false})");
-    EXPECT_EQ(process_->wait(), 2);
+    EXPECT_EQ(process_->wait(), 2) << output();
     EXPECT_NE(output().find("wrong parameter requested [location]"), std::string::npos) << output();
 }
 
@@ -63,7 +63,7 @@ TEST_F(RequestTest, TriggerSpeaksInAnotherNeighboursName) {
     EXPECT_EQ(startAndReceive({"trigger", "--url", "https://host/f", "--from", "watchdog"},
                               "watchdog")["name"],
               "startProvisioning");
-    EXPECT_EQ(process_->wait(), 0);
+    EXPECT_EQ(process_->wait(), 0) << output();
 }
 
 TEST_F(RequestTest, ADaemonThatIsIdleGivesStatusZero) {
@@ -71,7 +71,7 @@ TEST_F(RequestTest, ADaemonThatIsIdleGivesStatusZero) {
               parsed(R"({"name":"AreYouBusy","parameters":{},"flag":true})"));
     daemon_.publish("prov-client/auto-reboot",
                     R"({"name":"AreYouBusyResponse","parameters":{"isBusy":false},"flag":false})");
-    EXPECT_EQ(process_->wait(), 0);
+    EXPECT_EQ(process_->wait(), 0) << output();
     EXPECT_NE(output().find("isBusy=false"), std::string::npos) << output();
 }
 
@@ -79,7 +79,7 @@ TEST_F(RequestTest, ADaemonThatIsBusyGivesStatusOne) {
     startAndReceive({"busy"});
     daemon_.publish("prov-client/auto-reboot",
                     R"({"name":"AreYouBusyResponse","parameters":{"isBusy":true},"flag":false})");
-    EXPECT_EQ(process_->wait(), 1);
+    EXPECT_EQ(process_->wait(), 1) << output();
     EXPECT_NE(output().find("isBusy=true"), std::string::npos) << output();
 }
 
@@ -87,7 +87,7 @@ TEST_F(RequestTest, AnAnswerThatSaysNothingIsAFailure) {
     startAndReceive({"busy"});
     daemon_.publish("prov-client/auto-reboot",
                     R"({"name":"AreYouBusyResponse","parameters":{},"flag":false})");
-    EXPECT_EQ(process_->wait(), 2);
+    EXPECT_EQ(process_->wait(), 2) << output();
     EXPECT_NE(output().find("[isBusy]"), std::string::npos) << output();
 }
 
@@ -97,14 +97,14 @@ TEST_F(RequestTest, OtherMessagesAreNotTakenForTheAnswer) {
                     R"({"name":"startProvisioningResponse","parameters":{},"flag":false})");
     daemon_.publish("prov-client/auto-reboot",
                     R"({"name":"AreYouBusyResponse","parameters":{"isBusy":true},"flag":false})");
-    EXPECT_EQ(process_->wait(), 1);
+    EXPECT_EQ(process_->wait(), 1) << output();
 }
 
 TEST_F(RequestTest, JsonIsOneObjectALine) {
     startAndReceive({"busy", "--json"});
     daemon_.publish("prov-client/auto-reboot",
                     R"({"name":"AreYouBusyResponse","parameters":{"isBusy":false},"flag":false})");
-    EXPECT_EQ(process_->wait(), 0);
+    EXPECT_EQ(process_->wait(), 0) << output();
     const std::string text = output();
     const auto end = text.find('\n');
     const Json::Value sent = parsed(text.substr(0, end));

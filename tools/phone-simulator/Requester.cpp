@@ -1,7 +1,7 @@
 #include "Requester.h"
 
+#include "BusThread.h"
 #include "DaemonName.h"
-#include "MessageThread.h"
 #include "MosquittoIpcClient.h"
 
 #include <future>
@@ -36,8 +36,8 @@ Requester::Requester(std::string busAddress, std::string sender, std::chrono::mi
 
 void Requester::send(const std::string& message, const ipc::IpcMsgParams& params) const {
     const Clock::time_point deadline = Clock::now() + timeout_;
-    ipc::MosquittoIpcClient client(busAddress_, sender_, {},
-                                   std::make_shared<ipc::MessageThread>());
+    const BusThread thread;
+    ipc::MosquittoIpcClient client(busAddress_, sender_, {}, thread.strategy());
     if (!waitForBus(client, deadline))
         throw std::runtime_error("the bus " + busAddress_ + " cannot be reached");
     client.publish(destination(), ipc::IPCMessage(message, params));
@@ -53,8 +53,9 @@ ipc::IpcMsgParams Requester::ask(const std::string& message,
     std::future<ipc::IpcMsgParams> answer = promise.get_future();
     bool isAnswered = false; // message thread only
 
+    const BusThread thread;
     ipc::MosquittoIpcClient client(busAddress_, sender_, {DAEMON_NAME + ("/" + sender_)},
-                                   std::make_shared<ipc::MessageThread>());
+                                   thread.strategy());
     client.activate({}, {{response, [&](const ipc::IpcMsgParams& answered) {
                               if (!std::exchange(isAnswered, true))
                                   promise.set_value(answered);

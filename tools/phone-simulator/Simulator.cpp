@@ -1,7 +1,7 @@
 #include "Simulator.h"
 
+#include "BusThread.h"
 #include "Environment.h"
-#include "MessageThread.h"
 #include "Neighbour.h"
 #include "PropertyWatch.h"
 #include "Requester.h"
@@ -73,13 +73,13 @@ int Simulator::operator()(const RunCommand& command) const {
     const TrustedCertificates certificates(store, printer, SYSTEM_CONFIGURATION,
                                            command.acceptsPending);
     const std::string bus = app::Environment::read().busAddress;
-    const auto messageThread = std::make_shared<ipc::MessageThread>();
+    const BusThread thread;
 
     std::list<Neighbour> neighbours;
     for (NeighbourDescription& description :
          neighbourTable(readiness, command.credentials, certificates)) {
         if (command.silent.count(description.name) == 0)
-            neighbours.emplace_back(std::move(description), bus, messageThread, printer);
+            neighbours.emplace_back(std::move(description), bus, thread.strategy(), printer);
     }
     printer.note(greeting(neighbours, bus, waitForBus(neighbours, end)));
     termination::waitUntil(end);

@@ -12,6 +12,7 @@ run_log=''             # the daemon's log since begin_log
 start() {
     local name=$1
     shift
+    : >>"$logs/$name.log" # there before the process, for those who follow it
     "$@" >>"$logs/$name.log" 2>&1 </dev/null &
     pids[$name]=$!
     printf '%s\n' "${pids[@]}" >"$demo/pids"

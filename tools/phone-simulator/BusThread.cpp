@@ -1,0 +1,17 @@
+#include "BusThread.h"
+
+#include "MessageThread.h"
+
+namespace simulator {
+
+BusThread::BusThread() : thread_(std::make_shared<ipc::MessageThread>()) {}
+
+BusThread::~BusThread() {
+    thread_->stop();
+}
+
+std::shared_ptr<ipc::IMessageThreadStrategy> BusThread::strategy() const {
+    return thread_;
+}
+
+} // namespace simulator
