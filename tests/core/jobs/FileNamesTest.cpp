@@ -10,7 +10,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <ostream>
 
 namespace {
 
@@ -65,6 +68,10 @@ ovo::ProvisioningStatus fetchAll(http::IFileDownloader& downloader,
 }
 
 enum class Downloader { Fake, Real };
+
+std::ostream& operator<<(std::ostream& stream, Downloader downloader) {
+    return stream << (downloader == Downloader::Fake ? "Fake" : "Real");
+}
 
 class FileNamesTest : public CustomScenarioTest, public testing::WithParamInterface<Downloader> {
 protected:
@@ -214,7 +221,7 @@ TEST_P(FileNamesTest, EncodedDotsAndSlashesStayAsWritten) {
 
 TEST_P(FileNamesTest, TooLongNameIsRefused) {
     expectRefused("/" + std::string(256, 'a'));
-    expectRefused("/" + std::string(100000, 'a'));
+    expectRefused("/" + std::string(10000, 'a'));
 }
 
 TEST_P(FileNamesTest, LongestNameIsKept) {
@@ -259,8 +266,6 @@ TEST_P(FileNamesTest, DirectoryInThePlaceOfTheFileIsLeftAlone) {
 
 INSTANTIATE_TEST_SUITE_P(Downloaders, FileNamesTest,
                          testing::Values(Downloader::Fake, Downloader::Real),
-                         [](const auto& instance) {
-                             return instance.param == Downloader::Fake ? "Fake" : "Real";
-                         });
+                         testing::PrintToStringParamName());
 
 } // namespace

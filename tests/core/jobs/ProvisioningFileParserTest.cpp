@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 namespace {
@@ -340,6 +341,14 @@ TEST_F(ProvisioningFileParserTest, ErrorOfReadingPassesUnchanged) {
     const std::string error = errorOf([&] { parser.parse("/no/such.xml", nodes); });
     EXPECT_THAT(error, HasSubstr("/no/such.xml"));
     EXPECT_THAT(error, testing::Not(HasSubstr("corrupted")));
+    EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+TEST_F(ProvisioningFileParserTest, TooLargeFileIsRefusedWithoutBeingRead) {
+    phone.write(PATH, "");
+    std::filesystem::resize_file(phone.host(PATH), common::xml::MAX_BYTES + 1);
+    std::vector<ProvisioningNode> nodes;
+    EXPECT_THAT(errorOf([&] { parser.parse(PATH, nodes); }), HasSubstr("it is larger than"));
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
