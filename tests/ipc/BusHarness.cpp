@@ -5,6 +5,9 @@
 
 #include <json/writer.h>
 
+#include <csignal>
+#include <filesystem>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -18,6 +21,23 @@ ipc::BusSettings quickSettings() {
 std::string payload(const std::string& name, bool flag, const std::string& parameters) {
     return R"({"name": ")" + name + R"(", "parameters": )" + parameters + R"(, "flag": )" +
            (flag ? "true}" : "false}");
+}
+
+std::optional<std::string> threadStatus(const std::string& threadName, const std::string& key) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (readHostFile(task.path() / "comm") != threadName + "\n")
+            continue;
+        std::istringstream status(readHostFile(task.path() / "status"));
+        for (std::string line; std::getline(status, line);) {
+            if (line.starts_with(key + ":\t"))
+                return line.substr(key.size() + 2);
+        }
+    }
+    return std::nullopt;
+}
+
+BusTest::BusTest() {
+    std::signal(SIGPIPE, SIG_DFL);
 }
 
 void BusTest::connect(const ipc::BusSettings& settings) {

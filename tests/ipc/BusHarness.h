@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,9 +21,14 @@ ipc::BusSettings quickSettings();
 std::string payload(const std::string& name, bool flag = false,
                     const std::string& parameters = "{}");
 
+/// A line of the kernel's status of the thread of that name, without its key; none without thread.
+std::optional<std::string> threadStatus(const std::string& threadName, const std::string& key);
+
 /// The daemon's bus client "prov-client" on a broker of the test's own, with a peer beside it.
 class BusTest : public testing::Test {
 protected:
+    /// SIGPIPE ends the test, as it would the daemon, if the client raised it.
+    BusTest();
     /// Makes the client; waits for the connection when there is a broker.
     void connect(const ipc::BusSettings& settings = quickSettings());
     void makeClient(const std::string& address, const ipc::BusSettings& settings = quickSettings(),

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <csignal>
 #include <filesystem>
 #include <future>
 #include <stdexcept>
@@ -156,6 +157,16 @@ TEST_F(Life, TwoClientsOfOneNameDoNotDriveEachOtherOut) {
     client->publish("prov-client/netmgr", IPCMessage("first"));
     EXPECT_TRUE(peer.waitForCount("prov-client/netmgr", 2));
     EXPECT_FALSE(log.mentions("Bus away"));
+}
+
+TEST_F(Life, TheNetworkThreadTakesNoSignals) {
+    // SIGPIPE least of all: the library's writes raise it when the broker goes at that moment.
+    connect();
+    const std::optional<std::string> blocked = threadStatus("bus", "SigBlk");
+    ASSERT_TRUE(blocked.has_value());
+    const unsigned long long mask = std::stoull(*blocked, nullptr, 16);
+    for (const int signal : {SIGPIPE, SIGTERM, SIGINT, SIGCHLD})
+        EXPECT_NE(mask & (1ULL << (signal - 1)), 0U) << signal;
 }
 
 /// Sockets of this process that are connected to a path, and how many of them programs that it runs

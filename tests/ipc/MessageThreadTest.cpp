@@ -123,6 +123,8 @@ TEST(MessageThread, NoLockIsHeldWhileATaskRunsOrGoes) {
     struct PostsWhenItGoes {
         MessageThread& thread;
         std::promise<void>& done;
+        PostsWhenItGoes(MessageThread& where, std::promise<void>& what)
+            : thread(where), done(what) {}
         ~PostsWhenItGoes() {
             thread.post([&done = done] { done.set_value(); });
         }

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <stdexcept>
 #include <string>
 
@@ -81,6 +82,10 @@ struct Malformed {
     std::string text;
     const char* why;
 };
+
+std::ostream& operator<<(std::ostream& stream, const Malformed& row) {
+    return stream << row.what;
+}
 
 class MalformedPayload : public testing::TestWithParam<Malformed> {};
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include <csignal>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -193,6 +194,7 @@ TEST(ReconnectTcp, ServesOverALoopbackPort) {
 /// One connection, driven by the test.
 class ConnectionTest : public testing::Test {
 protected:
+    ConnectionTest() { std::signal(SIGPIPE, SIG_IGN); }
     void drive(const std::function<bool()>& condition) {
         ASSERT_TRUE(waitUntil([&] {
             pollfd descriptor{connection.socket(), POLLIN, 0};

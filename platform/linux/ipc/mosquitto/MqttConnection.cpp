@@ -194,7 +194,7 @@ MqttConnection::MqttConnection(const BusAddress& address, const std::string& cli
     const int result = connect(handle, address, static_cast<int>(keepalive.count()));
     if (result != MOSQ_ERR_SUCCESS)
         throw std::runtime_error(reasonText(result));
-    // The library's sockets would stay open in every program that the process runs.
+    // The socket would stay open in every program that the process runs.
     ::fcntl(socket(), F_SETFD, FD_CLOEXEC);
 }
 

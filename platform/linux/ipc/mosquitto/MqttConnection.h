@@ -20,7 +20,8 @@ struct MqttCallbacks;
 
 /// One connection to the broker, from the attempt to its loss; a new attempt is a new object. The
 /// owner waits for the socket and calls handleEvents(). Never blocks, except for the name service
-/// when the address names a TCP host. One thread.
+/// when the address names a TCP host. One thread, on which SIGPIPE does no harm: the library's
+/// writes raise it when the broker is gone.
 class MqttConnection {
 public:
     /// Begins to connect. Throws std::runtime_error with the reason when that fails at once.

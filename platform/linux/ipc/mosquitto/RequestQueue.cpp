@@ -14,7 +14,11 @@ namespace ipc {
 namespace {
 
 std::size_t sizeOf(const IncomingMessage& message) {
-    return message.topic.size() + message.payload.size();
+    const auto size = [](const std::optional<std::string>& text) {
+        return text ? text->size() : 0;
+    };
+    return message.topic.size() + message.payload.size() + size(message.responseTopic) +
+           size(message.correlationData);
 }
 
 IpcMsgParams errorParams(const std::string& text) {

@@ -30,7 +30,7 @@ struct IncomingMessage {
 /// by shared pointers, as the tasks that it posts may outlive its owner. Any thread.
 class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
 public:
-    /// The most messages, and bytes of topics and payloads, that may wait.
+    /// The most messages, and bytes of their parts, that may wait.
     struct Limits {
         std::size_t messages;
         std::size_t bytes;
