@@ -22,7 +22,6 @@ using http::HttpRequest;
 using http::HttpResponse;
 using http::UrlInfo;
 using std::chrono::milliseconds;
-using testing::Each;
 using testing::HasSubstr;
 using testing::SizeIs;
 using Exchange = FaultyServer::Exchange;
@@ -473,6 +472,7 @@ TEST_F(CurlRestApiTest, ServesSeveralThreadsAtOnce) {
     const Nginx nginx;
     nginx.publish("/x", std::string(200000, 'x'));
     std::vector<std::future<std::size_t>> running;
+    running.reserve(8);
     for (int thread = 0; thread < 8; ++thread)
         running.push_back(std::async(std::launch::async, [&] {
             std::size_t bytes = 0;

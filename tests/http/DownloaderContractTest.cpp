@@ -278,6 +278,7 @@ TYPED_TEST(DownloaderContract, RunsSeveralDownloadsAtOnce) {
         this->server.serve("/" + std::to_string(file),
                            std::string(1000, static_cast<char>('a' + file)));
     std::vector<std::future<void>> running;
+    running.reserve(8);
     for (int file = 0; file < 8; ++file)
         running.push_back(std::async(std::launch::async, [this, file] {
             const std::string name = "/" + std::to_string(file);

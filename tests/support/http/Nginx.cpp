@@ -3,11 +3,8 @@
 #include "FreePort.h"
 #include "WaitUntil.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -20,18 +17,6 @@ void replaceAll(std::string& text, const std::string& what, const std::string& w
         text.replace(at, what.size(), with);
 }
 
-bool listens(std::uint16_t port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const bool connected =
-        ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    ::close(socket);
-    return connected;
-}
-
 } // namespace
 
 Nginx::Nginx(std::string locations, std::optional<Tls> tls)
@@ -41,7 +26,7 @@ Nginx::Nginx(std::string locations, std::optional<Tls> tls)
         put("server.key", tls_->server.key);
         put("client-ca.pem", tls_->clientCa);
     }
-    publish("/.alive", "");
+    std::filesystem::create_directory(directory_.path() + "/root");
     start();
 }
 
@@ -56,7 +41,10 @@ void Nginx::start() {
         process_ = std::make_unique<ChildProcess>(
             std::vector<std::string>{"nginx", "-p", directory_.path(), "-c", "nginx.conf"},
             directory_.path() + "/output");
-        waitUntil([this] { return !process_->isRunning() || listens(port_); });
+        // Written when all ports are open, by the process that opened them.
+        waitUntil([this] {
+            return !process_->isRunning() || !readHostFile(directory_.path() + "/pid").empty();
+        });
         if (process_->isRunning())
             return;
     }
