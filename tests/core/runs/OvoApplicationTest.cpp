@@ -13,10 +13,7 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr char WORKING_ROOT[] = "/var/volatile/provisioning/";
 constexpr char NOTICE[] =

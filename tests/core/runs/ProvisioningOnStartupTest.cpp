@@ -11,10 +11,8 @@
 namespace {
 
 using ovo::ProvisioningOnStartup;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using namespace std::chrono_literals;
 
 constexpr char ON_BOOT_UP[] = "State.Provisioning.OnBootUp";

@@ -20,7 +20,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
 constexpr char PATH[] = "/var/volatile/provisioning/p.xml";

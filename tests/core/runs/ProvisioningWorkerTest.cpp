@@ -14,10 +14,8 @@
 namespace {
 
 using ovo::ProvisioningNode;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 using namespace std::chrono_literals;
 
