@@ -91,15 +91,15 @@ TEST_F(ScenarioTest, StepWithoutTypeFailsUnderQuestionMarks) {
 }
 
 TEST_F(ScenarioTest, StepThatNeedsAUrlFailsWithoutOne) {
-    const std::string missing = errorOf([] { Step().at("url"); });
+    const std::string missing = "\" (exception " + errorOf([] { Step().at("url"); }) + ")";
     for (const std::string type :
          {"certificate", "Clientcertificate", "Clientkey", "DownloadWallpaper", "LocalPhoneBook"}) {
         log.clear();
         EXPECT_EQ(statusOf({{{"type", type}, {"URL", "/a"}}}), Fail);
-        EXPECT_THAT(log.texts(),
-                    ElementsAre("1 CustomScenarioJobHandler: Executing step: \"" + type + "\"",
-                                "3 CustomScenarioJobHandler: Error executing step: \"" + type +
-                                    "\" (exception " + missing + ")"));
+        EXPECT_THAT(
+            log.texts(),
+            ElementsAre("1 CustomScenarioJobHandler: Executing step: \"" + type + "\"",
+                        "3 CustomScenarioJobHandler: Error executing step: \"" + type + missing));
     }
     EXPECT_THAT(downloader->requests(), IsEmpty());
 }

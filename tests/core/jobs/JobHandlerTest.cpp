@@ -13,7 +13,6 @@
 namespace {
 
 using ovo::ProvisioningContext;
-using ovo::ProvisioningStatus;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using enum ovo::ProvisioningStatus;
