@@ -105,11 +105,12 @@ RawRun::RawRun(const std::string& database, std::string password)
     impl_->execute("PRAGMA synchronous = FULL");
     impl_->execute("CREATE TABLE IF NOT EXISTS property(key TEXT PRIMARY KEY, value TEXT NOT NULL, "
                    "origin TEXT NOT NULL DEFAULT '')");
-    require(sqlite3_prepare_v2(impl_->database,
-                               "INSERT INTO property(key, value, origin) VALUES(?1, ?2, 'raw') "
-                               "ON CONFLICT(key) DO UPDATE SET value = excluded.value, "
-                               "origin = excluded.origin WHERE value IS NOT excluded.value",
-                               -1, &impl_->upsert, nullptr) == SQLITE_OK,
+    require(sqlite3_prepare_v2(
+                impl_->database,
+                "INSERT INTO property(key, value, origin) VALUES(?1, ?2, 'provisioning') "
+                "ON CONFLICT(key) DO UPDATE SET value = excluded.value, "
+                "origin = excluded.origin WHERE value IS NOT excluded.value",
+                -1, &impl_->upsert, nullptr) == SQLITE_OK,
             "prepare");
 }
 

@@ -19,9 +19,12 @@
 #include "http/FileDownloader.h"
 #include "http/Security.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <vector>
 
@@ -32,6 +35,7 @@ using Nanoseconds = std::chrono::nanoseconds;
 
 constexpr int PARAMETERS = 10000;
 constexpr int FUNCTION_KEYS = 200;
+constexpr int VLAN_SETTINGS = 10;
 constexpr char KEY[] = "key-of-the-benchmark";
 constexpr char MAC[] = "00:1A:2B:3C:4D:5E";
 
@@ -45,10 +49,10 @@ std::string parameterFile(const std::string& variant) {
         std::string name = "Directory.Entry." + number + ".Number";
         if (i < FUNCTION_KEYS)
             name = "PhoneUI.Keys.FunctionKeys." + std::to_string(i % 8) + ".Field" + number;
+        else if (i < FUNCTION_KEYS + VLAN_SETTINGS)
+            name = "NET.VLAN.Field" + number;
         else if (i % 50 == 0)
             name = "SIP.Account." + number + ".Ringtone";
-        else if (i % 50 == 1)
-            name = "NET.VLAN.Field" + number;
         file += "<param name=\"" + name + "\" value=\"value " + number + " " + variant + "\"/>\n";
     }
     return file + "</settings></nvm>\n";
@@ -67,6 +71,26 @@ std::string encrypt(const std::string& content) {
         throw std::runtime_error("openssl: " + openssl.output);
     return readHostFile(encrypted);
 }
+
+/// A directory in memory, with a link to it where the phone expects it.
+class VolatileDirectory {
+public:
+    explicit VolatileDirectory(const std::filesystem::path& link)
+        : directory_("/dev/shm/ovo-bench-" + std::to_string(::getpid())) {
+        std::filesystem::create_directories(directory_);
+        std::filesystem::create_directories(link.parent_path());
+        std::filesystem::create_directory_symlink(directory_, link);
+    }
+    ~VolatileDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory_, ignored);
+    }
+    VolatileDirectory(const VolatileDirectory&) = delete;
+    VolatileDirectory& operator=(const VolatileDirectory&) = delete;
+
+private:
+    std::filesystem::path directory_;
+};
 
 /// The daemon's own objects, wired as it wires them.
 class System {
@@ -131,6 +155,8 @@ double milliseconds(Nanoseconds value) {
 
 void benchmark(int rounds) {
     const PhoneRoot root;
+    // In memory, as on a phone.
+    const VolatileDirectory inMemory(root.host("/var/volatile"));
     const Broker broker;
     const Nginx server;
     server.publish("/0.xml", encrypt(parameterFile("zero")));

@@ -12,7 +12,9 @@ namespace ovo {
 namespace {
 
 constexpr char ORIGIN[] = "provisioning";
-constexpr char UNREAD[] = "???";
+const std::string UNREAD = "???";
+const std::string ATTR_NAME = XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR;
+const std::string ATTR_VALUE = XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR;
 
 constexpr char FUNCTION_KEYS_PREFIX[] = "PhoneUI.Keys.FunctionKeys.";
 constexpr char LOCK_PROVISIONING[] = "LockProvisioning";
@@ -101,14 +103,14 @@ ProvisioningContext NVMJobHandler::runImpl() {
 void NVMJobHandler::prepareNvmParams() noexcept {
     parameters.reserve(node.children.size());
     for (const ProvisioningNode::Attributes& child : node.children) {
-        std::string key = UNREAD;
-        std::string value = UNREAD;
+        const std::string* key = &UNREAD;
+        const std::string* value = &UNREAD;
         try {
-            key = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
-            value = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR);
-            addParameter(key, value);
+            key = &child.at(ATTR_NAME);
+            value = &child.at(ATTR_VALUE);
+            addParameter(*key, *value);
         } catch (const std::exception& exception) {
-            LOG(3) << "Parameter preparation failed: " << quote(key, value, "=") << " (exception "
+            LOG(3) << "Parameter preparation failed: " << quote(*key, *value, "=") << " (exception "
                    << exception.what() << ")";
         }
         progressReporter.doProgress();

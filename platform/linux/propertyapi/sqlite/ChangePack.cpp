@@ -1,5 +1,6 @@
 #include "ChangePack.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 
@@ -12,8 +13,10 @@ constexpr std::size_t LENGTH_BYTES = 4;
 /// A length, lowest byte first, and the bytes.
 void appendText(std::string& to, const std::string& text) {
     const auto length = static_cast<std::uint32_t>(text.size());
+    std::array<char, LENGTH_BYTES> bytes{};
     for (unsigned int byte = 0; byte < LENGTH_BYTES; ++byte)
-        to.push_back(static_cast<char>(length >> (8 * byte) & 0xffU));
+        bytes.at(byte) = static_cast<char>(length >> (8 * byte) & 0xffU);
+    to.append(bytes.data(), bytes.size());
     to += text;
 }
 

@@ -32,6 +32,9 @@ bool DatabaseError::isDamage() const noexcept {
 }
 
 Database::Database(const std::string& path, std::chrono::milliseconds busyTimeout) {
+    // Nobody asks for the library's memory statistics, for which each allocation takes a lock.
+    // Refused where the program has used the library before; that does no harm.
+    [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     // Without the library's own mutex: the owner sees to it that one thread uses the connection.
     const int code = sqlite3_open_v2(
         path.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,

@@ -2,6 +2,7 @@
 
 #include "WellFormedness.h"
 
+#include <iterator>
 #include <pugixml.hpp>
 
 namespace common::xml {
@@ -57,8 +58,10 @@ bool Node::hasAttr(std::string_view name) const {
 }
 
 std::vector<Node::Attribute> Node::attrs() const {
+    const auto attributes = toLibrary(element_).attributes();
     std::vector<Attribute> result;
-    for (const pugi::xml_attribute attribute : toLibrary(element_).attributes())
+    result.reserve(static_cast<std::size_t>(std::distance(attributes.begin(), attributes.end())));
+    for (const pugi::xml_attribute attribute : attributes)
         result.emplace_back(attribute.name(), attribute.value());
     return result;
 }
