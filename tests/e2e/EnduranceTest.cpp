@@ -67,4 +67,44 @@ TEST(Endurance, AChainOfRedirectsCostsNoMoreAtItsEndAndEndsSoonAfterTerm) {
     EXPECT_LT(Clock::now() - term, std::chrono::seconds(5));
 }
 
+/// Peak of the resident memory of a curl that fetches a file, in KiB.
+long curlPeak(const std::string& url, const std::string& caBundle, const std::string& target) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::execlp("curl", "curl", "--silent", "--cacert", caBundle.c_str(), "--output",
+                 target.c_str(), url.c_str(), nullptr);
+        ::_exit(127);
+    }
+    int status = 0;
+    rusage usage{};
+    EXPECT_EQ(::wait4(pid, &status, 0, &usage), pid);
+    EXPECT_EQ(status, 0);
+    return usage.ru_maxrss;
+}
+
+TEST(Endurance, ALargeFirmwareImageTakesNoMoreMemoryThanASmallOne) {
+    constexpr std::uintmax_t IMAGE = std::uintmax_t{256} << 20U;
+    Phone phone(std::string{});
+    const std::string firmware = R"(<firmware version="1.1"><file flags="FORCE_ACCEPT" )";
+    phone.publishPlain("/small.xml", firmware + R"(version="7.2.0" url="/small.bin"/></firmware>)");
+    phone.publishPlain("/large.xml", firmware + R"(version="7.3.0" url="/large.bin"/></firmware>)");
+    phone.publishPlain("/small.bin", "image");
+    phone.publishPlain("/large.bin", "");
+    std::filesystem::resize_file(phone.server().documentRoot() + "/large.bin", IMAGE);
+    phone.boot(phone.url("/small.xml"));
+    ASSERT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
+    const long before = statusValue(phone.daemon().pid(), "VmHWM");
+    phone.provision(phone.url("/large.xml"));
+    ASSERT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
+    const std::string image = phone.root().host("/config/swupdate/large.bin");
+    EXPECT_EQ(std::filesystem::file_size(image), IMAGE);
+    const long after = statusValue(phone.daemon().pid(), "VmHWM");
+    const long curl =
+        curlPeak(phone.url("/large.bin"), phone.root().host("/data/certs/ca-bundle.pem"), image);
+    std::printf("peak: %ld KiB with a small image, %ld KiB with a large one; curl %ld KiB; "
+                "ratio %.2f\n",
+                before, after, curl, static_cast<double>(after) / static_cast<double>(curl));
+    EXPECT_LE(after, before + 2048);
+}
+
 } // namespace

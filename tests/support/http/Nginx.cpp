@@ -111,6 +111,10 @@ void Nginx::publish(const std::string& target, const std::string& content) const
     put("root" + target, content);
 }
 
+std::string Nginx::documentRoot() const {
+    return directory_.path() + "/root";
+}
+
 void Nginx::put(const std::string& name, const std::string& content) const {
     writeHostFile(directory_.path() + "/" + name, content);
 }

@@ -44,6 +44,7 @@ public:
     std::string tlsUrl(const std::string& target, const std::string& host = "127.0.0.1") const;
     /// Puts a file below the document root.
     void publish(const std::string& target, const std::string& content) const;
+    std::string documentRoot() const;
     /// Puts a file into the server's directory, beside the document root.
     void put(const std::string& name, const std::string& content) const;
     /// Waits until so many requests are in the access log, and returns all.
