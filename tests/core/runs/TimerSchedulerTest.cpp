@@ -71,9 +71,11 @@ private:
 /// before has had its chance.
 template <typename Scheduler>
 void passOnce(Scheduler& scheduler, const Fired& fired) {
-    const std::size_t before = fired.all().size();
-    scheduler.schedule(-1, 0);
-    ASSERT_TRUE(fired.waitFor(before + 1));
+    const Fired::Entry last(scheduler.schedule(-1, 0), -1);
+    ASSERT_TRUE(waitUntil([&] {
+        const std::vector<Fired::Entry> all = fired.all();
+        return std::find(all.begin(), all.end(), last) != all.end();
+    }));
 }
 
 TEST(TimerScheduler, IdsBeginWithOneAndAreNeverReused) {
