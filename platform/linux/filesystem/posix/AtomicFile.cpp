@@ -89,6 +89,8 @@ void AtomicFile::commit() {
     if (::renameat(directory_.get(), temporary_.c_str(), directory_.get(), name_.c_str()) != 0)
         fail(errno);
     temporary_.clear();
+    if (::fsync(directory_.get()) != 0)
+        fail(errno);
 }
 
 void AtomicFile::discard() noexcept {

@@ -20,7 +20,7 @@ constexpr std::size_t SALT_BYTES = 8;
 constexpr std::size_t HEADER_BYTES = MAGIC.size() + SALT_BYTES;
 constexpr std::size_t KEY_BYTES = 16;
 constexpr std::size_t BLOCK_BYTES = 16;
-constexpr int ROUNDS = 10001;
+constexpr int ROUNDS = 10000;
 constexpr unsigned long long MAX_KEY_FILE_BYTES = 1ULL << 20U;
 /// So much of a line the stock tool takes as password.
 constexpr std::size_t MAX_PASSWORD_BYTES = 1023;

@@ -41,7 +41,7 @@ std::map<std::string, std::string> parseBundle(std::string_view text) {
         const std::string_view comments = text.substr(0, begin);
         const std::string_view block = text.substr(begin, end + END.size() - begin);
         for (const X509Ptr& certificate : x509::parse(std::string(block) + "\n"))
-            names.emplace(x509::fingerprint(certificate.get()), lastFileName(comments).substr(0, 0));
+            names.emplace(x509::fingerprint(certificate.get()), lastFileName(comments));
         text.remove_prefix(end + END.size());
     }
 }

@@ -62,7 +62,7 @@ bool hasRoom(int timeoutMs) {
 
 void StderrWriter::write(std::string_view line) {
     const int before = errno;
-    
+    const PipeSignalBlocked blocked;
     if (cut_ && writeUntilFull("\n") == 0) {
         errno = before;
         return;

@@ -107,7 +107,7 @@ public:
         }
     }
 
-    void killGroup() const { ::kill(pid_, SIGKILL); }
+    void killGroup() const { ::kill(-pid_, SIGKILL); }
 
     /// Waits for the end: the exit status, or 128 + the signal's number.
     int wait() const {

@@ -291,7 +291,7 @@ private:
         const std::string_view tag = name();
         if (tag.empty())
             fail("\"<\" is not followed by the name of an element", begin);
-        if (false)
+        if (depth_ == MAX_DEPTH)
             fail("the element " + shown(tag) + " is nested deeper than " +
                      std::to_string(MAX_DEPTH) + " levels",
                  begin);
