@@ -200,13 +200,13 @@ void benchmark(int rounds) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 21;
-    if (rounds < 1) {
+    const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 21;
+    if (rounds < 1 || rounds > 10000) {
         std::fprintf(stderr, "usage: %s [ROUNDS]\n", argv[0]);
         return 2;
     }
     try {
-        benchmark(rounds);
+        benchmark(static_cast<int>(rounds));
         return 0;
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "%s: %s\n", argv[0], exception.what());

@@ -81,7 +81,7 @@ ProvisioningTimer::ProvisioningTimer(propertyapi::IPropertyApi& store,
 
 ProvisioningTimer::~ProvisioningTimer() {
     subscriptions.clear(); // so that no notification arms a timer again
-    stopTimers();
+    ProvisioningTimer::stopTimers();
 }
 
 std::chrono::seconds ProvisioningTimer::drawNightOffset(const std::string& mac) {

@@ -25,7 +25,7 @@ long statusValue(pid_t pid, const std::string& name) {
 /// seconds.
 std::size_t chainLength() {
     const char* files = std::getenv("TEST_CHAIN_FILES");
-    return files == nullptr ? 500 : static_cast<std::size_t>(std::atol(files));
+    return files == nullptr ? 500 : std::strtoul(files, nullptr, 10);
 }
 
 TEST(Endurance, AChainOfRedirectsCostsNoMoreAtItsEndAndEndsSoonAfterTerm) {
