@@ -12,6 +12,13 @@
 
 namespace {
 
+// A sanitizer keeps what was freed for a while: then memory says nothing about the daemon.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool MEMORY_COUNTS = false;
+#else
+constexpr bool MEMORY_COUNTS = true;
+#endif
+
 /// A line of /proc/PID/status in KiB.
 long statusValue(pid_t pid, const std::string& name) {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
@@ -62,7 +69,8 @@ TEST(Endurance, AChainOfRedirectsCostsNoMoreAtItsEndAndEndsSoonAfterTerm) {
                 "%lld ms and %ld KiB\n",
                 chain, static_cast<long long>(ms(early)), memoryEarly,
                 static_cast<long long>(ms(late)), memoryLate);
-    EXPECT_LE(memoryLate, memoryEarly + 1024);
+    if (MEMORY_COUNTS)
+        EXPECT_LE(memoryLate, memoryEarly + 1024);
     // Generous: the machine may be busy with something else meanwhile.
     EXPECT_LE(ms(late), 2 * ms(early) + 1000);
 
@@ -108,7 +116,8 @@ TEST(Endurance, ALargeFirmwareImageTakesNoMoreMemoryThanASmallOne) {
     std::printf("peak: %ld KiB with a small image, %ld KiB with a large one; curl %ld KiB; "
                 "ratio %.2f\n",
                 before, after, curl, static_cast<double>(after) / static_cast<double>(curl));
-    EXPECT_LE(after, before + 2048);
+    if (MEMORY_COUNTS)
+        EXPECT_LE(after, before + 2048);
 }
 
 } // namespace
