@@ -69,8 +69,9 @@ TEST(Endurance, AChainOfRedirectsCostsNoMoreAtItsEndAndEndsSoonAfterTerm) {
                 "%lld ms and %ld KiB\n",
                 chain, static_cast<long long>(ms(early)), memoryEarly,
                 static_cast<long long>(ms(late)), memoryLate);
-    if (MEMORY_COUNTS)
+    if (MEMORY_COUNTS) {
         EXPECT_LE(memoryLate, memoryEarly + 1024);
+    }
     // Generous: the machine may be busy with something else meanwhile.
     EXPECT_LE(ms(late), 2 * ms(early) + 1000);
 
@@ -116,8 +117,9 @@ TEST(Endurance, ALargeFirmwareImageTakesNoMoreMemoryThanASmallOne) {
     std::printf("peak: %ld KiB with a small image, %ld KiB with a large one; curl %ld KiB; "
                 "ratio %.2f\n",
                 before, after, curl, static_cast<double>(after) / static_cast<double>(curl));
-    if (MEMORY_COUNTS)
+    if (MEMORY_COUNTS) {
         EXPECT_LE(after, before + 2048);
+    }
 }
 
 } // namespace
