@@ -53,7 +53,7 @@ MosquittoIpcClient::MosquittoIpcClient(const std::string& address, const std::st
                                       checkedTopics(topics), settings, outbox_, requests_)) {}
 
 MosquittoIpcClient::~MosquittoIpcClient() {
-    stop();
+    MosquittoIpcClient::stop();
 }
 
 bool MosquittoIpcClient::isConnected() const {

@@ -56,7 +56,7 @@ void Outbox::push(OutgoingMessage message) {
             isAwaited = isOnline_;
         }
     }
-    if (isRefused)
+    if (isRefused) // NOLINTNEXTLINE(bugprone-use-after-move): what is refused was not moved.
         logDropped(message, "the connection to the bus has been ended");
     if (isAwaited)
         wakeUp_.signal();

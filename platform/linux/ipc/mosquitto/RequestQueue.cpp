@@ -31,6 +31,7 @@ std::optional<IPCMessage> decodeLogged(const IncomingMessage& message) {
     try {
         return decode(message.payload);
     } catch (const std::exception& exception) {
+        // NOLINTNEXTLINE(bugprone-use-after-move): what is dropped was not moved.
         LOG(2) << "Bus message on " << foreignText(message.topic)
                << " dropped: " << exception.what();
         return std::nullopt;
@@ -83,6 +84,7 @@ bool RequestQueue::append(IncomingMessage& message) {
         }
     }
     if (isDropped) {
+        // NOLINTNEXTLINE(bugprone-use-after-move): what is dropped was not moved.
         LOG(2) << "Bus message on " << foreignText(message.topic)
                << " dropped: too many wait for the message thread";
     }
