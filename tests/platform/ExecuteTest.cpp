@@ -102,7 +102,8 @@ TEST_F(Execute, SaysWhatCouldNotBeStarted) {
 
 TEST_F(Execute, KillsTheProgramAndWhatItStartedAtTheTimeout) {
     // The program's own child holds on to the pipe's end and would outlive it.
-    script("/tool", "trap '' TERM INT HUP; sleep 1000 & echo $! > " + out() + "; wait");
+    script("/tool",
+           "trap '' TERM INT HUP; sleep 1000 > /dev/null 2>&1 & echo $! > " + out() + "; wait");
     // A busy machine may need longer than the first time-out to start them.
     pid_t grandchild = 0;
     unsigned int timeoutMs = 200;
@@ -118,6 +119,7 @@ TEST_F(Execute, KillsTheProgramAndWhatItStartedAtTheTimeout) {
     }
     ASSERT_GT(grandchild, 0);
     EXPECT_TRUE(waitUntil([&] { return !isAlive(grandchild); }));
+    ::kill(grandchild, SIGKILL);
 }
 
 TEST_F(Execute, LeavesNoProcessBehind) {

@@ -18,6 +18,11 @@ namespace {
 using testing::HasSubstr;
 using Request = CertificateMaker::Request;
 
+/// A certificate behind a password, as the library would ask for on the terminal.
+constexpr const char* ENCRYPTED =
+    "-----BEGIN CERTIFICATE-----\nProc-Type: 4,ENCRYPTED\nDEK-Info: "
+    "AES-128-CBC,00112233445566778899AABBCCDDEEFF\n\nAAAA\n-----END CERTIFICATE-----\n";
+
 class CertificateFile : public testing::Test {
 protected:
     bool isUsable(const std::string& content) {
@@ -132,9 +137,7 @@ TEST_F(CertificateFile, ContentThatIsNoCertificateIsInvalidAndNoError) {
         der.substr(0, der.size() - 1),
         der.substr(1),
         tool.makeKey(),
-        // Asks for a password: must not wait for one on the terminal.
-        "-----BEGIN CERTIFICATE-----\nProc-Type: 4,ENCRYPTED\nDEK-Info: "
-        "AES-128-CBC,00112233445566778899AABBCCDDEEFF\n\nAAAA\n-----END CERTIFICATE-----\n",
+        ENCRYPTED,
     };
     for (const std::string& content : contents) {
         EXPECT_FALSE(isUsable(content)) << content;

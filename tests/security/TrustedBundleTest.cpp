@@ -17,11 +17,9 @@
 
 namespace {
 
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::Pair;
 using testing::ThrowsMessage;
 using Request = CertificateMaker::Request;
