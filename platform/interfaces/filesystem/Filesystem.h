@@ -6,8 +6,8 @@
 /// Files of the phone. Every path is absolute and is taken below the phone's root directory. A path
 /// that is not absolute or that holds a "." or ".." component, a NUL or another control character
 /// is refused. All failures are std::runtime_error whose text names the operation, the path and the
-/// cause; where the system refused, a std::system_error with its error number. Every operation may be
-/// called from every thread.
+/// cause; where the system refused, a std::system_error with its error number. Every operation may
+/// be called from every thread.
 namespace filesystem {
 
 /// Modes of files at creation; the process's umask applies.
