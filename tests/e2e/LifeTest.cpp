@@ -176,6 +176,9 @@ TEST(Life, ACaBundleUpdateIsAnnouncedAndItsKeyCleared) {
 }
 
 TEST(Life, IdleItDoesNotWake) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer wakes threads by itself";
+#endif
     Phone phone;
     phone.publishEncrypted("/a.xml", parameterFile(param("Time.Zone", "UTC")));
     phone.boot(phone.url("/a.xml"));
