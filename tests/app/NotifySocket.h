@@ -11,8 +11,12 @@
 /// lives. Make it before any thread runs.
 class NotifySocket {
 public:
+    enum class Name { PATH, ABSTRACT };
+
     /// watchdog: what systemd's watchdog asks for (WATCHDOG_USEC); 0: there is none.
-    explicit NotifySocket(std::chrono::microseconds watchdog = std::chrono::microseconds(0));
+    explicit NotifySocket(std::chrono::microseconds watchdog = std::chrono::microseconds(0),
+                          Name name = Name::PATH);
+    explicit NotifySocket(Name name) : NotifySocket(std::chrono::microseconds(0), name) {}
     ~NotifySocket();
     NotifySocket(const NotifySocket&) = delete;
     NotifySocket& operator=(const NotifySocket&) = delete;

@@ -3,6 +3,7 @@
 #include "NotifySocket.h"
 #include "PhoneRoot.h"
 #include "RecordingApplication.h"
+#include "Service.h"
 #include "WaitUntil.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -36,7 +38,7 @@ struct BusWithActivation : FakeIpcClient {
 class Watchdog : public testing::Test {
 protected:
     const PhoneRoot phone;
-    const LogRecorder log;
+    LogRecorder log;
 };
 
 TEST_F(Watchdog, ReadinessIsToldAfterTheRequestTableIsActiveAndBeforeTheWait) {
@@ -173,14 +175,48 @@ TEST_F(Watchdog, TheEndWaitsForACheckThatWaitsForARun) {
 }
 
 TEST_F(Watchdog, TheServiceRunsWhereSystemdCannotBeReached) {
-    ::setenv("NOTIFY_SOCKET", phone.host("/run/systemd/notify").c_str(), 1);
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {phone.host("/run/systemd/notify"), "No such file or directory"},
+        {"@nobody-listens-here", "Connection refused"},
+        {"relative", "Invalid argument"},
+        {"/", "Invalid argument"},
+        {"", "Invalid argument"},
+        {"/" + std::string(107, 'x'), "File name too long"},
+    };
+    for (const auto& [socket, cause] : cases) {
+        ::setenv("NOTIFY_SOCKET", socket.c_str(), 1);
+        RecordingApplication application;
+        application.hooks.waitForTermination = [&] {
+            application.signalTermination();
+        };
+        application.exec();
+        ::unsetenv("NOTIFY_SOCKET");
+        EXPECT_EQ(log.count(2, "Cannot tell systemd READY=1: " + cause), 1U) << socket;
+        log.clear();
+    }
+}
+
+TEST_F(Watchdog, AnAbstractSocketIsToldToo) {
+    const NotifySocket systemd(NotifySocket::Name::ABSTRACT);
     RecordingApplication application;
     application.hooks.waitForTermination = [&] {
         application.signalTermination();
     };
     application.exec();
-    ::unsetenv("NOTIFY_SOCKET");
-    EXPECT_TRUE(log.has(2, "Cannot tell systemd READY=1: No such file or directory"));
+    EXPECT_EQ(systemd.next(0ms), "READY=1");
+}
+
+TEST_F(Watchdog, ATimeThatIsNoPositiveNumberIsNone) {
+    for (const char* time : {"", "0", "-5", "1s", "soon", "99999999999999999999"}) {
+        ::setenv("WATCHDOG_USEC", time, 1);
+        EXPECT_EQ(systemd::watchdogTimeout(), std::nullopt) << time;
+        EXPECT_EQ(log.count(2, "Cannot read systemd's WATCHDOG_USEC: not a positive number"), 1U)
+            << time;
+        log.clear();
+    }
+    ::unsetenv("WATCHDOG_USEC");
+    EXPECT_EQ(systemd::watchdogTimeout(), std::nullopt);
+    EXPECT_TRUE(log.lines().empty());
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "app/HaldenApplication.h"
 
+#include "CodePages.h"
 #include "CurlRestApi.h"
 #include "DeferredCall.h"
 #include "EmptyPhoneConfig.h"
@@ -8,13 +9,14 @@
 #include "JsonPhoneConfig.h"
 #include "MessageThread.h"
 #include "MosquittoIpcClient.h"
+#include "Service.h"
 #include "SignalBlock.h"
 #include "SignalThread.h"
 #include "SqlitePropertyApi.h"
-#include "Systemd.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
 
+#include <malloc.h>
 #include <string.h>
 
 #include <atomic>
@@ -33,6 +35,14 @@ namespace {
 constexpr unsigned int WORKING_DIRECTORY_MODE = 0775;
 
 constexpr const char* DNS_CACHE_TIMEOUT = "networking.curl.DnsCacheTimeout";
+
+/// The threads of a daemon that mostly sleeps share one heap; each would otherwise keep one of its
+/// own that stays as large as its largest moment. Before there are threads.
+void shareOneHeap() {
+#ifdef __GLIBC__
+    ::mallopt(M_ARENA_MAX, 1);
+#endif
+}
 
 /// The configured time in whole seconds; none when there is no value. One that is no number is a
 /// level 2 line and none.
@@ -148,6 +158,7 @@ void HaldenApplication::Impl::start(HaldenApplication& application) {
     healthCheck.emplace(
         appName, watchdog ? *watchdog / 2 : times.healthCheck,
         [&application] { return application.checkHealthStatus(); }, systemd::feedWatchdog);
+    unmapCodePages();
     application.waitForTermination();
 }
 
@@ -194,6 +205,7 @@ HaldenApplication::~HaldenApplication() {
 }
 
 void HaldenApplication::exec() {
+    shareOneHeap();
     try {
         impl_->start(*this);
     } catch (...) {

@@ -25,6 +25,8 @@ bool isScheme(const UrlInfo& url, const char* lowerCase) {
     return scheme == lowerCase;
 }
 
+/// At the first request: it brings megabytes into memory that a phone without provisioning does not
+/// need.
 void initialiseLibrary() {
     static const CURLcode done = ::curl_global_init(CURL_GLOBAL_DEFAULT);
     if (done != CURLE_OK)
@@ -78,7 +80,10 @@ CurlRestApi::Impl::Session CurlRestApi::Impl::take(const std::string& fingerprin
                                                    unsigned int& current) {
     std::vector<Session> outdated;
     Session session = takeIdle(fingerprint, current, outdated);
-    return session ? std::move(session) : std::make_unique<CurlSession>();
+    if (session)
+        return session;
+    initialiseLibrary();
+    return std::make_unique<CurlSession>();
 }
 
 void CurlRestApi::Impl::giveBack(Session&& session, unsigned int current) {
@@ -95,10 +100,7 @@ void CurlRestApi::Impl::giveBack(Session&& session, unsigned int current) {
     }
 }
 
-CurlRestApi::CurlRestApi() {
-    initialiseLibrary();
-    impl_ = std::make_unique<Impl>();
-}
+CurlRestApi::CurlRestApi() : impl_(std::make_unique<Impl>()) {}
 
 CurlRestApi::~CurlRestApi() = default;
 

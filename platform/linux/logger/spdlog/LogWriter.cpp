@@ -1,4 +1,5 @@
 #include "Escape.h"
+#include "JournalWriter.h"
 #include "MaskedText.h"
 #include "StderrWriter.h"
 #include "logger/Logger.h"
@@ -7,11 +8,8 @@
 #include <spdlog/details/log_msg.h>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
-#include <spdlog/sinks/systemd_sink.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -21,8 +19,6 @@
 namespace logger {
 
 namespace {
-
-constexpr const char* JOURNAL_SOCKET = "/run/systemd/journal/socket";
 
 spdlog::level::level_enum libraryLevel(int level) {
     if (level <= PROGRESS)
@@ -67,17 +63,6 @@ private:
     StderrWriter writer_;
 };
 
-/// systemd names device and inode of the stream that it connected to the journal; standard
-/// error may have been put elsewhere since.
-bool isStderrTheJournal() {
-    const char* stream = std::getenv("JOURNAL_STREAM");
-    struct stat status {};
-    if (stream == nullptr || ::fstat(STDERR_FILENO, &status) != 0)
-        return false;
-    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream &&
-           ::access(JOURNAL_SOCKET, W_OK) == 0;
-}
-
 /// A process without a standard error would give its number to the next file that it opens, and the
 /// lines would go there.
 void keepStderrFromOthers() {
@@ -99,39 +84,24 @@ int configuredLevel() {
 /// Where the lines go; decided at the first one.
 class Output {
 public:
-    Output() {
-        keepStderrFromOthers();
-        if (isStderrTheJournal())
-            journal_ =
-                std::make_unique<spdlog::sinks::systemd_sink_mt>(program_invocation_short_name);
-    }
+    Output() { keepStderrFromOthers(); }
 
     int lowestLevel() const { return lowestLevel_; }
 
     void write(const Record& record) {
         const std::string source(record.source);
         const std::string text = escapeControls(withMaskedPasswords(record.text));
+        if (toJournal_ && JournalWriter::write(record, text))
+            return;
         const spdlog::details::log_msg message(spdlog::source_loc{source.c_str(), record.line, ""},
                                                "", libraryLevel(record.level), text);
-        if (!writeToJournal(message))
-            stderr_.log(message);
+        stderr_.log(message);
     }
 
 private:
-    bool writeToJournal(const spdlog::details::log_msg& message) {
-        if (!journal_)
-            return false;
-        try {
-            journal_->log(message);
-            return true;
-        } catch (const spdlog::spdlog_ex&) {
-            return false;
-        }
-    }
-
     const int lowestLevel_ = configuredLevel();
     StderrSink stderr_;
-    std::unique_ptr<spdlog::sinks::systemd_sink_mt> journal_;
+    const bool toJournal_ = JournalWriter::isStderrTheJournal();
 };
 
 Output& output() {
