@@ -18,7 +18,8 @@ namespace common {
 /// steady clock is used, so changes of the wall clock move nothing.
 ///
 /// Every operation may be called from every thread, from the callback too, which runs without the
-/// lock; join() and the destructor not from the callback. T() is the zero value.
+/// lock; join() and the destructor from one thread at a time and not from the callback. Values are
+/// destroyed without the lock. T() is the zero value.
 ///
 /// Clock: what says when an entry is due; the worker sleeps by the steady clock in any case.
 template <typename T, typename Clock = std::chrono::steady_clock>
@@ -34,9 +35,11 @@ public:
     TimerScheduler& operator=(const TimerScheduler&) = delete;
 
     /// Id of the new timer; ids begin with 1 and are never used again. After abort() nothing fires.
+    /// A delay beyond a hundred years is a hundred years.
     unsigned long long schedule(const T& value, unsigned long delayMs) {
         const std::lock_guard lock(mutex);
-        const auto due = Clock::now() + std::chrono::milliseconds(delayMs);
+        const auto due = Clock::now() + std::chrono::milliseconds(
+                                            std::min<unsigned long long>(delayMs, LONGEST_MS));
         const unsigned long long id = getNewId();
         insertEntry(Entry(id, value, due));
         changed.notify_one();
@@ -45,20 +48,22 @@ public:
 
     /// The value of the timer, which never fires then; T() when it has fired or never was.
     T cancel(unsigned long long id) {
-        const std::lock_guard lock(mutex);
-        const auto entry = std::find_if(entries.begin(), entries.end(),
-                                        [id](const Entry& other) { return other.id == id; });
-        if (entry == entries.end())
-            return T();
-        const T value = entry->value;
-        entries.erase(entry);
-        return value;
+        std::list<Entry> cancelled;
+        {
+            const std::lock_guard lock(mutex);
+            const auto entry = std::find_if(entries.begin(), entries.end(),
+                                            [id](const Entry& other) { return other.id == id; });
+            if (entry != entries.end())
+                cancelled.splice(cancelled.end(), entries, entry);
+        }
+        return cancelled.empty() ? T() : cancelled.front().value;
     }
 
     /// Drops all timers and stops the worker, for good.
     void abort() {
+        std::list<Entry> dropped;
         const std::lock_guard lock(mutex);
-        entries.clear();
+        dropped.swap(entries);
         aborted = true;
         changed.notify_one();
     }
@@ -79,6 +84,8 @@ public:
 private:
     using TimePoint = typename Clock::time_point;
 
+    static constexpr unsigned long long LONGEST_MS = 100ULL * 366 * 86400 * 1000;
+
     struct Entry {
         Entry(const unsigned long long& entryId, const T& entryValue, TimePoint entryDue)
             : id(entryId), due(entryDue), value(entryValue) {}
@@ -97,10 +104,11 @@ private:
                 now = Clock::now();
             }
             while (shouldBeProcessed(now)) {
-                Entry entry = entries.front();
-                entries.pop_front();
+                std::list<Entry> due;
+                due.splice(due.end(), entries, entries.begin());
                 lock.unlock();
-                callback(entry.id, entry.value);
+                callback(due.front().id, due.front().value);
+                due.clear();
                 lock.lock();
             }
         }

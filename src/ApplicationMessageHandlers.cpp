@@ -1,8 +1,8 @@
 #include "ApplicationMessageHandlers.h"
 
+#include "CertificatesUpdate.h"
 #include "Directories.h"
 #include "dto/SysConf.h"
-#include "ipc/IPCMessage.h"
 #include "logger/Logger.h"
 
 #include <utility>
@@ -16,7 +16,6 @@ constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
 constexpr char UPDATE_CA_BUNDLE[] = "State.Security.Certificates.UpdateCABundle";
 constexpr char PROVISIONING_SERVER[] = "System.Provision.ProvisioningServer";
 constexpr char SIP_NOTIFY_SERVER[] = "State.Provision.ProvisioningServerSipNotify";
-constexpr char SYSTEM_CONFIGURATION[] = "prov-client/sysconf";
 
 constexpr char REQUEST[] = "request";
 constexpr char REQUEST_CHECK_SYNC[] = "request-check-sync";
@@ -117,11 +116,7 @@ void ApplicationMessageHandlers::handleCertificatesUpdateNotification() noexcept
 void ApplicationMessageHandlers::publishCertificatesUpdate() {
     dto::SysConf::ModifyCertificates record;
     record.init(security->takeCertificateOperations());
-    if (record.certificates.empty())
-        return;
-    publisher->publish(
-        SYSTEM_CONFIGURATION,
-        ipc::IPCMessage("MODIFY_CERTIFICATES", dto::SysConf::toMsgParams(record), false));
+    ovo::publishCertificatesUpdate(*publisher, record);
 }
 
 } // namespace ovo

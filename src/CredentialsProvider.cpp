@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace ovo {
 
@@ -19,6 +20,8 @@ constexpr char FACTORY_USER[] = "System.Provision.FactoryAuthUsername";
 constexpr char FACTORY_PASSWORD[] = "System.Provision.FactoryAuthPassword";
 constexpr char REQUEST_TIMEOUT[] = "ui.security.CredentialRequestTimeout";
 constexpr char PHONE_UI[] = "prov-client/phone-ui";
+
+constexpr char CANCELLED[] = "HTTP credentials input cancelled: the process is ending";
 
 std::string readCredentials(const propertyapi::IPropertyApi& propertyApi, const char* userKey,
                             const char* passwordKey) {
@@ -51,7 +54,9 @@ std::string CredentialsProvider::getHttpCredentials() {
 
 std::string CredentialsProvider::getFactoryCredentials() {
     try {
-        return readCredentials(*propertyApi, FACTORY_USER, FACTORY_PASSWORD);
+        std::string factory = readCredentials(*propertyApi, FACTORY_USER, FACTORY_PASSWORD);
+        // Keys that were never set read as empty texts.
+        return factory == ":" ? "" : factory;
     } catch (const std::exception& exception) {
         LOG(3) << "Cannot get factory auth credentials: " << exception.what();
         return "";
@@ -59,16 +64,23 @@ std::string CredentialsProvider::getFactoryCredentials() {
 }
 
 std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
+    const TurnTaker::Turn turn(questions);
     LOG(1) << "Waiting for input from phoneUI";
+    if (onQuestion)
+        onQuestion();
     // Held through sending the request, so that no answer is stored before the flags are reset.
     std::unique_lock lock(mutex);
+    if (cancelled)
+        throw std::runtime_error(CANCELLED);
     credentialsReceived = false;
     waitingForCredentials = true;
     ipcClient->publish(PHONE_UI, ipc::IPCMessage("GetHttpCredentials"));
     const auto deadline = std::chrono::system_clock::now() + readTimeout(phoneConfig);
     if (!credentialsArrived.wait_until(lock, deadline,
-                                       [this] { return credentialsReceived.load(); }))
+                                       [this] { return credentialsReceived || cancelled; }))
         throw std::runtime_error("HTTP credentials input timeout");
+    if (!credentialsReceived)
+        throw std::runtime_error(CANCELLED);
     credentialsReceived = false;
     return credentials;
 }
@@ -81,6 +93,18 @@ void CredentialsProvider::credentialsProvided(const std::string& answer) {
         waitingForCredentials = false;
     }
     credentialsArrived.notify_one();
+}
+
+void CredentialsProvider::cancel() {
+    {
+        const std::lock_guard lock(mutex);
+        cancelled = true;
+    }
+    credentialsArrived.notify_one();
+}
+
+void CredentialsProvider::setQuestionListener(std::function<void()> listener) {
+    onQuestion = std::move(listener);
 }
 
 void CredentialsProvider::saveHttpCredentials(const std::string& username,

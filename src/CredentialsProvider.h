@@ -1,6 +1,7 @@
 #ifndef CREDENTIALSPROVIDER_H
 #define CREDENTIALSPROVIDER_H
 
+#include "TurnTaker.h"
 #include "http/ICredentialsProvider.h"
 #include "ipc/IIPCClient.h"
 #include "phoneconfig/IPhoneConfig.h"
@@ -8,6 +9,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,20 +27,32 @@ public:
     std::string getHttpCredentials() override;
     std::string getFactoryCredentials() override;
     /// Waits as many seconds as "ui.security.CredentialRequestTimeout" says, on the wall clock.
+    /// Several threads may ask; the user is asked one question after another. Throws
+    /// std::runtime_error when no answer came in time or cancel() was called, and what std::stoul
+    /// throws when the time-out is no number.
     std::string getHttpCredentialsFromPhoneUI() override;
     void credentialsProvided(const std::string& answer) override;
     bool getIsWaitingForCredentials() override { return waitingForCredentials; }
     void saveHttpCredentials(const std::string& username, const std::string& password) override;
 
+    /// Ends a wait for the user, and every later one at once: the process is ending. Any thread.
+    void cancel();
+    /// Called before each question, on the thread that asks. Set it before any thread asks.
+    void setQuestionListener(std::function<void()> listener);
+
 private:
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     const phoneconfig::IPhoneConfig& phoneConfig;
     std::shared_ptr<ipc::IIPCClient> ipcClient;
-    std::string credentials = ":"; ///< the user's last answer
+    [[maybe_unused]] std::string reserved; ///< no operation uses it
+    std::string credentials = ":";         ///< the user's last answer
     std::atomic<bool> credentialsReceived{false};
     std::atomic<bool> waitingForCredentials{false}; ///< stays set when no answer came in time
     std::mutex mutex;
     std::condition_variable credentialsArrived;
+    bool cancelled = false; ///< under the mutex; for good
+    std::function<void()> onQuestion;
+    TurnTaker questions;
 };
 
 } // namespace ovo

@@ -22,8 +22,12 @@ constexpr char DEFAULT_FILE_NAME[] = "provisioning.xml";
 } // namespace
 
 void OvoApplication::setup() {
-    credentialsProvider =
+    const auto userCredentials =
         std::make_shared<CredentialsProvider>(propertyApi, *phoneConfig, ipcClient);
+    credentialsProvider = userCredentials;
+    cancelUserInput = [userCredentials] {
+        userCredentials->cancel();
+    };
     security = std::make_shared<http::Security>(propertyApi);
     const auto fileDownloader = std::make_shared<http::FileDownloader>(
         getRESTApi(), security, propertyApi, phoneConfig, credentialsProvider, DEFAULT_FILE_NAME);
@@ -38,6 +42,10 @@ void OvoApplication::setup() {
                                std::move(parser), credentialsProvider, *ipcClient,
                                *localPhoneBookUpdater, *decrypter),
         [updater = localPhoneBookUpdater](ProvisioningWorker* worker) { delete worker; });
+    // A supervisor that waits for a transfer learns that the transfer waits for the user. Only runs
+    // ask, and the timer: both end before the worker is gone.
+    userCredentials->setQuestionListener(
+        [worker = provisioningWorker.get()] { worker->signalProgress(); });
     provisioningOnStartup = std::make_shared<ProvisioningOnStartup>(
         ipcClient, security, provisioningWorker, propertyApi);
     messageHandlers = std::make_unique<ApplicationMessageHandlers>(
@@ -92,6 +100,7 @@ void OvoApplication::setupNvmCacheParameters(std::vector<std::string>& keys) {
 void OvoApplication::waitForTermination() {
     messageThreadStrategy->post([this] { provisioningOnStartup->run(); });
     HaldenApplication::waitForTermination();
+    cancelUserInput();
 }
 
 bool OvoApplication::checkHealthStatus() {

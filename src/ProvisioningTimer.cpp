@@ -67,13 +67,8 @@ ProvisioningTimer::ProvisioningTimer(propertyapi::IPropertyApi& store,
             LOG(1) << "Phonebook period changed setting new timer";
             onPeriodChanged(phoneBookTimerDef, property.value);
         }));
-    std::string provisioningPeriod = propertyApi.getValue(PROVISIONING_PERIOD);
-    std::string phoneBookPeriod = propertyApi.getValue(PHONE_BOOK_PERIOD);
-    {
-        const std::lock_guard lock(mutex);
-        provisioningTimerDef.timeString = std::move(provisioningPeriod);
-        phoneBookTimerDef.timeString = std::move(phoneBookPeriod);
-    }
+    takePeriod(provisioningTimerDef, propertyApi.getValue(PROVISIONING_PERIOD));
+    takePeriod(phoneBookTimerDef, propertyApi.getValue(PHONE_BOOK_PERIOD));
     const std::chrono::seconds offset = drawNightOffset(propertyApi.getValue(MAC_ADDRESS));
     const std::lock_guard lock(mutex); // the time may have changed already
     nightOffset = offset;
@@ -99,6 +94,7 @@ void ProvisioningTimer::init() noexcept {
             armed = setupTimer(provisioningTimerDef, true);
             LOG(1) << "Timer set to " << getProvisioningTimerDef().nextDelay.count() << " seconds";
         } catch (const std::exception& exception) {
+            // setupTimer() reports what goes wrong in it itself; what is left is lack of memory.
             LOG(3) << exception.what();
             sleep(ARM_RETRY_INTERVAL);
         }
@@ -108,25 +104,25 @@ void ProvisioningTimer::init() noexcept {
     LOG(3) << "Timer not set. Automatic provisioning disabled!";
 }
 
+/// Takes what was read, unless a notification has brought a newer period since.
+void ProvisioningTimer::takePeriod(TimerDef& def, std::string timeString) {
+    const std::lock_guard lock(mutex);
+    if (!def.notified)
+        def.timeString = std::move(timeString);
+}
+
 void ProvisioningTimer::onPeriodChanged(TimerDef& def, const std::string& timeString) {
     {
         const std::lock_guard lock(mutex);
         def.timeString = timeString;
+        def.notified = true;
     }
     setupTimer(def, true);
 }
 
 bool ProvisioningTimer::setupTimer(TimerDef& def, bool restart) {
     try {
-        const std::string timeString = copyOf(def).timeString;
-        // A key that was never set reads as the empty text.
-        const std::uint32_t seconds =
-            timeString.empty() ? 0 : Utils::convertTimeStringToSeconds(timeString);
-        {
-            const std::lock_guard lock(mutex);
-            def.seconds = seconds;
-        }
-        if (seconds == 0 || restart)
+        if (convertPeriod(def) == 0 || restart)
             startTimer(def);
         LOG(1) << "Timer setting done";
         return true;
@@ -136,14 +132,39 @@ bool ProvisioningTimer::setupTimer(TimerDef& def, bool restart) {
     }
 }
 
+/// Seconds and text of a definition change together: another thread may bring a newer text while
+/// this one converts.
+std::uint32_t ProvisioningTimer::convertPeriod(TimerDef& def) {
+    for (;;) {
+        const std::string timeString = copyOf(def).timeString;
+        // A key that was never set reads as the empty text.
+        const std::uint32_t seconds =
+            timeString.empty() ? 0 : Utils::convertTimeStringToSeconds(timeString);
+        const std::lock_guard lock(mutex);
+        if (def.timeString == timeString)
+            return def.seconds = seconds;
+    }
+}
+
 void ProvisioningTimer::startTimer(TimerDef& def) {
     stopTimer(def);
-    if (!setupClock(def))
-        return;
+    std::uint32_t seconds = 0;
+    do {
+        seconds = copyOf(def).seconds;
+        if (!setupClock(def))
+            return;
+    } while (!schedule(def, seconds));
+}
+
+/// False when another thread has changed the period since the clock was set for it.
+bool ProvisioningTimer::schedule(TimerDef& def, std::uint32_t seconds) {
     const std::lock_guard lock(mutex);
+    if (def.seconds != seconds)
+        return false;
     const auto delayMs = static_cast<std::uint32_t>(def.nextDelay.count()) * 1000U;
     scheduler.cancel(def.id); // armed by another thread in the meantime
     def.id = scheduler.schedule(0, delayMs);
+    return true;
 }
 
 bool ProvisioningTimer::setupClock(TimerDef& def) {

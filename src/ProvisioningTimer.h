@@ -37,6 +37,7 @@ public:
         std::string timeString;            ///< the period as it stands in the property store
         bool night = true;                 ///< no period means one run a night
         std::chrono::seconds nextDelay{0}; ///< with which the timer was last armed
+        bool notified = false;             ///< timeString came with a notification
     };
 
     /// updater outlives the timer. onProvisioningTimer runs on the scheduler's thread and must not
@@ -75,7 +76,10 @@ public:
     static std::chrono::seconds drawNightOffset(const std::string& mac);
 
 private:
+    void takePeriod(TimerDef& def, std::string timeString);
     void onPeriodChanged(TimerDef& def, const std::string& timeString);
+    std::uint32_t convertPeriod(TimerDef& def);
+    bool schedule(TimerDef& def, std::uint32_t seconds);
     void stopTimer(TimerDef& def);
     TimerDef copyOf(const TimerDef& def) const;
 

@@ -1,7 +1,8 @@
 #include "JobHandlers/CustomScenarioJobHandler.h"
 
+#include "CertificatesUpdate.h"
 #include "Directories.h"
-#include "JobHandlers/UrlFromNode.h"
+#include "JobHandlers/FileFromNode.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "Utils.h"
 #include "dto/SysConf.h"
@@ -32,7 +33,6 @@ constexpr char CLIENT_KEY[] = "user_key.pem";
 constexpr char CLIENT_PASSWORD[] = "user_pass.txt";
 constexpr char WALLPAPER_DIRECTORY[] = "/data/images/";
 
-constexpr char SYSTEM_CONFIGURATION[] = "prov-client/sysconf";
 constexpr char SIP_CLIENT[] = "prov-client/sip-client";
 
 constexpr char PROVISIONING[] = "State.Provisioning";
@@ -145,8 +145,7 @@ void CustomScenarioJobHandler::publishCertificatesUpdate(const std::string& oper
                                                          const std::string& certificateName) {
     dto::SysConf::ModifyCertificates record;
     record.certificates.push_back({operation, certificateName});
-    publisher.publish(SYSTEM_CONFIGURATION,
-                      ipc::IPCMessage("MODIFY_CERTIFICATES", dto::SysConf::toMsgParams(record)));
+    ovo::publishCertificatesUpdate(publisher, record);
 }
 
 bool CustomScenarioJobHandler::downloadClientCertificate(const Step& step) {
@@ -195,11 +194,8 @@ void CustomScenarioJobHandler::notifyCertChanged() {
 bool CustomScenarioJobHandler::redirect(const Step& step) {
     LOG(1) << "Custom redirect.";
     try {
-        ProvisioningFileContext file;
-        file.serverAddress = serverAddress;
-        file.url = getUrlFromNode(step, serverAddress);
-        file.path = http::formatPath(Utils::constructXMLPath(node.name, file.url.fileName),
-                                     *propertyApi, *phoneConfig);
+        const ProvisioningFileContext file =
+            getFileFromNode(step, node.name, serverAddress, *propertyApi, *phoneConfig);
         LOG(1) << "New provisioning file: " << file.url.getUrl();
         context.push(file);
         return true;

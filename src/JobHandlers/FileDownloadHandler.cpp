@@ -1,9 +1,7 @@
 #include "JobHandlers/FileDownloadHandler.h"
 
-#include "JobHandlers/UrlFromNode.h"
+#include "JobHandlers/FileFromNode.h"
 #include "JobHandlers/XMLNodeType.h"
-#include "Utils.h"
-#include "http/formatPath.h"
 #include "logger/Logger.h"
 
 #include <stdexcept>
@@ -37,11 +35,8 @@ ProvisioningContext FileDownloadHandler::runImpl() {
 
 void FileDownloadHandler::queue(const ProvisioningNode::Attributes& child,
                                 ProvisioningContext& result) {
-    ProvisioningFileContext file;
-    file.serverAddress = serverAddress;
-    file.url = getUrlFromNode(child, serverAddress);
-    file.path = http::formatPath(Utils::constructXMLPath(node.name, file.url.fileName),
-                                 *propertyApi, *phoneConfig);
+    const ProvisioningFileContext file =
+        getFileFromNode(child, node.name, serverAddress, *propertyApi, *phoneConfig);
     LOG(1) << "New provisioning file: " << file.url.getUrl();
     result.push(file);
 }

@@ -1,5 +1,6 @@
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
 
+#include "CertificatesUpdate.h"
 #include "Directories.h"
 #include "JobHandlers/JobHandlerBuilder.h"
 #include "ProvisioningFileContext.h"
@@ -18,7 +19,6 @@ namespace ovo {
 namespace {
 
 constexpr char SIP_CLIENT[] = "prov-client/sip-client";
-constexpr char SYSTEM_CONFIGURATION[] = "prov-client/sysconf";
 
 constexpr char NETWORK_READY[] = "State.Network.Ready";
 constexpr char IN_PROGRESS[] = "State.Provisioning.InProgress";
@@ -56,8 +56,13 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
     });
     jobHandlerBuilder = std::make_shared<JobHandlerBuilder>(
         propertyApi, phoneConfig, fileDownloader, security, progress, publisher, phoneBookUpdater);
-    propertyApi->setValue(IN_PROGRESS, "0");
-    propertyApi->setValue(STATUS, Utils::convertStatus(ProvisioningStatus::NotSet));
+    setInProgress("0");
+    try {
+        propertyApi->setValue(STATUS, Utils::convertStatus(ProvisioningStatus::NotSet));
+    } catch (...) {
+        fileDownloader->setProgressCallback({}); // no destructor runs for what was never made
+        throw;
+    }
 }
 
 ProvisioningWorker::~ProvisioningWorker() {
@@ -181,10 +186,7 @@ void ProvisioningWorker::publishProvInProgress(bool inProgress) {
 void ProvisioningWorker::publishCertificatesUpdate() {
     dto::SysConf::ModifyCertificates record;
     record.init(security->takeCertificateOperations());
-    if (record.certificates.empty())
-        return;
-    publisher.publish(SYSTEM_CONFIGURATION,
-                      ipc::IPCMessage("MODIFY_CERTIFICATES", dto::SysConf::toMsgParams(record)));
+    ovo::publishCertificatesUpdate(publisher, record);
 }
 
 void ProvisioningWorker::setInProgress(const char* value) {

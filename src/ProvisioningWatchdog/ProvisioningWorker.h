@@ -7,7 +7,7 @@
 #include "ProvisioningStatus.h"
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
-#include "ProvisioningWatchdog/TurnTaker.h"
+#include "TurnTaker.h"
 #include "http/ICredentialsProvider.h"
 #include "http/IDecrypter.h"
 #include "http/IFileDownloader.h"
@@ -53,6 +53,8 @@ public:
     void setNetworkStatus(std::string status);
     /// The downloader's progress hook, on whichever thread downloads; not 0 aborts the transfer.
     int curlProgressCallback(long dltotal, long dlnow, long ultotal, long ulnow);
+    /// A sign of life that no transfer gives, such as a question to the user. Any thread.
+    void signalProgress() { progress.doProgress(); }
 
 private:
     void joinProvisioningThread();

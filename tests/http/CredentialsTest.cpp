@@ -141,6 +141,15 @@ TEST_F(CredentialsTest, NotTypedInInTimeAreTheCauseOfTheFailure) {
     EXPECT_EQ(downloader().getLastResult().httpStatus(), 401);
 }
 
+TEST_F(CredentialsTest, AConfiguredTimeThatIsNoNumberIsSaidToBe) {
+    credentials->askingFails = std::make_exception_ptr(std::invalid_argument("stoul"));
+    FaultyServer server(accepts({}));
+    EXPECT_EQ(failure(server.url("/x")),
+              "Download from 127.0.0.1:" + std::to_string(server.port()) +
+                  " failed: the configured time to wait for typed-in credentials is no number: "
+                  "stoul");
+}
+
 TEST_F(CredentialsTest, ThatAreEmptyAreSkipped) {
     credentials->stored = ":";
     credentials->factory = "";

@@ -157,6 +157,24 @@ TEST_F(Decrypter, AFileThatIsNotEncryptedIsSaidToBe) {
     EXPECT_THAT([&] { decrypt("<a/>"); }, ThrowsMessage<std::runtime_error>(NOT_ENCRYPTED));
 }
 
+TEST_F(Decrypter, ALargePlainFileIsNotRead) {
+    phone.write(FILE_PATH, "<provisioning/>");
+    std::filesystem::resize_file(phone.host(FILE_PATH), std::uintmax_t{100} << 30U);
+    EXPECT_THAT([&] { http::Aes128CbcDecrypter(KEY_FILE).decrypt(FILE_PATH); },
+                ThrowsMessage<std::runtime_error>(NOT_ENCRYPTED));
+}
+
+TEST_F(Decrypter, AnEncryptedFileWithMoreThanTheLargestDocumentIsRefusedUnread) {
+    phone.write(KEY_FILE, "right");
+    phone.write(FILE_PATH, "Salted__12345678");
+    std::filesystem::resize_file(phone.host(FILE_PATH), (16U << 20U) + 33);
+    EXPECT_THAT([&] { http::Aes128CbcDecrypter(KEY_FILE).decrypt(FILE_PATH); },
+                ThrowsMessage<std::runtime_error>(HasSubstr(std::to_string((16U << 20U) + 32))));
+    std::filesystem::resize_file(phone.host(FILE_PATH), (16U << 20U) + 32);
+    EXPECT_THAT([&] { http::Aes128CbcDecrypter(KEY_FILE).decrypt(FILE_PATH); },
+                ThrowsMessage<std::runtime_error>(DAMAGED));
+}
+
 TEST_F(Decrypter, AMissingKeyFileIsNamed) {
     EXPECT_THAT(
         [&] { decrypt("Salted__12345678" + std::string(16, 'x')); },

@@ -1,8 +1,8 @@
 #include "JobHandlers/JobHandler.h"
 
+#include "JobHandlers/FileFromNode.h"
 #include "JobHandlers/InvalidFormatException.h"
 #include "JobHandlers/NullJobHandler.h"
-#include "JobHandlers/UrlFromNode.h"
 #include "JobTest.h"
 #include "http/UrlException.h"
 

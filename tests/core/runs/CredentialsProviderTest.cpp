@@ -87,6 +87,12 @@ TEST_F(CredentialsProviderTest, FactoryCredentialsAreUserColonPassword) {
                                            "get System.Provision.FactoryAuthPassword"));
 }
 
+TEST_F(CredentialsProviderTest, MissingFactoryCredentialsAreEmpty) {
+    EXPECT_EQ(provider.getFactoryCredentials(), "");
+    propertyApi->setValue(FACTORY_PASSWORD, "p");
+    EXPECT_EQ(provider.getFactoryCredentials(), ":p");
+}
+
 TEST_F(CredentialsProviderTest, FactoryCredentialsThatCannotBeReadAreEmpty) {
     propertyApi->setValue(FACTORY_USER, "factory");
     for (const char* key : {FACTORY_USER, FACTORY_PASSWORD}) {
@@ -172,6 +178,43 @@ TEST_F(CredentialsProviderTest, ALongTimeOutIsWaitedFor) {
         provider.credentialsProvided("a:b");
         EXPECT_EQ(answer.get(), "a:b");
     }
+}
+
+TEST_F(CredentialsProviderTest, CancellingEndsAWaitAndRefusesEveryLaterQuestion) {
+    auto answer = ask();
+    provider.cancel();
+    EXPECT_THROW(answer.get(), std::runtime_error);
+    journal.clear();
+    EXPECT_EQ(askInVain(), "HTTP credentials input cancelled: the process is ending");
+    EXPECT_FALSE(journal.has(QUESTION));
+    // An answer changes nothing about it.
+    provider.credentialsProvided("a:b");
+    EXPECT_EQ(askInVain(), "HTTP credentials input cancelled: the process is ending");
+}
+
+TEST_F(CredentialsProviderTest, TwoWhoAskAtOnceAreAnsweredOneAfterTheOther) {
+    auto first = ask();
+    auto second =
+        std::async(std::launch::async, [this] { return provider.getHttpCredentialsFromPhoneUI(); });
+    EXPECT_EQ(second.wait_for(30ms), std::future_status::timeout);
+    EXPECT_EQ(journal.count(QUESTION), 1U) << "the user sees one question at a time";
+    provider.credentialsProvided("a:b");
+    EXPECT_EQ(first.get(), "a:b");
+    ASSERT_TRUE(journal.waitFor(QUESTION, 2));
+    EXPECT_TRUE(provider.getIsWaitingForCredentials());
+    provider.credentialsProvided("c:d");
+    EXPECT_EQ(second.get(), "c:d");
+}
+
+TEST_F(CredentialsProviderTest, TheListenerIsCalledBeforeEachQuestion) {
+    provider.setQuestionListener([this] { journal.add("listener"); });
+    phoneConfig.set(TIMEOUT, "0");
+    askInVain();
+    askInVain();
+    EXPECT_THAT(journal.all(),
+                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI", "listener",
+                            QUESTION, "1 CredentialsProvider: Waiting for input from phoneUI",
+                            "listener", QUESTION));
 }
 
 TEST_F(CredentialsProviderTest, SavingWritesTheUserBeforeThePassword) {

@@ -81,6 +81,59 @@ TEST_F(ProvisioningTimerTest, AfterConstructionBothTimersAreDisarmed) {
     EXPECT_FALSE(phoneBook.night);
 }
 
+/// Something happens between the reading of a key and what is done with its value.
+class InterruptedPropertyApi : public RecordingPropertyApi {
+public:
+    using RecordingPropertyApi::getValue;
+    using RecordingPropertyApi::RecordingPropertyApi;
+
+    std::string getValue(const std::string& key) const override {
+        std::string value = RecordingPropertyApi::getValue(key);
+        if (key == interruptedKey)
+            interruption();
+        return value;
+    }
+
+    std::string interruptedKey;
+    std::function<void()> interruption;
+};
+
+TEST_F(ProvisioningTimerTest, AChangeDuringConstructionIsNotOverwrittenByWhatWasReadBefore) {
+    for (const char* key : {PERIOD, PHONE_BOOK_PERIOD}) {
+        InterruptedPropertyApi store(journal, {{"NET.MAC.Address", MAC}, {key, "700"}});
+        store.interruptedKey = key;
+        store.interruption = [&] {
+            store.setValue(key, "900");
+            ASSERT_TRUE(store.waitForDelivery());
+        };
+        ovo::LocalPhoneBookUpdater storeUpdater{store, downloader};
+        const ProvisioningTimer timer(
+            store, storeUpdater, [] {}, [this] { return TimePoint(wallClock.load()); },
+            sleep.operation());
+        const TimerDef def = std::string(key) == PERIOD ? timer.getProvisioningTimerDef()
+                                                        : timer.getPhoneBookTimerDef();
+        EXPECT_EQ(def.timeString, "900") << key;
+        EXPECT_EQ(def.seconds, 900U) << key;
+        EXPECT_NE(def.id, ~0ULL) << key;
+    }
+}
+
+/// The period changes while the timer sets its clock by the old one.
+TEST_F(ProvisioningTimerTest, AChangeWhileItArmsItselfCounts) {
+    std::atomic<bool> interrupted = false;
+    ProvisioningTimer timer(
+        propertyApi, updater, [] {},
+        [&] {
+            if (!interrupted.exchange(true))
+                change(PERIOD, "900");
+            return TimePoint(wallClock.load());
+        },
+        sleep.operation());
+    timer.init(); // no period: the wall clock is asked for the night
+    EXPECT_EQ(timer.getProvisioningTimerDef().seconds, 900U);
+    EXPECT_EQ(timer.getProvisioningTimerDef().nextDelay, 900s);
+}
+
 TEST_F(ProvisioningTimerTest, TheSubscriptionsGoWithTheTimer) {
     makeTimer().reset();
     for (const char* key : {PERIOD, TIME_CHANGED, PHONE_BOOK_PERIOD})

@@ -431,14 +431,61 @@ TEST_F(ProvisioningWorkerTest, TheEndOfTheRunWakesAWaiter) {
     worker->waitForProvisioningEnd();
 }
 
+/// Holds up the writing of one value until it is released.
+class HeldPropertyApi : public RecordingPropertyApi {
+public:
+    using RecordingPropertyApi::RecordingPropertyApi;
+
+    bool setValue(const std::string& key, const std::string& value) const override {
+        if (held && key == IN_PROGRESS && value == "1")
+            released.get_future().wait();
+        return RecordingPropertyApi::setValue(key, value);
+    }
+
+    std::atomic<bool> held{false};
+    mutable std::promise<void> released;
+};
+
 TEST_F(ProvisioningWorkerTest, AStartDropsTheSignsOfTheRunBefore) {
-    run(); // its end left a sign
+    const auto store = std::make_shared<HeldPropertyApi>(journal);
+    ovo::LocalPhoneBookUpdater storeUpdater{*store, downloader};
+    ovo::ProvisioningWorker held(store, phoneConfig, security, downloader, parser, credentials,
+                                 *ipcClient, storeUpdater, decrypter);
+    held.startProvisioning(URL);
+    held.waitForProvisioningEnd(); // it left a sign
+    store->held = true;
+    held.startProvisioning(URL);
+    // The new run gives its first sign only behind the write that is held up.
+    auto waiting = std::async(std::launch::async, [&] { held.waitForProgress(); });
+    EXPECT_EQ(waiting.wait_for(50ms), std::future_status::timeout);
+    store->released.set_value();
+    waiting.get();
+    held.waitForProvisioningEnd();
+}
+
+TEST_F(ProvisioningWorkerTest, AStoreThatDoesNotTakeTheSignOfARunDoesNotEndTheStart) {
+    worker.reset();
+    propertyApi->failWrites(IN_PROGRESS);
+    worker = makeWorker();
+    run();
+    EXPECT_EQ(propertyApi->getValue(STATUS), "success");
+}
+
+TEST_F(ProvisioningWorkerTest, AWorkerThatCannotBeMadeLeavesNoCallbackBehind) {
+    worker.reset();
+    propertyApi->failWrites(STATUS);
+    EXPECT_THROW(makeWorker(), propertyapi::PropertyApiException);
+    EXPECT_FALSE(downloader->hasProgressCallback());
+}
+
+TEST_F(ProvisioningWorkerTest, ASignOfLifeWakesWhoWaits) {
     startHeldRun();
     worker->waitForProgress(); // the start itself
     auto waiting = std::async(std::launch::async, [this] { worker->waitForProgress(); });
     ASSERT_TRUE(waitUntil([&] { return journal.log().count(1, "Waiting for progress") == 2; }));
-    downloader->release();
+    worker->signalProgress();
     waiting.get();
+    downloader->release();
 }
 
 // The threads that meet in a worker, for the thread sanitizer.

@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <limits>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -241,15 +243,51 @@ TEST(TimerScheduler, CancelOfWhatHasFiredOrNeverWasReturnsZeroAndChangesNothing)
 
 TEST(TimerScheduler, AfterAbortIdsAreStillFreshButNothingFires) {
     Fired fired;
-    common::TimerScheduler<int> scheduler(fired.callback(), 1);
+    common::TimerScheduler<int, ManualClock> scheduler(fired.callback(), 1);
     const auto pending = scheduler.schedule(1, 5);
     scheduler.abort();
+    ManualClock::advance(5ms);
     EXPECT_EQ(scheduler.cancel(pending), 0) << "abort drops all entries";
     EXPECT_EQ(scheduler.schedule(2, 0), pending + 1);
     EXPECT_EQ(scheduler.schedule(3, 0), pending + 2);
     scheduler.abort();
     scheduler.join();
     EXPECT_THAT(fired.values(), IsEmpty());
+}
+
+/// Does something when the last of its copies goes.
+struct Parting {
+    std::shared_ptr<void> last;
+};
+
+TEST(TimerScheduler, ValuesMayUseTheSchedulerWhenTheyGo) {
+    common::TimerScheduler<Parting>* self = nullptr;
+    std::atomic<int> partings = 0;
+    common::TimerScheduler<Parting> scheduler([](unsigned long long, Parting&) {}, LONG_IDLE_MS);
+    self = &scheduler;
+    const auto parting = [&] {
+        return Parting{std::shared_ptr<void>(nullptr, [&](void*) {
+            self->cancel(1);
+            ++partings;
+        })};
+    };
+    scheduler.cancel(scheduler.schedule(parting(), NEVER_MS));
+    EXPECT_EQ(partings, 1);
+    scheduler.schedule(parting(), 0);
+    EXPECT_TRUE(waitUntil([&] { return partings == 2; }));
+    scheduler.schedule(parting(), NEVER_MS);
+    scheduler.abort();
+    EXPECT_EQ(partings, 3);
+}
+
+TEST(TimerScheduler, TheLongestDelayIsNotDue) {
+    Fired fired;
+    common::TimerScheduler<int> scheduler(fired.callback(), LONG_IDLE_MS);
+    const auto longest = scheduler.schedule(1, std::numeric_limits<unsigned long>::max());
+    scheduler.schedule(2, 0);
+    ASSERT_TRUE(fired.waitFor(1));
+    EXPECT_THAT(fired.values(), ElementsAre(2));
+    EXPECT_EQ(scheduler.cancel(longest), 1) << "still pending";
 }
 
 TEST(TimerScheduler, AbortFromACallbackDropsWhatIsDueAlready) {

@@ -14,6 +14,8 @@ std::string FakeCredentialsProvider::getFactoryCredentials() {
 
 std::string FakeCredentialsProvider::getHttpCredentialsFromPhoneUI() {
     record("typed in");
+    if (askingFails)
+        std::rethrow_exception(askingFails);
     if (!typedIn)
         throw std::runtime_error("HTTP credentials input timeout");
     return *typedIn;

@@ -3,6 +3,7 @@
 
 #include "http/ICredentialsProvider.h"
 
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -14,6 +15,7 @@ public:
     std::string stored = ":";
     std::string factory;
     std::optional<std::string> typedIn; ///< nothing: the user does not answer in time
+    std::exception_ptr askingFails;     ///< set: what asking the user throws
 
     std::string getHttpCredentials() override;
     std::string getFactoryCredentials() override;

@@ -149,6 +149,11 @@ http::DownloadResult FakeFileDownloader::getLastResult() const {
     return lastResult_;
 }
 
+bool FakeFileDownloader::hasProgressCallback() const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<bool>(progress_);
+}
+
 void FakeFileDownloader::setProgressCallback(ProgressCallback callback) {
     const std::lock_guard lock(mutex_);
     progress_.swap(callback);

@@ -45,6 +45,8 @@ public:
     bool waitForRequests(std::size_t count,
                          std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
 
+    bool hasProgressCallback() const;
+
     http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
                                   http::Access access = http::Access::OwnerOnly) override;
     http::DownloadResult getLastResult() const override;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <stdexcept>
 #include <utility>
 
 namespace http {
@@ -83,9 +84,16 @@ Credentials CredentialsSources::fromFactory() {
 }
 
 Credentials CredentialsSources::fromScreen() {
-    Credentials credentials = split(provider_->getHttpCredentialsFromPhoneUI());
-    credentials.typedIn = true;
-    return credentials;
+    try {
+        Credentials credentials = split(provider_->getHttpCredentialsFromPhoneUI());
+        credentials.typedIn = true;
+        return credentials;
+    } catch (const std::logic_error& error) {
+        // Of a conversion: its text alone says nothing.
+        throw std::runtime_error(
+            std::string("the configured time to wait for typed-in credentials is no number: ") +
+            error.what());
+    }
 }
 
 bool CredentialsSources::worthTrying(const Credentials& credentials) const {

@@ -1,12 +1,16 @@
 #include "http/Aes128CbcDecrypter.h"
 
+#include "Descriptor.h"
 #include "OpenSsl.h"
+#include "Root.h"
 #include "filesystem/Filesystem.h"
 #include "text/Quote.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -21,6 +25,9 @@ constexpr std::size_t HEADER_BYTES = MAGIC.size() + SALT_BYTES;
 constexpr std::size_t KEY_BYTES = 16;
 constexpr std::size_t BLOCK_BYTES = 16;
 constexpr int ROUNDS = 10000;
+/// Of the plain text: nothing larger is a provisioning file.
+constexpr unsigned long long MAX_PLAIN_BYTES = 16ULL << 20U;
+constexpr unsigned long long MAX_FILE_BYTES = MAX_PLAIN_BYTES + HEADER_BYTES + BLOCK_BYTES;
 constexpr unsigned long long MAX_KEY_FILE_BYTES = 1ULL << 20U;
 /// So much of a line the stock tool takes as password.
 constexpr std::size_t MAX_PASSWORD_BYTES = 1023;
@@ -31,6 +38,15 @@ constexpr std::size_t MAX_PASSWORD_BYTES = 1023;
 
 [[noreturn]] void failDamaged(const std::string& path) {
     fail(path, "the key is wrong or the file is damaged");
+}
+
+/// False for a plain file, however large. True for one that cannot be read: reading it says why.
+bool mayBeEncrypted(const std::string& path) {
+    const filesystem::Descriptor file(
+        ::open(root::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    std::array<char, MAGIC.size()> begin{};
+    const ssize_t size = file.isOpen() ? ::pread(file.get(), begin.data(), begin.size(), 0) : -1;
+    return size < 0 || std::string_view(begin.data(), static_cast<std::size_t>(size)) == MAGIC;
 }
 
 /// Key and initialisation vector; wiped when they go.
@@ -91,7 +107,9 @@ Aes128CbcDecrypter::Aes128CbcDecrypter(std::string keyFile) : keyFile_(std::move
 
 std::string Aes128CbcDecrypter::decrypt(const std::string& path) {
     const OpenSslErrors errors;
-    std::string text = filesystem::read(path);
+    if (!mayBeEncrypted(path))
+        fail(path, "it is not encrypted");
+    std::string text = filesystem::read(path, MAX_FILE_BYTES);
     if (!text.starts_with(MAGIC))
         fail(path, "it is not encrypted");
 
@@ -101,8 +119,7 @@ std::string Aes128CbcDecrypter::decrypt(const std::string& path) {
     if (password.empty())
         fail(path, "no key: the first line of " + quote(keyFile_) + " is empty");
 
-    if (text.size() <= HEADER_BYTES || (text.size() - HEADER_BYTES) % BLOCK_BYTES != 0 ||
-        text.size() > INT_MAX)
+    if (text.size() <= HEADER_BYTES || (text.size() - HEADER_BYTES) % BLOCK_BYTES != 0)
         failDamaged(path);
     auto* const bytes = reinterpret_cast<unsigned char*>(text.data());
     KeyMaterial material;

@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_TURNTAKER_H
-#define PROVISIONINGWATCHDOG_TURNTAKER_H
+#ifndef TURNTAKER_H
+#define TURNTAKER_H
 
 #include <condition_variable>
 #include <mutex>

@@ -1,0 +1,16 @@
+#ifndef CERTIFICATESUPDATE_H
+#define CERTIFICATESUPDATE_H
+
+#include "dto/SysConf.h"
+#include "ipc/IIPCPublisher.h"
+
+namespace ovo {
+
+/// Tells the system configuration service what is to be done with certificates
+/// ("MODIFY_CERTIFICATES"); an empty record is not sent. Throws what publishing throws.
+void publishCertificatesUpdate(ipc::IIPCPublisher& publisher,
+                               const dto::SysConf::ModifyCertificates& record);
+
+} // namespace ovo
+
+#endif

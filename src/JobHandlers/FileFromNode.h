@@ -1,0 +1,31 @@
+#ifndef JOBHANDLERS_FILEFROMNODE_H
+#define JOBHANDLERS_FILEFROMNODE_H
+
+#include "ProvisioningFileContext.h"
+#include "http/UrlInfo.h"
+#include "phoneconfig/IPhoneConfig.h"
+#include "propertyapi/IPropertyApi.h"
+
+#include <map>
+#include <string>
+
+namespace ovo {
+
+/// The URL named by the attribute "url" of one child of a node, resolved against the directory of
+/// the server address. Throws std::out_of_range when there is no such attribute, std::runtime_error
+/// "Empty url attribute." and http::UrlException.
+http::UrlInfo getUrlFromNode(const std::map<std::string, std::string>& child,
+                             const http::UrlInfo& serverAddress);
+
+/// The further provisioning file that one child of a node names by its attribute "url", and where
+/// it is to be stored for a node of that name. Throws what getUrlFromNode() throws, and
+/// propertyapi::PropertyApiException.
+ProvisioningFileContext getFileFromNode(const std::map<std::string, std::string>& child,
+                                        const std::string& nodeName,
+                                        const http::UrlInfo& serverAddress,
+                                        const propertyapi::IPropertyApi& propertyApi,
+                                        const phoneconfig::IPhoneConfig& phoneConfig);
+
+} // namespace ovo
+
+#endif
