@@ -9,6 +9,7 @@ pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
 pkg_check_modules(curl REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(openssl REQUIRED IMPORTED_TARGET openssl)
 pkg_check_modules(pugixml REQUIRED IMPORTED_TARGET pugixml)
+pkg_check_modules(zlib REQUIRED IMPORTED_TARGET zlib)
 find_package(spdlog REQUIRED)
 find_package(fmt REQUIRED)
 

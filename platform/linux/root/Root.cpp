@@ -1,7 +1,9 @@
 #include "Root.h"
 
+#include "Ascii.h"
+#include "text/Quote.h"
+
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
@@ -10,28 +12,8 @@ namespace root {
 
 namespace {
 
-bool isControl(char character) {
-    const auto code = static_cast<unsigned char>(character);
-    return code < 0x20 || code == 0x7f;
-}
-
-std::string printable(const std::string& path) {
-    std::string text = "\"";
-    for (const char character : path) {
-        if (isControl(character)) {
-            char escaped[5];
-            std::snprintf(escaped, sizeof escaped, "\\x%02x",
-                          static_cast<unsigned>(static_cast<unsigned char>(character)));
-            text += escaped;
-        } else {
-            text += character;
-        }
-    }
-    return text + "\"";
-}
-
 [[noreturn]] void refuse(const std::string& path, const char* why) {
-    throw std::runtime_error("Path " + printable(path) + " refused: " + why);
+    throw std::runtime_error("Path " + quote(path) + " refused: " + why);
 }
 
 } // namespace
@@ -47,7 +29,7 @@ std::string directory() {
 void check(const std::string& phonePath) {
     if (phonePath.empty() || phonePath.front() != '/')
         refuse(phonePath, "it is not absolute");
-    if (std::any_of(phonePath.begin(), phonePath.end(), isControl))
+    if (std::any_of(phonePath.begin(), phonePath.end(), ascii::isControl))
         refuse(phonePath, "it holds a control character");
     std::string_view rest = phonePath;
     while (!rest.empty()) {

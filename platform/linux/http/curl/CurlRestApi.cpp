@@ -1,5 +1,6 @@
 #include "CurlRestApi.h"
 
+#include "Ascii.h"
 #include "CurlSession.h"
 #include "TlsFiles.h"
 
@@ -17,13 +18,6 @@ namespace {
 
 constexpr std::size_t KEPT_SESSIONS = 4;
 constexpr long DNS_CACHE_SECONDS = 60;
-
-bool isScheme(const UrlInfo& url, const char* lowerCase) {
-    std::string scheme = url.scheme;
-    for (char& letter : scheme)
-        letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    return scheme == lowerCase;
-}
 
 /// At the first request: it brings megabytes into memory that a phone without provisioning does not
 /// need.
@@ -105,8 +99,8 @@ CurlRestApi::CurlRestApi() : impl_(std::make_unique<Impl>()) {}
 CurlRestApi::~CurlRestApi() = default;
 
 HttpResponse CurlRestApi::get(const HttpRequest& request) {
-    const bool encrypted = isScheme(request.url, "https");
-    if (!encrypted && !isScheme(request.url, "http"))
+    const bool encrypted = ascii::equalsIgnoringCase(request.url.scheme, "https");
+    if (!encrypted && !ascii::equalsIgnoringCase(request.url.scheme, "http"))
         return failed("only http and https are supported");
     std::optional<TlsFiles> files;
     try {

@@ -1,5 +1,6 @@
 #include "CurlTransfer.h"
 
+#include "Ascii.h"
 #include "CurlFailure.h"
 
 #include <algorithm>
@@ -16,13 +17,6 @@ constexpr std::uint64_t MAX_DROPPED_BYTES = 64ULL << 10U;
 constexpr std::chrono::milliseconds REPORT_INTERVAL{100};
 
 constexpr const char* ABORTED = "the transfer was aborted";
-
-bool equalsIgnoringCase(std::string_view text, std::string_view lowerCase) {
-    return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
-                      [](char left, char right) {
-                          return (left >= 'A' && left <= 'Z' ? left - 'A' + 'a' : left) == right;
-                      });
-}
 
 std::optional<std::uint64_t> number(const std::string& text) {
     std::uint64_t value = 0;
@@ -109,7 +103,7 @@ bool CurlTransfer::beginBody() {
     if (length)
         total_ = static_cast<std::int64_t>(std::min<std::uint64_t>(*length, INT64_MAX));
     const std::string encoding = header("Content-Encoding");
-    if (!encoding.empty() && !equalsIgnoringCase(encoding, "identity"))
+    if (!encoding.empty() && !ascii::equalsIgnoringCase(encoding, "identity"))
         return acceptEncoding(encoding);
     if (length && request_.onLength && !request_.onLength(*length)) {
         stop(ABORTED);
@@ -119,7 +113,8 @@ bool CurlTransfer::beginBody() {
 }
 
 bool CurlTransfer::acceptEncoding(const std::string& encoding) {
-    if (!equalsIgnoringCase(encoding, "gzip") && !equalsIgnoringCase(encoding, "x-gzip")) {
+    if (!ascii::equalsIgnoringCase(encoding, "gzip") &&
+        !ascii::equalsIgnoringCase(encoding, "x-gzip")) {
         stop("the answer is compressed in a way that was not asked for");
         return false;
     }

@@ -1,5 +1,7 @@
 #include "CredentialsSources.h"
 
+#include "Ascii.h"
+
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
@@ -9,13 +11,8 @@ namespace http {
 
 namespace {
 
-bool isControl(char character) {
-    const auto code = static_cast<unsigned char>(character);
-    return code < 0x20 || code == 0x7f;
-}
-
 bool holdsControl(const std::string& text) {
-    return std::any_of(text.begin(), text.end(), isControl);
+    return std::any_of(text.begin(), text.end(), ascii::isControl);
 }
 
 /// "user%40home" -> "user@home". What is no escape stays.

@@ -1,5 +1,6 @@
 #include "Transfer.h"
 
+#include "Ascii.h"
 #include "http/UrlException.h"
 #include "logger/Logger.h"
 
@@ -20,20 +21,12 @@ bool isRedirect(int status) {
     return std::find(REDIRECTS.begin(), REDIRECTS.end(), status) != REDIRECTS.end();
 }
 
-std::string lowerCase(std::string text) {
-    for (char& letter : text) {
-        if (letter >= 'A' && letter <= 'Z')
-            letter = static_cast<char>(letter - 'A' + 'a');
-    }
-    return text;
-}
-
 bool isEncrypted(const UrlInfo& url) {
-    return lowerCase(url.scheme) == "https";
+    return ascii::equalsIgnoringCase(url.scheme, "https");
 }
 
 bool isWeb(const UrlInfo& url) {
-    return isEncrypted(url) || lowerCase(url.scheme) == "http";
+    return isEncrypted(url) || ascii::equalsIgnoringCase(url.scheme, "http");
 }
 
 std::uint32_t portOf(const UrlInfo& url) {
@@ -198,7 +191,7 @@ int Transfer::reportProgress(std::int64_t total, std::int64_t received) const {
 
 bool Transfer::atOrigin() const {
     return isEncrypted(url_) == isEncrypted(origin_) &&
-           lowerCase(url_.host) == lowerCase(origin_.host) && portOf(url_) == portOf(origin_);
+           ascii::equalsIgnoringCase(url_.host, origin_.host) && portOf(url_) == portOf(origin_);
 }
 
 } // namespace http

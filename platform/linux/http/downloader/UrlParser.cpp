@@ -1,3 +1,4 @@
+#include "Ascii.h"
 #include "http/UrlException.h"
 #include "http/UrlInfo.h"
 #include "text/Quote.h"
@@ -40,8 +41,7 @@ bool isDigit(char character) {
 }
 
 bool isBlankOrControl(char character) {
-    const auto code = static_cast<unsigned char>(character);
-    return code <= 0x20 || code == 0x7f;
+    return character == ' ' || ascii::isControl(character);
 }
 
 bool isScheme(const std::string& text) {

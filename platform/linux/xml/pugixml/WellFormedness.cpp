@@ -1,5 +1,6 @@
 #include "WellFormedness.h"
 
+#include "Ascii.h"
 #include "Utf8.h"
 #include "text/Quote.h"
 #include "xml/Xml.h"
@@ -69,13 +70,6 @@ constexpr std::array<Range, 6> NAME_REST{{
 
 bool isBlank(char character) {
     return character == ' ' || character == '\t' || character == '\n' || character == '\r';
-}
-
-bool equalsIgnoringCase(std::string_view text, std::string_view lower) {
-    return text.size() == lower.size() &&
-           std::equal(text.begin(), text.end(), lower.begin(), [](char left, char right) {
-               return (left >= 'A' && left <= 'Z' ? left - 'A' + 'a' : left) == right;
-           });
 }
 
 /// A name as it is shown in a message.
@@ -258,7 +252,7 @@ private:
         const std::string_view target = name();
         if (target.empty())
             fail("a processing instruction has no name", begin);
-        if (equalsIgnoringCase(target, "xml"))
+        if (ascii::equalsIgnoringCase(target, "xml"))
             fail("an XML declaration is only allowed at the very beginning", begin);
         if (!looksAt("?>") && !skipBlanks())
             fail("a processing instruction has an improper name", begin);

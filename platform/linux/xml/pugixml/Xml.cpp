@@ -3,6 +3,7 @@
 #include "WellFormedness.h"
 
 #include <iterator>
+#include <new>
 #include <pugixml.hpp>
 
 namespace common::xml {
@@ -90,6 +91,8 @@ Document parse(std::string text) {
     auto impl = std::make_unique<Document::Impl>(std::move(text));
     const pugi::xml_parse_result result = impl->document.load_buffer_inplace(
         impl->text.data(), impl->text.size(), OPTIONS, pugi::encoding_utf8);
+    if (result.status == pugi::status_out_of_memory)
+        throw std::bad_alloc();
     // The text has been changed by now: line and column can no longer be told.
     if (!result)
         throw XmlException("byte " + std::to_string(result.offset) + ": " + result.description());
