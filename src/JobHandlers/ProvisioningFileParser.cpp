@@ -46,20 +46,19 @@ ProvisioningNode::Attributes attributesOf(const Node& leaf) {
 
 } // namespace
 
-ProvisioningFileParser::ProvisioningFileParser(
-    std::shared_ptr<propertyapi::IPropertyApi> propertyApi)
-    : propertyApi_(std::move(propertyApi)) {}
+ProvisioningFileParser::ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store)
+    : propertyApi(std::move(store)) {}
 
 void ProvisioningFileParser::parse(std::string path, std::vector<ProvisioningNode>& nodes) {
     reset(path);
     validate(path);
-    parseNode(document_->root(), nodes);
+    parseNode(document->root(), nodes);
 }
 
 void ProvisioningFileParser::reset(const std::string& path) {
     std::string text = filesystem::read(path, common::xml::MAX_BYTES);
     try {
-        document_ = std::make_unique<common::xml::Document>(common::xml::parse(std::move(text)));
+        document = std::make_unique<common::xml::Document>(common::xml::parse(std::move(text)));
     } catch (const common::xml::XmlException& exception) {
         LOG(2) << "file " << path << " is corrupted";
         LOG(2) << "XML error in " << path << ": " << exception.what();
@@ -68,9 +67,9 @@ void ProvisioningFileParser::reset(const std::string& path) {
 }
 
 void ProvisioningFileParser::validate(const std::string& path) {
-    if (!document_)
+    if (!document)
         throw std::runtime_error("xml document not parsed");
-    if (!verifyMasterNode(document_->root()))
+    if (!verifyMasterNode(document->root()))
         throw std::runtime_error("File " + path + " verification failed");
 }
 
@@ -105,7 +104,7 @@ bool ProvisioningFileParser::checkID(const Node& root) const noexcept {
 }
 
 bool ProvisioningFileParser::checkMAC(const Node& root) const noexcept {
-    const std::string device = propertyApi_->getValue("NET.MAC.Address");
+    const std::string device = propertyApi->getValue("NET.MAC.Address");
     if (!root.hasAttr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR))
         return true;
     // Over the length of the device's address only: what the file carries behind it does not count.
@@ -125,7 +124,7 @@ bool ProvisioningFileParser::checkVersion(const Node& root) const noexcept {
 
 void ProvisioningFileParser::parseNode(const Node& element, std::vector<ProvisioningNode>& nodes) {
     ProvisioningNode node;
-    leafTags_.clear();
+    leafTags.clear();
     for (const Node child : element) {
         if (!child.empty()) {
             parseNode(child, nodes);
@@ -134,11 +133,11 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
         node.type = child.tag();
         if (ProvisioningNode::Attributes attributes = attributesOf(child); !attributes.empty())
             node.children.push_back(std::move(attributes));
-        leafTags_.insert(node.type);
+        leafTags.insert(node.type);
     }
     if (node.children.empty())
         return;
-    if (leafTags_.size() > 1) {
+    if (leafTags.size() > 1) {
         LOG(1) << "XML child nodes have inconsistient names, please verify xml job: "
                << element.tag();
         return;

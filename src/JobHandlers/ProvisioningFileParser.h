@@ -18,7 +18,7 @@ namespace ovo {
 /// node.
 class ProvisioningFileParser : public IProvisioningFileParser {
 public:
-    explicit ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> propertyApi);
+    explicit ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store);
 
     void parse(std::string path, std::vector<ProvisioningNode>& nodes) override;
 
@@ -38,11 +38,11 @@ public:
     void parseNode(const common::xml::Node& element, std::vector<ProvisioningNode>& nodes);
 
 private:
-    std::shared_ptr<propertyapi::IPropertyApi> propertyApi_;
-    std::unique_ptr<common::xml::Document> document_;
+    std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
+    std::unique_ptr<common::xml::Document> document;
     /// Tags of the leaf children seen. Shared by all levels of a walk: an element inside clears
     /// what the one around it has collected so far.
-    std::set<std::string> leafTags_;
+    std::set<std::string> leafTags;
 };
 
 } // namespace ovo

@@ -6,17 +6,16 @@
 
 namespace ovo {
 
-Provisioning::Provisioning(http::IFileDownloader& fileDownloader,
-                           const IJobHandlerBuilder& jobHandlerBuilder,
-                           const propertyapi::IPropertyApi& propertyApi,
-                           const phoneconfig::IPhoneConfig& phoneConfig,
-                           IProvisioningFileParser& parser, http::IDecrypter& decrypter)
-    : fileDownloader_(fileDownloader)
-    , jobHandlerBuilder_(jobHandlerBuilder)
-    , propertyApi_(propertyApi)
-    , phoneConfig_(phoneConfig)
-    , parser_(parser)
-    , decrypter_(decrypter) {}
+Provisioning::Provisioning(http::IFileDownloader& downloader, const IJobHandlerBuilder& builder,
+                           const propertyapi::IPropertyApi& store,
+                           const phoneconfig::IPhoneConfig& configuration,
+                           IProvisioningFileParser& fileParser, http::IDecrypter& fileDecrypter)
+    : fileDownloader(downloader)
+    , jobHandlerBuilder(builder)
+    , propertyApi(store)
+    , phoneConfig(configuration)
+    , parser(fileParser)
+    , decrypter(fileDecrypter) {}
 
 ProvisioningContext Provisioning::execute(const ProvisioningFileContext& file) {
     setContext(file);
@@ -29,20 +28,23 @@ ProvisioningContext Provisioning::execute(const ProvisioningFileContext& file) {
 }
 
 void Provisioning::setContext(const ProvisioningFileContext& file) {
-    file_ = file;
-    const std::string mac = propertyApi_.getValue("NET.MAC.Address");
-    const std::string majorId = phoneConfig_.getValue("networking.provisioning.MajorId");
-    const std::string minorId = phoneConfig_.getValue("networking.provisioning.MinorId");
-    file_.url = http::UrlInfo(http::formatPath(file_.url.getUrl(), mac, majorId, minorId));
-    file_.path = http::formatPath(file_.path, mac, majorId, minorId);
+    currentFile = file;
+    const std::string mac = propertyApi.getValue("NET.MAC.Address");
+    const std::string majorId = phoneConfig.getValue("networking.provisioning.MajorId");
+    const std::string minorId = phoneConfig.getValue("networking.provisioning.MinorId");
+    currentFile.url =
+        http::UrlInfo(http::formatPath(currentFile.url.getUrl(), mac, majorId, minorId));
+    currentFile.path = http::formatPath(currentFile.path, mac, majorId, minorId);
 }
 
 bool Provisioning::download() {
     try {
-        LOG(1) << "Provisioning XML from: " << file_.url.getUrl() << " to: " << file_.path;
-        const http::DownloadResult result = fileDownloader_.download(file_.url, file_.path);
+        LOG(1) << "Provisioning XML from: " << currentFile.url.getUrl()
+               << " to: " << currentFile.path;
+        const http::DownloadResult result =
+            fileDownloader.download(currentFile.url, currentFile.path);
         if (result.serverAddress())
-            file_.serverAddress = *result.serverAddress();
+            currentFile.serverAddress = *result.serverAddress();
         return result.downloaded();
     } catch (const std::exception&) {
         // The downloader has said why.
@@ -54,7 +56,7 @@ bool Provisioning::download() {
 void Provisioning::decrypt(const std::string& path) {
     LOG(1) << "Verification of file: " << path;
     try {
-        filesystem::write(path, decrypter_.decrypt(path));
+        filesystem::write(path, decrypter.decrypt(path));
     } catch (const std::exception& exception) {
         LOG(3) << "Decryption failed: " << exception.what();
     }
@@ -62,9 +64,9 @@ void Provisioning::decrypt(const std::string& path) {
 
 std::vector<ProvisioningNode> Provisioning::parse() {
     std::vector<ProvisioningNode> nodes;
-    decrypt(file_.path);
+    decrypt(currentFile.path);
     try {
-        parser_.parse(file_.path, nodes);
+        parser.parse(currentFile.path, nodes);
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
         nodes.clear();
@@ -80,7 +82,7 @@ ProvisioningContext Provisioning::apply(std::vector<ProvisioningNode>& nodes) {
             LOG(1) << "Node: " << node.name << " has no child nodes, skipping";
             continue;
         }
-        context.absorb(jobHandlerBuilder_.makeJobHandler(node, file_.serverAddress)->run());
+        context.absorb(jobHandlerBuilder.makeJobHandler(node, currentFile.serverAddress)->run());
     }
     return context;
 }

@@ -19,10 +19,10 @@ namespace ovo {
 /// jobs. Lives for one run, on the provisioning thread; what it refers to outlives it.
 class Provisioning : public IProvisioning {
 public:
-    Provisioning(http::IFileDownloader& fileDownloader, const IJobHandlerBuilder& jobHandlerBuilder,
-                 const propertyapi::IPropertyApi& propertyApi,
-                 const phoneconfig::IPhoneConfig& phoneConfig, IProvisioningFileParser& parser,
-                 http::IDecrypter& decrypter);
+    Provisioning(http::IFileDownloader& downloader, const IJobHandlerBuilder& builder,
+                 const propertyapi::IPropertyApi& store,
+                 const phoneconfig::IPhoneConfig& configuration,
+                 IProvisioningFileParser& fileParser, http::IDecrypter& fileDecrypter);
 
     ProvisioningContext execute(const ProvisioningFileContext& file) override;
 
@@ -38,13 +38,13 @@ public:
     ProvisioningContext apply(std::vector<ProvisioningNode>& nodes);
 
 private:
-    ProvisioningFileContext file_;
-    http::IFileDownloader& fileDownloader_;
-    const IJobHandlerBuilder& jobHandlerBuilder_;
-    const propertyapi::IPropertyApi& propertyApi_;
-    const phoneconfig::IPhoneConfig& phoneConfig_;
-    IProvisioningFileParser& parser_;
-    http::IDecrypter& decrypter_;
+    ProvisioningFileContext currentFile;
+    http::IFileDownloader& fileDownloader;
+    const IJobHandlerBuilder& jobHandlerBuilder;
+    const propertyapi::IPropertyApi& propertyApi;
+    const phoneconfig::IPhoneConfig& phoneConfig;
+    IProvisioningFileParser& parser;
+    http::IDecrypter& decrypter;
 };
 
 } // namespace ovo

@@ -4,14 +4,14 @@
 
 namespace ovo {
 
-ProvisioningSession::ProvisioningSession(const ProvisioningFileContext& startingFile,
-                                         std::unique_ptr<IProvisioning> provisioning)
-    : startingFile_(startingFile), provisioning_(std::move(provisioning)) {}
+ProvisioningSession::ProvisioningSession(const ProvisioningFileContext& file,
+                                         std::unique_ptr<IProvisioning> engine)
+    : startingFile(file), provisioning(std::move(engine)) {}
 
 ProvisioningStatus ProvisioningSession::execute() {
-    ProvisioningContext context = provisioning_->execute(startingFile_);
+    ProvisioningContext context = provisioning->execute(startingFile);
     while (!context.empty())
-        context.absorb(provisioning_->execute(context.pop()));
+        context.absorb(provisioning->execute(context.pop()));
     return context.status();
 }
 

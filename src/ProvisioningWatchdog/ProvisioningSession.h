@@ -12,15 +12,14 @@ namespace ovo {
 /// One run: a starting file and every file that its jobs queue, depth first, until none is left.
 class ProvisioningSession {
 public:
-    ProvisioningSession(const ProvisioningFileContext& startingFile,
-                        std::unique_ptr<IProvisioning> provisioning);
+    ProvisioningSession(const ProvisioningFileContext& file, std::unique_ptr<IProvisioning> engine);
 
     /// The merged status of all files. Nothing limits how many files follow one another.
     ProvisioningStatus execute();
 
 private:
-    ProvisioningFileContext startingFile_;
-    std::unique_ptr<IProvisioning> provisioning_;
+    ProvisioningFileContext startingFile;
+    std::unique_ptr<IProvisioning> provisioning;
 };
 
 } // namespace ovo
