@@ -28,6 +28,7 @@ int unmapObject(dl_phdr_info* object, std::size_t /*size*/, void* pageSizeMinus1
         const std::uintptr_t begin = address & ~mask;
         const std::uintptr_t end = (address + segment.p_filesz + mask) & ~mask;
         // Its only failures leave everything as it is.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader tells addresses as numbers
         ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
     }
     return 0;

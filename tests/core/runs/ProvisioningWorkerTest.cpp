@@ -497,6 +497,7 @@ TEST_F(ProvisioningWorkerTest, CallersOfTheSameMomentGetRunsOneAfterAnother) {
     std::promise<void> go;
     const std::shared_future<void> started = go.get_future().share();
     std::vector<std::thread> callers;
+    callers.reserve(CALLERS);
     for (int caller = 0; caller < CALLERS; ++caller)
         callers.emplace_back([this, started, caller] {
             started.wait();

@@ -404,6 +404,7 @@ TEST(TimerScheduler, SchedulingAndCancellingFromManyThreadsFiresOrCancelsEachEnt
     std::vector<int> cancelled;
     common::TimerScheduler<int> scheduler(fired.callback(), LONG_IDLE_MS);
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int thread = 0; thread < THREADS; ++thread)
         threads.emplace_back([&, thread] {
             for (int entry = 0; entry < PER_THREAD; ++entry) {
@@ -418,7 +419,7 @@ TEST(TimerScheduler, SchedulingAndCancellingFromManyThreadsFiresOrCancelsEachEnt
         });
     for (std::thread& thread : threads)
         thread.join();
-    constexpr std::size_t ALL = THREADS * PER_THREAD;
+    constexpr auto ALL = static_cast<std::size_t>(THREADS) * PER_THREAD;
     ASSERT_TRUE(fired.waitFor(ALL - cancelled.size()));
     scheduler.join();
     EXPECT_EQ(ids.size(), ALL);

@@ -88,7 +88,7 @@ http::DownloadResult FakeFileDownloader::download(const http::UrlInfo& url, cons
     int status = 0;
     try {
         waitForRelease(progress);
-        const http::DownloadResult result = deliver(url, path, access, progress, status);
+        http::DownloadResult result = deliver(url, path, access, progress, status);
         remember(result);
         return result;
     } catch (const std::exception& error) {
