@@ -78,8 +78,8 @@ private:
     posix_spawn_file_actions_t actions_{};
 };
 
-/// A started program and its process group. The process is waited for at the latest with the object
-/// and its number therefore not given to another one before.
+/// A started program and its process group. Its number is not given to another process before
+/// wait(), which whoever makes the object calls in the end.
 class Process {
 public:
     explicit Process(pid_t pid) : pid_(pid), descriptor_(openDescriptor(pid)) {
