@@ -3,10 +3,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <functional>
+#include <regex>
+#include <set>
+
 namespace {
 
+using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::Not;
+using testing::SizeIs;
 
 /// The XML examples of the reference for provisioning files, in order.
 std::vector<std::string> examples() {
@@ -21,60 +28,289 @@ std::vector<std::string> examples() {
     return blocks;
 }
 
-TEST(Documentation, EveryExampleIsUnderstoodAndRun) {
+std::string replaced(std::string text, const std::string& what, const std::string& with) {
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
+        text.replace(at, what.size(), with);
+    return text;
+}
+
+/// A file that another one leads to: sets "Listed.NAME".
+void publishListed(Phone& phone, const std::string& target, const std::string& name) {
+    phone.publishEncrypted(target, parameterFile(param("Listed." + name, "1")));
+}
+
+std::size_t countMessages(Phone& phone, const std::string& topic, const std::string& part) {
+    std::size_t count = 0;
+    for (const BusPeer::Message& message : phone.bus().messages(topic))
+        count += message.payload.find(part) != std::string::npos ? 1U : 0U;
+    return count;
+}
+
+/// One example of the page, in its order: what it needs, what it makes the phone fetch, and what is
+/// there afterwards.
+struct Example {
+    const char* part; ///< of its text, for the reader
+    std::vector<std::string> fetched;
+    std::function<void(Phone&)> prepare;
+    std::function<void(Phone&)> check;
+};
+
+const std::vector<Example>& exampleTable() {
+    static const std::vector<Example> table = {
+        {R"(<param name="SIP.Account.1.UserName")",
+         {},
+         [](Phone& phone) { phone.store().setValue("FunctionKeys.3.LockProvisioning", "0"); },
+         [](Phone& phone) {
+             EXPECT_EQ(phone.value("Time.Zone"), "Europe/Berlin");
+             EXPECT_EQ(phone.value("SIP.Account.1.UserName"), "4711");
+             EXPECT_EQ(phone.value("SIP.Account.1.Ringtone"), "Bell.mp3");
+             EXPECT_EQ(phone.value("PhoneUI.Keys.FunctionKeys.3.Label"), "Reception");
+             EXPECT_EQ(phone.value("NET.VLAN.Id"), "42");
+             EXPECT_EQ(phone.value("NET.VLAN.Locked"), "0");
+         }},
+        {R"(<nvm version="1.1">
+  <param )",
+         {},
+         [](Phone&) {},
+         [](Phone& phone) {
+             EXPECT_EQ(phone.value("Time.Format"), "24h");
+         }},
+        {"<settings version=",
+         {},
+         [](Phone&) {},
+         [](Phone& phone) {
+             EXPECT_EQ(phone.value("Time.Server"), "ntp.example.com");
+         }},
+        {"<category ",
+         {"/firmware/hd7k-2.xml", "/nvm/00-1A-2B-3C-4D-5E.xml", "/custom.xml"},
+         [](Phone& phone) {
+             publishListed(phone, "/firmware/hd7k-2.xml", "Firmware");
+             publishListed(phone, "/nvm/00-1A-2B-3C-4D-5E.xml", "Nvm");
+             publishListed(phone, "/custom.xml", "Custom");
+         },
+         [](Phone& phone) {
+             for (const char* name : {"Firmware", "Nvm", "Custom"})
+                 EXPECT_EQ(phone.value(std::string("Listed.") + name), "1");
+             EXPECT_TRUE(phone.root().exists("/var/volatile/provisioning/provisioning/hd7k-2.xml"));
+         }},
+        {R"(<nvm version="1.1">
+  <file )",
+         {"/nvm/company.xml", "/nvm/site.xml"},
+         [](Phone& phone) {
+             publishListed(phone, "/nvm/company.xml", "Company");
+             publishListed(phone, "/nvm/site.xml", "Site");
+         },
+         [](Phone& phone) {
+             EXPECT_EQ(phone.value("Listed.Company"), "1");
+             EXPECT_EQ(phone.value("Listed.Site"), "1");
+             EXPECT_TRUE(phone.root().exists("/var/volatile/provisioning/nvm/site.xml"));
+         }},
+        {R"(<custom version="1.1">
+  <file )",
+         {"/custom/certificates.xml"},
+         [](Phone& phone) { publishListed(phone, "/custom/certificates.xml", "Certificates"); },
+         [](Phone& phone) {
+             EXPECT_EQ(phone.value("Listed.Certificates"), "1");
+             EXPECT_TRUE(phone.root().exists("/var/volatile/provisioning/custom/certificates.xml"));
+         }},
+        {R"(<file version="7.2.0")",
+         {"/images/hd7k-7.2.0.bin"},
+         [](Phone& phone) {
+             phone.store().setValue("FirmwareManagment.AutomaticCheckForUpdates", "1");
+             phone.publishPlain("/images/hd7k-7.2.0.bin", "newer image");
+         },
+         [](Phone& phone) {
+             EXPECT_EQ(phone.root().read("/config/swupdate/hd7k-7.2.0.bin"), "newer image");
+             EXPECT_EQ(phone.value("State.FirmwareUpdate.Filename"), "hd7k-7.2.0.bin");
+             EXPECT_EQ(phone.value("State.FirmwareUpdate.Verify"), "request");
+             EXPECT_EQ(phone.value("State.FirmwareUpdate.UpdateSystem"), "request");
+         }},
+        {R"(<file version="7.0.3")",
+         {"/images/hd7k-7.0.3.bin"},
+         [](Phone& phone) {
+             phone.store().setValue("FirmwareManagment.AutomaticCheckForUpdates", "0");
+             phone.publishPlain("/images/hd7k-7.0.3.bin", "older image");
+         },
+         [](Phone& phone) {
+             EXPECT_EQ(phone.root().read("/config/swupdate/hd7k-7.0.3.bin"), "older image");
+             EXPECT_EQ(phone.value("State.FirmwareUpdate.Filename"), "hd7k-7.0.3.bin");
+         }},
+        {R"(<step type="certificate")",
+         {"/certs/company-ca.pem", "/certs/client.pem", "/certs/client.key",
+          "/images/wallpaper.png", "/contacts.xml", "/second/provisioning.xml"},
+         [](Phone& phone) {
+             const TestIdentity client = TestCa("Clients").issueClient("phone", "secret");
+             phone.publishPlain("/certs/company-ca.pem", TestCa("Company").certificate());
+             phone.publishPlain("/certs/client.pem", client.certificate);
+             phone.publishPlain("/certs/client.key", client.key);
+             phone.publishPlain("/images/wallpaper.png", "image");
+             phone.publishPlain("/contacts.xml", "<contacts/>");
+             publishListed(phone, "/second/provisioning.xml", "Redirect");
+         },
+         [](Phone& phone) {
+             EXPECT_TRUE(phone.root().exists("/data/certs/_storage/company-ca.pem"));
+             EXPECT_TRUE(phone.root().exists("/data/certs/client/user_cert.pem"));
+             EXPECT_TRUE(phone.root().exists("/data/certs/client/user_key.pem"));
+             EXPECT_EQ(phone.root().read("/data/certs/client/user_pass.txt"), "secret");
+             for (const char* left : {"user_cert.pem", "user_key.pem"})
+                 EXPECT_TRUE(
+                     phone.root().exists(std::string("/var/volatile/provisioning/custom/") + left));
+             EXPECT_EQ(phone.root().read("/data/images/wallpaper.png"), "image");
+             EXPECT_EQ(phone.root().read("/var/volatile/contacts/contacts.xml"), "<contacts/>");
+             EXPECT_EQ(phone.value("State.LocalDirectoryUpdate.FileName"), "contacts.xml");
+             EXPECT_EQ(phone.value("State.LocalDirectoryUpdate.Verify"), "request");
+             EXPECT_EQ(phone.value("State.LocalDirectoryUpdate.Period"), "3600");
+             EXPECT_EQ(phone.value("FunctionKeys.7.LockProvisioning"), "0");
+             EXPECT_EQ(phone.value("Listed.Redirect"), "1");
+             EXPECT_EQ(countMessages(phone, "prov-client/sysconf",
+                                     R"({"name":"company-ca.pem","operation":"Accept"})"),
+                       1U);
+             EXPECT_EQ(countMessages(phone, "prov-client/sip-client", "update_tls_security"), 2U);
+         }},
+        {R"(<custom version="1.1">
+  <step )",
+         {},
+         [](Phone& phone) { phone.store().setValue("FunctionKeys.0.LockProvisioning", "1"); },
+         [](Phone& phone) {
+             EXPECT_EQ(phone.value("FunctionKeys.0.LockProvisioning"), "0");
+         }},
+        {"<scenario version=",
+         {"/site/provisioning.xml"},
+         [](Phone& phone) { publishListed(phone, "/site/provisioning.xml", "OwnSite"); },
+         [](Phone& phone) {
+             EXPECT_EQ(phone.value("Listed.OwnSite"), "1");
+             EXPECT_TRUE(
+                 phone.root().exists("/var/volatile/provisioning/scenario/provisioning.xml"));
+         }},
+    };
+    return table;
+}
+
+TEST(Documentation, EveryExampleDoesWhatThePageSays) {
     const std::vector<std::string> all = examples();
-    ASSERT_EQ(all.size(), 5U);
+    const std::vector<Example>& table = exampleTable();
+    ASSERT_THAT(all, SizeIs(table.size()));
     Phone phone(std::string{});
     phone.publishPlain("/a.xml", parameterFile(param("A", "1")));
     phone.boot(phone.url("/a.xml"));
     for (std::size_t index = 0; index < all.size(); ++index) {
-        const std::size_t verified = phone.countLog("File verified positively.");
-        const std::string target = "/doc/" + std::to_string(index) + ".xml";
-        phone.publishEncrypted(target, all[index]);
-        phone.provision(phone.url(target));
-        EXPECT_EQ(phone.countLog("File verified positively."), verified + 1) << all[index];
+        SCOPED_TRACE(all[index]);
+        const Example& example = table[index];
+        EXPECT_THAT(all[index], HasSubstr(example.part));
+        example.prepare(phone);
+        // Complete addresses lead to servers of the page; here they lead to the one that is there.
+        const std::string text =
+            replaced(replaced(all[index], "https://prov.example.com", phone.url("")),
+                     "https://second.example.com", phone.url("/second"));
+        phone.publishEncrypted("/provisioning.xml", text);
+        const std::size_t before = phone.server().requestCount();
+        phone.provision(phone.url("/"));
+        EXPECT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
+        std::vector<std::string> fetched;
+        for (const Nginx::Access& access :
+             phone.server().accesses(before + 1 + example.fetched.size()))
+            fetched.push_back(access.uri);
+        fetched.erase(fetched.begin(), fetched.begin() + static_cast<std::ptrdiff_t>(before));
+        ASSERT_FALSE(fetched.empty());
+        EXPECT_EQ(fetched.front(), "/provisioning.xml");
+        fetched.erase(fetched.begin());
+        EXPECT_THAT(fetched, ElementsAreArray(example.fetched));
+        example.check(phone);
     }
-    EXPECT_THAT(phone.log(), Not(HasSubstr("Unknown job type !")));
-    EXPECT_THAT(phone.log(), Not(HasSubstr("not implemented")));
-    EXPECT_THAT(phone.log(), Not(HasSubstr("failed to validate")));
-    EXPECT_THAT(phone.log(), Not(HasSubstr("Parameter preparation failed")));
+    for (const char* refusal : {"Unknown job type !", "not implemented", "failed to validate",
+                                "Parameter preparation failed", "inconsistient"})
+        EXPECT_THAT(phone.log(), Not(HasSubstr(refusal)));
 }
 
-TEST(Documentation, TheParameterExampleDoesWhatThePageSays) {
+/// How the files that the run does not like end it.
+struct Refusal {
+    const char* name;
+    const char* good; ///< in the list beside the refused one; nullptr: the list holds only that
+    bool listed;
+    const char* result;
+};
+
+class RefusedFile : public testing::TestWithParam<Refusal> {};
+
+TEST_P(RefusedFile, EndsTheRunAsThePageSays) {
     Phone phone(std::string{});
-    phone.publishEncrypted("/provisioning.xml", examples().at(0));
-    phone.store().setValue("FunctionKeys.3.LockProvisioning", "0");
+    const std::string refused = R"(<nvm version="9"><param name="Never" value="1"/></nvm>)";
+    phone.publishPlain("/refused.xml", refused);
+    publishListed(phone, "/good.xml", "Good");
+    std::string list = R"(<nvm version="1.1"><file url="/refused.xml"/>)";
+    if (GetParam().good != nullptr)
+        list += std::string(R"(<file url=")") + GetParam().good + R"("/>)";
+    phone.publishPlain("/provisioning.xml", GetParam().listed ? list + "</nvm>" : refused);
     phone.boot(phone.url("/"));
-    EXPECT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
-    EXPECT_EQ(phone.value("Time.Zone"), "Europe/Berlin");
-    EXPECT_EQ(phone.value("SIP.Account.1.UserName"), "4711");
-    EXPECT_EQ(phone.value("SIP.Account.1.Ringtone"), "Bell.mp3");
-    EXPECT_EQ(phone.value("PhoneUI.Keys.FunctionKeys.3.Label"), "Reception");
-    EXPECT_EQ(phone.value("NET.VLAN.Id"), "42");
-    EXPECT_EQ(phone.value("NET.VLAN.Locked"), "0");
+    EXPECT_EQ(phone.value("State.Provisioning"), GetParam().result) << phone.log();
+    EXPECT_FALSE(phone.store().exists("Never"));
 }
 
-TEST(Documentation, TheScenarioExampleDoesWhatThePageSays) {
-    Phone phone(std::string{});
-    const TestIdentity client = TestCa("Clients").issueClient("phone", "secret");
-    phone.publishPlain("/certs/company-ca.pem", TestCa("Company").certificate());
-    phone.publishPlain("/certs/client.pem", client.certificate);
-    phone.publishPlain("/certs/client.key", client.key);
-    phone.publishPlain("/images/wallpaper.png", "image");
-    phone.publishPlain("/contacts.xml", "<contacts/>");
-    phone.publishEncrypted("/provisioning.xml", examples().at(4));
-    phone.boot(phone.url("/"));
-    // Only the redirect leads to a server that is not there.
-    EXPECT_EQ(phone.value("State.Provisioning"), "partSuccess") << phone.log();
-    EXPECT_THAT(phone.log(), HasSubstr("-----Finishing CustomScenarioJobHandler with status: 2"));
-    EXPECT_TRUE(phone.root().exists("/data/certs/_storage/company-ca.pem"));
-    EXPECT_TRUE(phone.root().exists("/data/certs/client/user_cert.pem"));
-    EXPECT_TRUE(phone.root().exists("/data/certs/client/user_key.pem"));
-    EXPECT_EQ(phone.root().read("/data/certs/client/user_pass.txt"), "secret");
-    EXPECT_EQ(phone.root().read("/data/images/wallpaper.png"), "image");
-    EXPECT_TRUE(phone.root().exists("/var/volatile/contacts/contacts.xml"));
-    EXPECT_EQ(phone.value("State.LocalDirectoryUpdate.Period"), "3600");
-    EXPECT_EQ(phone.value("FunctionKeys.7.LockProvisioning"), "0");
+INSTANTIATE_TEST_SUITE_P(Documentation, RefusedFile,
+                         testing::Values(Refusal{"TheVeryOne", nullptr, false, "fail"},
+                                         Refusal{"TheOnlyOneOfAList", nullptr, true, "fail"},
+                                         Refusal{"OneOfAList", "/good.xml", true, "partSuccess"}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+/// What a pattern's first group matches in the daemon's sources.
+std::set<std::string> literals(const std::string& pattern) {
+    const std::regex expression(pattern);
+    std::set<std::string> found;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(DAEMON_SOURCES)) {
+        if (!file.is_regular_file())
+            continue;
+        const std::string text = readHostFile(file.path());
+        for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
+             ++match)
+            found.insert((*match)[1]);
+    }
+    return found;
 }
+
+/// A kind of literal of the sources that the reference of messages and properties has to name.
+struct Vocabulary {
+    const char* name;
+    const char* pattern;
+    std::vector<std::string> some; ///< must be found, so that the pattern is known to see them
+};
+
+class Reference : public testing::TestWithParam<Vocabulary> {};
+
+TEST_P(Reference, NamesWhatTheDaemonUses) {
+    const std::string page = readHostFile(MESSAGES_AND_PROPERTIES_REFERENCE);
+    ASSERT_FALSE(page.empty());
+    const std::set<std::string> used = literals(GetParam().pattern);
+    EXPECT_THAT(used, testing::IsSupersetOf(GetParam().some));
+    for (const std::string& literal : used) {
+        // As code; what ends in a dot as the beginning of a name.
+        const std::string code = "`" + literal + (literal.back() == '.' ? "" : "`");
+        EXPECT_NE(page.find(code), std::string::npos) << literal << " is not in the reference";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MessagesAndProperties, Reference,
+    testing::Values(
+        // Words joined by dots; the last one not that of a file's name.
+        Vocabulary{"Keys",
+                   R"re("([A-Za-z]+(?:\.[A-Za-z%]+)*\.(?!(?:xml|pem|txt|wav|mp3|h)")[A-Za-z]*)")re",
+                   {"State.Provisioning", "NET.MAC.Address", "FunctionKeys.",
+                    "networking.provisioning.MajorId", "System.Provision.Period"}},
+        Vocabulary{"MessagesSent",
+                   R"re(IPCMessage(?:\s+\w+)?\(\s*"(\w+)")re",
+                   {"AreYouReady", "GetHttpCredentials", "MODIFY_CERTIFICATES",
+                    "provisioningStatus", "update_tls_security"}},
+        Vocabulary{
+            "RequestsServed",
+            R"re(handlers\["(\w+)"\])re",
+            {"AreYouBusy", "AreYouReadyResponse", "HttpCredentialsEntered", "startProvisioning"}},
+        Vocabulary{"Parameters",
+                   R"re((?:\.add\(|\.get<[\w:]+>\()\s*"(\w+)")re",
+                   {"location", "name", "password", "provInProgress", "username", "value"}},
+        Vocabulary{"Destinations",
+                   R"re("(prov-client/[\w-]+)")re",
+                   {"prov-client/netmgr", "prov-client/phone-ui", "prov-client/sip-client",
+                    "prov-client/sysconf"}}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 } // namespace

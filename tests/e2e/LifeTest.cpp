@@ -1,4 +1,5 @@
 #include "Phone.h"
+#include "TimeZone.h"
 #include "WaitUntil.h"
 
 #include <gmock/gmock.h>
@@ -8,13 +9,18 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
 constexpr char BUSY_QUESTION[] = R"({"name":"AreYouBusy","parameters":{},"flag":true})";
+
+/// Exit status of a daemon that was told to end twice.
+constexpr int ENDED_AT_ONCE = 124;
 
 /// Answers on prov-client/watchdog, waited for.
 Json::Value answer(Phone& phone, std::size_t number) {
@@ -202,6 +208,61 @@ TEST(Life, IdleItDoesNotWake) {
     for (const auto& [thread, count] : after)
         EXPECT_LE(count - before[thread], 1) << "thread " << thread;
     EXPECT_TRUE(settled);
+}
+
+TEST(Life, TheNightTimerStartsARunOfTheMessageThread) {
+    Phone phone;
+    // A phone with this address provisions two hours after midnight.
+    phone.store().setValue("NET.MAC.Address", "00:1A:E8:00:05:48");
+    phone.store().setValue("State.Provisioning.OnBootUp", "done");
+    phone.publishEncrypted("/a.xml", R"(<settings version="1.1">)" + param("Time.Zone", "UTC") +
+                                         "</settings>");
+    phone.store().setValue("System.Provision.ProvisioningServer", phone.url("/a.xml"));
+    phone.start({{"TZ", TimeZone::at(std::chrono::hours(2) - std::chrono::seconds(4))}});
+    phone.answerReady();
+    ASSERT_TRUE(phone.waitForLog("Provisioning succeeded. Status: success")) << phone.log();
+    const std::string log = phone.log();
+    const auto fire = log.find(" Provisioning ready to go ");
+    ASSERT_NE(fire, std::string::npos) << log;
+    EXPECT_GT(log.find("Start provisioning thread"), fire) << "nothing but the timer starts a run";
+    EXPECT_EQ(phone.countLog("Start provisioning thread"), 1U);
+    EXPECT_EQ(phone.value("Time.Zone"), "UTC");
+    // Armed again for the next night.
+    EXPECT_EQ(phone.countLog(" Provisioning ready to go "), 1U);
+    EXPECT_EQ(phone.countLog("Next provisioning after "), 2U);
+    EXPECT_EQ(phone.stop(), 0);
+}
+
+TEST(Life, AStartThatFailsEndsWithoutErrorAndOneLineThatSaysWhy) {
+    const PhoneRoot root;
+    root.write("/data", "a file in the place of the directory");
+    ChildProcess daemon({OVO_PROGRAM}, root.host("/ovo.log"));
+    EXPECT_EQ(daemon.wait(), 0);
+    std::vector<std::string> failures;
+    std::istringstream log(root.read("/ovo.log"));
+    for (std::string line; std::getline(log, line);) {
+        // Behind the time.
+        const std::string text = line.substr(line.find(' ') + 1);
+        if (text.rfind("3 ", 0) == 0)
+            failures.push_back(text);
+    }
+    EXPECT_THAT(failures,
+                ElementsAre("3 main:17 Cannot open property store \"/data/properties.db\": cannot "
+                            "open its directory: Not a directory"));
+}
+
+TEST(Life, ASecondSignalEndsTheWaitForTheServices) {
+    Phone phone;
+    phone.start();
+    ASSERT_TRUE(phone.bus().waitForCount("prov-client/netmgr", 1)) << phone.log();
+    ASSERT_TRUE(phone.waitForLog("Setting timer"));
+    phone.daemon().signal(SIGTERM);
+    ASSERT_TRUE(phone.waitForLog("OVO is ending, told so by SIGTERM")) << phone.log();
+    const auto begin = std::chrono::steady_clock::now();
+    phone.daemon().signal(SIGINT);
+    EXPECT_EQ(phone.daemon().wait(), ENDED_AT_ONCE);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_THAT(phone.log(), HasSubstr("OVO is ended at once: a second signal to end arrived"));
 }
 
 } // namespace

@@ -92,9 +92,9 @@ void Phone::waitForBootUp() {
     ASSERT_TRUE(waitForValue("State.Provisioning.OnBootUp", "done")) << log();
 }
 
-void Phone::boot(const std::string& server) {
+void Phone::boot(const std::string& server, const std::map<std::string, std::string>& environment) {
     store_.setValue("System.Provision.ProvisioningServer", server);
-    start();
+    start(environment);
     answerReady();
     waitForBootUp();
     ASSERT_TRUE(waitUntil([this] { return countEnds(bus_) >= 1; })) << log();

@@ -50,7 +50,8 @@ public:
     /// Waits until the boot-up run is done.
     void waitForBootUp();
     /// start(), answerReady() and waitForBootUp() with this server.
-    void boot(const std::string& server);
+    void boot(const std::string& server,
+              const std::map<std::string, std::string>& environment = {});
     /// A run over the bus, waited for.
     void provision(const std::string& location);
     ChildProcess& daemon() { return *daemon_; }

@@ -216,6 +216,16 @@ TEST_F(TrustedCertificateTest, PlaceholdersAreExpandedInThePathAndNotInTheAnnoun
     EXPECT_THAT(announced(bus), ElementsAre("Pending %DVID.pem"));
 }
 
+TEST_F(TrustedCertificateTest, WhosePathCannotBeWorkedOutFailsTheStepBeforeTheDownload) {
+    store->failReads("NET.MAC.Address");
+    EXPECT_EQ(statusOf({step("FORCE_ACCEPT")}), Fail);
+    EXPECT_THAT(downloader->requests(), IsEmpty());
+    EXPECT_THAT(bus.published(), IsEmpty());
+    EXPECT_EQ(linesFrom(log, "CustomScenarioJobHandler").back(),
+              "3 CustomScenarioJobHandler: Error executing step: \"certificate\" (exception " +
+                  errorOf([&] { store->getValue("NET.MAC.Address"); }) + ")");
+}
+
 TEST_F(TrustedCertificateTest, FromAnAbsoluteUrlComesFromThere) {
     downloader->serve("https://10.0.0.6:8443/own.pem", "certificate");
     EXPECT_EQ(statusOf({{{"type", "certificate"}, {"url", "https://u:p@10.0.0.6:8443/own.pem"}}}),
@@ -359,11 +369,33 @@ TEST_F(ClientKeyTest, PasswordDoesNotFollowALinkThatLiesInItsPlace) {
 }
 
 TEST_F(ClientKeyTest, PasswordIsNeverLogged) {
-    security->setUnreadable(FETCHED);
-    EXPECT_EQ(runStep(), Fail);
+    const auto runWith = [this](const std::function<void(FakeSecurity&)>& prepare) {
+        security = std::make_shared<FakeSecurity>();
+        prepare(*security);
+        log.clear();
+        EXPECT_EQ(runStep(), Fail);
+        EXPECT_FALSE(log.mentions("s3cret"));
+        return ownLines();
+    };
+    const auto fetched = StartsWith("1 Downloading client private key from URL ");
+    EXPECT_THAT(runWith([](FakeSecurity& fake) { fake.setUnreadable(FETCHED); }),
+                ElementsAre(fetched, HasSubstr("failed")));
+    EXPECT_THAT(runWith([](FakeSecurity& fake) { fake.setKeyPassword(FETCHED, "other"); }),
+                ElementsAre(fetched));
+    EXPECT_THAT(runWith([](FakeSecurity& fake) { fake.setUnwritable(INSTALLED); }),
+                ElementsAre(fetched));
     phone.write("/data/certs/client/user_pass.txt/in-the-way", "");
+    EXPECT_THAT(runWith([](FakeSecurity&) {}), ElementsAre(fetched, HasSubstr(PASSWORD_FILE)));
+}
+
+TEST_F(ClientKeyTest, WhoseAnnouncementThrowsFailsTheStepWithItsPasswordWritten) {
+    bus.beforePublish = [] {
+        throw std::runtime_error("no bus");
+    };
     EXPECT_EQ(runStep(), Fail);
-    EXPECT_FALSE(log.mentions("s3cret"));
+    EXPECT_EQ(phone.read(PASSWORD_FILE), "s3cret");
+    EXPECT_THAT(ownLines(),
+                ElementsAre(StartsWith("1 Downloading client private key from URL "), "3 no bus"));
 }
 
 TEST_F(ClientKeyTest, WithoutPasswordLeavesAnEmptyPasswordFile) {

@@ -1,6 +1,9 @@
 #include "JobHandlers/FirmwareJobHandler.h"
 #include "JobHandlers/IJobHandlerBuilder.h"
 #include "JobHandlers/IProvisioningFileParser.h"
+#include "ProvisioningTimer.h"
+#include "ProvisioningWatchdog/IProvisioning.h"
+#include "ProvisioningWatchdog/IProvisioningWorker.h"
 #include "SlotOf.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +25,18 @@ TEST(JobSlots, HandlersHaveTheirDestructorBetweenInterfaceAndJob) {
 TEST(JobSlots, BuilderAndParserHaveTheirDestructorFirst) {
     EXPECT_EQ(slotOf(&ovo::IJobHandlerBuilder::makeJobHandler), 3U);
     EXPECT_EQ(slotOf(&ovo::IProvisioningFileParser::parse), 3U);
+}
+
+TEST(JobSlots, WorkerAndRunHaveTheirDestructorLast) {
+    EXPECT_EQ(slotOf(&IProvisioningWorker::startProvisioning), 1U);
+    EXPECT_EQ(slotOf(&IProvisioningWorker::waitForProgress), 2U);
+    EXPECT_EQ(slotOf(&IProvisioningWorker::isProvisioningFinished), 3U);
+    EXPECT_EQ(slotOf(&ovo::IProvisioning::execute), 1U);
+}
+
+TEST(JobSlots, TimerHasItsDestructorFirst) {
+    EXPECT_EQ(slotOf(&ovo::ProvisioningTimer::startTimer), 3U);
+    EXPECT_EQ(slotOf(&ovo::ProvisioningTimer::stopTimers), 4U);
 }
 
 } // namespace

@@ -341,4 +341,21 @@ TEST_F(ApplicationMessageHandlersDeathTest, AnExceptionThatIsNotAStandardOneEnds
         testing::KilledBySignal(SIGABRT), "");
 }
 
+TEST_F(ApplicationMessageHandlersDeathTest, OneOutOfTheWaitForARunEndsTheProcessToo) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    // Asked for before the handlers are there: no notification brings it up in this process.
+    const auto store = std::make_shared<RecordingPropertyApi>(
+        journal, std::map<std::string, std::string>{{UPDATE_CA_BUNDLE, "1"}});
+    worker->finished = false;
+    ovo::ApplicationMessageHandlers throwing(worker, ipcClient, store, credentials, security,
+                                             *onStartup,
+                                             [](std::chrono::milliseconds) { throw 1; });
+    EXPECT_EXIT(
+        {
+            throwing.handleCertificatesUpdateNotification();
+            std::_Exit(0);
+        },
+        testing::KilledBySignal(SIGABRT), "");
+}
+
 } // namespace

@@ -2,10 +2,10 @@
 #include "FakePropertyApi.h"
 #include "LocalPhoneBookUpdater.h"
 #include "ProvisioningTimer.h"
+#include "TimeZone.h"
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <iomanip>
 #include <sstream>
 
@@ -40,18 +40,6 @@ TimePoint parse(const char* utc) {
     std::istringstream(utc) >> std::get_time(&time, "%Y-%m-%d %H:%M:%S");
     return std::chrono::system_clock::from_time_t(::timegm(&time));
 }
-
-/// The zone of the process, until the object goes.
-class TimeZone {
-public:
-    explicit TimeZone(const char* name) { ::setenv("TZ", name, 1); }
-    ~TimeZone() {
-        ::unsetenv("TZ");
-        ::tzset();
-    }
-    TimeZone(const TimeZone&) = delete;
-    TimeZone& operator=(const TimeZone&) = delete;
-};
 
 std::chrono::seconds nightDelay(const char* mac, TimePoint clock) {
     FakePropertyApi propertyApi(FakePropertyApi::Values{{"NET.MAC.Address", mac}});
@@ -148,15 +136,23 @@ INSTANTIATE_TEST_SUITE_P(LordHowe, NightDelay,
                                               "2026-10-03 18:00:00", TWO_HOURS, 77401}),
                          nameOf);
 
-TEST(NightDelayOfADayWithoutMidnight, IsWithinADay) {
-    const TimeZone zone("Africa/Cairo"); // 2026-04-24 00:00 -> 01:00
-    for (const char* clock : {"2026-04-23 21:59:59", "2026-04-23 22:00:00", "2026-04-23 23:30:00",
-                              "2026-04-24 12:00:00"}) {
-        const auto delay = nightDelay(TWO_HOURS, parse(clock));
-        EXPECT_GE(delay, 1s) << clock;
-        EXPECT_LE(delay, 86401s) << clock;
-    }
-}
+// 2026-04-24 00:00 EET -> 01:00 EEST (22:00 UTC of the 23rd): a day without a midnight. The 00:00
+// that the clocks pass over stands for the moment at which they go forward, 22:00 UTC, which is
+// what 00:00 would be by the offset in force until then; by the one in force from then on it would
+// be an hour earlier, a time of the day before.
+INSTANTIATE_TEST_SUITE_P(
+    Cairo, NightDelay,
+    testing::Values(
+        // 23:59:59 EET of the day before: that day's midnight, 22:00 UTC of the 22nd, and two
+        // hours are past; a day later is 00:00 UTC of the 24th.
+        Case{"SecondBeforeTheChange", "Africa/Cairo", "2026-04-23 21:59:59", TWO_HOURS, 7202},
+        // 01:00:00 EEST; from here on two hours after 22:00 UTC, 00:00 UTC, which is 03:00 EEST.
+        Case{"Change", "Africa/Cairo", "2026-04-23 22:00:00", TWO_HOURS, 7201},
+        // 02:30:00 EEST.
+        Case{"AfterTheChange", "Africa/Cairo", "2026-04-23 23:30:00", TWO_HOURS, 1801},
+        // 15:00:00 EEST: 00:00 UTC of the 24th is past, that of the 25th is next.
+        Case{"AfternoonOfTheChange", "Africa/Cairo", "2026-04-24 12:00:00", TWO_HOURS, 43201}),
+    nameOf);
 
 TEST(TimeZoneData, IsInstalled) {
     const TimeZone zone("Australia/Lord_Howe");

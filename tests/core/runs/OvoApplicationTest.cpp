@@ -4,6 +4,7 @@
 #include "FakePhoneConfig.h"
 #include "PhoneRoot.h"
 #include "RecordingFakes.h"
+#include "TimeZone.h"
 #include "WaitUntil.h"
 
 #include <gmock/gmock.h>
@@ -14,6 +15,9 @@
 namespace {
 
 using testing::ElementsAre;
+
+/// A phone with this address provisions two hours after midnight.
+constexpr char MAC_OF_TWO_HOURS[] = "00:1A:E8:00:05:48";
 
 constexpr char WORKING_ROOT[] = "/var/volatile/provisioning/";
 constexpr char NOTICE[] =
@@ -88,8 +92,8 @@ struct Phone {
 /// The daemon in a phone of fakes.
 class TestApplication : public ovo::OvoApplication {
 public:
-    explicit TestApplication(const Phone& phone)
-        : OvoApplication("OVO", "prov-client"), restApi_(phone.restApi) {
+    explicit TestApplication(Phone& phone)
+        : OvoApplication("OVO", "prov-client"), restApi_(phone.restApi), journal_(phone.journal) {
         phoneConfig = phone.phoneConfig;
         messageThreadStrategy = phone.messageThread;
         propertyApi = phone.propertyApi;
@@ -98,9 +102,14 @@ public:
 
     void init() override {}
     std::shared_ptr<http::IRestApi> getRESTApi() override { return restApi_; }
+    void setupWorkingDirectory(const std::string& path) override {
+        journal_.add("directory " + path);
+        OvoApplication::setupWorkingDirectory(path);
+    }
 
 private:
     std::shared_ptr<http::IRestApi> restApi_;
+    Journal& journal_;
 };
 
 class OvoApplicationTest : public testing::Test {
@@ -150,6 +159,10 @@ TEST_F(OvoApplicationTest, SetupBuildsEverythingInItsOrder) {
     EXPECT_THAT(
         phone.journal.all(),
         ElementsAre(std::string("2 OvoApplication: ") + NOTICE,
+                    "directory /var/volatile/provisioning/firmware/",
+                    "directory /var/volatile/provisioning/nvm/",
+                    "directory /var/volatile/provisioning/custom/",
+                    "directory /var/volatile/provisioning/provisioning/",
                     // worker
                     "subscribe State.Network.Ready", "set State.Provisioning.InProgress=0",
                     "set State.Provisioning=fail",
@@ -326,6 +339,26 @@ TEST_F(OvoApplicationTest, DestructionWaitsForARunWhichStillUsesEverything) {
     destroyed.get();
     EXPECT_EQ(phone.root.read("/var/volatile/contacts/book.xml"), "<book/>");
     EXPECT_TRUE(phone.journal.log().has(1, "Provisioning succeeded. Status: success"));
+}
+
+TEST_F(OvoApplicationTest, AFireOfTheTimerLeavesTheRunToATaskOfTheMessageThread) {
+    phone.propertyApi->setValue("State.Provisioning.OnBootUp", "done");
+    phone.propertyApi->setValue("System.Provision.Period", "");
+    phone.propertyApi->setValue("System.Provision.ProvisioningServer", "http://h/p.xml");
+    phone.propertyApi->setValue("NET.MAC.Address", MAC_OF_TWO_HOURS);
+    const TimeZone zone(TimeZone::at(std::chrono::hours(2) - std::chrono::seconds(2)));
+    start();
+    EXPECT_EQ(phone.messageThread->waiting(), 0U);
+    ASSERT_TRUE(phone.journal.log().waitFor(1, "Provisioning timer: Preparing to restart timer"));
+    EXPECT_TRUE(phone.journal.log().mentions(" Provisioning ready to go "));
+    EXPECT_EQ(phone.messageThread->waiting(), 1U);
+    EXPECT_FALSE(phone.journal.log().has(1, "Start provisioning thread"));
+
+    EXPECT_TRUE(phone.messageThread->runOne());
+    EXPECT_TRUE(phone.journal.log().has(1, "Start provisioning thread"));
+    EXPECT_TRUE(phone.restApi->waitForRequests(1));
+    EXPECT_EQ(phone.messageThread->waiting(), 0U);
+    application.reset(); // the timer looks at the zone
 }
 
 } // namespace

@@ -137,19 +137,29 @@ TEST_F(ProvisioningOnStartupTest, OnlyTheServiceThatIsNotReadyIsAsked) {
 }
 
 TEST_F(ProvisioningOnStartupTest, AServiceThatIsNoLongerReadyIsAskedAgain) {
-    sleep.hold();
-    auto onStartup = makeOnStartup();
-    onStartup->handleReadyCheck(answer("phoneui", true));
-    onStartup->run();
-    ASSERT_TRUE(journal.waitFor(READY_SLEEP, 1));
-    EXPECT_FALSE(journal.has(ASK_PHONE_UI));
-    onStartup->handleReadyCheck(answer("phoneui", false));
-    onStartup->handleReadyCheck(answer("networkmanager", true));
-    sleep.release();
-    ASSERT_TRUE(journal.waitFor(READY_SLEEP, 2));
-    EXPECT_EQ(journal.count(ASK_PHONE_UI), 1U);
-    onStartup->handleReadyCheck(answer("phoneui", true));
-    finish(std::move(onStartup));
+    const struct {
+        const char* unsteady;
+        const char* question;
+        const char* other;
+    } cases[] = {{"networkmanager", ASK_NETWORK_MANAGER, "phoneui"},
+                 {"phoneui", ASK_PHONE_UI, "networkmanager"}};
+    for (const auto& [unsteady, question, other] : cases) {
+        SCOPED_TRACE(unsteady);
+        journal.clear();
+        sleep.hold();
+        auto onStartup = makeOnStartup();
+        onStartup->handleReadyCheck(answer(unsteady, true));
+        onStartup->run();
+        ASSERT_TRUE(journal.waitFor(READY_SLEEP, 1));
+        EXPECT_FALSE(journal.has(question));
+        onStartup->handleReadyCheck(answer(unsteady, false));
+        onStartup->handleReadyCheck(answer(other, true));
+        sleep.release();
+        EXPECT_TRUE(journal.waitFor(READY_SLEEP, 2));
+        EXPECT_EQ(journal.count(question), 1U);
+        onStartup->handleReadyCheck(answer(unsteady, true));
+        finish(std::move(onStartup));
+    }
 }
 
 TEST_F(ProvisioningOnStartupTest, AnAnswerIsAcceptedWithoutAReply) {

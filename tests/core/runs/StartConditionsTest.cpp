@@ -167,4 +167,23 @@ TEST_F(InitDeathTest, AnExceptionOutOfTheWaitEndsTheProcess) {
         testing::KilledBySignal(SIGABRT), "");
 }
 
+TEST_F(InitDeathTest, AnExceptionOutOfTheTimersArmingEndsTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    set("u", "p");
+    const auto throwing = std::make_shared<ovo::ProvisioningTimer>(
+        *propertyApi, updater, [] {}, []() -> std::chrono::system_clock::time_point { throw 1; });
+    EXPECT_EXIT(
+        {
+            throwing->init();
+            std::_Exit(0);
+        },
+        testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(
+        {
+            ovo::Init(throwing, propertyApi, sleep.operation()).start();
+            std::_Exit(0);
+        },
+        testing::KilledBySignal(SIGABRT), "");
+}
+
 } // namespace
