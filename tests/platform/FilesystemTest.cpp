@@ -134,7 +134,7 @@ TEST_F(Filesystem, EveryOperationRefusesImproperPaths) {
         EXPECT_THAT([&] { filesystem::write(path, ""); }, refused);
         EXPECT_THAT([&] { filesystem::doesDirectoryExist(path); }, refused);
         EXPECT_THAT([&] { filesystem::makeDirectory(path, 0775); }, refused);
-        EXPECT_THAT([&] { filesystem::AtomicFile(path, 0600); }, refused);
+        EXPECT_THAT([&] { filesystem::AtomicFile(path, {.mode = 0600}); }, refused);
     }
     EXPECT_TRUE(namesIn(phone.host("/d")).empty());
 }
@@ -214,7 +214,7 @@ TEST_F(Filesystem, AFullDiskLeavesTheOldFileAndNoOther) {
 }
 
 TEST_F(Filesystem, AtomicFileShowsNothingBeforeItsCommit) {
-    filesystem::AtomicFile file("/d/file", 0600);
+    filesystem::AtomicFile file("/d/file", {.mode = 0600});
     file.append("first ", 6);
     file.append("", 0);
     file.append("second", 6);
@@ -229,7 +229,7 @@ TEST_F(Filesystem, AtomicFileShowsNothingBeforeItsCommit) {
 TEST_F(Filesystem, AtomicFileWithoutCommitLeavesNothing) {
     phone.write("/d/file", "old");
     {
-        filesystem::AtomicFile file("/d/file", 0600);
+        filesystem::AtomicFile file("/d/file", {.mode = 0600});
         file.append("new", 3);
         EXPECT_EQ(namesIn(phone.host("/d")).size(), 2U);
     }
