@@ -36,6 +36,7 @@ std::string scenario(const std::string& steps) {
 
 std::vector<std::string> pathsOf(const std::vector<Nginx::Access>& accesses) {
     std::vector<std::string> paths;
+    paths.reserve(accesses.size());
     for (const Nginx::Access& access : accesses)
         paths.push_back(access.uri);
     return paths;

@@ -2,6 +2,7 @@
 
 #include <sys/random.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <system_error>
@@ -41,7 +42,9 @@ std::uint64_t makeNumber() {
 } // namespace
 
 std::string makeTemporaryName() {
-    std::uint64_t number = makeNumber();
+    // Random once a process, so that names differ from those that an earlier one left.
+    static std::atomic<std::uint64_t> next{makeNumber()};
+    std::uint64_t number = next.fetch_add(1);
     std::string name(PRESENT.prefix);
     for (std::size_t digit = 0; digit < PRESENT.length; ++digit, number >>= 4U)
         name += DIGITS[number & 0xfU];
