@@ -7,9 +7,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -32,6 +36,7 @@ std::string scenario(const std::string& steps) {
 
 std::vector<std::string> pathsOf(const std::vector<Nginx::Access>& accesses) {
     std::vector<std::string> paths;
+    paths.reserve(accesses.size());
     for (const Nginx::Access& access : accesses)
         paths.push_back(access.uri);
     return paths;
@@ -222,34 +227,174 @@ TEST(Scenario, ACheckSyncRunSkipsThePhoneBook) {
     EXPECT_FALSE(phone.root().exists("/var/volatile/contacts/contacts.xml"));
 }
 
-TEST(Names, APlantedSymbolicLinkIsReplacedAndNotFollowed) {
-    Phone phone(NO_AUTHENTICATION);
-    const std::string outside = phone.root().host("/outside");
-    phone.root().write("/outside", "precious");
-    for (const char* planted :
-         {"/data/images/bg.png", "/config/swupdate/fw.bin", "/var/volatile/contacts/contacts.xml",
-          "/data/certs/_storage/ca.pem", "/var/volatile/provisioning/custom/next.xml"}) {
-        std::filesystem::create_directories(
-            std::filesystem::path(phone.root().host(planted)).parent_path());
-        std::filesystem::create_symlink(outside, phone.root().host(planted));
-    }
-    for (const char* file : {"/bg.png", "/fw.bin", "/contacts.xml"})
-        phone.publishPlain(file, "from the net");
-    phone.publishPlain("/ca.pem", TestCa("Other").certificate());
-    phone.publishEncrypted("/next.xml", parameterFile(param("Next", "1")));
-    phone.publishEncrypted("/fw.xml", element("firmware", R"(<file version="7.2.0" url="/fw.bin"
-                                                        flags="FORCE_ACCEPT"/>)"));
-    phone.publishEncrypted("/provisioning.xml", element("custom", R"(<scenario>
-            <step type="DownloadWallpaper" url="/bg.png"/>
+/// A provisioning in which each job writes its files.
+class Everything {
+public:
+    Everything() {
+        phone.publishPlain("/bg.png", "a picture");
+        phone.publishPlain("/contacts.xml", "<contacts/>");
+        phone.publishPlain("/fw.bin", "an image");
+        phone.publishPlain("/ca.pem", authority_.certificate());
+        phone.publishPlain("/user.pem", client_.certificate);
+        phone.publishPlain("/user.key", client_.key);
+        const std::string list = element("provisioning", R"(<category type="nvm" url="/x.xml"/>
+            <category type="custom" url="/steps.xml"/><category type="firmware" url="/fw.xml"/>)");
+        const std::string steps = scenario(R"(<step type="DownloadWallpaper" url="/bg.png"/>
             <step type="LocalPhoneBook" url="/contacts.xml"/>
             <step type="certificate" url="/ca.pem"/>
-            <step type="Redirect" url="/next.xml"/>
-            <step type="Redirect" url="/fw.xml"/></scenario>)"));
+            <step type="Clientcertificate" url="/user.pem"/>
+            <step type="Clientkey" url="/user.key" password="pa55word"/>
+            <step type="Redirect" url="/next.xml"/>)");
+        const std::string files = element("nvm", R"(<file url="/listed.xml"/>)");
+        const std::string firmware =
+            element("firmware", R"(<file version="7.2.0" url="/fw.bin" flags="FORCE_ACCEPT"/>)");
+        const std::string next = parameterFile(param("Next", "1"));
+        const std::string listed = parameterFile(param("Listed", "1"));
+        phone.publishEncrypted("/provisioning.xml", list);
+        phone.publishEncrypted("/steps.xml", steps);
+        phone.publishEncrypted("/x.xml", files);
+        phone.publishEncrypted("/fw.xml", firmware);
+        phone.publishEncrypted("/next.xml", next);
+        phone.publishEncrypted("/listed.xml", listed);
+    }
+
+    Phone phone{NO_AUTHENTICATION};
+
+    /// Path on the phone of each file written, and a part of what it holds afterwards.
+    std::map<std::string, std::string> written() const {
+        return {
+            {"/var/volatile/provisioning/provisioning.xml", "category"},
+            {"/var/volatile/provisioning/provisioning/x.xml", "listed.xml"},
+            {"/var/volatile/provisioning/provisioning/steps.xml", "DownloadWallpaper"},
+            {"/var/volatile/provisioning/provisioning/fw.xml", "7.2.0"},
+            {"/var/volatile/provisioning/nvm/listed.xml", "Listed"},
+            {"/var/volatile/provisioning/scenario/next.xml", "Next"},
+            {"/var/volatile/provisioning/custom/user_cert.pem", client_.certificate},
+            {"/var/volatile/provisioning/custom/user_key.pem", client_.key},
+            {"/data/certs/client/user_cert.pem", "BEGIN CERTIFICATE"},
+            {"/data/certs/client/user_key.pem", "BEGIN ENCRYPTED PRIVATE KEY"},
+            {"/data/certs/client/user_pass.txt", "pa55word"},
+            {"/data/certs/_storage/ca.pem", authority_.certificate()},
+            {"/data/certs/ca-bundle.pem", "BEGIN CERTIFICATE"},
+            {"/data/images/bg.png", "a picture"},
+            {"/var/volatile/contacts/contacts.xml", "<contacts/>"},
+            {"/config/swupdate/fw.bin", "an image"},
+        };
+    }
+
+private:
+    TestCa authority_{"Other authority"};
+    TestCa clientAuthority_{"Client authority"};
+    TestIdentity client_ = clientAuthority_.issueClient("phone", "pa55word");
+};
+
+/// Replaces a directory of the phone by a link to another one.
+void plantDirectoryLink(const PhoneRoot& root, const std::string& directory,
+                        const std::string& target) {
+    std::filesystem::remove_all(root.host(directory));
+    std::filesystem::create_directories(std::filesystem::path(root.host(directory)).parent_path());
+    std::filesystem::create_directory_symlink(root.host(target), root.host(directory));
+}
+
+std::set<std::string> namesIn(const std::string& hostPath) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(hostPath))
+        names.insert(entry.path().filename().string());
+    return names;
+}
+
+/// The lines of failures that name a link. A job that fails repeats what the downloader said.
+std::vector<std::string> complaintsOf(const std::string& log, const std::string& link) {
+    std::vector<std::string> found;
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);)
+        if (line.find("\"" + link + "\" is a symbolic link") != std::string::npos)
+            found.push_back(line);
+    return found;
+}
+
+TEST(Names, APlantedSymbolicLinkIsReplacedAndNotFollowed) {
+    Everything everything;
+    Phone& phone = everything.phone;
+    phone.root().write("/outside/precious", "precious");
+    for (const auto& [path, content] : everything.written()) {
+        std::filesystem::create_directories(
+            std::filesystem::path(phone.root().host(path)).parent_path());
+        // A client certificate that is there is used, so those links lead to no file yet.
+        const bool isClients = path.find("/client/") != std::string::npos;
+        std::filesystem::create_symlink(
+            phone.root().host(isClients ? "/outside/new" : "/outside/precious"),
+            phone.root().host(path));
+    }
     phone.boot(phone.url("/"));
     EXPECT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
-    EXPECT_EQ(phone.root().read("/outside"), "precious");
-    EXPECT_EQ(phone.root().read("/data/images/bg.png"), "from the net");
+    for (const auto& [path, content] : everything.written()) {
+        EXPECT_TRUE(std::filesystem::is_regular_file(
+            std::filesystem::symlink_status(phone.root().host(path))))
+            << path;
+        EXPECT_THAT(phone.root().read(path), HasSubstr(content)) << path;
+    }
+    EXPECT_EQ(phone.root().read("/outside/precious"), "precious");
+    EXPECT_EQ(namesIn(phone.root().host("/outside")), std::set<std::string>{"precious"});
     EXPECT_EQ(phone.value("Next"), "1");
+    EXPECT_EQ(phone.value("Listed"), "1");
+}
+
+TEST(Names, APlantedLinkToADirectoryFailsTheJobAndIsNotFollowed) {
+    Everything everything;
+    Phone& phone = everything.phone;
+    const PhoneRoot& root = phone.root();
+    root.write("/outside/precious", "precious");
+
+    std::size_t seen = 0;
+    const auto expectRefused = [&](const std::vector<std::string>& links) {
+        EXPECT_NE(phone.value("State.Provisioning"), "success");
+        const std::string log = phone.log().substr(seen);
+        seen += log.size();
+        for (const std::string& link : links) {
+            const auto complaints = complaintsOf(log, link);
+            EXPECT_FALSE(complaints.empty()) << link << "\n" << log;
+            for (const std::string& line : complaints)
+                EXPECT_THAT(line, ContainsRegex("^[^ ]+ [23] "));
+            EXPECT_TRUE(std::filesystem::is_symlink(root.host(link))) << link;
+        }
+        EXPECT_EQ(namesIn(root.host("/outside")), std::set<std::string>{"precious"});
+        EXPECT_EQ(root.read("/outside/precious"), "precious");
+    };
+
+    // A directory for each job that writes into one of its own.
+    const std::vector<std::string> ofJobs{
+        "/data/images",
+        "/data/certs/_storage",
+        "/config/swupdate",
+        "/var/volatile/contacts",
+        "/var/volatile/provisioning/custom",
+        "/var/volatile/provisioning/nvm",
+        "/var/volatile/provisioning/scenario",
+    };
+    for (const std::string& link : ofJobs)
+        plantDirectoryLink(root, link, "/outside");
+    phone.boot(phone.url("/"));
+    expectRefused(ofJobs);
+    // Nobody is told of files that are not there.
+    EXPECT_EQ(phone.value("State.LocalDirectoryUpdate.Verify"), "");
+    EXPECT_EQ(phone.value("State.FirmwareUpdate.Verify"), "");
+    EXPECT_EQ(phone.value("Next"), "");
+    EXPECT_EQ(phone.value("Listed"), "");
+
+    // The client's certificate and key on the way to their second place.
+    std::filesystem::remove(root.host("/var/volatile/provisioning/custom"));
+    plantDirectoryLink(root, "/data/certs/client", "/outside");
+    phone.provision(phone.url("/provisioning.xml"));
+    expectRefused({"/data/certs/client"});
+
+    // The files that a file lists, then the first file.
+    for (const std::string link :
+         {"/var/volatile/provisioning/provisioning", "/var/volatile/provisioning"}) {
+        plantDirectoryLink(root, link, "/outside");
+        phone.provision(phone.url("/provisioning.xml"));
+        expectRefused({link});
+    }
 }
 
 TEST(Names, OfAJobThatLeadElsewhereAreRefused) {

@@ -1,15 +1,23 @@
 #include "AtomicFile.h"
+#include "DownloadFile.h"
+#include "LogRecorder.h"
 #include "PhoneRoot.h"
 #include "filesystem/Filesystem.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -26,6 +34,9 @@ struct System {
     std::string failing;                             ///< this call fails …
     int failure = 0;                                 ///< … with this error
     int passed = 0;                                  ///< … after so many that do not
+    std::function<void(const std::string& call)> before; ///< runs before each call …
+    std::function<void(const std::string& call)> after;  ///< … and after those marked below
+    bool flushes = true; ///< else files and directories are not flushed at all, to save time
 };
 
 System theSystem;
@@ -35,6 +46,8 @@ bool intercept(const char* call) {
     if (!theSystem.enabled)
         return false;
     theSystem.calls.emplace_back(call);
+    if (theSystem.before)
+        theSystem.before(call);
     if (theSystem.interruptions > 0 &&
         (std::strcmp(call, "write") == 0 || std::strcmp(call, "read") == 0)) {
         --theSystem.interruptions;
@@ -61,12 +74,18 @@ ssize_t __real_read(int, void*, size_t);
 int __real_fsync(int);
 int __real_renameat(int, const char*, int, const char*);
 int __real_close(int);
+int __real_mkdirat(int, const char*, mode_t);
+int __real_flock(int, int);
+DIR* __real_fdopendir(int);
 
 ssize_t __wrap_write(int file, const void* data, size_t size);
 ssize_t __wrap_read(int file, void* data, size_t size);
 int __wrap_fsync(int file);
 int __wrap_renameat(int from, const char* before, int to, const char* after);
 int __wrap_close(int file);
+int __wrap_mkdirat(int parent, const char* name, mode_t mode);
+int __wrap_flock(int file, int operation);
+DIR* __wrap_fdopendir(int directory);
 
 ssize_t __wrap_write(int file, const void* data, size_t size) {
     return intercept("write") ? -1 : __real_write(file, data, limited(size));
@@ -75,7 +94,9 @@ ssize_t __wrap_read(int file, void* data, size_t size) {
     return intercept("read") ? -1 : __real_read(file, data, limited(size));
 }
 int __wrap_fsync(int file) {
-    return intercept("fsync") ? -1 : __real_fsync(file);
+    if (intercept("fsync"))
+        return -1;
+    return theSystem.flushes ? __real_fsync(file) : 0;
 }
 int __wrap_renameat(int from, const char* before, int to, const char* after) {
     return intercept("renameat") ? -1 : __real_renameat(from, before, to, after);
@@ -86,6 +107,22 @@ int __wrap_close(int file) {
     const int result = __real_close(file);
     errno = cause;
     return failed ? -1 : result;
+}
+int __wrap_mkdirat(int parent, const char* name, mode_t mode) {
+    if (intercept("mkdirat"))
+        return -1;
+    const int result = __real_mkdirat(parent, name, mode);
+    const int cause = errno;
+    if (theSystem.enabled && theSystem.after)
+        theSystem.after("mkdirat");
+    errno = cause;
+    return result;
+}
+int __wrap_flock(int file, int operation) {
+    return intercept("flock") ? -1 : __real_flock(file, operation);
+}
+DIR* __wrap_fdopendir(int directory) {
+    return intercept("fdopendir") ? nullptr : __real_fdopendir(directory);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)
@@ -118,8 +155,8 @@ protected:
 TEST_F(FilesystemFault, FlushesTheFileBeforeItsRenamingAndTheDirectoryAfter) {
     filesystem::write("/d/file", "content");
     theSystem.enabled = false;
-    EXPECT_THAT(theSystem.calls,
-                ElementsAre("write", "fsync", "close", "renameat", "fsync", "close"));
+    EXPECT_THAT(theSystem.calls, ElementsAre("fdopendir", "flock", "write", "fsync", "close",
+                                             "renameat", "close", "fsync", "close"));
 }
 
 TEST_F(FilesystemFault, GoesOnAfterShortAndInterruptedWrites) {
@@ -210,7 +247,7 @@ TEST_F(FilesystemFault, AFailedFlushOfTheDirectoryIsAnError) {
 }
 
 TEST_F(FilesystemFault, NothingCanBeCommittedAfterAFailure) {
-    filesystem::AtomicFile file("/d/file", 0600);
+    filesystem::AtomicFile file("/d/file", {.mode = 0600});
     theSystem.failing = "write";
     theSystem.failure = ENOSPC;
     EXPECT_THROW(file.append("content", 7), std::runtime_error);
@@ -221,9 +258,154 @@ TEST_F(FilesystemFault, NothingCanBeCommittedAfterAFailure) {
 }
 
 TEST_F(FilesystemFault, ANewDirectoryIsFlushedInItsParent) {
+    std::vector<std::string> calls;
     filesystem::makeDirectory("/d/a/b", 0775);
     theSystem.enabled = false;
-    EXPECT_THAT(theSystem.calls, ElementsAre("fsync", "close", "fsync", "close"));
+    std::copy_if(theSystem.calls.begin(), theSystem.calls.end(), std::back_inserter(calls),
+                 [](const std::string& call) { return call != "close"; });
+    EXPECT_THAT(calls, ElementsAre("mkdirat", "fsync", "mkdirat", "fsync"));
+}
+
+TEST_F(FilesystemFault, ALinkPutInTheNewDirectorysPlaceIsNotFollowed) {
+    std::filesystem::create_directory(phone.host("/outside"));
+    ASSERT_EQ(::chmod(phone.host("/outside").c_str(), 0700), 0);
+    theSystem.after = [this](const std::string&) {
+        std::filesystem::remove(phone.host("/d/new"));
+        std::filesystem::create_symlink(phone.host("/outside"), phone.host("/d/new"));
+    };
+    EXPECT_THROW(filesystem::makeDirectory("/d/new", 0775), std::runtime_error);
+    EXPECT_THROW(filesystem::makeDirectory("/d/new/below", 0775), std::runtime_error);
+    theSystem.enabled = false;
+    EXPECT_EQ(std::filesystem::status(phone.host("/outside")).permissions(),
+              std::filesystem::perms(0700));
+    EXPECT_TRUE(std::filesystem::is_empty(phone.host("/outside")));
+}
+
+TEST_F(FilesystemFault, ADirectoryThatWasMovedAwayIsStillTheOneWrittenTo) {
+    std::filesystem::create_directories(phone.host("/d/sub"));
+    std::filesystem::create_directory(phone.host("/outside"));
+    filesystem::AtomicFile file("/d/sub/file", {.mode = 0600});
+    file.append("content", 7);
+    theSystem.enabled = false;
+    std::filesystem::rename(phone.host("/d/sub"), phone.host("/d/moved"));
+    std::filesystem::create_symlink(phone.host("/outside"), phone.host("/d/sub"));
+    file.commit();
+    EXPECT_EQ(phone.read("/d/moved/file"), "content");
+    EXPECT_TRUE(std::filesystem::is_empty(phone.host("/outside")));
+}
+
+TEST_F(FilesystemFault, TheTemporaryIsLockedFromItsBeginningToItsPlace) {
+    const auto isLocked = [this] {
+        const auto entry = *std::filesystem::directory_iterator(phone.host("/d"));
+        const filesystem::Descriptor file(::open(entry.path().c_str(), O_RDONLY));
+        return __real_flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    };
+    std::vector<std::string> locked;
+    theSystem.before = [&](const std::string& call) {
+        if ((call == "write" || call == "renameat") && isLocked())
+            locked.push_back(call);
+    };
+    filesystem::write("/d/file", "content");
+    theSystem.enabled = false;
+    EXPECT_THAT(locked, ElementsAre("write", "renameat"));
+}
+
+TEST_F(FilesystemFault, ATemporaryTakenForAnAbandonedOneIsReplacedByAnother) {
+    // What another process does that looks through the directory: it removes the file, first when
+    // it has locked it, then when it let it go before it is locked here.
+    int attempts = 0;
+    theSystem.failing = "flock";
+    theSystem.failure = EWOULDBLOCK;
+    theSystem.before = [&](const std::string& call) {
+        if (call != "flock")
+            return;
+        ++attempts;
+        if (attempts == 2) {
+            theSystem.failing.clear();
+            for (const auto& entry : std::filesystem::directory_iterator(phone.host("/d")))
+                std::filesystem::remove(entry.path());
+        }
+    };
+    filesystem::write("/d/file", "content");
+    theSystem.enabled = false;
+    EXPECT_EQ(attempts, 3);
+    EXPECT_EQ(phone.read("/d/file"), "content");
+    EXPECT_EQ(filesLeft(), 1U);
+}
+
+TEST_F(FilesystemFault, AFileSystemWithoutLocksIsWrittenToAllTheSame) {
+    theSystem.failing = "flock";
+    theSystem.failure = ENOLCK;
+    filesystem::write("/d/file", "content");
+    theSystem.enabled = false;
+    EXPECT_EQ(phone.read("/d/file"), "content");
+}
+
+/// Writes so many files of different names into one directory, and expects the same calls for each
+/// but the first.
+void expectTheSameCallsForEach(const std::function<void(const std::string& name)>& write) {
+    constexpr int FILES = 2000;
+    theSystem.flushes = false;
+    std::vector<std::string> ofSecond;
+    std::size_t listings = 0;
+    for (int number = 0; number < FILES; ++number) {
+        theSystem.calls.clear();
+        write("file-" + std::to_string(number));
+        listings += static_cast<std::size_t>(
+            std::count(theSystem.calls.begin(), theSystem.calls.end(), "fdopendir"));
+        if (number == 1)
+            ofSecond = theSystem.calls;
+        if (number > 1) {
+            ASSERT_EQ(theSystem.calls, ofSecond) << number;
+        }
+    }
+    theSystem.enabled = false;
+    EXPECT_EQ(listings, 1U);
+}
+
+TEST_F(FilesystemFault, ALateFileInAFullDirectoryCostsWhatAnEarlyOneDid) {
+    expectTheSameCallsForEach(
+        [](const std::string& name) { filesystem::write("/d/" + name, "content"); });
+}
+
+TEST_F(FilesystemFault, ALateDownloadIntoAFullDirectoryCostsWhatAnEarlyOneDid) {
+    expectTheSameCallsForEach([](const std::string& name) {
+        http::DownloadFile file("/d/downloads/" + name, http::Access::OwnerOnly);
+        file.create();
+        file.append("content", 7);
+        file.commit();
+    });
+}
+
+TEST_F(FilesystemFault, ADownloadIsInItsPlaceWhenOnlyItsDirectoryIsNotFlushed) {
+    const LogRecorder log;
+    http::DownloadFile file("/d/file", http::Access::OwnerOnly);
+    file.create();
+    file.append("content", 7);
+    theSystem.failing = "fsync";
+    theSystem.passed = 1;
+    theSystem.failure = EIO;
+    EXPECT_NO_THROW(file.commit());
+    theSystem.enabled = false;
+    EXPECT_EQ(phone.read("/d/file"), "content");
+    EXPECT_TRUE(log.has(2, "Directory of \"/d/file\" not flushed to disk: Input/output error"));
+}
+
+TEST_F(FilesystemFault, ADownloadThatCannotBeClosedLeavesTheOldFile) {
+    theSystem.enabled = false;
+    phone.write("/d/file", "old");
+    http::DownloadFile file("/d/file", http::Access::OwnerOnly);
+    file.create();
+    file.append("new", 3);
+    theSystem.enabled = true;
+    theSystem.failing = "close";
+    theSystem.failure = EDQUOT;
+    EXPECT_THAT([&] { file.commit(); },
+                ThrowsMessage<std::runtime_error>(
+                    "File \"/d/file\": flushing it to disk failed: Disk quota exceeded"));
+    theSystem.enabled = false;
+    EXPECT_EQ(phone.read("/d/file"), "old");
+    EXPECT_EQ(filesLeft(), 1U);
 }
 
 } // namespace

@@ -8,8 +8,12 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <stdexcept>
@@ -134,7 +138,7 @@ TEST_F(Filesystem, EveryOperationRefusesImproperPaths) {
         EXPECT_THAT([&] { filesystem::write(path, ""); }, refused);
         EXPECT_THAT([&] { filesystem::doesDirectoryExist(path); }, refused);
         EXPECT_THAT([&] { filesystem::makeDirectory(path, 0775); }, refused);
-        EXPECT_THAT([&] { filesystem::AtomicFile(path, 0600); }, refused);
+        EXPECT_THAT([&] { filesystem::AtomicFile(path, {.mode = 0600}); }, refused);
     }
     EXPECT_TRUE(namesIn(phone.host("/d")).empty());
 }
@@ -214,7 +218,7 @@ TEST_F(Filesystem, AFullDiskLeavesTheOldFileAndNoOther) {
 }
 
 TEST_F(Filesystem, AtomicFileShowsNothingBeforeItsCommit) {
-    filesystem::AtomicFile file("/d/file", 0600);
+    filesystem::AtomicFile file("/d/file", {.mode = 0600});
     file.append("first ", 6);
     file.append("", 0);
     file.append("second", 6);
@@ -229,7 +233,7 @@ TEST_F(Filesystem, AtomicFileShowsNothingBeforeItsCommit) {
 TEST_F(Filesystem, AtomicFileWithoutCommitLeavesNothing) {
     phone.write("/d/file", "old");
     {
-        filesystem::AtomicFile file("/d/file", 0600);
+        filesystem::AtomicFile file("/d/file", {.mode = 0600});
         file.append("new", 3);
         EXPECT_EQ(namesIn(phone.host("/d")).size(), 2U);
     }
@@ -304,6 +308,179 @@ TEST_F(Filesystem, SeveralThreadsMayMakeTheSameDirectory) {
         makers.clear();
         EXPECT_EQ(modeOf(phone.host(path)), 0775U);
     }
+}
+
+TEST_F(Filesystem, ALinkToADirectoryIsNotFollowedBelowTheTop) {
+    std::filesystem::create_directories(phone.host("/outside/sub"));
+    ASSERT_EQ(::chmod(phone.host("/outside").c_str(), 0700), 0);
+    std::filesystem::create_symlink(phone.host("/outside"), phone.host("/d/link"));
+    std::filesystem::create_symlink("../outside", phone.host("/d/relative"));
+    for (const std::string link : {"/d/link", "/d/relative"}) {
+        const std::string why = ": \"" + link + "\" is a symbolic link, which is not followed";
+        for (const std::string& path :
+             {link + "/file", link + "/sub/file", link + "//file", link + "/none/file"}) {
+            EXPECT_THAT([&] { filesystem::write(path, "content"); },
+                        ThrowsMessage<std::runtime_error>("Writing \"" + path + "\"" + why));
+            EXPECT_THAT(
+                [&] { filesystem::AtomicFile(path, {.mode = 0600, .directoryMode = 0775}); },
+                ThrowsMessage<std::runtime_error>("Writing \"" + path + "\"" + why));
+        }
+        for (const std::string& path : {link, link + "/", link + "/sub", link + "/new"}) {
+            EXPECT_THAT(
+                [&] { filesystem::makeDirectory(path, 0775); },
+                ThrowsMessage<std::runtime_error>("Making the directory \"" + path + "\"" + why));
+            EXPECT_FALSE(filesystem::doesDirectoryExist(path)) << path;
+        }
+    }
+    EXPECT_EQ(modeOf(phone.host("/outside")), 0700U);
+    EXPECT_EQ(namesIn(phone.host("/outside")), std::set<std::string>{"sub"});
+    EXPECT_TRUE(namesIn(phone.host("/outside/sub")).empty());
+}
+
+TEST_F(Filesystem, TheTopMayLinkElsewhere) {
+    std::filesystem::create_directories(phone.host("/partition/data"));
+    std::filesystem::create_directories(phone.host("/partition/memory"));
+    std::filesystem::create_directories(phone.host("/var"));
+    std::filesystem::create_symlink("partition/data", phone.host("/data"));
+    std::filesystem::create_symlink(phone.host("/partition/memory"), phone.host("/var/volatile"));
+    for (const char* directory : {"/data", "/var/volatile"}) {
+        const std::string path = directory + std::string("/new/sub");
+        EXPECT_TRUE(filesystem::doesDirectoryExist(directory));
+        filesystem::makeDirectory(path, 0775);
+        filesystem::write(path + "/file", "content");
+        EXPECT_EQ(phone.read(path + "/file"), "content");
+    }
+    EXPECT_TRUE(phone.exists("/partition/data/new/sub/file"));
+    EXPECT_TRUE(phone.exists("/partition/memory/new/sub/file"));
+}
+
+TEST_F(Filesystem, OnlyTheTopMayLinkElsewhere) {
+    for (const char* directory : {"/var", "/data", "/outside"})
+        std::filesystem::create_directory(phone.host(directory));
+    for (const char* link : {"/var/lib", "/data/volatile", "/var/volatile2"}) {
+        std::filesystem::create_symlink(phone.host("/outside"), phone.host(link));
+        EXPECT_THROW(filesystem::write(link + std::string("/file"), ""), std::runtime_error);
+    }
+    EXPECT_TRUE(namesIn(phone.host("/outside")).empty());
+}
+
+TEST_F(Filesystem, TheRootMayBeALinkAndTheTopMissing) {
+    std::filesystem::create_directory(phone.host("/real"));
+    std::filesystem::create_directory_symlink(phone.host("/real"), phone.host("/root"));
+    ::setenv("HALDEN_ROOT", (phone.host("/root") + "/").c_str(), 1);
+    filesystem::makeDirectory("/var/volatile/sub", 0750);
+    filesystem::write("/var/volatile/sub/file", "content");
+    filesystem::write("/file", "content");
+    ::setenv("HALDEN_ROOT", phone.path().c_str(), 1);
+    EXPECT_EQ(phone.read("/real/var/volatile/sub/file"), "content");
+    EXPECT_EQ(phone.read("/real/file"), "content");
+    for (const char* made : {"/real/var", "/real/var/volatile", "/real/var/volatile/sub"})
+        EXPECT_EQ(modeOf(phone.host(made)), 0750U) << made;
+}
+
+TEST_F(Filesystem, DirectoriesOnTheWayNeedNotBeReadable) {
+    std::filesystem::create_directories(phone.host("/d/way/end"));
+    ASSERT_EQ(::chmod(phone.host("/d/way").c_str(), 0100), 0);
+    filesystem::write("/d/way/end/file", "content");
+    EXPECT_TRUE(filesystem::doesDirectoryExist("/d/way"));
+    filesystem::makeDirectory("/d/way", 0775);
+    ASSERT_EQ(::chmod(phone.host("/d/way").c_str(), 0700), 0);
+    EXPECT_EQ(phone.read("/d/way/end/file"), "content");
+}
+
+TEST_F(Filesystem, AtomicFileMakesMissingDirectoriesAndItsModeOnDemandWhateverTheUmask) {
+    const Umask umask(077);
+    filesystem::AtomicFile file("/d/a/b/file",
+                                {.mode = 0644, .ignoreUmask = true, .directoryMode = 0775});
+    const auto temporary = namesIn(phone.host("/d/a/b"));
+    ASSERT_EQ(temporary.size(), 1U);
+    EXPECT_EQ(modeOf(phone.host("/d/a/b/" + *temporary.begin())), 0644U);
+    file.commit();
+    EXPECT_EQ(modeOf(phone.host("/d/a/b/file")), 0644U);
+    EXPECT_EQ(modeOf(phone.host("/d/a")), 0775U);
+    EXPECT_EQ(modeOf(phone.host("/d/a/b")), 0775U);
+}
+
+constexpr const char* ABANDONED = ".tmp-0123456789abcdef";
+constexpr const char* ABANDONED_FORMER = ".download-Ab3dEf";
+const std::set<std::string> ALIKE{
+    ".tmp-0123456789abcde", ".tmp-0123456789abcdef0",   ".tmp-0123456789abcdeF",  ".tmp-",
+    ".download-bg.png",     ".download-Ab3dE",          ".download-Ab3dEfg",      ".download-",
+    "tmp-0123456789abcdef", ".tmp-0123456789abcdef.gz", "x.tmp-0123456789abcdef",
+};
+
+TEST_F(Filesystem, RemovesWhatAPowerCutLeftAndNothingAlike) {
+    for (const char* name : {ABANDONED, ABANDONED_FORMER})
+        phone.write("/d/" + std::string(name), "left behind");
+    for (const std::string& name : ALIKE)
+        phone.write("/d/" + name, "somebody's");
+    filesystem::write("/d/file", "content");
+    auto expected = ALIKE;
+    expected.insert("file");
+    EXPECT_EQ(namesIn(phone.host("/d")), expected);
+}
+
+TEST_F(Filesystem, NamesAlikeTemporaryOnesAreAllowedAndThoseOfTemporaryOnesRefused) {
+    for (const std::string& name : ALIKE) {
+        filesystem::write("/d/" + name, "content");
+        EXPECT_EQ(phone.read("/d/" + name), "content");
+    }
+    for (const std::string name : {ABANDONED, ABANDONED_FORMER})
+        EXPECT_THAT([&] { filesystem::write("/d/" + name, "content"); },
+                    ThrowsMessage<std::runtime_error>("Writing \"/d/" + name +
+                                                      "\": only temporary files have such a name"));
+    EXPECT_EQ(namesIn(phone.host("/d")), ALIKE);
+}
+
+TEST_F(Filesystem, RemovesNothingThroughALinkWithATemporarysName) {
+    phone.write("/outside", "precious");
+    std::filesystem::create_symlink(phone.host("/outside"),
+                                    phone.host("/d/" + std::string(ABANDONED)));
+    filesystem::write("/d/file", "content");
+    EXPECT_EQ(phone.read("/outside"), "precious");
+}
+
+TEST_F(Filesystem, LooksThroughADirectoryThatIsMadeAnewAgain) {
+    for (int round = 0; round < 3; ++round) {
+        phone.write("/d/" + std::string(ABANDONED), "left behind");
+        filesystem::write("/d/file", "content");
+        EXPECT_EQ(namesIn(phone.host("/d")), std::set<std::string>{"file"});
+        std::filesystem::remove_all(phone.host("/d"));
+    }
+}
+
+TEST_F(Filesystem, AFileThatAnotherProcessIsWritingIsLeftAlone) {
+    // A process of its own, which has not looked through the directory; before there are threads.
+    int toChild[2] = {};
+    int toParent[2] = {};
+    ASSERT_EQ(::pipe(toChild), 0);
+    ASSERT_EQ(::pipe(toParent), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        filesystem::AtomicFile file("/d/child", {.mode = 0600});
+        file.append("of the child", 12);
+        char go = 0;
+        const bool told = ::write(toParent[1], "x", 1) == 1 && ::read(toChild[0], &go, 1) == 1;
+        file.commit();
+        ::_exit(told ? 0 : 1);
+    }
+    // The parent's ends only, so that a child that dies is not waited for.
+    ::close(toChild[0]);
+    ::close(toParent[1]);
+    const filesystem::Descriptor told(toChild[1]);
+    const filesystem::Descriptor heard(toParent[0]);
+    char ready = 0;
+    ASSERT_EQ(::read(heard.get(), &ready, 1), 1);
+    phone.write("/d/" + std::string(ABANDONED), "left behind");
+    filesystem::write("/d/parent", "of the parent");
+    EXPECT_FALSE(phone.exists("/d/" + std::string(ABANDONED)));
+    EXPECT_EQ(::write(told.get(), "x", 1), 1);
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(phone.read("/d/child"), "of the child");
+    EXPECT_EQ(namesIn(phone.host("/d")), (std::set<std::string>{"child", "parent"}));
 }
 
 } // namespace

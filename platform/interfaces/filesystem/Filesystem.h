@@ -5,9 +5,12 @@
 
 /// Files of the phone. Every path is absolute and is taken below the phone's root directory. A path
 /// that is not absolute or that holds a "." or ".." component, a NUL or another control character
-/// is refused. All failures are std::runtime_error whose text names the operation, the path and the
-/// cause; where the system refused, a std::system_error with its error number. Every operation may
-/// be called from every thread.
+/// is refused. What is written or made stays where its path says: a symbolic link on the way to it
+/// is followed only in the top that the distribution lays out (the root directory, the first
+/// component of the path, "/var/volatile") and an error below, and one in the place of a written
+/// file is replaced. All failures are std::runtime_error whose text names the operation, the path
+/// and the cause; where the system refused, a std::system_error with its error number. Every
+/// operation may be called from every thread.
 namespace filesystem {
 
 /// Modes of files at creation; the process's umask applies.
@@ -20,10 +23,13 @@ std::string read(const std::string& path, unsigned long long maxBytes = MAX_READ
 
 /// Replaces the file's content: written to a temporary name in the same directory with the given
 /// mode, flushed to disk and renamed, so that a reader or a power cut sees the old or the new
-/// content and never a part. The directory must exist.
+/// content and never a part. The directory must exist. A name of
+/// the form that temporary names have is refused: ".tmp-" and 16 hexadecimal digits, or
+/// ".download-" and 6 letters or digits.
 void write(const std::string& path, const std::string& content, unsigned int mode = PRIVATE_FILE);
 
-/// True when the path names an existing directory; a trailing "/" is allowed.
+/// True when the path names an existing directory that files can be written to: no symbolic link
+/// below the top leads to it. A trailing "/" is allowed.
 bool doesDirectoryExist(const std::string& path);
 
 /// Makes a directory and its missing parents, each with this mode whatever the umask. An existing

@@ -10,15 +10,20 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <iterator>
+#include <map>
 #include <ostream>
 
 namespace {
 
+using testing::AllOf;
+using testing::Each;
 using testing::ElementsAre;
+using testing::Ge;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Le;
+using testing::SizeIs;
 
 using enum ovo::ProvisioningStatus;
 
@@ -87,7 +92,11 @@ protected:
              {"/data/certs/_storage", "/data/images", "/var/volatile/contacts", "/config/swupdate",
               "/var/volatile/provisioning/scenario", "/var/volatile/provisioning/nvm"})
             std::filesystem::create_directories(phone.host(directory));
-        filesBefore = files();
+        phone.write("/data/certs/ca-bundle.pem", "certificates");
+        phone.write("/data/images/own.png", "an image");
+        phone.write("/var/volatile/provisioning/scenario/own.xml", "a file");
+        std::filesystem::create_symlink(phone.host("/etc/passwd"), phone.host("/data/link"));
+        before = snapshot();
     }
 
     /// The jobs that take a file name from a URL.
@@ -122,21 +131,43 @@ protected:
                 {"/var/volatile/provisioning/nvm/", list}};
     }
 
-    /// Phone paths of all files and links.
-    std::vector<std::string> files() const {
-        std::vector<std::string> result;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(phone.path()))
-            if (!entry.is_directory() || entry.is_symlink())
-                result.push_back(entry.path().string().substr(phone.path().size()));
-        std::sort(result.begin(), result.end());
+    /// Phone paths of everything with what it holds: content, or target of a link.
+    std::map<std::string, std::string> snapshot() const {
+        std::map<std::string, std::string> result;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(phone.path())) {
+            const std::string path = entry.path().string().substr(phone.path().size());
+            if (entry.is_symlink())
+                result[path] = "-> " + std::filesystem::read_symlink(entry.path()).string();
+            else
+                result[path] = entry.is_directory() ? "directory" : phone.read(path);
+        }
         return result;
     }
 
+    /// Phone paths of what was not there before.
     std::vector<std::string> newFiles() const {
-        const auto after = files();
         std::vector<std::string> result;
-        std::set_difference(after.begin(), after.end(), filesBefore.begin(), filesBefore.end(),
-                            std::back_inserter(result));
+        for (const auto& [path, content] : snapshot())
+            if (before.count(path) == 0)
+                result.push_back(path);
+        return result;
+    }
+
+    /// Expects everything as it was, but for the new files.
+    void expectRestUntouched() const {
+        auto now = snapshot();
+        for (const std::string& path : newFiles())
+            now.erase(path);
+        EXPECT_EQ(now, before);
+    }
+
+    /// What the jobs and the downloader complained of. The command that cleans up before an update
+    /// is not there, which is not of interest here.
+    std::vector<std::string> complaints() const {
+        std::vector<std::string> result;
+        for (const LogRecorder::Line& line : log.lines())
+            if (line.level >= 2 && line.source != "Execute")
+                result.push_back(line.text);
         return result;
     }
 
@@ -145,19 +176,32 @@ protected:
             std::filesystem::remove(phone.host(file));
     }
 
-    void expectRefused(const std::string& url) {
+    /// complaint: what the log says of each job, which is given the job's directory.
+    void expectRefused(const std::string& url,
+                       const std::function<std::string(const std::string& directory)>& complaint) {
         for (const Job& job : jobs()) {
             SCOPED_TRACE(std::string(job.directory) + " from " + url);
             log.clear();
             bus.clear();
             store->clearWrites();
             EXPECT_EQ(job.run(url), Fail);
-            EXPECT_THAT(newFiles(), IsEmpty());
-            EXPECT_EQ(phone.read("/etc/passwd"), "untouched");
+            EXPECT_EQ(snapshot(), before);
+            // Once by the downloader, and by the job that cannot go on.
+            EXPECT_THAT(complaints(), SizeIs(AllOf(Ge(1U), Le(2U))));
+            EXPECT_THAT(complaints(), Each(HasSubstr(complaint(job.directory))));
             // Nobody is told of a file that is not there.
             EXPECT_THAT(bus.published(), IsEmpty());
             EXPECT_THAT(store->writes(), IsEmpty());
         }
+    }
+
+    /// The log names the path: the job's directory and this name.
+    void expectNameRefused(const std::string& url, const std::string& name) {
+        expectRefused(url, [&](const std::string& directory) { return directory + name; });
+    }
+
+    void expectUrlRefused(const std::string& url) {
+        expectRefused(url, [](const std::string&) { return "Url is incorrect, please verify"; });
     }
 
     void expectKeptAs(const std::string& url, const std::string& name) {
@@ -166,6 +210,7 @@ protected:
             EXPECT_EQ(job.run(url), Success);
             EXPECT_THAT(newFiles(), ElementsAre(job.directory + name));
             EXPECT_EQ(phone.read(job.directory + name), CONTENT);
+            expectRestUntouched();
             removeNewFiles();
         }
     }
@@ -180,7 +225,7 @@ protected:
 
     std::shared_ptr<http::IFileDownloader> tested = makeDownloader();
     ovo::LocalPhoneBookUpdater book{*store, tested};
-    std::vector<std::string> filesBefore;
+    std::map<std::string, std::string> before;
 };
 
 TEST_P(FileNamesTest, OrdinaryNameIsKept) {
@@ -198,16 +243,16 @@ TEST_P(FileNamesTest, WhatFollowsTheLastSlashOfAQueryIsTheName) {
 }
 
 TEST_P(FileNamesTest, NoNameIsRefused) {
-    expectRefused("/");
-    expectRefused("http://10.0.0.6");
-    expectRefused("http://10.0.0.6/d/");
+    expectNameRefused("/", "\"");
+    expectNameRefused("http://10.0.0.6", "\"");
+    expectNameRefused("http://10.0.0.6/d/", "\"");
 }
 
 TEST_P(FileNamesTest, DotsAreRefused) {
-    expectRefused("/..");
-    expectRefused("/.");
-    expectRefused("/d/..");
-    expectRefused("http://10.0.0.6/d/..");
+    expectNameRefused("/..", "..\"");
+    expectNameRefused("/.", ".\"");
+    expectNameRefused("/d/..", "..\"");
+    expectNameRefused("http://10.0.0.6/d/..", "..\"");
 }
 
 TEST_P(FileNamesTest, EncodedDotsAndSlashesStayAsWritten) {
@@ -220,8 +265,9 @@ TEST_P(FileNamesTest, EncodedDotsAndSlashesStayAsWritten) {
 }
 
 TEST_P(FileNamesTest, TooLongNameIsRefused) {
-    expectRefused("/" + std::string(256, 'a'));
-    expectRefused("/" + std::string(10000, 'a'));
+    // Such a name may be shortened in the log.
+    for (const std::size_t length : {256U, 10000U})
+        expectNameRefused("/" + std::string(length, 'a'), std::string(48, 'a'));
 }
 
 TEST_P(FileNamesTest, LongestNameIsKept) {
@@ -230,8 +276,8 @@ TEST_P(FileNamesTest, LongestNameIsKept) {
 
 TEST_P(FileNamesTest, ControlCharactersAreRefused) {
     for (const std::string name : {"a\nb", "a\x01", "\x7f", "a\tb", "a\rb"})
-        expectRefused("/" + name);
-    expectRefused(std::string("/a\0b", 4));
+        expectUrlRefused("/" + name);
+    expectUrlRefused(std::string("/a\0b", 4));
 }
 
 TEST_P(FileNamesTest, PlaceholderThatExpandsToDotsLeadsNowhere) {
@@ -244,7 +290,7 @@ TEST_P(FileNamesTest, PlaceholderThatExpandsToDotsLeadsNowhere) {
             for (const Job& job : jobs()) {
                 SCOPED_TRACE(std::string(job.directory) + " from " + url);
                 const auto status = job.run(url);
-                EXPECT_EQ(phone.read("/etc/passwd"), "untouched");
+                expectRestUntouched();
                 if (status == Success)
                     EXPECT_THAT(newFiles(), ElementsAre(job.directory + std::string(url + 1)));
                 else
@@ -258,14 +304,60 @@ TEST_P(FileNamesTest, PlaceholderThatExpandsToDotsLeadsNowhere) {
 TEST_P(FileNamesTest, DirectoryInThePlaceOfTheFileIsLeftAlone) {
     for (const Job& job : jobs()) {
         SCOPED_TRACE(job.directory);
+        log.clear();
         phone.write(job.directory + std::string("taken/inside"), "mine");
+        before = snapshot();
         EXPECT_EQ(job.run("/taken"), Fail);
-        EXPECT_EQ(phone.read(job.directory + std::string("taken/inside")), "mine");
+        EXPECT_EQ(snapshot(), before);
+        EXPECT_THAT(complaints(), SizeIs(AllOf(Ge(1U), Le(2U))));
+        EXPECT_THAT(complaints(), Each(HasSubstr(job.directory + std::string("taken"))));
+    }
+}
+
+/// The stand-in has no temporary files and follows links.
+class RealFileNamesTest : public FileNamesTest {};
+
+TEST_P(RealFileNamesTest, NameOfATemporaryFileIsRefused) {
+    expectNameRefused("/.tmp-0123456789abcdef", ".tmp-0123456789abcdef");
+    expectNameRefused("/.download-AbCdEf", ".download-AbCdEf");
+    expectKeptAs("/.download-bg.png", ".download-bg.png");
+    expectKeptAs("/.tmp-1", ".tmp-1");
+}
+
+TEST_P(RealFileNamesTest, LinkInThePlaceOfTheFileIsReplaced) {
+    for (const Job& job : jobs()) {
+        SCOPED_TRACE(job.directory);
+        const std::string path = job.directory + std::string("planted");
+        std::filesystem::create_symlink(phone.host("/etc/passwd"), phone.host(path));
+        EXPECT_EQ(job.run("/planted"), Success);
+        EXPECT_TRUE(
+            std::filesystem::is_regular_file(std::filesystem::symlink_status(phone.host(path))));
+        EXPECT_EQ(phone.read(path), CONTENT);
+        expectRestUntouched();
+        removeNewFiles();
+    }
+}
+
+TEST_P(RealFileNamesTest, LinkInThePlaceOfTheDirectoryIsNotFollowed) {
+    for (const Job& job : jobs()) {
+        SCOPED_TRACE(job.directory);
+        log.clear();
+        const std::string directory(job.directory, std::string(job.directory).size() - 1);
+        std::filesystem::create_directory(phone.host("/outside"));
+        std::filesystem::remove_all(phone.host(directory));
+        std::filesystem::create_symlink(phone.host("/outside"), phone.host(directory));
+        before = snapshot();
+        EXPECT_EQ(job.run("/planted"), Fail);
+        EXPECT_EQ(snapshot(), before);
+        EXPECT_THAT(complaints(), SizeIs(AllOf(Ge(1U), Le(2U))));
+        EXPECT_THAT(complaints(), Each(HasSubstr("\"" + directory + "\" is a symbolic link")));
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Downloaders, FileNamesTest,
                          testing::Values(Downloader::Fake, Downloader::Real),
+                         testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Downloaders, RealFileNamesTest, testing::Values(Downloader::Real),
                          testing::PrintToStringParamName());
 
 } // namespace

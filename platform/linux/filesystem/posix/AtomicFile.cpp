@@ -1,68 +1,82 @@
 #include "AtomicFile.h"
 
+#include "AbandonedFiles.h"
 #include "Root.h"
+#include "TemporaryName.h"
 
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/random.h>
+#include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdint>
+#include <climits>
 #include <stdexcept>
-#include <system_error>
 
 namespace filesystem {
 
 namespace {
 
-/// A name of fixed length, so that a file name of the greatest length allowed has one too.
-std::string randomName() {
-    std::uint64_t number = 0;
-    while (::getrandom(&number, sizeof number, 0) != sizeof number) {
-        if (errno != EINTR)
-            throw std::system_error(errno, std::generic_category(), "Random number");
-    }
-    static constexpr char DIGITS[] = "0123456789abcdef";
-    std::string name = ".tmp-";
-    for (unsigned int digit = 0; digit < 16; ++digit, number >>= 4U)
-        name += DIGITS[number & 0xfU];
-    return name;
+std::string operationOn(const std::string& phonePath) {
+    return "Writing \"" + phonePath + "\"";
 }
 
 } // namespace
 
-AtomicFile::AtomicFile(const std::string& phonePath, unsigned int mode) : path_(phonePath) {
-    const std::string hostPath = root::toHost(phonePath);
-    const std::size_t slash = hostPath.rfind('/');
-    name_ = hostPath.substr(slash + 1);
+AtomicFile::AtomicFile(const std::string& phonePath, const Creation& creation) : path_(phonePath) {
+    root::check(phonePath);
+    const std::size_t slash = phonePath.rfind('/');
+    name_ = phonePath.substr(slash + 1);
     if (name_.empty())
-        fail(EISDIR);
-    const std::string directory = slash == 0 ? "/" : hostPath.substr(0, slash);
-    directory_.reset(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory_.isOpen())
-        fail(errno);
-    openTemporary(mode);
+        fail(Step::Create, EISDIR);
+    if (name_.size() > NAME_MAX)
+        fail(Step::Create, ENAMETOOLONG);
+    if (isTemporaryName(name_))
+        throw std::runtime_error(operationOn(path_) + ": only temporary files have such a name");
+    directory_.emplace(phonePath.substr(0, slash + 1), Directory::Use::Files,
+                       creation.directoryMode);
+    if (!directory_->isOpen())
+        directory_->fail(operationOn(path_));
+    removeAbandonedFiles(directory_->get());
+    openTemporary(creation);
 }
 
 AtomicFile::~AtomicFile() {
     discard();
 }
 
-void AtomicFile::openTemporary(unsigned int mode) {
+void AtomicFile::openTemporary(const Creation& creation) {
     constexpr int FLAGS = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     constexpr int TRIES = 16;
     for (int attempt = 0; attempt < TRIES; ++attempt) {
-        std::string name = randomName();
-        const int file = ::openat(directory_.get(), name.c_str(), FLAGS, static_cast<mode_t>(mode));
-        if (file >= 0) {
-            file_.reset(file);
+        std::string name = makeTemporaryName();
+        file_.reset(
+            ::openat(directory_->get(), name.c_str(), FLAGS, static_cast<mode_t>(creation.mode)));
+        if (file_.isOpen()) {
             temporary_ = std::move(name);
-            return;
+            if (claimTemporary(creation))
+                return;
+            discard();
+        } else if (errno != EEXIST && errno != EINTR) {
+            fail(Step::Create, errno);
         }
-        if (errno != EEXIST && errno != EINTR)
-            break;
     }
-    fail(errno);
+    fail(Step::Create, EEXIST);
+}
+
+/// False when another process took it for an abandoned one before it was locked.
+bool AtomicFile::claimTemporary(const Creation& creation) {
+    if (!lockAgainstRemoval(file_.get()))
+        return false;
+    struct stat status {};
+    if (::fstat(file_.get(), &status) != 0)
+        fail(Step::Create, errno);
+    if (status.st_nlink == 0)
+        return false;
+    const auto mode = static_cast<mode_t>(creation.mode);
+    if (creation.ignoreUmask && (status.st_mode & 07777U) != mode &&
+        ::fchmod(file_.get(), mode) != 0)
+        fail(Step::SetMode, errno);
+    return true;
 }
 
 void AtomicFile::append(const char* data, std::size_t size) {
@@ -72,7 +86,7 @@ void AtomicFile::append(const char* data, std::size_t size) {
         if (written < 0) {
             if (errno == EINTR)
                 continue;
-            fail(errno);
+            fail(Step::Write, errno);
         }
         data += written;
         size -= static_cast<std::size_t>(written);
@@ -81,33 +95,41 @@ void AtomicFile::append(const char* data, std::size_t size) {
 
 void AtomicFile::commit() {
     requireOpen();
-    if (::fsync(file_.get()) != 0)
-        fail(errno);
-    // Network file systems report a failed write at the latest here.
-    if (file_.close() != 0 && errno != EINTR)
-        fail(errno);
-    if (::renameat(directory_.get(), temporary_.c_str(), directory_.get(), name_.c_str()) != 0)
-        fail(errno);
+    flush();
+    const int directory = directory_->get();
+    if (::renameat(directory, temporary_.c_str(), directory, name_.c_str()) != 0)
+        fail(Step::Place, errno);
     temporary_.clear();
-    if (::fsync(directory_.get()) != 0)
-        fail(errno);
+    file_.close();
+    if (::fsync(directory) != 0)
+        fail(Step::FlushDirectory, errno);
+}
+
+void AtomicFile::flush() {
+    if (::fsync(file_.get()) != 0)
+        fail(Step::Flush, errno);
+    // Network file systems report a failed write when a descriptor is closed, at the latest. This
+    // one is a second one: the lock lasts until the file has its name.
+    Descriptor second(::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
+    if (!second.isOpen() || (second.close() != 0 && errno != EINTR))
+        fail(Step::Flush, errno);
 }
 
 void AtomicFile::discard() noexcept {
-    file_.close();
     if (!temporary_.empty())
-        ::unlinkat(directory_.get(), temporary_.c_str(), 0);
+        ::unlinkat(directory_->get(), temporary_.c_str(), 0);
     temporary_.clear();
+    file_.close();
 }
 
 void AtomicFile::requireOpen() const {
     if (!file_.isOpen())
-        throw std::runtime_error("Writing \"" + path_ + "\": the file was closed before");
+        throw std::runtime_error(operationOn(path_) + ": the file was closed before");
 }
 
-void AtomicFile::fail(int cause) {
+void AtomicFile::fail(Step step, int cause) {
     discard();
-    throw std::system_error(cause, std::generic_category(), "Writing \"" + path_ + "\"");
+    throw WriteError(path_, step, cause);
 }
 
 } // namespace filesystem

@@ -2,20 +2,33 @@
 #define FILESYSTEM_POSIX_ATOMICFILE_H
 
 #include "Descriptor.h"
+#include "Directory.h"
+#include "WriteError.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 namespace filesystem {
 
 /// A file that is written under a temporary name in its own directory and takes its place at once
 /// with commit(): a reader or a power cut sees the old or the new content and never a part. What is
-/// not committed is removed. All errors are std::runtime_error with the path and the cause; after
-/// one the temporary file is gone and nothing can be committed any more. For one thread at a time.
+/// not committed is removed; what a power cut left, by the next process that writes a file into the
+/// directory. A symbolic link in the file's place is replaced, one on the way to it is an error
+/// (see Directory). All errors are std::runtime_error with the path and the cause, those of the
+/// system WriteError; after one the temporary file is gone and nothing can be committed any more,
+/// and the old file is there as it was, unless it was the flush of the directory that failed. For
+/// one thread at a time.
 class AtomicFile {
 public:
-    /// phonePath: of the file, whose directory must exist. mode: at creation; the umask applies.
-    AtomicFile(const std::string& phonePath, unsigned int mode);
+    struct Creation {
+        unsigned int mode;        ///< from the moment of its creation and never a wider one
+        bool ignoreUmask = false; ///< else the umask's bits are missing
+        /// Missing directories are made with this mode, whatever the umask; else they are an error.
+        std::optional<unsigned int> directoryMode = std::nullopt;
+    };
+
+    AtomicFile(const std::string& phonePath, const Creation& creation);
     ~AtomicFile();
     AtomicFile(const AtomicFile&) = delete;
     AtomicFile& operator=(const AtomicFile&) = delete;
@@ -25,15 +38,19 @@ public:
     void commit();
 
 private:
-    void openTemporary(unsigned int mode);
+    using Step = WriteError::Step;
+
+    void openTemporary(const Creation& creation);
+    bool claimTemporary(const Creation& creation);
+    void flush();
     void discard() noexcept;
     void requireOpen() const;
-    [[noreturn]] void fail(int cause);
+    [[noreturn]] void fail(Step step, int cause);
 
     std::string path_;      ///< the phone's, for messages
     std::string name_;      ///< in directory_
     std::string temporary_; ///< in directory_; empty when there is none
-    Descriptor directory_;
+    std::optional<Directory> directory_;
     Descriptor file_;
 };
 

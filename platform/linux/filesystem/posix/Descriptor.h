@@ -22,9 +22,11 @@ public:
         close();
         number_ = number;
     }
+    /// The number, which the caller owns from now on.
+    int release() { return std::exchange(number_, -1); }
     /// 0, or -1 with errno: what was written before may be lost. The descriptor is gone in any
     /// case.
-    int close() { return number_ < 0 ? 0 : ::close(std::exchange(number_, -1)); }
+    int close() { return number_ < 0 ? 0 : ::close(release()); }
 
 private:
     int number_ = -1;

@@ -2,6 +2,7 @@
 
 #include "AtomicFile.h"
 #include "Descriptor.h"
+#include "Directory.h"
 #include "Root.h"
 
 #include <fcntl.h>
@@ -17,13 +18,16 @@ namespace filesystem {
 
 namespace {
 
+std::string operationOn(const char* operation, const std::string& path) {
+    return std::string(operation) + " \"" + path + "\"";
+}
+
 [[noreturn]] void fail(const char* operation, const std::string& path, int cause) {
-    throw std::system_error(cause, std::generic_category(),
-                            std::string(operation) + " \"" + path + "\"");
+    throw std::system_error(cause, std::generic_category(), operationOn(operation, path));
 }
 
 [[noreturn]] void refuse(const char* operation, const std::string& path, const std::string& why) {
-    throw std::runtime_error(std::string(operation) + " \"" + path + "\": " + why);
+    throw std::runtime_error(operationOn(operation, path) + ": " + why);
 }
 
 constexpr const char* READING = "Reading";
@@ -59,33 +63,6 @@ std::size_t readInto(char* buffer, std::size_t size, const Descriptor& file,
     return filled;
 }
 
-bool isDirectory(const std::string& hostPath) {
-    struct stat status {};
-    return ::stat(hostPath.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-/// Makes the entry of a new directory last.
-void flushDirectory(const std::string& hostPath, const std::string& path) {
-    const Descriptor directory(::open(hostPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.isOpen() || ::fsync(directory.get()) != 0)
-        fail(MAKING, path, errno);
-}
-
-void makeOneDirectory(const std::string& hostPath, const std::string& hostParent,
-                      const std::string& path, mode_t mode) {
-    if (::mkdir(hostPath.c_str(), mode) != 0) {
-        // Somebody else may have made it in the meantime.
-        const int cause = errno;
-        if (isDirectory(hostPath))
-            return;
-        fail(MAKING, path, cause == EEXIST ? ENOTDIR : cause);
-    }
-    // mkdir() takes the umask's bits away.
-    if (::chmod(hostPath.c_str(), mode) != 0)
-        fail(MAKING, path, errno);
-    flushDirectory(hostParent, path);
-}
-
 } // namespace
 
 std::string read(const std::string& path, unsigned long long maxBytes) {
@@ -115,29 +92,19 @@ std::string read(const std::string& path, unsigned long long maxBytes) {
 }
 
 void write(const std::string& path, const std::string& content, unsigned int mode) {
-    AtomicFile file(path, mode);
+    AtomicFile file(path, {.mode = mode});
     file.append(content.data(), content.size());
     file.commit();
 }
 
 bool doesDirectoryExist(const std::string& path) {
-    return isDirectory(root::toHost(path));
+    return Directory(path, Directory::Use::Search).isOpen();
 }
 
 void makeDirectory(const std::string& path, unsigned int mode) {
-    const std::string hostPath = root::toHost(path);
-    if (isDirectory(hostPath))
-        return;
-    const std::string top = root::directory();
-    std::string parent = top.empty() ? "/" : top;
-    for (std::size_t begin = top.size(); begin < hostPath.size();) {
-        const std::size_t end = std::min(hostPath.find('/', begin + 1), hostPath.size());
-        std::string directory = hostPath.substr(0, end);
-        if (!isDirectory(directory))
-            makeOneDirectory(directory, parent, path, static_cast<mode_t>(mode));
-        parent = std::move(directory);
-        begin = end;
-    }
+    const Directory directory(path, Directory::Use::Search, mode);
+    if (!directory.isOpen())
+        directory.fail(operationOn(MAKING, path));
 }
 
 } // namespace filesystem

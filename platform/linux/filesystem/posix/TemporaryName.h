@@ -1,0 +1,20 @@
+#ifndef FILESYSTEM_POSIX_TEMPORARYNAME_H
+#define FILESYSTEM_POSIX_TEMPORARYNAME_H
+
+#include <string>
+#include <string_view>
+
+namespace filesystem {
+
+/// A name that no other file being written has: ".tmp-" and 16 hexadecimal digits. Of fixed length,
+/// so that the longest file name has one, too.
+std::string makeTemporaryName();
+
+/// True for every name that files being written have or, in earlier versions of the software, had
+/// (".download-" and 6 letters or digits). No file may be called so: it would be taken for one that
+/// a power cut left, and removed.
+bool isTemporaryName(std::string_view name);
+
+} // namespace filesystem
+
+#endif
