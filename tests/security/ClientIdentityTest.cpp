@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -350,9 +351,9 @@ TEST_F(ClientIdentity, IsOfferedAsItIsInstalledWhereItCannotBeKept) {
 
 TEST_F(ClientIdentity, IsLookedForByOneThreadAtATime) {
     install({second.certificate, first.key}, "password-1");
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i)
-        threads.emplace_back([this] { EXPECT_FALSE(security->getClientIdentity()); });
+    std::array<std::thread, 8> threads;
+    for (std::thread& thread : threads)
+        thread = std::thread([this] { EXPECT_FALSE(security->getClientIdentity()); });
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_THAT(log.texts(), ElementsAre(NONE + MISMATCH));

@@ -103,7 +103,7 @@ std::optional<ClientIdentity> ClientIdentityFiles::offered() {
     Stamps stamps = stampsNow();
     if (const std::optional<Answer> answer = known(stamps))
         return *answer; // somebody else has looked
-    const Answer answer = look(stamps);
+    Answer answer = look(stamps);
     stamps[LAST_PAIR_FILE] = FileStamp::of(LAST_PAIR); // looking may have changed it
     remember(stamps, answer);
     return answer;
