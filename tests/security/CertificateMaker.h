@@ -28,6 +28,8 @@ public:
     /// A certificate in PEM; its key is makeKey()'s, kept under the request's name for issuing.
     std::string make(const Request& request);
     std::string make(const std::string& name);
+    /// The private key of a certificate made before, as by makeKey().
+    std::string keyOf(const std::string& name) const { return readHostFile(file(name + ".key")); }
     /// A private key in PEM (PKCS#8, not encrypted) of "EC", "RSA" or "ED25519".
     std::string makeKey(const std::string& algorithm = "EC");
 

@@ -195,7 +195,9 @@ TEST_F(CertificateFile, OfTheOtherFormIsSavedAsPem) {
 
 TEST_F(CertificateFile, SaysWhyItWasNotSaved) {
     phone.write("/certificate", "nothing");
-    EXPECT_FALSE(security.loadCertificate("/certificate")->save("/saved.pem"));
+    const auto nothing = security.loadCertificate("/certificate");
+    log.clear(); // what was said when it was loaded
+    EXPECT_FALSE(nothing->save("/saved.pem"));
     EXPECT_FALSE(phone.exists("/saved.pem"));
     phone.write("/certificate", tool.make("CA"));
     EXPECT_FALSE(security.loadCertificate("/certificate")->save("/certificate/saved.pem"));
@@ -206,6 +208,48 @@ TEST_F(CertificateFile, SaysWhyItWasNotSaved) {
     EXPECT_EQ(log.lines()[0].text,
               "The certificate for \"/saved.pem\" is not saved: it is invalid");
     EXPECT_THAT(log.lines()[1].text, HasSubstr("Not a directory"));
+}
+
+TEST_F(CertificateFile, SaysWhyItIsRefused) {
+    Request old;
+    old.name = "Old";
+    old.end = CertificateMaker::RECENT;
+    Request future;
+    future.name = "Future";
+    future.begin = CertificateMaker::FUTURE;
+    tool.make("Root");
+    Request server;
+    server.name = "Server";
+    server.issuer = "Root";
+    server.extensions = "basicConstraints=CA:FALSE";
+    struct Refused {
+        std::string content;
+        std::string notTrusted; ///< empty: it is
+        std::string invalid;    ///< empty: it is not
+    };
+    const std::vector<Refused> cases{
+        {"nothing", "it holds no certificate", "it holds no certificate"},
+        {tool.make(old), "it has expired", "it has expired"},
+        {tool.make(future), "it is not valid yet", "it is not valid yet"},
+        {tool.make(server), "it may not sign certificates and is not self-signed", ""},
+        {tool.make(old) + "x", "it has expired", "it has expired"},
+        {tool.make("Good"), "", ""},
+    };
+    const auto lines = [](const std::string& reason) {
+        return reason.empty()
+                   ? std::vector<std::string>()
+                   : std::vector<std::string>{"2 Security: Certificate \"/certificate\" is not "
+                                              "usable: " +
+                                              reason};
+    };
+    for (const Refused& example : cases) {
+        log.clear();
+        EXPECT_EQ(isUsable(example.content), example.notTrusted.empty());
+        EXPECT_EQ(log.texts(), lines(example.notTrusted));
+        log.clear();
+        EXPECT_EQ(isValid(example.content), example.invalid.empty());
+        EXPECT_EQ(log.texts(), lines(example.invalid));
+    }
 }
 
 } // namespace

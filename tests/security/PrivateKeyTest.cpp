@@ -131,7 +131,9 @@ TEST_F(PrivateKeyFile, IsSavedPlainWithoutAPassword) {
 }
 
 TEST_F(PrivateKeyFile, SaysWhyItWasNotSaved) {
-    EXPECT_FALSE(load("nothing", "secret")->save("/saved.pem", "secret"));
+    const auto nothing = load("nothing", "secret");
+    log.clear(); // what was said when it was loaded
+    EXPECT_FALSE(nothing->save("/saved.pem", "secret"));
     EXPECT_FALSE(phone.exists("/saved.pem"));
     EXPECT_FALSE(load(tool.makeKey(), "")->save("/key/saved.pem", "secret"));
     ASSERT_EQ(log.lines().size(), 2U);
@@ -142,6 +144,37 @@ TEST_F(PrivateKeyFile, SaysWhyItWasNotSaved) {
         EXPECT_EQ(line.level, 2);
         EXPECT_THAT(line.text, Not(HasSubstr("secret")));
     }
+}
+
+TEST_F(PrivateKeyFile, SaysWhyItIsInvalidWhenItIsLoaded) {
+    const std::string key = tool.makeKey();
+    const std::string pem = pkcs8(key, {"-passout", "pass:sesame", "-v2", "aes-256-cbc"});
+    const std::string der =
+        pkcs8(key, {"-passout", "pass:sesame", "-v2", "aes-256-cbc", "-outform", "DER"});
+    struct UseCase {
+        std::string content;
+        std::string password;
+        std::string reason;
+    };
+    const std::vector<UseCase> cases{
+        {"nothing", "other", "it holds no private key"},
+        {tool.make("CA"), "", "it holds no private key"},
+        {pem, "other", "the password does not open it"},
+        {der, "other", "the password does not open it"},
+        {pem, "", "it is encrypted and there is no password"},
+        {der, "", "it is encrypted and there is no password"},
+    };
+    for (const UseCase& example : cases) {
+        log.clear();
+        EXPECT_FALSE(isValid(example.content, example.password));
+        EXPECT_THAT(log.texts(), testing::ElementsAre("2 Security: Private key \"/key\" is not "
+                                                      "usable: " +
+                                                      example.reason));
+        EXPECT_FALSE(log.mentions("sesame") || log.mentions("other"));
+    }
+    log.clear();
+    EXPECT_TRUE(isValid(pem, "sesame"));
+    EXPECT_TRUE(log.lines().empty());
 }
 
 } // namespace

@@ -21,8 +21,7 @@ using testing::IsEmpty;
 using testing::Pair;
 
 constexpr const char* DIRECTORY = "/etc/ssl/certs/";
-constexpr const char* CERTIFICATE = "/data/certs/client/user_cert.pem";
-constexpr const char* KEY = "/data/certs/client/user_key.pem";
+constexpr const char* PAIR = "/data/certs/client/last_pair.pem";
 
 /// Brings about with files what the fake is told.
 class RealWorld {
@@ -51,8 +50,8 @@ public:
         names_ = names;
     }
     void identity(const std::string& password) {
-        usableCertificate(CERTIFICATE);
-        phone_.write(KEY, tool_.makeKey());
+        phone_.write("/data/certs/client/user_cert.pem", tool_.make("CA"));
+        phone_.write("/data/certs/client/user_key.pem", tool_.keyOf("CA"));
         phone_.write("/data/certs/client/user_pass.txt", password);
     }
 
@@ -80,7 +79,7 @@ public:
     void unwritable(const std::string& path) { security_.setUnwritable(path); }
     void directory(const std::set<std::string>& names) { security_.setDirectory(DIRECTORY, names); }
     void identity(const std::string& password) {
-        security_.setClientIdentity(http::ClientIdentity{CERTIFICATE, KEY, password});
+        security_.setClientIdentity(http::ClientIdentity{PAIR, PAIR, password});
     }
 
 private:
@@ -191,9 +190,9 @@ TYPED_TEST(SecurityContract, TellsWhereTheClientIdentityLies) {
     this->world.identity("secret");
     const auto identity = this->security.getClientIdentity();
     ASSERT_TRUE(identity.has_value());
-    EXPECT_EQ(identity->certificatePath, CERTIFICATE);
-    EXPECT_EQ(identity->keyPath, KEY);
-    EXPECT_EQ(identity->password, "secret");
+    EXPECT_EQ(identity->certificatePath, PAIR);
+    EXPECT_EQ(identity->keyPath, PAIR);
+    EXPECT_EQ(identity->password.text(), "secret");
 }
 
 TEST(FakeSecurity, RecordsWhatItIsAskedFor) {

@@ -3,6 +3,7 @@
 
 #include "http/ICertificate.h"
 #include "http/IPrivateKey.h"
+#include "http/Secret.h"
 
 #include <memory>
 #include <optional>
@@ -12,11 +13,12 @@
 
 namespace http {
 
-/// Where the client certificate lies that is offered to servers. Paths are the phone's.
+/// Where the client certificate lies that is offered to servers, and its key, both PEM; they may
+/// stand in one file. Paths are the phone's.
 struct ClientIdentity {
     std::string certificatePath;
     std::string keyPath;
-    std::string password; ///< of the key; empty: the key is not encrypted
+    Secret password; ///< of the key; empty: the key is not encrypted
 };
 
 /// The phone's security service: trusted certificates, client certificate and key. Any thread.
@@ -26,7 +28,8 @@ public:
     using CertificateOperations = std::vector<std::pair<std::string, std::string>>;
 
     /// True when the file holds a certificate that is usable as trusted: it parses, is within its
-    /// dates and may sign certificates or is self-signed. Does not throw on bad content.
+    /// dates and may sign certificates or is self-signed; otherwise one level 2 log line says why.
+    /// Does not throw on bad content.
     virtual bool checkCertificate(const std::string& path) const = 0;
     /// Rebuilds the bundle of trusted certificates from every PEM or DER certificate in a
     /// directory. A file without a usable certificate is passed over. Throws std::runtime_error
@@ -37,10 +40,13 @@ public:
     virtual CertificateOperations takeCertificateOperations() = 0;
     /// Path of the bundle; the file need not exist.
     virtual std::string getCaBundlePath() const = 0;
-    /// The installed client certificate and key; nothing unless both files are there.
+    /// The client certificate and key to offer: the installed ones when they parse and belong
+    /// together, otherwise the last ones that did (a renewal has not come to its end). Nothing when
+    /// there are none; one level 2 log line says why, once for each change of the files.
     virtual std::optional<ClientIdentity> getClientIdentity() const = 0;
     /// Loads a certificate (PEM or DER). Never empty: what does not parse is an invalid
-    /// certificate. Throws std::runtime_error when the file cannot be read.
+    /// certificate. One level 2 log line says why it is not valid. Throws std::runtime_error when
+    /// the file cannot be read.
     virtual std::shared_ptr<ICertificate> loadCertificate(const std::string& path) const = 0;
     /// Loads a private key (PEM or DER, encrypted or not). Never empty; errors as above.
     virtual std::shared_ptr<IPrivateKey> loadPrivateKey(const std::string& path,

@@ -104,7 +104,7 @@ HttpResponse CurlRestApi::get(const HttpRequest& request) {
         return failed("only http and https are supported");
     std::optional<TlsFiles> files;
     try {
-        files = TlsFiles::of(request);
+        files = TlsFiles::of(request, encrypted);
     } catch (const std::runtime_error& error) {
         // A plain request needs them only where the way to the proxy is encrypted.
         if (encrypted)

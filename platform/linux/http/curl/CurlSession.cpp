@@ -111,8 +111,9 @@ void CurlSession::setUpTls(const std::optional<TlsFiles>& files) {
     if (!files->clientCertificate.empty()) {
         ::curl_easy_setopt(easy, CURLOPT_SSLCERT, files->clientCertificate.c_str());
         ::curl_easy_setopt(easy, CURLOPT_SSLKEY, files->clientKey.c_str());
-        // Also when it is empty: without one, OpenSSL asks on the terminal.
-        ::curl_easy_setopt(easy, CURLOPT_KEYPASSWD, files->clientKeyPassword.c_str());
+        // Also when it is empty: without one, OpenSSL asks on the terminal. The library copies it,
+        // and wiping its copy is not offered.
+        ::curl_easy_setopt(easy, CURLOPT_KEYPASSWD, files->clientKeyPassword.text().c_str());
     }
 }
 

@@ -24,7 +24,7 @@ std::string identityOf(const std::string& path) {
 
 } // namespace
 
-TlsFiles TlsFiles::of(const HttpRequest& request) {
+TlsFiles TlsFiles::of(const HttpRequest& request, bool encrypted) {
     TlsFiles files;
     if (request.caBundlePath.empty())
         throw std::runtime_error("no trusted certificates are configured");
@@ -33,11 +33,17 @@ TlsFiles TlsFiles::of(const HttpRequest& request) {
     if (::stat(files.caBundle.c_str(), &status) != 0)
         throw std::runtime_error("no trusted certificates are installed, so no server is trusted");
     files.fingerprint = identityOf(files.caBundle);
-    if (request.clientIdentity) {
-        files.clientCertificate = root::toHost(request.clientIdentity->certificatePath);
-        files.clientKey = root::toHost(request.clientIdentity->keyPath);
-        files.clientKeyPassword = request.clientIdentity->password;
-        files.fingerprint += identityOf(files.clientCertificate) + identityOf(files.clientKey);
+    if (!request.clientIdentity)
+        return files;
+    const ClientIdentity& identity = *request.clientIdentity;
+    const std::string certificate = root::toHost(identity.certificatePath);
+    const std::string key = root::toHost(identity.keyPath);
+    // The same for every request, so that plain ones use the sessions of encrypted ones.
+    files.fingerprint += identityOf(certificate) + identityOf(key);
+    if (encrypted) {
+        files.clientCertificate = certificate;
+        files.clientKey = key;
+        files.clientKeyPassword = identity.password;
     }
     return files;
 }

@@ -2,6 +2,7 @@
 #define TLSFILES_H
 
 #include "http/IRestApi.h"
+#include "http/Secret.h"
 
 #include <string>
 
@@ -13,14 +14,15 @@ struct TlsFiles {
     std::string caBundle;
     std::string clientCertificate; ///< empty: none is offered
     std::string clientKey;
-    std::string clientKeyPassword;
+    Secret clientKeyPassword;
     /// Differs as soon as one of the files is another one or was replaced. What was verified with
     /// other files (connections, TLS sessions) must not be used.
     std::string fingerprint;
 
+    /// encrypted: the connection to the server is; only then a client certificate is presented.
     /// Throws std::runtime_error with one clause when there are no trusted certificates or a path
     /// is refused.
-    static TlsFiles of(const HttpRequest& request);
+    static TlsFiles of(const HttpRequest& request, bool encrypted);
 };
 
 } // namespace http

@@ -4,6 +4,7 @@
 #include "OpenSsl.h"
 #include "Root.h"
 #include "filesystem/Filesystem.h"
+#include "http/Secret.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
@@ -113,9 +114,8 @@ std::string Aes128CbcDecrypter::decrypt(const std::string& path) {
     if (!text.starts_with(MAGIC))
         fail(path, "it is not encrypted");
 
-    std::string keyFileContent = readKeyFile(keyFile_, path);
-    const Wipe wipe(keyFileContent);
-    const std::string_view password = firstLine(keyFileContent);
+    const Secret keyFileContent = readKeyFile(keyFile_, path);
+    const std::string_view password = firstLine(keyFileContent.text());
     if (password.empty())
         fail(path, "no key: the first line of " + quote(keyFile_) + " is empty");
 

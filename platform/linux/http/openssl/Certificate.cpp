@@ -6,15 +6,19 @@ namespace http {
 
 Certificate::Certificate(std::string_view content) : chain_(x509::parse(content)) {}
 
-bool Certificate::isValid() const {
-    return !chain_.empty() && x509::isWithinDates(chain_.front().get());
+const char* Certificate::whyInvalid() const {
+    return chain_.empty() ? x509::NO_CERTIFICATE : x509::whyNotNow(chain_.front().get());
 }
 
 bool Certificate::save(const std::string& path) const {
+    return saveFile("certificate", path, toPem(), filesystem::PUBLIC_FILE);
+}
+
+std::string Certificate::toPem() const {
     std::string text;
     for (const X509Ptr& certificate : chain_)
         text += x509::toPem(certificate.get());
-    return saveFile("certificate", path, text, filesystem::PUBLIC_FILE);
+    return text;
 }
 
 } // namespace http

@@ -15,11 +15,18 @@ class Certificate : public ICertificate {
 public:
     explicit Certificate(std::string_view content);
 
-    bool isValid() const override;
+    bool isValid() const override { return whyInvalid() == nullptr; }
     bool save(const std::string& path) const override;
 
+    /// Null: it is valid.
+    const char* whyInvalid() const;
+    /// Itself first; empty: it did not parse.
+    const std::vector<X509Ptr>& chain() const { return chain_; }
+    /// The chain; empty when it cannot be written.
+    std::string toPem() const;
+
 private:
-    const std::vector<X509Ptr> chain_;
+    std::vector<X509Ptr> chain_;
 };
 
 } // namespace http

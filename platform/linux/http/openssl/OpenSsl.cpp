@@ -1,6 +1,5 @@
 #include "OpenSsl.h"
 
-#include <algorithm>
 #include <climits>
 #include <new>
 
@@ -28,14 +27,6 @@ std::string contentOf(const BioPtr& sink) {
     const char* data = nullptr;
     const long size = BIO_get_mem_data(sink.get(), &data);
     return size > 0 ? std::string(data, static_cast<std::size_t>(size)) : std::string();
-}
-
-int givePassword(char* buffer, int size, int /*writing*/, void* password) {
-    const auto& text = *static_cast<const std::string*>(password);
-    if (text.size() > static_cast<std::size_t>(size))
-        return -1;
-    std::copy(text.begin(), text.end(), buffer);
-    return static_cast<int>(text.size());
 }
 
 int refusePassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*unused*/) {

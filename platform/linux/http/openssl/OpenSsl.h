@@ -42,21 +42,7 @@ public:
     OpenSslErrors& operator=(const OpenSslErrors&) = delete;
 };
 
-/// Overwrites a text, whose owner it is not, at the end of the scope.
-class Wipe {
-public:
-    explicit Wipe(std::string& text) : text_(text) {}
-    ~Wipe() { OPENSSL_cleanse(text_.data(), text_.size()); }
-    Wipe(const Wipe&) = delete;
-    Wipe& operator=(const Wipe&) = delete;
-
-private:
-    std::string& text_;
-};
-
-/// Callbacks of the PEM functions, which ask on the terminal where there is none. The first one
-/// gives the std::string that it gets as its last argument, the second one refuses.
-int givePassword(char* buffer, int size, int writing, void* password);
+/// A callback of the PEM functions, which ask on the terminal where there is none.
 int refusePassword(char* buffer, int size, int writing, void* unused);
 
 } // namespace http

@@ -3,20 +3,21 @@
 #include "CaBundle.h"
 #include "Certificate.h"
 #include "CertificateDirectory.h"
+#include "ClientIdentityFiles.h"
 #include "PrivateKey.h"
 #include "Root.h"
 #include "SavedFile.h"
+#include "Turns.h"
 #include "X509Text.h"
 #include "filesystem/Filesystem.h"
+#include "http/Secret.h"
 #include "logger/Logger.h"
+#include "text/Quote.h"
 
-#include <algorithm>
-#include <condition_variable>
-#include <filesystem>
 #include <map>
 #include <mutex>
 #include <set>
-#include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -25,19 +26,10 @@ namespace http {
 namespace {
 
 constexpr const char* BUNDLE = "/data/certs/ca-bundle.pem";
-constexpr const char* CLIENT_CERTIFICATE = "/data/certs/client/user_cert.pem";
-constexpr const char* CLIENT_KEY = "/data/certs/client/user_key.pem";
-constexpr const char* CLIENT_PASSWORD = "/data/certs/client/user_pass.txt";
 constexpr unsigned long long MAX_FILE_BYTES = 4ULL << 20U;
-constexpr unsigned long long MAX_PASSWORD_BYTES = 64ULL << 10U;
 
 using Operations = ISecurity::CertificateOperations;
 using Names = std::map<std::string, std::string>;
-
-bool isFile(const std::string& path) {
-    std::error_code ignored;
-    return std::filesystem::is_regular_file(root::toHost(path), ignored);
-}
 
 /// File names by fingerprint of what the bundle holds now.
 Names readBundle() {
@@ -73,32 +65,28 @@ Operations compare(const Names& before, const std::vector<BundleEntry>& after) {
     return operations;
 }
 
+/// Null: one of the certificates is usable as trusted; otherwise what is wrong with the first.
+const char* whyUnusable(std::string_view content) {
+    const char* reason = nullptr;
+    for (const X509Ptr& certificate : x509::parse(content)) {
+        const char* const why = x509::whyUnusable(certificate.get());
+        if (why == nullptr)
+            return nullptr;
+        if (reason == nullptr)
+            reason = why;
+    }
+    return reason == nullptr ? x509::NO_CERTIFICATE : reason;
+}
+
+void logProblem(const char* what, const std::string& path, const char* problem) {
+    if (problem != nullptr) {
+        LOG(2) << what << " " << quote(path) << " is not usable: " << problem;
+    }
+}
+
 } // namespace
 
 struct Security::Impl {
-    /// Rebuilds come one after another, each against the bundle of the one before. No lock is held
-    /// while one reads and writes its files.
-    class Turn {
-    public:
-        explicit Turn(Impl& impl) : impl_(impl) {
-            std::unique_lock lock(impl_.mutex);
-            impl_.turnEnded.wait(lock, [this] { return !impl_.rebuilding; });
-            impl_.rebuilding = true;
-        }
-        ~Turn() {
-            {
-                const std::lock_guard lock(impl_.mutex);
-                impl_.rebuilding = false;
-            }
-            impl_.turnEnded.notify_one();
-        }
-        Turn(const Turn&) = delete;
-        Turn& operator=(const Turn&) = delete;
-
-    private:
-        Impl& impl_;
-    };
-
     /// An operation takes the place of the same one found before: the list does not grow without
     /// end when nobody reads it, and its last word on a file is right.
     void note(const Operations& found) {
@@ -110,9 +98,9 @@ struct Security::Impl {
     }
 
     std::mutex mutex;
-    std::condition_variable turnEnded;
-    bool rebuilding = false;
     Operations operations;
+    Turns rebuilds; ///< each against the bundle of the one before
+    ClientIdentityFiles clientIdentity;
 };
 
 // Everything that this service knows lies in files; the property store is part of its interface for
@@ -132,14 +120,13 @@ bool Security::checkCertificate(const std::string& path) const {
         LOG(2) << "Certificate is not usable: " << exception.what();
         return false;
     }
-    const std::vector<X509Ptr> certificates = x509::parse(content);
-    return std::any_of(certificates.begin(), certificates.end(), [](const X509Ptr& certificate) {
-        return x509::whyUnusable(certificate.get()) == nullptr;
-    });
+    const char* const problem = whyUnusable(content);
+    logProblem("Certificate", path, problem);
+    return problem == nullptr;
 }
 
 void Security::updateCaBundle(const std::string& directory) {
-    const Impl::Turn turn(*impl_);
+    const Turns::Turn turn(impl_->rebuilds);
     const Names before = readBundle();
     const std::vector<BundleEntry> after = readCertificateDirectory(directory);
     makeDirectoryOf(BUNDLE);
@@ -157,28 +144,21 @@ std::string Security::getCaBundlePath() const {
 }
 
 std::optional<ClientIdentity> Security::getClientIdentity() const {
-    if (!isFile(CLIENT_CERTIFICATE) || !isFile(CLIENT_KEY))
-        return std::nullopt;
-    ClientIdentity identity{CLIENT_CERTIFICATE, CLIENT_KEY, {}};
-    try {
-        identity.password = filesystem::read(CLIENT_PASSWORD, MAX_PASSWORD_BYTES);
-    } catch (const std::exception& exception) {
-        if (isFile(CLIENT_PASSWORD)) {
-            LOG(2) << "No password for the client's private key: " << exception.what();
-        }
-    }
-    return identity;
+    return impl_->clientIdentity.offered();
 }
 
 std::shared_ptr<ICertificate> Security::loadCertificate(const std::string& path) const {
-    return std::make_shared<Certificate>(filesystem::read(path, MAX_FILE_BYTES));
+    auto certificate = std::make_shared<Certificate>(filesystem::read(path, MAX_FILE_BYTES));
+    logProblem("Certificate", path, certificate->whyInvalid());
+    return certificate;
 }
 
 std::shared_ptr<IPrivateKey> Security::loadPrivateKey(const std::string& path,
                                                       const std::string& password) const {
-    std::string content = filesystem::read(path, MAX_FILE_BYTES);
-    const Wipe wipe(content);
-    return std::make_shared<PrivateKey>(content, password);
+    const Secret content = filesystem::read(path, MAX_FILE_BYTES);
+    auto key = std::make_shared<PrivateKey>(content.text(), password);
+    logProblem("Private key", path, key->whyInvalid());
+    return key;
 }
 
 } // namespace http

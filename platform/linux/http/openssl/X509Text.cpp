@@ -54,19 +54,23 @@ std::string fingerprint(X509* certificate) {
     return {reinterpret_cast<const char*>(digest.data()), size};
 }
 
-bool isWithinDates(const X509* certificate) {
+const char* whyNotNow(const X509* certificate) {
     const OpenSslErrors errors;
-    // 0: the date itself is malformed.
-    return X509_cmp_current_time(X509_get0_notBefore(certificate)) < 0 &&
-           X509_cmp_current_time(X509_get0_notAfter(certificate)) > 0;
+    const int begin = X509_cmp_current_time(X509_get0_notBefore(certificate));
+    const int end = X509_cmp_current_time(X509_get0_notAfter(certificate));
+    if (begin == 0 || end == 0)
+        return "its dates are malformed";
+    if (begin > 0)
+        return "it is not valid yet";
+    return end < 0 ? "it has expired" : nullptr;
 }
 
 const char* whyUnusable(X509* certificate) {
     const OpenSslErrors errors;
     if ((X509_get_extension_flags(certificate) & EXFLAG_INVALID) != 0)
         return "its extensions are malformed";
-    if (!isWithinDates(certificate))
-        return "it is not within its dates";
+    if (const char* const why = whyNotNow(certificate))
+        return why;
     constexpr int VERIFY_SIGNATURE = 1;
     if (X509_check_ca(certificate) == 0 && X509_self_signed(certificate, VERIFY_SIGNATURE) != 1)
         return "it may not sign certificates and is not self-signed";

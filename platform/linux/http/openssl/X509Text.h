@@ -21,7 +21,11 @@ std::string toPem(X509* certificate);
 /// SHA-256 of the certificate: 32 bytes.
 std::string fingerprint(X509* certificate);
 
-bool isWithinDates(const X509* certificate);
+/// What is said of a file without one.
+constexpr const char* NO_CERTIFICATE = "it holds no certificate";
+
+/// Why a certificate is not within its dates; null: it is.
+const char* whyNotNow(const X509* certificate);
 
 /// Why a certificate cannot be trusted as an issuer or for itself; null: it can.
 const char* whyUnusable(X509* certificate);
