@@ -64,7 +64,7 @@ std::string CredentialsProvider::getFactoryCredentials() {
 }
 
 std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
-    const TurnTaker::Turn turn(questions);
+    const common::TurnTaker::Turn turn(questions);
     LOG(1) << "Waiting for input from phoneUI";
     if (onQuestion)
         onQuestion();

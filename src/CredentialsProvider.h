@@ -52,7 +52,7 @@ private:
     std::condition_variable credentialsArrived;
     bool cancelled = false; ///< under the mutex; for good
     std::function<void()> onQuestion;
-    TurnTaker questions;
+    common::TurnTaker questions;
 };
 
 } // namespace ovo

@@ -75,7 +75,7 @@ void ProvisioningWorker::startProvisioning(const std::string& url) {
     publishProvInProgress(true);
     if (!finished)
         LOG(2) << "Previous provisioning is not finished yet. Waiting...";
-    const TurnTaker::Turn turn(starting);
+    const common::TurnTaker::Turn turn(starting);
     joinProvisioningThread();
     LOG(1) << "Start provisioning thread";
     progress.reset();
@@ -106,7 +106,7 @@ void ProvisioningWorker::waitForProgress() {
 }
 
 void ProvisioningWorker::waitForProvisioningEnd() {
-    const TurnTaker::Turn turn(starting);
+    const common::TurnTaker::Turn turn(starting);
     joinProvisioningThread();
 }
 

@@ -83,7 +83,7 @@ private:
     ProvisioningStatus resultStatus = ProvisioningStatus::Success;
 
     /// Callers of startProvisioning, between joining one run and starting the next.
-    TurnTaker starting;
+    common::TurnTaker starting;
     std::mutex networkStatusMutex;
     /// Held so that no notification reaches a worker that is gone.
     std::unique_ptr<propertyapi::ISubscription> networkSubscription;

@@ -98,7 +98,7 @@ void removeLast(const FileStamp& lastPair) {
 std::optional<ClientIdentity> ClientIdentityFiles::offered() {
     if (const std::optional<Answer> answer = known(stampsNow()))
         return *answer;
-    const Turns::Turn turn(turns_);
+    const common::TurnTaker::Turn turn(turns_);
     // Taken before the files are read: what changes in between is seen next time.
     Stamps stamps = stampsNow();
     if (const std::optional<Answer> answer = known(stamps))

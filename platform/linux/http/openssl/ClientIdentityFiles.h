@@ -3,7 +3,7 @@
 
 #include "ClientPair.h"
 #include "FileStamp.h"
-#include "Turns.h"
+#include "TurnTaker.h"
 #include "http/ISecurity.h"
 
 #include <array>
@@ -37,7 +37,7 @@ private:
     std::optional<Answer> known(const Stamps& stamps);
     void remember(const Stamps& stamps, const Answer& answer);
 
-    Turns turns_; ///< looking at the files
+    common::TurnTaker turns_; ///< looking at the files
     std::mutex mutex_;
     std::optional<Stamps> stamps_; ///< of the files that the answer is about
     /// With the password: it is read once, and stays in memory in one place that is overwritten

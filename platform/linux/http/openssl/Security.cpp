@@ -7,7 +7,7 @@
 #include "PrivateKey.h"
 #include "Root.h"
 #include "SavedFile.h"
-#include "Turns.h"
+#include "TurnTaker.h"
 #include "X509Text.h"
 #include "filesystem/Filesystem.h"
 #include "http/Secret.h"
@@ -99,7 +99,7 @@ struct Security::Impl {
 
     std::mutex mutex;
     Operations operations;
-    Turns rebuilds; ///< each against the bundle of the one before
+    common::TurnTaker rebuilds; ///< each against the bundle of the one before
     ClientIdentityFiles clientIdentity;
 };
 
@@ -126,7 +126,7 @@ bool Security::checkCertificate(const std::string& path) const {
 }
 
 void Security::updateCaBundle(const std::string& directory) {
-    const Turns::Turn turn(impl_->rebuilds);
+    const common::TurnTaker::Turn turn(impl_->rebuilds);
     const Names before = readBundle();
     const std::vector<BundleEntry> after = readCertificateDirectory(directory);
     makeDirectoryOf(BUNDLE);
