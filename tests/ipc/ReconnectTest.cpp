@@ -5,8 +5,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <set>
 #include <stdexcept>
@@ -189,6 +193,55 @@ TEST(ReconnectTcp, ServesOverALoopbackPort) {
     BusPeer asker(broker.tcpAddress());
     asker.publish("netmgr/prov-client", payload("echo", true));
     EXPECT_TRUE(asker.waitForCount("prov-client/netmgr", 1));
+}
+
+/// A port of the loopback interface on which connecting does not come to an end: nobody takes the
+/// connections that fill its queue.
+class SilentPort {
+public:
+    SilentPort() {
+        address_.sin_family = AF_INET;
+        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address_;
+        EXPECT_EQ(::bind(sockets_[0], generic(), sizeof address_), 0);
+        EXPECT_EQ(::listen(sockets_[0], 0), 0);
+        EXPECT_EQ(::getsockname(sockets_[0], generic(), &size), 0);
+        for (std::size_t index = 1; index < sockets_.size(); ++index)
+            static_cast<void>(::connect(sockets_[index], generic(), sizeof address_));
+    }
+    ~SilentPort() {
+        for (const int socket : sockets_)
+            ::close(socket);
+    }
+    SilentPort(const SilentPort&) = delete;
+    SilentPort& operator=(const SilentPort&) = delete;
+
+    std::string address() const {
+        return "tcp:127.0.0.1:" + std::to_string(ntohs(address_.sin_port));
+    }
+
+private:
+    static int makeSocket() {
+        return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    }
+    sockaddr* generic() { return reinterpret_cast<sockaddr*>(&address_); }
+
+    std::array<int, 5> sockets_{makeSocket(), makeSocket(), makeSocket(), makeSocket(),
+                                makeSocket()};
+    sockaddr_in address_{};
+};
+
+TEST(ReconnectTcp, AHostThatTakesNoConnectionIsGivenUpAndDoesNotDelayTheEnd) {
+    const LogRecorder log;
+    const SilentPort port;
+    ipc::BusSettings settings = quickSettings();
+    settings.connectTimeout = std::chrono::milliseconds(50);
+    ipc::MosquittoIpcClient client(port.address(), "prov-client", {},
+                                   std::make_shared<ipc::MessageThread>(), settings);
+    EXPECT_TRUE(log.waitFor(2, "Bus away: " + port.address() + ": no answer within 50 ms"));
+    const auto begin = std::chrono::steady_clock::now();
+    client.stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 /// One connection, driven by the test.

@@ -129,23 +129,6 @@ TEST_F(Request, MalformedOnesAreDroppedWithOneLineEachAndTheNextIsServed) {
     }
 }
 
-TEST_F(Request, OnesOfAMegabyteAreDroppedWithALine) {
-    connect();
-    activateEcho();
-    peer.publish("auto-reboot/prov-client", std::string(1024UL * 1024UL, 'x'));
-    EXPECT_TRUE(log.waitFor(2, "Bus message on \"auto-reboot/prov-client\" dropped: it has 1048576 "
-                               "bytes, more than 65536"));
-}
-
-TEST_F(Request, HugeOnesAreNotEvenDeliveredAndTheNextIsServed) {
-    connect();
-    activateEcho();
-    peer.publish("auto-reboot/prov-client", std::string(5UL * 1024UL * 1024UL, 'x'));
-    EXPECT_EQ(answerTo(payload("echo", true)), "echoResponse {}");
-    EXPECT_FALSE(log.mentions("5242880 bytes"));
-    EXPECT_TRUE(client->isConnected());
-}
-
 TEST_F(Request, ParametersAndForeignControlCharactersStayOutOfTheLog) {
     connect();
     client->activate({{"fail",

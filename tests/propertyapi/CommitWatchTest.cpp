@@ -4,6 +4,7 @@
 #include "PhoneRoot.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <cstdio>
 #include <fstream>
@@ -94,6 +95,27 @@ TEST_F(CommitWatchTest, WakeEndsTheWaitAndTheNextOneWhenNobodyWaits) {
     std::thread other([&] { watch.wake(); });
     EXPECT_EQ(watch.wait(late()), Cause::WOKEN);
     other.join();
+}
+
+TEST_F(CommitWatchTest, WaitThatTheKernelRefusesStillEndsWithItsCause) {
+    writeHostFile(log_, "log");
+    CommitWatch watch(log_);
+    // The kernel refuses to wait for more files than a process may have.
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit one{1, before.rlim_max};
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &one), 0);
+    const Cause time = watch.wait(begin + Milliseconds(20));
+    const auto end = std::chrono::steady_clock::now();
+    watch.wake();
+    const Cause woken = watch.wait(late());
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(time, Cause::TIME);
+    EXPECT_GE(end - begin, Milliseconds(20));
+    EXPECT_EQ(woken, Cause::WOKEN);
+    append(log_);
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
 }
 
 TEST_F(CommitWatchTest, MissingDirectoryIsAnError) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 namespace {
@@ -11,12 +12,17 @@ namespace {
 thread_local unsigned int ownFlushes = 0;
 std::atomic<unsigned int> allFlushes = 0;
 std::atomic<std::chrono::milliseconds::rep> extraTime = 0;
+std::atomic<bool> failing = false;
 
 int flush(long call, int file) {
     ++ownFlushes;
     ++allFlushes;
     if (const auto time = extraTime.load(); time > 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(time));
+    if (failing) {
+        errno = EIO;
+        return -1;
+    }
     return static_cast<int>(::syscall(call, file));
 }
 
@@ -46,6 +52,10 @@ unsigned int ofAllThreads() {
 
 void slowDown(std::chrono::milliseconds time) {
     extraTime = time.count();
+}
+
+void fail(bool fails) {
+    failing = fails;
 }
 
 } // namespace flushes

@@ -13,6 +13,8 @@ unsigned int ofThisThread();
 unsigned int ofAllThreads();
 /// Makes each flush take longer, as a slow disk does.
 void slowDown(std::chrono::milliseconds time);
+/// Makes each flush fail, as a broken disk does.
+void fail(bool fails);
 
 } // namespace flushes
 

@@ -1,4 +1,7 @@
+#include "AllocationLimit.h"
+#include "ChangeRecorder.h"
 #include "ChildProcess.h"
+#include "LogRecorder.h"
 #include "SharedStore.h"
 #include "SqlitePropertyApi.h"
 #include "WaitUntil.h"
@@ -8,12 +11,14 @@
 
 #include <filesystem>
 #include <future>
+#include <new>
 
 using propertyapi::IPropertyApi;
 using propertyapi::PropertyApiException;
 using propertyapi::SqlitePropertyApi;
 using propertyapi::SqliteSettings;
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -65,7 +70,11 @@ TEST(StoreFailure, BusyStoreFailsEveryWriteWithOperationKeyAndCauseAndChangesNot
         EXPECT_EQ(failureOf([&] {
                       api.setValues({{"A", "2"}, {"B", "3"}}, "test");
                   }),
-                  "Cannot write batch of 2 properties: database is locked");
+                  "Cannot write batch of 2 properties, first \"A\": database is locked");
+        EXPECT_EQ(failureOf([&] {
+                      api.setValues({{"B", "3"}}, "test");
+                  }),
+                  "Cannot write property \"B\": database is locked");
         EXPECT_EQ(api.getValue("A"), "1") << "reading does not wait for a writer";
         EXPECT_FALSE(api.setValue("A", "1")) << "what changes nothing does not write";
     }
@@ -107,6 +116,14 @@ TEST(StoreFailure, OpeningABusyStoreThatNeedsNothingSucceeds) {
     EXPECT_EQ(SqlitePropertyApi(STORE, waiting(std::chrono::milliseconds(30))).getValue("A"), "1");
 }
 
+TEST(StoreFailure, OpeningABusyStoreWithAnEmptyLogSucceeds) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    const Occupier occupier(store.file());
+    const SqlitePropertyApi api(STORE, waiting(std::chrono::milliseconds(30)));
+    EXPECT_EQ(api.getValue("A"), "1");
+}
+
 TEST(StoreFailure, TextOfAFailureShowsTheWholeKeyAndNoValue) {
     const SharedStore store;
     const SqlitePropertyApi api(STORE, waiting(std::chrono::milliseconds(1)));
@@ -122,7 +139,8 @@ TEST(StoreFailure, FullDiskFailsABatchAsAWhole) {
     const Finished finished = run({PROPERTY_CLIENT, "fill", "10000"});
     EXPECT_EQ(finished.status, 0);
     EXPECT_THAT(finished.output,
-                AllOf(HasSubstr("Cannot write batch of 10000 properties: disk I/O error"),
+                AllOf(HasSubstr("Cannot write batch of 10000 properties, first \"Fill.0\": "
+                                "disk I/O error"),
                       HasSubstr("0: before, 1: 0\n"), HasSubstr("\n10000 written\n")));
 }
 
@@ -151,7 +169,8 @@ TEST_F(StoreOnItsOwnFileSystem, BatchWithoutSpaceFailsAsAWhole) {
     if (IsSkipped())
         return;
     EXPECT_THAT(output_,
-                AllOf(HasSubstr("Cannot write batch of 10000 properties: database or disk is full"),
+                AllOf(HasSubstr("Cannot write batch of 10000 properties, first \"Fill.0\": "
+                                "database or disk is full"),
                       HasSubstr("0: before, 1: 0\n")));
 }
 
@@ -197,6 +216,19 @@ TEST(StoreFailure, StoreWithoutTheRightToWriteCannotBeOpened) {
                       Not(HasSubstr("opened"))));
 }
 
+TEST(StoreFailure, StoreThatMayOnlyBeReadCannotBeOpened) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    namespace files = std::filesystem;
+    files::permissions(store.root().path(), files::perms(0755));
+    files::permissions(store.root().host("/data"), files::perms(0777));
+    files::permissions(store.file(), files::perms(0444));
+    const Finished finished = run({PROPERTY_CLIENT, "open", "powerless"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(finished.output,
+              "Cannot open property store \"/data/properties.db\": it may only be read\n");
+}
+
 TEST(StoreFailure, PathThatIsADirectoryCannotBeOpened) {
     const SharedStore store;
     store.root().write("/data/properties.db/file", "");
@@ -229,6 +261,51 @@ TEST(StoreFailure, StoreThatIsDamagedWhileItIsUsedFailsAndNamesTheKey) {
               "Cannot read property \"A\": no such table: property");
     EXPECT_EQ(failureOf([&] { api.exists("A"); }),
               "Cannot look for property \"A\": no such table: property");
+}
+
+TEST(StoreFailure, ChangesThatCannotBeReadAreReportedOnceUntilTheyCouldBeReadAgain) {
+    const SharedStore store;
+    const LogRecorder log;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    const std::string line = "Cannot read the changes of the property store: no such table: "
+                             "property_change";
+    const auto takeAway = [&] {
+        store.shell("ALTER TABLE property_change RENAME TO elsewhere");
+    };
+    const auto bringBack = [&] {
+        store.shell("ALTER TABLE elsewhere RENAME TO property_change");
+    };
+    takeAway();
+    EXPECT_TRUE(log.waitFor(3, line));
+    for (const char* value : {"1", "2", "3"}) // each is looked for, more than once
+        store.shell("INSERT OR REPLACE INTO property(key, value) VALUES('A', '" +
+                    std::string(value) + "')");
+    bringBack();
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(recorder.values(), ElementsAre("1", "2", "3"));
+    EXPECT_EQ(log.count(3, line), 1U);
+    takeAway();
+    EXPECT_TRUE(waitUntil([&] { return log.count(3, line) == 2; }));
+    bringBack();
+    EXPECT_EQ(log.lines().size(), 2U);
+}
+
+TEST(StoreFailure, ChangeForWhichThereIsNoMemoryIsDeliveredOnceThereIs) {
+    const SharedStore store;
+    const LogRecorder log;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    {
+        const AllocationLimit limit(1 << 20);
+        store.shell("INSERT INTO property(key, value) VALUES('A', hex(zeroblob(1000000)))");
+        EXPECT_TRUE(log.waitFor(3, std::string("Cannot read the changes of the property store: ") +
+                                       std::bad_alloc().what()));
+    }
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(recorder.values(), ElementsAre(std::string(2'000'000, '0')));
 }
 
 } // namespace

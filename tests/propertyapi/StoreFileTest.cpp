@@ -1,6 +1,7 @@
 #include "ChangeRecorder.h"
 #include "ChildProcess.h"
 #include "LogRecorder.h"
+#include "RenameFault.h"
 #include "SharedStore.h"
 #include "SqlitePropertyApi.h"
 
@@ -98,6 +99,43 @@ TEST(StoreFile, StoreMadeByTheStockShellIsTakenOver) {
     store.shell("UPDATE property SET value = '3' WHERE key = 'A'");
     ASSERT_TRUE(recorder.waitFor(1));
     EXPECT_EQ(store.shell("PRAGMA journal_mode"), "wal");
+}
+
+TEST(StoreFile, IsMadeOnAFileSystemThatDoesNotKnowTheFlagsOfRenaming) {
+    const SharedStore store;
+    const RenameFault fault;
+    const SqlitePropertyApi api;
+    EXPECT_EQ(fault.calls(), 1U);
+    EXPECT_TRUE(api.setValue("A", "1"));
+    EXPECT_FALSE(store.root().exists("/data/properties.db.new"));
+    EXPECT_EQ(std::filesystem::hard_link_count(store.file()), 1U);
+}
+
+TEST(StoreFile, StoreThatAnotherProgramMakesMeanwhileIsKeptThereToo) {
+    const SharedStore store;
+    const RenameFault fault([&] {
+        store.shell("CREATE TABLE property(key TEXT PRIMARY KEY, value TEXT NOT NULL, "
+                    "origin TEXT NOT NULL DEFAULT ''); INSERT INTO property VALUES('A', '1', '')");
+    });
+    EXPECT_EQ(SqlitePropertyApi().getValue("A"), "1");
+    EXPECT_FALSE(store.root().exists("/data/properties.db.new"));
+}
+
+TEST(StoreFile, TriggersOfAnEarlierVersionAreReplaced) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    store.shell("DROP TRIGGER property_insert;"
+                "CREATE TRIGGER property_insert AFTER INSERT ON property "
+                "WHEN NEW.value <> '' AND NOT EXISTS(SELECT 1 FROM property_replace) BEGIN "
+                "INSERT INTO property_change VALUES(NULL, NEW.key, NEW.value); END;"
+                "PRAGMA user_version = 1");
+    const SqlitePropertyApi api;
+    EXPECT_EQ(api.getValue("A"), "1");
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    store.shell("INSERT INTO property VALUES(NULL, x'010000004103000000626164', '')");
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(recorder.changes(), testing::IsEmpty());
 }
 
 TEST(StoreFile, EmptyFileBecomesAStore) {

@@ -57,6 +57,10 @@ const std::vector<ShellCase> SHELL_CASES = {
      "PRAGMA recursive_triggers = ON;"
      "INSERT OR REPLACE" INTO "('A', '9'), ('B', '2'), ('C', '3'), ('A', '9'), ('A', '1')",
      {{"A", "9"}, {"C", "3"}, {"A", "1"}}},
+    {"ReplaceWithTriggersOnDeletionInAnEmptiedJournal",
+     "PRAGMA recursive_triggers = ON; DELETE FROM property_change;"
+     "INSERT OR REPLACE" INTO "('A', '9'), ('A', '9')",
+     {{"A", "9"}}},
     {"UpsertMissing", "INSERT" INTO "('C', '3')" UPSERT, {{"C", "3"}}},
     {"UpsertWithTheSame", "INSERT" INTO "('A', '1')" UPSERT, {}},
     {"UpsertWithAnother", "INSERT" INTO "('A', '9')" UPSERT, {{"A", "9"}}},
@@ -82,6 +86,21 @@ const std::vector<ShellCase> SHELL_CASES = {
      "UPDATE property SET value = '1' WHERE key = 'B';"
      "UPDATE OR REPLACE property SET key = 'B' WHERE key = 'A'",
      {{"B", "1"}, {"A", ""}}},
+    // A pack of the change of A to "bad", as only a client itself may write it, and the like.
+    {"InsertWithoutKey", "INSERT INTO property VALUES(NULL, x'010000004103000000626164', '')", {}},
+    {"InsertWithAKeyThatOnlyReadsLikeAnother", "INSERT" INTO "(x'41', 'bad')", {}},
+    {"ReplaceWithoutKey", "REPLACE" INTO "(NULL, x'010000004103000000626164')", {}},
+    {"RenameToNoKey", "UPDATE property SET key = NULL WHERE key = 'A'", {{"A", ""}}},
+    {"RenameFromNoKey",
+     "INSERT" INTO "(NULL, '3'); UPDATE property SET key = 'C' WHERE key IS NULL",
+     {{"C", "3"}}},
+    {"UpdateWithoutKey",
+     "INSERT" INTO "(NULL, '3');"
+     "UPDATE property SET value = x'010000004103000000626164' WHERE key IS NULL",
+     {}},
+    {"DeleteOfWhatOnlyReadsLikeAnother",
+     "INSERT" INTO "(x'41', 'bad'); DELETE FROM property WHERE key = x'41'",
+     {}},
     {"RolledBack", "BEGIN; UPDATE property SET value = '9'; ROLLBACK", {}},
     {"Transaction",
      "BEGIN; UPDATE property SET value = '9' WHERE key = 'B'; INSERT" INTO "('C', '3'); COMMIT",
@@ -281,6 +300,109 @@ TEST(StoreJournal, EmptiedJournalIsSurvived) {
     EXPECT_TRUE(waitForDelivery(api));
     api.setValue("A", "3");
     ASSERT_TRUE(recorder.waitForValue("3"));
+}
+
+/// A journal that has been trimmed and then emptied by another program, and a client that has seen
+/// everything.
+class EmptiedJournal : public testing::Test {
+protected:
+    EmptiedJournal() {
+        api.subscribe("State.A", recorder.callback());
+        for (int i = 1; i <= CHANGES; ++i)
+            api.setValue("State.A", std::to_string(i));
+        EXPECT_TRUE(recorder.waitForValue(std::to_string(CHANGES)));
+        EXPECT_GT(trimmed(), 0);
+        EXPECT_LT(trimmed(), CHANGES);
+    }
+    int trimmed() const {
+        return std::stoi(store.shell("SELECT value FROM property_meta WHERE name = 'trimmed'"));
+    }
+    /// The values delivered behind the first so many.
+    static std::vector<std::string> behind(const ChangeRecorder& changes, std::size_t count) {
+        std::vector<std::string> values = changes.values();
+        values.erase(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count));
+        return values;
+    }
+
+    static constexpr int CHANGES = 500;
+    const SharedStore store;
+    ChangeRecorder recorder; // is called until the client has ended
+    const SqlitePropertyApi api{"/data/properties.db", withJournalOf(64)};
+};
+
+TEST_F(EmptiedJournal, LosesNothingForAClientThatWasNotBehindAndRepeatsNothing) {
+    const std::size_t before = recorder.changes().size();
+    store.shell("DELETE FROM property_change");
+    api.setValue("State.A", "last");
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(behind(recorder, before), ElementsAre("last"));
+}
+
+TEST_F(EmptiedJournal, IsForAClientOpenedAfterwardsAsAnyOther) {
+    store.shell("DELETE FROM property_change");
+    api.setValue("State.A", "before");
+    const SqlitePropertyApi second("/data/properties.db", withJournalOf(64));
+    ChangeRecorder changes;
+    second.subscribe("State.A", changes.callback());
+    api.setValue("State.A", "last");
+    EXPECT_TRUE(waitForDelivery(second));
+    EXPECT_THAT(changes.values(), ElementsAre("last"));
+}
+
+TEST_F(EmptiedJournal, IsForAClientThatFindsItEmptyAsAnyOther) {
+    store.shell("DELETE FROM property_change");
+    const SqlitePropertyApi second("/data/properties.db", withJournalOf(64));
+    ChangeRecorder changes;
+    second.subscribe("State.A", changes.callback());
+    store.shell("UPDATE property SET value = 'last' WHERE key = 'State.A'");
+    EXPECT_TRUE(waitForDelivery(second));
+    EXPECT_THAT(changes.values(), ElementsAre("last"));
+}
+
+TEST_F(EmptiedJournal, DoesNotHaveNumbersThatCameBefore) {
+    const auto newest = [this] {
+        return std::stoi(store.shell("SELECT max(sequence) FROM property_change"));
+    };
+    int number = newest();
+    for (const char* statement :
+         {"UPDATE property SET value = 'updated' WHERE key = 'State.A'",
+          "INSERT OR REPLACE INTO property(key, value) VALUES('State.A', 'replaced')",
+          "UPDATE property SET key = 'State.B', value = '' WHERE key = 'State.A'",
+          "INSERT INTO property(key, value) VALUES('State.A', 'inserted')",
+          "DELETE FROM property WHERE key = 'State.A'"}) {
+        store.shell("DELETE FROM property_change");
+        store.shell(statement);
+        EXPECT_EQ(newest(), ++number) << statement;
+    }
+    store.shell("DELETE FROM property_change");
+    api.setValue("State.A", "by a client");
+    EXPECT_EQ(newest(), ++number);
+}
+
+TEST_F(EmptiedJournal, GivesAClientThatIsBehindTheCurrentValue) {
+    Blockade blockade(api, "State.Blocked");
+    const std::size_t before = recorder.changes().size();
+    api.setValue("State.A", "lost");
+    api.setValue("State.A", "current");
+    store.shell("DELETE FROM property_change");
+    api.setValue("State.A", "last");
+    blockade.release();
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(behind(recorder, before), ElementsAre("last"));
+    api.setValue("State.A", "afterwards");
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(behind(recorder, before), ElementsAre("last", "afterwards"));
+}
+
+TEST_F(EmptiedJournal, WhoseNumbersBeginAnewGivesTheCurrentValuesAndGoesOn) {
+    const std::size_t before = recorder.changes().size();
+    // As a program does that does not fire triggers.
+    store.shell("DROP TRIGGER property_change_emptied; DELETE FROM property_change");
+    ASSERT_TRUE(recorder.waitFor(before + 1));
+    api.setValue("State.A", "last");
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(behind(recorder, before), ElementsAre(std::to_string(CHANGES), "last"));
 }
 
 TEST(StoreJournal, StopEndsNotificationsAndNothingElse) {

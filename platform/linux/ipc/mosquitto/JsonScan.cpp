@@ -1,53 +1,17 @@
 #include "JsonScan.h"
 
+#include "Utf8.h"
+
 #include <algorithm>
-#include <array>
 
 namespace ipc {
 
 namespace {
 
-struct Utf8Form {
-    unsigned char leadMask;
-    unsigned char lead;
-    std::size_t followers;
-    char32_t smallest; ///< anything below has a shorter form
-};
-
-constexpr std::array<Utf8Form, 4> UTF8_FORMS{{
-    {0x80, 0x00, 0, 0x0},
-    {0xe0, 0xc0, 1, 0x80},
-    {0xf0, 0xe0, 2, 0x800},
-    {0xf8, 0xf0, 3, 0x10000},
-}};
-
 constexpr std::string_view DIGITS = "0123456789";
 
 unsigned char byteAt(std::string_view text, std::size_t index) {
     return static_cast<unsigned char>(text[index]);
-}
-
-bool isScalarValue(char32_t code) {
-    return code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
-}
-
-/// Length of the character at the beginning of a text that is not empty; 0 when it is malformed.
-std::size_t utf8Length(std::string_view text) {
-    const unsigned char lead = byteAt(text, 0);
-    const auto* const form =
-        std::find_if(UTF8_FORMS.begin(), UTF8_FORMS.end(), [lead](const Utf8Form& candidate) {
-            return (lead & candidate.leadMask) == candidate.lead;
-        });
-    if (form == UTF8_FORMS.end() || text.size() <= form->followers)
-        return 0;
-    char32_t code = lead & static_cast<unsigned char>(~form->leadMask);
-    for (std::size_t index = 1; index <= form->followers; ++index) {
-        const unsigned char follower = byteAt(text, index);
-        if ((follower & 0xc0) != 0x80)
-            return 0;
-        code = (code << 6) | (follower & 0x3fU);
-    }
-    return code >= form->smallest && isScalarValue(code) ? form->followers + 1 : 0;
 }
 
 /// Takes a run of digits off the front; false when there is none.
@@ -122,10 +86,10 @@ std::size_t behindToken(std::string_view text, std::size_t begin) {
 
 bool isUtf8(std::string_view text) {
     while (!text.empty()) {
-        const std::size_t length = utf8Length(text);
-        if (length == 0)
+        const std::size_t size = utf8::first(text).size;
+        if (size == 0)
             return false;
-        text.remove_prefix(length);
+        text.remove_prefix(size);
     }
     return true;
 }

@@ -18,7 +18,9 @@ class RequestQueue;
 /// A service's connection to the broker mosquitto over MQTT 5: QoS 1, never retained, clean start.
 /// A message "A" is published on the topic given as destination as
 /// {"name": "A", "parameters": {…}, "flag": …}; one that is not acknowledged when the connection
-/// breaks is sent again, in its place in the order.
+/// breaks is sent again, in its place in the order. Requests of more than 64 KiB are dropped with a
+/// level 2 line; those of more than 4 MiB are withheld by the broker, which bounds the memory that
+/// they can cost, and leave no line here.
 class MosquittoIpcClient : public IIPCClient {
 public:
     using Settings = BusSettings;

@@ -25,9 +25,8 @@ constexpr int QOS = 1;
 /// Messages sent without waiting for an acknowledgement: enough to keep a local broker busy,
 /// few to send again when it goes away.
 constexpr std::size_t UNACKNOWLEDGED_LIMIT = 16;
-/// Packets beyond it are not even delivered by the broker, so that nobody fills the memory. Far
-/// above the largest valid payload: what lies between is dropped here with a log line.
-constexpr std::uint32_t LARGEST_PACKET = 4U * 1024U * 1024U;
+/// A port that no connection has.
+constexpr int NO_PORT = -1;
 /// Reason codes of the protocol from here on are failures.
 constexpr int FIRST_FAILURE_REASON = 0x80;
 
@@ -107,14 +106,20 @@ std::optional<std::string> binaryProperty(const mosquitto_property* properties, 
 }
 
 int connect(mosquitto* handle, const BusAddress& address, int keepalive) {
-    if (!address.isUnix())
-        return mosquitto_connect_async(handle, address.host.c_str(), address.port, keepalive);
-    // The library takes properties only in the call that waits for the connection, which for a
-    // Unix socket there is nothing to wait for; so on TCP the size of packets has no limit.
     Properties properties;
     properties.addNumber(MQTT_PROP_MAXIMUM_PACKET_SIZE, LARGEST_PACKET);
-    return mosquitto_connect_bind_v5(handle, address.host.c_str(), 0, keepalive, nullptr,
-                                     properties.get());
+    const auto connectAtOnce = [&](int port) {
+        return mosquitto_connect_bind_v5(handle, address.host.c_str(), port, keepalive, nullptr,
+                                         properties.get());
+    };
+    if (address.isUnix())
+        return connectAtOnce(0);
+    // A TCP host may keep its caller waiting for minutes, which only the call without properties
+    // does not do. The library keeps properties for every later attempt of the handle: so they are
+    // given in a call that it then refuses for the port.
+    if (const int result = connectAtOnce(NO_PORT); result != MOSQ_ERR_INVAL)
+        return result;
+    return mosquitto_connect_async(handle, address.host.c_str(), address.port, keepalive);
 }
 
 } // namespace

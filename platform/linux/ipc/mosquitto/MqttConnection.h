@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -17,6 +18,11 @@ struct mosquitto;
 namespace ipc {
 
 struct MqttCallbacks;
+
+/// Size of the largest MQTT packet that the broker is asked to deliver: while one is read it is in
+/// memory twice. The broker discards larger ones without telling anybody but its own log. Far above
+/// LARGEST_PAYLOAD: a message that lies between the two is dropped here, with a log line.
+constexpr std::uint32_t LARGEST_PACKET = 4U * 1024U * 1024U;
 
 /// One connection to the broker, from the attempt to its loss; a new attempt is a new object. The
 /// owner waits for the socket and calls handleEvents(). Never blocks, except for the name service

@@ -1,6 +1,7 @@
 #include "ChangeJournal.h"
 
 #include "ChangePack.h"
+#include "JournalRule.h"
 #include "Transaction.h"
 
 #include <utility>
@@ -19,9 +20,9 @@ ChangeJournal::ChangeJournal(std::unique_ptr<Database> database)
     : database_(std::move(database))
     , begin_(*database_, "BEGIN")
     , commit_(*database_, "COMMIT")
-    , bounds_(*database_,
-              "SELECT value, (SELECT max(sequence) FROM property_change) FROM property_meta "
-              "WHERE name = 'trimmed'")
+    , bounds_(*database_, "SELECT coalesce((SELECT value FROM property_meta "
+                          "WHERE name = 'trimmed'), 0), " +
+                              JournalRule::newest())
     , changes_(*database_, "SELECT sequence, key, value FROM property_change "
                            "WHERE sequence > ?1 ORDER BY sequence")
     , value_(*database_, "SELECT value FROM property WHERE key = ?1") {}

@@ -24,7 +24,7 @@ public:
     /// What the journal holds behind a number: the next changes, a bounded piece of them.
     struct Page {
         std::int64_t trimmed; ///< number of the newest change that the journal has lost
-        std::int64_t newest;  ///< number of the newest change of all
+        std::int64_t newest;  ///< number of the newest change of all, at least trimmed
         std::vector<Change> changes;
     };
 

@@ -12,10 +12,13 @@
 #include <cstring>
 #include <limits>
 #include <stdexcept>
+#include <thread>
 
 namespace propertyapi {
 
 namespace {
+
+constexpr std::chrono::milliseconds RETRY_TIME{50};
 
 [[noreturn]] void fail(const char* operation, int error) {
     throw std::runtime_error(std::string(operation) + ": " + std::strerror(error));
@@ -54,7 +57,7 @@ CommitWatch::~CommitWatch() {
     ::close(wake_);
 }
 
-void CommitWatch::followLog() {
+void CommitWatch::followLog() noexcept {
     // Not there, it is followed as soon as the directory's watch tells that it was made. The same
     // file once more keeps its watch.
     logWatch_ = ::inotify_add_watch(events_, log_.c_str(), IN_MODIFY);
@@ -66,12 +69,14 @@ void CommitWatch::wake() noexcept {
     [[maybe_unused]] const auto written = ::write(wake_, &one, sizeof one);
 }
 
-CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until) {
+CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until) noexcept {
     for (;;) {
         std::array<pollfd, 2> files{{{events_, POLLIN, 0}, {wake_, POLLIN, 0}}};
         const int ready = ::poll(files.data(), files.size(), pollTime(until));
+        // The kernel has no memory for it: what the wait is for is looked for at times.
         if (ready < 0 && errno != EINTR)
-            fail("cannot wait for commits", errno);
+            std::this_thread::sleep_until(
+                std::min(until, std::chrono::steady_clock::now() + RETRY_TIME));
         const bool woken = takeWake();
         if (takeEvents())
             return Cause::LOG_WRITTEN;
@@ -82,13 +87,13 @@ CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until
     }
 }
 
-bool CommitWatch::takeWake() {
+bool CommitWatch::takeWake() noexcept {
     std::uint64_t count = 0;
     return ::read(wake_, &count, sizeof count) > 0;
 }
 
 /// Takes what has been told so far; true when any of it concerns the log.
-bool CommitWatch::takeEvents() {
+bool CommitWatch::takeEvents() noexcept {
     bool concerned = false;
     bool renamed = false;
     alignas(inotify_event) std::array<char, 4096> buffer;

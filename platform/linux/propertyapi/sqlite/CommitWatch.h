@@ -21,13 +21,13 @@ public:
     /// Ends the wait that is in progress or the next one. From every thread.
     void wake() noexcept;
     /// Waits for a cause, until the time given. From one thread.
-    Cause wait(std::chrono::steady_clock::time_point until);
+    Cause wait(std::chrono::steady_clock::time_point until) noexcept;
 
 private:
     /// Watches the file that has the log's name now.
-    void followLog();
-    bool takeEvents();
-    bool takeWake();
+    void followLog() noexcept;
+    bool takeEvents() noexcept;
+    bool takeWake() noexcept;
 
     const std::string log_;
     const std::string name_;

@@ -39,15 +39,18 @@ Database::Database(const std::string& path, std::chrono::milliseconds busyTimeou
     const int code = sqlite3_open_v2(
         path.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
         nullptr);
-    if (code == SQLITE_OK) {
+    // The library opens what it may not write to for reading alone, without a word.
+    const bool isReadOnly = code == SQLITE_OK && sqlite3_db_readonly(handle_, "main") != 0;
+    if (code == SQLITE_OK && !isReadOnly) {
         setBusyTimeout(busyTimeout);
         return;
     }
-    const std::string cause = handle_ == nullptr
-                                  ? std::string(sqlite3_errstr(code))
-                                  : sqlite3_errmsg(handle_) + systemReason(handle_, code);
+    std::string cause = "it may only be read";
+    if (!isReadOnly)
+        cause = handle_ == nullptr ? std::string(sqlite3_errstr(code))
+                                   : sqlite3_errmsg(handle_) + systemReason(handle_, code);
     sqlite3_close_v2(handle_);
-    throw DatabaseError(primary(code), cause);
+    throw DatabaseError(isReadOnly ? SQLITE_READONLY : primary(code), cause);
 }
 
 Database::~Database() {

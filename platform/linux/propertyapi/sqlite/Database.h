@@ -15,7 +15,8 @@ namespace propertyapi {
 /// DatabaseError.
 class Database {
 public:
-    /// Opens an existing file of this machine. Operations on a busy store wait for that long.
+    /// Opens an existing file of this machine, to read and to write. Operations on a busy store
+    /// wait for that long.
     Database(const std::string& path, std::chrono::milliseconds busyTimeout);
     ~Database();
     Database(const Database&) = delete;

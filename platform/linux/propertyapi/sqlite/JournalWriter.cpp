@@ -1,7 +1,7 @@
 #include "JournalWriter.h"
 
 #include "Database.h"
-#include "Schema.h"
+#include "JournalRule.h"
 
 namespace propertyapi {
 
@@ -9,20 +9,16 @@ namespace {
 
 /// A pack is written when it has reached this: readers hold one at a time in memory.
 constexpr std::size_t PACK_BYTES = std::size_t{64} << 10U;
-constexpr std::int64_t KIB = 1024;
 
 } // namespace
 
 JournalWriter::JournalWriter(Database& database, std::int64_t bound)
     : database_(database)
-    , bound_(bound)
-    , newest_(database, "SELECT coalesce(max(sequence), 0) FROM property_change")
-    , insert_(database, "INSERT INTO property_change(sequence, key, value) VALUES(?1, ?2, ?3)")
-    , insertPack_(database,
-                  "INSERT INTO property_change(sequence, key, value) VALUES(?1, NULL, ?2)")
-    , noteTrimmed_(database, "UPDATE property_meta SET value = coalesce((SELECT max(sequence) FROM "
-                             "property_change WHERE sequence <= ?1), value) WHERE name = 'trimmed'")
-    , deleteTrimmed_(database, "DELETE FROM property_change WHERE sequence <= ?1") {
+    , insert_(database, "INSERT INTO property_change(sequence, key, value) VALUES(" +
+                            JournalRule::next("?2") + ", ?1, ?2) RETURNING sequence, " +
+                            JournalRule(bound).isTrimDue("sequence", "value"))
+    , noteTrimmed_(database, JournalRule(bound).noteTrimmed("?1"))
+    , trim_(database, JournalRule(bound).trim("?1")) {
     database_.disableTriggers();
 }
 
@@ -46,31 +42,24 @@ void JournalWriter::finish() {
 }
 
 void JournalWriter::writePack() {
-    const bool single = pack_.count() == 1;
-    const std::string& text = single ? firstValue_ : pack_.text();
-    std::int64_t sequence = 1;
+    std::int64_t number = 0;
+    bool isTrimDue = false;
     {
-        Statement::Run run(newest_);
-        if (run.step())
-            sequence += run.integer(0);
+        Statement::Run run(insert_);
+        if (pack_.count() == 1)
+            run.bind(1, firstKey_).bind(2, firstValue_);
+        else
+            run.bind(2, pack_.text()); // without a key
+        if (run.step()) {
+            number = run.integer(0);
+            isTrimDue = run.integer(1) != 0;
+        }
     }
-    // As the triggers count: one, and one for each KiB.
-    const std::int64_t grown = static_cast<std::int64_t>(text.size()) / KIB;
-    sequence += grown;
-    if (single)
-        Statement::Run(insert_).bind(1, sequence).bind(2, firstKey_).bind(3, text).step();
-    else
-        Statement::Run(insertPack_).bind(1, sequence).bind(2, text).step();
-    trim(sequence, grown);
+    if (isTrimDue) {
+        Statement::Run(noteTrimmed_).bind(1, number).step();
+        Statement::Run(trim_).bind(1, number).step();
+    }
     pack_.clear();
-}
-
-/// In steps, as the triggers do it.
-void JournalWriter::trim(std::int64_t newest, std::int64_t grown) {
-    if (newest % schema::trimStep(bound_) > grown)
-        return;
-    Statement::Run(noteTrimmed_).bind(1, newest - bound_).step();
-    Statement::Run(deleteTrimmed_).bind(1, newest - bound_).step();
 }
 
 } // namespace propertyapi

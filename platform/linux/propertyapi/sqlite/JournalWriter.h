@@ -28,18 +28,14 @@ public:
 
 private:
     void writePack();
-    void trim(std::int64_t newest, std::int64_t grown);
 
     Database& database_;
-    const std::int64_t bound_;
     ChangePack pack_;
     std::string firstKey_; ///< of the pack: an only change is written as it is
     std::string firstValue_;
-    Statement newest_;
     Statement insert_;
-    Statement insertPack_;
     Statement noteTrimmed_;
-    Statement deleteTrimmed_;
+    Statement trim_;
 };
 
 } // namespace propertyapi

@@ -2,6 +2,7 @@
 
 #include "logger/Logger.h"
 
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -59,14 +60,25 @@ void Notifier::run() {
 }
 
 void Notifier::look(bool quiet) {
+    // A failure is not told again with each look, only once one has succeeded in between.
     try {
         while (!stopping_ && deliverNext()) {
         }
-        shortenLog(quiet);
-        failing_ = false;
-    } catch (const DatabaseError& error) {
-        if (!std::exchange(failing_, true)) { // not again with each look until one succeeds
+        failingToRead_ = false;
+    } catch (const std::exception& error) {
+        if (!std::exchange(failingToRead_, true)) {
             LOG(3) << "Cannot read the changes of the property store: " << error.what();
+        }
+        return;
+    }
+    if (!isLogDue(quiet))
+        return;
+    try {
+        journal_.database().checkpoint();
+        failingToShorten_ = false;
+    } catch (const std::exception& error) {
+        if (!std::exchange(failingToShorten_, true)) {
+            LOG(3) << "Cannot move the log of the property store into it: " << error.what();
         }
     }
 }
@@ -87,25 +99,27 @@ bool Notifier::deliverNext() {
     return !page.changes.empty();
 }
 
-/// The journal no longer holds what comes behind the position, or has been emptied by somebody.
+/// The journal no longer holds what comes behind the position, or its numbers have begun anew. As
+/// the newest number is never below the trimmed one, neither holds for the position afterwards.
 void Notifier::deliverCurrent(const ChangeJournal::Page& page) {
-    const bool emptied = page.newest < page.trimmed || page.newest < subscribers_->position();
-    const std::int64_t lost = emptied ? std::numeric_limits<std::int64_t>::max() : page.trimmed;
-    const std::int64_t number = emptied ? page.newest : page.trimmed;
+    const bool anew = page.newest < subscribers_->position();
+    const std::int64_t lost = anew ? std::numeric_limits<std::int64_t>::max() : page.trimmed;
+    const std::int64_t number = anew ? page.newest : page.trimmed;
     const std::vector<std::string> keys = subscribers_->passOver(lost, number);
     const ChangeJournal::Values current = journal_.values(keys);
     for (const Property& property : current.properties)
         subscribers_->deliverCurrent(property, lost, current.newest);
 }
 
-void Notifier::shortenLog(bool quiet) {
+/// True when the log has grown so far that it is to be moved; takes down the time then.
+bool Notifier::isLogDue(bool quiet) {
     const std::int64_t size = journal_.database().walSize();
     const auto now = Clock::now();
     if (size < (quiet ? settings_.walIdleLimit : settings_.walBusyLimit) ||
         now - shortened_ < settings_.quietTime)
-        return;
+        return false;
     shortened_ = now;
-    journal_.database().checkpoint();
+    return true;
 }
 
 } // namespace propertyapi

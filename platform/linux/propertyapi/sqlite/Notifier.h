@@ -36,14 +36,15 @@ private:
     void look(bool quiet);
     bool deliverNext();
     void deliverCurrent(const ChangeJournal::Page& page);
-    void shortenLog(bool quiet);
+    bool isLogDue(bool quiet);
 
     const SqliteSettings settings_;
     const std::shared_ptr<Subscribers> subscribers_;
     ChangeJournal journal_;
     CommitWatch watch_;
     std::chrono::steady_clock::time_point shortened_{};
-    bool failing_ = false;
+    bool failingToRead_ = false;
+    bool failingToShorten_ = false;
     std::atomic<bool> stopping_ = false;
     std::thread thread_;
 };

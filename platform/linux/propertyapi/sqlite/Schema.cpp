@@ -1,30 +1,29 @@
 #include "Schema.h"
 
 #include "Database.h"
+#include "JournalRule.h"
 #include "Statement.h"
 #include "Transaction.h"
 
-#include <algorithm>
 #include <string_view>
 
 namespace propertyapi::schema {
 
 namespace {
 
-constexpr std::string_view VERSION = "1";
+constexpr std::string_view VERSION = "2";
 constexpr std::string_view ONE_BOOT = "State.";
 
-/// property_change is the journal of changes. Its sequence rises with each change, in commit order,
-/// by one and by the size of the value in KiB, so that keeping a range of sequence numbers bounds
-/// the journal's rows and its bytes. The newest row is never deleted, so that no number comes
-/// again. A row without a key holds several changes in its value (see ChangePack).
+/// property_change is the journal of changes (see JournalRule). A row without a key holds several
+/// changes in its value (see ChangePack); the triggers, through which every program can write, make
+/// none such.
 ///
 /// property_replace serves INSERT OR REPLACE, which takes the old row away without firing the
 /// delete trigger: the trigger before an insert leaves a row there that says what the insert will
-/// replace, the trigger after it reads that. A row that is left behind by an insert that was
+/// replace, the trigger after it takes that. A row that is left behind by an insert that was
 /// ignored or became an update is cleared by the next insert. Where a program has switched
 /// recursive_triggers on, REPLACE does fire the delete trigger, and the trigger after the insert
-/// takes that one's entry back.
+/// takes that one's entry back, which is not a journal that somebody empties.
 ///
 /// property_meta.trimmed is the newest sequence number that was deleted from the journal: a reader
 /// that has not got as far has missed changes.
@@ -38,9 +37,9 @@ CREATE TABLE IF NOT EXISTS property_replace(
 CREATE TABLE IF NOT EXISTS property_meta(
     name TEXT PRIMARY KEY, value NOT NULL) WITHOUT ROWID;
 INSERT OR IGNORE INTO property_meta VALUES('trimmed', 0);
-INSERT OR IGNORE INTO property_meta VALUES('touched', 0);
 )";
 
+/// ${NOTE_NEW} and ${NOTE_REMOVED} end in a condition, to which others can be added.
 constexpr std::string_view TRIGGERS = R"(
 DROP TRIGGER IF EXISTS property_before_insert;
 CREATE TRIGGER property_before_insert BEFORE INSERT ON property
@@ -53,28 +52,21 @@ BEGIN
         FROM property WHERE key = NEW.key;
 END;
 
+DROP TRIGGER IF EXISTS property_after_replace; -- of version 1
 DROP TRIGGER IF EXISTS property_insert;
 CREATE TRIGGER property_insert AFTER INSERT ON property
-WHEN NEW.value <> '' AND NOT EXISTS(SELECT 1 FROM property_replace)
-BEGIN
-    INSERT INTO property_change VALUES(${NEXT}, NEW.key, NEW.value);
-END;
-
-DROP TRIGGER IF EXISTS property_after_replace;
-CREATE TRIGGER property_after_replace AFTER INSERT ON property
-WHEN EXISTS(SELECT 1 FROM property_replace)
 BEGIN
     DELETE FROM property_change
         WHERE sequence > (SELECT sequence FROM property_replace) AND key IS NEW.key;
-    INSERT INTO property_change
-        SELECT ${NEXT}, NEW.key, NEW.value FROM property_replace WHERE NOT unchanged;
+    ${NOTE_NEW} AND NOT coalesce((SELECT unchanged FROM property_replace), NEW.value = '');
+    DELETE FROM property_replace;
 END;
 
 DROP TRIGGER IF EXISTS property_update;
 CREATE TRIGGER property_update AFTER UPDATE OF value ON property
 WHEN NEW.key IS OLD.key AND NEW.value IS NOT OLD.value
 BEGIN
-    INSERT INTO property_change VALUES(${NEXT}, NEW.key, NEW.value);
+    ${NOTE_NEW};
 END;
 
 DROP TRIGGER IF EXISTS property_before_rename;
@@ -93,34 +85,40 @@ WHEN NEW.key IS NOT OLD.key
 BEGIN
     DELETE FROM property_change
         WHERE sequence > (SELECT sequence FROM property_replace) AND key IS NEW.key;
-    INSERT INTO property_change SELECT NULL, OLD.key, '' WHERE OLD.value <> '';
-    INSERT INTO property_change SELECT ${NEXT}, NEW.key, NEW.value
-        WHERE NOT coalesce((SELECT unchanged FROM property_replace), NEW.value = '');
+    ${NOTE_REMOVED} AND OLD.value <> '';
+    ${NOTE_NEW} AND NOT coalesce((SELECT unchanged FROM property_replace), NEW.value = '');
+    DELETE FROM property_replace;
 END;
 
 DROP TRIGGER IF EXISTS property_delete;
 CREATE TRIGGER property_delete AFTER DELETE ON property
 WHEN OLD.value <> ''
 BEGIN
-    INSERT INTO property_change VALUES(NULL, OLD.key, '');
+    ${NOTE_REMOVED};
 END;
 
 DROP TRIGGER IF EXISTS property_change_trim;
 CREATE TRIGGER property_change_trim AFTER INSERT ON property_change
-WHEN NEW.sequence % ${STEP} <= ${KIB}
+WHEN ${IS_TRIM_DUE}
 BEGIN
-    UPDATE property_meta SET value = coalesce((SELECT max(sequence) FROM property_change
-        WHERE sequence <= NEW.sequence - ${BOUND}), value) WHERE name = 'trimmed';
-    DELETE FROM property_change WHERE sequence <= NEW.sequence - ${BOUND};
+    ${NOTE_TRIMMED};
+    ${TRIM};
+END;
+
+DROP TRIGGER IF EXISTS property_change_emptied;
+CREATE TRIGGER property_change_emptied AFTER DELETE ON property_change
+WHEN NOT EXISTS(SELECT 1 FROM property_change) AND NOT EXISTS(SELECT 1 FROM property_replace)
+BEGIN
+    UPDATE property_meta SET value = max(value, OLD.sequence) WHERE name = 'trimmed';
 END;
 )";
 
-// A value's size counts in bytes, also behind a NUL.
-constexpr std::string_view KIB = "length(CAST(NEW.value AS BLOB)) / 1024";
-
-// NULL lets the database take the number behind the highest one, which is the quickest.
-constexpr std::string_view NEXT = R"(CASE WHEN ${KIB} > 0 THEN
-        coalesce((SELECT max(sequence) FROM property_change), 0) + 1 + ${KIB} END)";
+/// The statement that notes a change. A key of another type than text reads as none, or as the text
+/// of another key: whoever writes it must not be able to make up changes of that one.
+std::string note(const std::string& key, const std::string& value) {
+    return "INSERT INTO property_change SELECT " + JournalRule::next(value) + ", " + key + ", " +
+           value + " WHERE typeof(" + key + ") = 'text'";
+}
 
 std::string replaceAll(std::string text, std::string_view what, std::string_view by) {
     for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
@@ -129,11 +127,14 @@ std::string replaceAll(std::string text, std::string_view what, std::string_view
 }
 
 std::string triggers(std::int64_t journalBound) {
+    const JournalRule rule(journalBound);
     std::string text(TRIGGERS);
-    text = replaceAll(std::move(text), "${NEXT}", NEXT);
-    text = replaceAll(std::move(text), "${KIB}", KIB);
-    text = replaceAll(std::move(text), "${STEP}", std::to_string(trimStep(journalBound)));
-    return replaceAll(std::move(text), "${BOUND}", std::to_string(journalBound));
+    text = replaceAll(std::move(text), "${NOTE_NEW}", note("NEW.key", "NEW.value"));
+    text = replaceAll(std::move(text), "${NOTE_REMOVED}", note("OLD.key", "''"));
+    text =
+        replaceAll(std::move(text), "${IS_TRIM_DUE}", rule.isTrimDue("NEW.sequence", "NEW.value"));
+    text = replaceAll(std::move(text), "${NOTE_TRIMMED}", rule.noteTrimmed("NEW.sequence"));
+    return replaceAll(std::move(text), "${TRIM}", rule.trim("NEW.sequence"));
 }
 
 bool isPrepared(Database& database) {
@@ -179,15 +180,6 @@ void enterBoot(Database& database, const std::string& bootId) {
         Statement note(database, "INSERT OR REPLACE INTO property_meta VALUES('boot', ?1)");
         Statement::Run(note).bind(1, bootId).step();
     });
-}
-
-void touch(Database& database) {
-    database.execute("UPDATE property_meta SET value = value + 1 WHERE name = 'touched'");
-}
-
-std::int64_t trimStep(std::int64_t journalBound) {
-    // One row at a time would write both ends of the journal with each change.
-    return std::clamp<std::int64_t>(journalBound / 64, 1, 1024);
 }
 
 bool livesForOneBoot(const std::string& key) {

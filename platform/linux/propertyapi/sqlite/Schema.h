@@ -12,17 +12,12 @@ class Database;
 /// store that needs nothing. All operations throw DatabaseError.
 namespace schema {
 
-/// Makes the tables and triggers that the store lacks. journalBound: how many changes are kept.
+/// Makes the tables and triggers that the store lacks, and new triggers where a store has those of
+/// an earlier version. journalBound: how many changes are kept.
 void prepare(Database& database, std::int64_t journalBound);
 
 /// Notes the boot; under another one than noted the keys of one boot are removed.
 void enterBoot(Database& database, const std::string& bootId);
-
-/// Writes something that means nothing.
-void touch(Database& database);
-
-/// The journal is trimmed when its sequence passes a multiple of this.
-std::int64_t trimStep(std::int64_t journalBound);
 
 /// True for the keys that live for one boot of the machine.
 bool livesForOneBoot(const std::string& key);

@@ -144,8 +144,14 @@ bool SqlitePropertyApi::removeValue(const std::string& key) const {
 }
 
 unsigned int SqlitePropertyApi::setValues(const Batch& batch, const std::string& origin) const {
+    if (batch.size() == 1)
+        return onProperty("write", batch.front().first,
+                          [&] { return client_->writer().write(batch, origin); });
     return translating(
-        [&] { return "write batch of " + std::to_string(batch.size()) + " properties"; },
+        [&] {
+            return "write batch of " + std::to_string(batch.size()) + " properties" +
+                   (batch.empty() ? "" : ", first " + quote(batch.front().first));
+        },
         [&] { return client_->writer().write(batch, origin); });
 }
 

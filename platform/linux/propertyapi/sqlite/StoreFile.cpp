@@ -85,6 +85,18 @@ void moveOver(const std::string& from, const std::string& to) {
     removeIfThere(to);
 }
 
+/// Gives a file another name, unless a file has that already.
+void renameUnlessTaken(const std::string& file, const std::string& name) {
+    if (::renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0 ||
+        errno == EEXIST)
+        return;
+    // A file system, or a kernel, that can only rename over what is there.
+    const bool isUnsupported = errno == EINVAL || errno == ENOSYS;
+    if (!isUnsupported || (::link(file.c_str(), name.c_str()) != 0 && errno != EEXIST))
+        failOn("make", name);
+    removeIfThere(file);
+}
+
 struct RemoveAtEnd {
     const std::string& path;
     ~RemoveAtEnd() { ::unlink(path.c_str()); }
@@ -179,9 +191,7 @@ void StoreFile::make() const {
     removeIfThere(path_ + "-wal");
     removeIfThere(path_ + "-shm");
     // Does not replace what a program that knows nothing of the lock has made meanwhile.
-    if (::renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) != 0 &&
-        errno != EEXIST)
-        failOn("make", path_);
+    renameUnlessTaken(draft, path_);
 }
 
 } // namespace propertyapi

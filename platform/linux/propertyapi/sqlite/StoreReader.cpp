@@ -1,5 +1,7 @@
 #include "StoreReader.h"
 
+#include "JournalRule.h"
+
 #include <utility>
 
 namespace propertyapi {
@@ -8,7 +10,7 @@ StoreReader::StoreReader(std::unique_ptr<Database> database)
     : database_(std::move(database))
     , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
     , value_(*database_, "SELECT value FROM property WHERE key = ?1")
-    , newest_(*database_, "SELECT max(sequence) FROM property_change") {}
+    , newest_(*database_, "SELECT " + JournalRule::newest()) {}
 
 bool StoreReader::exists(const std::string& key) {
     Statement::Run run(exists_);

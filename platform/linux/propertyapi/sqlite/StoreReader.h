@@ -19,7 +19,7 @@ public:
 
     bool exists(const std::string& key);
     std::optional<std::string> value(const std::string& key);
-    /// Number of the newest change in the journal.
+    /// Number of the newest change.
     std::int64_t newestChange();
 
 private:

@@ -38,11 +38,10 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSetting
     , delete_(*database_, "DELETE FROM property WHERE key = ?1 RETURNING value")
     , journal_(*database_, settings_.journalBound) {
     database_->execute("PRAGMA journal_size_limit = " + std::to_string(settings_.walIdleLimit));
-    // The first flush of a log through a connection flushes its directory too, and the first write
-    // to an empty log flushes its header. Both are done here, so that a write flushes once.
-    if (database_->walSize() < WAL_HEADER)
-        schema::touch(*database_);
-    else
+    // The first flush of a log through a connection flushes its directory too: done here, so that a
+    // write flushes once. A log that is still to be made is left to the first write, which flushes
+    // its header and its directory then: who only reads must not write.
+    if (database_->walSize() >= WAL_HEADER)
         database_->flushWal();
 }
 

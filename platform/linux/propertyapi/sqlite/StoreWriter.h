@@ -23,8 +23,8 @@ public:
                 std::function<void()> committed);
 
     /// Writes a batch in one transaction. Returns the number of writes after which the value
-    /// differed. The disk is flushed once, not at all for keys of one boot, and nothing is locked
-    /// when every key has its value already.
+    /// differed. The disk is flushed once (three times by the write that begins a new log), not at
+    /// all for keys of one boot, and nothing is locked when every key has its value already.
     unsigned int write(const IPropertyApi::Batch& batch, const std::string& origin);
     /// Removes a key; true when it existed.
     bool remove(const std::string& key);

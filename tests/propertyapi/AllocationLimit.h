@@ -1,0 +1,16 @@
+#ifndef ALLOCATIONLIMIT_H
+#define ALLOCATIONLIMIT_H
+
+#include <cstddef>
+
+/// While it lives, operator new throws std::bad_alloc for more bytes than that, in every thread:
+/// the test program has its own version.
+class AllocationLimit {
+public:
+    explicit AllocationLimit(std::size_t bytes);
+    ~AllocationLimit();
+    AllocationLimit(const AllocationLimit&) = delete;
+    AllocationLimit& operator=(const AllocationLimit&) = delete;
+};
+
+#endif
