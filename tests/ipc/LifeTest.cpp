@@ -106,6 +106,7 @@ TEST_F(Life, StopGivesUpABrokerThatDoesNotLetItIn) {
 TEST_F(Life, StopFromSeveralThreadsReturnsAfterTheEndToEach) {
     connect();
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([this] {
             client->stop();

@@ -43,6 +43,7 @@ std::vector<std::string> withoutRepetitions(const std::vector<std::string>& name
 
 std::vector<std::string> numbered(int count) {
     std::vector<std::string> result;
+    result.reserve(static_cast<std::size_t>(count));
     for (int number = 0; number < count; ++number)
         result.push_back(std::to_string(number));
     return result;
@@ -98,6 +99,7 @@ TEST_F(Reconnect, NothingIsLostOrOutOfOrderWhenTheBrokerRestartsUnderLoad) {
     connect();
     BusPeer observer(broker.address(), {"#", true});
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int thread = 0; thread < THREADS; ++thread) {
         threads.emplace_back([this, thread] {
             for (int number = 0; number < MESSAGES; ++number) {

@@ -113,7 +113,7 @@ TEST_F(Request, MalformedOnesAreDroppedWithOneLineEachAndTheNextIsServed) {
         R"({"name":"echo","parameters":[],"flag":true})",
         R"({"name":"echo","flag":1})",
         "{\"name\":\"echo\xff\",\"flag\":true}",
-        payload("echo", true, R"({"a":")" + std::string(64 * 1024, 'x') + R"("})"),
+        payload("echo", true, R"({"a":")" + std::string(std::size_t{64} * 1024, 'x') + R"("})"),
         payload("echo", true, "{\"a\":" + std::string(31, '[') + std::string(31, ']') + "}"),
         std::string(60000, '['),
     };

@@ -13,7 +13,6 @@
 #include <future>
 #include <new>
 
-using propertyapi::IPropertyApi;
 using propertyapi::PropertyApiException;
 using propertyapi::SqlitePropertyApi;
 using propertyapi::SqliteSettings;
@@ -97,6 +96,7 @@ TEST(StoreFailure, WaitForOtherThreadsOfTheProcessCountsToo) {
     const SqlitePropertyApi api(STORE, waiting(std::chrono::milliseconds(200)));
     const Occupier occupier(store.file());
     std::vector<std::future<std::string>> writes;
+    writes.reserve(30);
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < 30; ++i)
         writes.push_back(std::async(std::launch::async, [&api, i] {

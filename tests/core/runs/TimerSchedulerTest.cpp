@@ -28,7 +28,7 @@ struct ManualClock {
     using rep = duration::rep;
     using period = duration::period;
     using time_point = std::chrono::time_point<ManualClock>;
-    static constexpr bool is_steady = true;
+    [[maybe_unused]] static constexpr bool is_steady = true;
 
     static time_point now() { return time_point(sinceStart.load()); }
     static void advance(duration step) { sinceStart = sinceStart.load() + step; }

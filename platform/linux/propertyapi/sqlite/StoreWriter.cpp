@@ -1,7 +1,10 @@
 #include "StoreWriter.h"
 
+#include "DatabaseError.h"
 #include "Schema.h"
 #include "Transaction.h"
+
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <utility>
@@ -14,6 +17,11 @@ using Clock = std::chrono::steady_clock;
 
 /// A log shorter than its header has none yet.
 constexpr std::int64_t WAL_HEADER = 32;
+
+void requireTurn(const common::TurnTaker::Turn& turn) {
+    if (!turn.isHeld())
+        throw DatabaseError(SQLITE_BUSY, "other threads are writing");
+}
 
 bool anyLasting(const IPropertyApi::Batch& batch) {
     return std::any_of(batch.begin(), batch.end(),
@@ -49,7 +57,8 @@ unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::str
     const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
     unsigned int differing = 0;
     {
-        const Turn::Holder turn(turn_, deadline);
+        const common::TurnTaker::Turn turn(turns_, deadline);
+        requireTurn(turn);
         waitUntil(deadline);
         if (holdsAll(batch))
             return 0;
@@ -66,7 +75,8 @@ bool StoreWriter::remove(const std::string& key) {
     const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
     bool existed = false;
     {
-        const Turn::Holder turn(turn_, deadline);
+        const common::TurnTaker::Turn turn(turns_, deadline);
+        requireTurn(turn);
         waitUntil(deadline);
         if (!Statement::Run(exists_).bind(1, key).step())
             return false;

@@ -5,7 +5,7 @@
 #include "JournalWriter.h"
 #include "SqliteSettings.h"
 #include "Statement.h"
-#include "Turn.h"
+#include "TurnTaker.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <functional>
@@ -42,7 +42,7 @@ private:
     const std::function<void()> committed_;
     /// The connection is used by the thread whose turn it is: waiting for the disk, it would
     /// otherwise hold a lock across output.
-    Turn turn_;
+    common::TurnTaker turns_;
     const std::unique_ptr<Database> database_;
     bool flushing_ = true;
     Statement beginRead_;
