@@ -11,14 +11,6 @@ std::string redirect(const std::string& url) {
     return R"(<step type="Redirect" url=")" + url + R"("/>)";
 }
 
-std::vector<std::string> pathsOf(const std::vector<Nginx::Access>& accesses) {
-    std::vector<std::string> paths;
-    paths.reserve(accesses.size());
-    for (const Nginx::Access& access : accesses)
-        paths.push_back(access.uri);
-    return paths;
-}
-
 void expectOneConnection(const std::vector<Nginx::Access>& accesses) {
     for (const Nginx::Access& access : accesses)
         EXPECT_EQ(access.connection, accesses.front().connection) << access.uri;

@@ -34,14 +34,6 @@ std::string scenario(const std::string& steps) {
     return element("custom", "<scenario>" + steps + "</scenario>");
 }
 
-std::vector<std::string> pathsOf(const std::vector<Nginx::Access>& accesses) {
-    std::vector<std::string> paths;
-    paths.reserve(accesses.size());
-    for (const Nginx::Access& access : accesses)
-        paths.push_back(access.uri);
-    return paths;
-}
-
 TEST(Files, ATreeIsWorkedDepthFirst) {
     Phone phone(NO_AUTHENTICATION);
     phone.publishEncrypted("/provisioning.xml",

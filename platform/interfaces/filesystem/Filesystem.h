@@ -23,9 +23,8 @@ std::string read(const std::string& path, unsigned long long maxBytes = MAX_READ
 
 /// Replaces the file's content: written to a temporary name in the same directory with the given
 /// mode, flushed to disk and renamed, so that a reader or a power cut sees the old or the new
-/// content and never a part. The directory must exist. A name of
-/// the form that temporary names have is refused: ".tmp-" and 16 hexadecimal digits, or
-/// ".download-" and 6 letters or digits.
+/// content and never a part. The directory must exist. A name of the form that temporary names have
+/// is refused: ".tmp-" and 16 hexadecimal digits, or ".download-" and 6 letters or digits.
 void write(const std::string& path, const std::string& content, unsigned int mode = PRIVATE_FILE);
 
 /// True when the path names an existing directory that files can be written to: no symbolic link

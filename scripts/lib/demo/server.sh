@@ -4,15 +4,20 @@
 #
 # shellcheck disable=SC2034,SC2154 # scripts/demo and these files share their variables
 
-make_certificates() {
+# An authority and the certificate of a server on this machine. $1: name of the organisation; $2, $3:
+# where the authority's and the server's .key and .pem go, without the suffix.
+make_authority_and_server() {
     openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 \
-        -subj "/O=Demo/CN=Demo CA" -addext "keyUsage=critical,keyCertSign,cRLSign" \
-        -keyout "$server/ca.key" -out "$server/ca.pem"
+        -subj "/O=$1/CN=$1 CA" -addext "keyUsage=critical,keyCertSign,cRLSign" \
+        -keyout "$2.key" -out "$2.pem"
     openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes \
-        -subj "/O=Demo/CN=127.0.0.1" -keyout "$server/server.key" -out "$server/server.csr"
-    openssl x509 -req -in "$server/server.csr" -CA "$server/ca.pem" -CAkey "$server/ca.key" \
-        -CAcreateserial -days 2 -extfile <(echo "subjectAltName=IP:127.0.0.1") \
-        -out "$server/server.pem"
+        -subj "/O=$1/CN=127.0.0.1" -keyout "$3.key" -out "$3.csr"
+    openssl x509 -req -in "$3.csr" -CA "$2.pem" -CAkey "$2.key" -CAcreateserial -days 2 \
+        -extfile <(echo "subjectAltName=IP:127.0.0.1") -out "$3.pem"
+}
+
+make_certificates() {
+    make_authority_and_server Demo "$server/ca" "$server/server"
 } >>"$logs/openssl.log" 2>&1
 
 write_server_configuration() {

@@ -11,14 +11,7 @@ firmware_version=1.5.0
 # the phone's own.
 make_company_certificates() {
     local company=$server/company
-    openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 \
-        -subj "/O=Company/CN=Company CA" -addext "keyUsage=critical,keyCertSign,cRLSign" \
-        -keyout "$company-ca.key" -out "$company-ca.pem"
-    openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes \
-        -subj "/O=Company/CN=127.0.0.1" -keyout "$company-server.key" -out "$company-server.csr"
-    openssl x509 -req -in "$company-server.csr" -CA "$company-ca.pem" -CAkey "$company-ca.key" \
-        -CAcreateserial -days 2 -extfile <(echo "subjectAltName=IP:127.0.0.1") \
-        -out "$company-server.pem"
+    make_authority_and_server Company "$company-ca" "$company-server"
     openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -passout "pass:$client_password" \
         -subj "/O=Company/CN=phone ${mac}" -keyout "$company-client.key" -out "$company-client.csr"
     openssl x509 -req -in "$company-client.csr" -CA "$company-ca.pem" -CAkey "$company-ca.key" \

@@ -144,3 +144,11 @@ std::vector<Nginx::Access> Nginx::readAccesses() const {
     }
     return result;
 }
+
+std::vector<std::string> pathsOf(const std::vector<Nginx::Access>& accesses) {
+    std::vector<std::string> paths;
+    paths.reserve(accesses.size());
+    for (const Nginx::Access& access : accesses)
+        paths.push_back(access.uri);
+    return paths;
+}

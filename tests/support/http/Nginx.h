@@ -66,4 +66,7 @@ private:
     std::unique_ptr<ChildProcess> process_;
 };
 
+/// What was asked for, in the order of the requests.
+std::vector<std::string> pathsOf(const std::vector<Nginx::Access>& accesses);
+
 #endif
