@@ -1,5 +1,5 @@
-// How the night runs of many phones spread: draws the offset of 1,000,000 MAC addresses of one
-// maker's range, prints the busiest second and a chi-squared figure, and draws the histogram.
+// How the night runs of many phones spread: draws the offset of 1,000,000 consecutive MAC
+// addresses, prints the busiest second and a chi-squared figure, and draws the histogram.
 
 #include "ProvisioningTimer.h"
 
@@ -18,7 +18,7 @@ constexpr int PHONES = 1000000;
 
 std::string macAddress(int phone) {
     char text[18];
-    std::snprintf(text, sizeof text, "00:1A:2B:%02X:%02X:%02X",
+    std::snprintf(text, sizeof text, "02:1A:2B:%02X:%02X:%02X",
                   static_cast<unsigned>(phone >> 16) & 0xffU,
                   static_cast<unsigned>(phone >> 8) & 0xffU, static_cast<unsigned>(phone) & 0xffU);
     return text;

@@ -37,7 +37,7 @@ constexpr int PARAMETERS = 10000;
 constexpr int FUNCTION_KEYS = 200;
 constexpr int VLAN_SETTINGS = 10;
 constexpr char KEY[] = "key-of-the-benchmark";
-constexpr char MAC[] = "00:1A:2B:3C:4D:5E";
+constexpr char MAC[] = "02:1A:2B:3C:4D:5E";
 
 /// Parameters over all rules, most of them plain; the values tell the two variants apart, so that
 /// every round changes every value.

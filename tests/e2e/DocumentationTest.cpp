@@ -82,10 +82,10 @@ const std::vector<Example>& exampleTable() {
              EXPECT_EQ(phone.value("Time.Server"), "ntp.example.com");
          }},
         {"<category ",
-         {"/firmware/hd7k-2.xml", "/nvm/00-1A-2B-3C-4D-5E.xml", "/custom.xml"},
+         {"/firmware/hd7k-2.xml", "/nvm/02-1A-2B-3C-4D-5E.xml", "/custom.xml"},
          [](Phone& phone) {
              publishListed(phone, "/firmware/hd7k-2.xml", "Firmware");
-             publishListed(phone, "/nvm/00-1A-2B-3C-4D-5E.xml", "Nvm");
+             publishListed(phone, "/nvm/02-1A-2B-3C-4D-5E.xml", "Nvm");
              publishListed(phone, "/custom.xml", "Custom");
          },
          [](Phone& phone) {

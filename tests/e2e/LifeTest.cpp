@@ -213,7 +213,7 @@ TEST(Life, IdleItDoesNotWake) {
 TEST(Life, TheNightTimerStartsARunOfTheMessageThread) {
     Phone phone;
     // A phone with this address provisions two hours after midnight.
-    phone.store().setValue("NET.MAC.Address", "00:1A:E8:00:05:48");
+    phone.store().setValue("NET.MAC.Address", "02:00:5E:00:15:0F");
     phone.store().setValue("State.Provisioning.OnBootUp", "done");
     phone.publishEncrypted("/a.xml", R"(<settings version="1.1">)" + param("Time.Zone", "UTC") +
                                          "</settings>");

@@ -19,7 +19,7 @@
 /// server with TLS and Basic authentication, and the daemon. The test plays the neighbours.
 class Phone {
 public:
-    static constexpr const char* MAC = "00:1A:2B:3C:4D:5E";
+    static constexpr const char* MAC = "02:1A:2B:3C:4D:5E";
     static constexpr const char* USER = "factory-user";
     static constexpr const char* PASSWORD = "factory-pa55word";
     static constexpr const char* KEY = "a-key-of-this-phone";

@@ -158,11 +158,11 @@ TEST(Run, CredentialsTypedInByTheUserAreAskedForAndStored) {
 
 TEST(Run, APlaceholderUrlIsExpanded) {
     Phone phone;
-    phone.publishEncrypted("/hd7k-2/00-1A-2B-3C-4D-5E.xml",
+    phone.publishEncrypted("/hd7k-2/02-1A-2B-3C-4D-5E.xml",
                            parameterFile(param("Time.Zone", "UTC")));
     phone.boot(phone.url("/%DVID/%MACD.xml"));
     EXPECT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
-    EXPECT_TRUE(phone.root().exists("/var/volatile/provisioning/00-1A-2B-3C-4D-5E.xml"));
+    EXPECT_TRUE(phone.root().exists("/var/volatile/provisioning/02-1A-2B-3C-4D-5E.xml"));
 }
 
 TEST(Run, APlainFileIsAppliedAfterAFailedDecryption) {

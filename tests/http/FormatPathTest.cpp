@@ -10,14 +10,14 @@ namespace {
 using http::formatPath;
 
 std::string formatted(const std::string& text) {
-    return formatPath(text, "00:1a:2B:3c:4d:5e", "hd7k", "3");
+    return formatPath(text, "02:1a:2B:3c:4d:5e", "hd7k", "3");
 }
 
 TEST(FormatPath, ExpandsTheMacAddressWithBothSeparators) {
-    EXPECT_EQ(formatted("http://p/%MACC.xml"), "http://p/00:1a:2B:3c:4d:5e.xml");
-    EXPECT_EQ(formatted("http://p/%MACD.xml"), "http://p/00-1a-2B-3c-4d-5e.xml");
-    EXPECT_EQ(formatPath("%MACC %MACD", "00-1A-2B-3C-4D-5E", "", ""),
-              "00:1A:2B:3C:4D:5E 00-1A-2B-3C-4D-5E");
+    EXPECT_EQ(formatted("http://p/%MACC.xml"), "http://p/02:1a:2B:3c:4d:5e.xml");
+    EXPECT_EQ(formatted("http://p/%MACD.xml"), "http://p/02-1a-2B-3c-4d-5e.xml");
+    EXPECT_EQ(formatPath("%MACC %MACD", "02-1A-2B-3C-4D-5E", "", ""),
+              "02:1A:2B:3C:4D:5E 02-1A-2B-3C-4D-5E");
 }
 
 TEST(FormatPath, ExpandsTheDeviceIdWithAndWithoutMinorId) {
@@ -26,7 +26,7 @@ TEST(FormatPath, ExpandsTheDeviceIdWithAndWithoutMinorId) {
 }
 
 TEST(FormatPath, ExpandsEveryOccurrence) {
-    EXPECT_EQ(formatted("%DVID%DVID%MACD"), "hd7k-3hd7k-300-1a-2B-3c-4d-5e");
+    EXPECT_EQ(formatted("%DVID%DVID%MACD"), "hd7k-3hd7k-302-1a-2B-3c-4d-5e");
 }
 
 TEST(FormatPath, LeavesWhateverElseBeginsWithAPercentSign) {
@@ -41,10 +41,10 @@ TEST(FormatPath, DoesNotReadAgainWhatAPlaceholderExpandsTo) {
 }
 
 TEST(FormatPath, ReadsThePhonesOwnAddressAndIds) {
-    const FakePropertyApi store(FakePropertyApi::Values{{"NET.MAC.Address", "00:11:22:33:44:55"}});
+    const FakePropertyApi store(FakePropertyApi::Values{{"NET.MAC.Address", "02:11:22:33:44:55"}});
     const FakePhoneConfig config(
         {{"networking.provisioning.MajorId", "hd9"}, {"networking.provisioning.MinorId", "12"}});
-    EXPECT_EQ(formatPath("%MACD/%DVID", store, config), "00-11-22-33-44-55/hd9-12");
+    EXPECT_EQ(formatPath("%MACD/%DVID", store, config), "02-11-22-33-44-55/hd9-12");
 }
 
 TEST(FormatPath, PassesErrorsOfThePropertyStoreOn) {

@@ -71,12 +71,12 @@ TEST_F(FileDownloadHandlerTest, DownloadsNothingItself) {
 }
 
 TEST_F(FileDownloadHandlerTest, ExpandsPlaceholdersInTheLocalPathOnly) {
-    store->setValue("NET.MAC.Address", "00:11:22:aa:bb:cc");
+    store->setValue("NET.MAC.Address", "02:11:22:aa:bb:cc");
     auto result = run("custom", "file", {{{"url", "/%MACD.xml"}}});
     const auto files = takeFiles(result);
     ASSERT_THAT(files, SizeIs(1));
     EXPECT_EQ(files[0].url.fileName, "%MACD.xml");
-    EXPECT_EQ(files[0].path, "/var/volatile/provisioning/custom/00-11-22-aa-bb-cc.xml");
+    EXPECT_EQ(files[0].path, "/var/volatile/provisioning/custom/02-11-22-aa-bb-cc.xml");
 }
 
 TEST_F(FileDownloadHandlerTest, AcceptsExactlyThreeTypesOfCategories) {

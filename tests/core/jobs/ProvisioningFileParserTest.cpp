@@ -47,7 +47,7 @@ protected:
     static constexpr char PATH[] = "/var/volatile/provisioning/p.xml";
 
     void SetUp() override {
-        store->setValue(MAC_KEY, "00:11:22:AA:BB:CC");
+        store->setValue(MAC_KEY, "02:11:22:AA:BB:CC");
         GTEST_FLAG_SET(death_test_style, "threadsafe");
     }
 
@@ -87,7 +87,7 @@ protected:
 
 TEST_F(ProvisioningFileParserTest, ParametersMakeOneNodeOfAllTheirAttributes) {
     const auto nodes = parse(R"(<?xml version="1.0" encoding="UTF-8"?>
-        <nvm productID="hd7k" macAddress="00:11:22:AA:BB:CC" version="1.1">
+        <nvm productID="hd7k" macAddress="02:11:22:AA:BB:CC" version="1.1">
           <settings>
             <param name="A" value="1" flags="x"/>
             <!-- a comment -->
@@ -228,11 +228,11 @@ TEST_F(ProvisioningFileParserTest, ProductIsOneOfTwoOrNotGiven) {
 }
 
 TEST_F(ProvisioningFileParserTest, MacAddressIsThePhonesInAnyCaseOrNotGiven) {
-    for (const char* mac : {"", "macAddress='00:11:22:AA:BB:CC'", "macAddress='00:11:22:aa:bb:cc'",
-                            "macAddress='00:11:22:aA:Bb:CC and more'"})
+    for (const char* mac : {"", "macAddress='02:11:22:AA:BB:CC'", "macAddress='02:11:22:aa:bb:cc'",
+                            "macAddress='02:11:22:aA:Bb:CC and more'"})
         EXPECT_TRUE(isAccepted(std::string("version='1.1' ") + mac)) << mac;
-    for (const char* mac : {"", "00:11:22:AA:BB:CD", "00:11:22:AA:BB:C", "00-11-22-AA-BB-CC",
-                            "001122AABBCC", " 00:11:22:AA:BB:CC"}) {
+    for (const char* mac : {"", "02:11:22:AA:BB:CD", "02:11:22:AA:BB:C", "02-11-22-AA-BB-CC",
+                            "021122AABBCC", " 02:11:22:AA:BB:CC"}) {
         SCOPED_TRACE(mac);
         EXPECT_FALSE(isAccepted("version='1.1' macAddress='" + std::string(mac) + "'"));
         EXPECT_THAT(log.texts(),
@@ -242,13 +242,13 @@ TEST_F(ProvisioningFileParserTest, MacAddressIsThePhonesInAnyCaseOrNotGiven) {
 }
 
 TEST_F(ProvisioningFileParserTest, MacAddressOfTheStoreInLowerCaseIsTheSame) {
-    store->setValue(MAC_KEY, "00:11:22:aa:bb:cc");
-    EXPECT_TRUE(isAccepted("version='1.1' macAddress='00:11:22:AA:BB:CC'"));
+    store->setValue(MAC_KEY, "02:11:22:aa:bb:cc");
+    EXPECT_TRUE(isAccepted("version='1.1' macAddress='02:11:22:AA:BB:CC'"));
 }
 
 TEST_F(ProvisioningFileParserTest, PhoneWithoutMacAddressTakesEveryFile) {
     store->removeValue(MAC_KEY);
-    EXPECT_TRUE(isAccepted("version='1.1' macAddress='00:11:22:AA:BB:CC'"));
+    EXPECT_TRUE(isAccepted("version='1.1' macAddress='02:11:22:AA:BB:CC'"));
     EXPECT_TRUE(isAccepted("version='1.1' macAddress=''"));
 }
 
@@ -275,7 +275,7 @@ TEST_F(ProvisioningFileParserTest, AllThreeChecksAreMadeOnceAndInOrder) {
         const bool version = (combination & 1) != 0;
         const unsigned int before = store->readsOf(MAC_KEY);
         const std::string attributes = std::string("productID='") + (id ? "hd9" : "x") +
-                                       "' macAddress='" + (mac ? "00:11:22:AA:BB:CC" : "x") +
+                                       "' macAddress='" + (mac ? "02:11:22:AA:BB:CC" : "x") +
                                        "' version='" + (version ? "1.1" : "x") + "'";
         EXPECT_EQ(isAccepted(attributes), combination == 7);
         EXPECT_EQ(store->readsOf(MAC_KEY), before + 1);

@@ -42,11 +42,11 @@ TEST_F(RedirectTest, UsesTheNameOfItsNode) {
 }
 
 TEST_F(RedirectTest, ExpandsPlaceholdersInTheLocalPathOnly) {
-    store->setValue("NET.MAC.Address", "00:11:22:aa:bb:cc");
+    store->setValue("NET.MAC.Address", "02:11:22:aa:bb:cc");
     auto result = run({step("/%MACC.xml")});
     const auto files = takeFiles(result);
     EXPECT_EQ(files[0].url.fileName, "%MACC.xml");
-    EXPECT_EQ(files[0].path, "/var/volatile/provisioning/scenario/00:11:22:aa:bb:cc.xml");
+    EXPECT_EQ(files[0].path, "/var/volatile/provisioning/scenario/02:11:22:aa:bb:cc.xml");
 }
 
 TEST_F(RedirectTest, MayNameTheSameFileAgain) {

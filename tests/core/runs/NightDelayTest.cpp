@@ -18,9 +18,9 @@ namespace {
 using TimePoint = std::chrono::system_clock::time_point;
 using namespace std::chrono_literals;
 
-constexpr char EARLIEST[] = "00:1A:E8:00:0E:1D";  ///< night offset 01:00:00
-constexpr char TWO_HOURS[] = "00:1A:E8:00:05:48"; ///< night offset 02:00:00
-constexpr char LATEST[] = "00:1A:E8:00:2E:9D";    ///< night offset 04:00:00
+constexpr char EARLIEST[] = "02:00:5E:00:43:40";  ///< night offset 01:00:00
+constexpr char TWO_HOURS[] = "02:00:5E:00:15:0F"; ///< night offset 02:00:00
+constexpr char LATEST[] = "02:00:5E:00:02:A0";    ///< night offset 04:00:00
 
 struct Case {
     const char* name;

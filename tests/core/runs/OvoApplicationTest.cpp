@@ -17,7 +17,7 @@ namespace {
 using testing::ElementsAre;
 
 /// A phone with this address provisions two hours after midnight.
-constexpr char MAC_OF_TWO_HOURS[] = "00:1A:E8:00:05:48";
+constexpr char MAC_OF_TWO_HOURS[] = "02:00:5E:00:15:0F";
 
 constexpr char WORKING_ROOT[] = "/var/volatile/provisioning/";
 constexpr char NOTICE[] =

@@ -165,7 +165,7 @@ protected:
 
     PhoneRoot root;
     Journal journal;
-    RecordingPropertyApi propertyApi{journal, {{"NET.MAC.Address", "00:1a:e8:01:02:03"}}};
+    RecordingPropertyApi propertyApi{journal, {{"NET.MAC.Address", "02:1a:e8:01:02:03"}}};
     FakePhoneConfig phoneConfig{
         {{"networking.provisioning.MajorId", "17"}, {"networking.provisioning.MinorId", "4"}}};
     StubDownloader downloader{journal};
@@ -198,9 +198,9 @@ TEST_F(ProvisioningTest, PlaceholdersAreExpandedInUrlAndPathButNotInTheServerAdd
     provisioning.execute({http::UrlInfo("http://h/%MACD/"),
                           http::UrlInfo("http://u:p@h/%MACC/%DVID.xml"),
                           "/var/volatile/provisioning/%DVID-%MACD.xml"});
-    const std::string path = "/var/volatile/provisioning/17-4-00-1a-e8-01-02-03.xml";
+    const std::string path = "/var/volatile/provisioning/17-4-02-1a-e8-01-02-03.xml";
     EXPECT_THAT(journal.calls({"download", "decrypt", "parse", "make"}),
-                ElementsAre("download http://u:p@h/00:1a:e8:01:02:03/17-4.xml to " + path,
+                ElementsAre("download http://u:p@h/02:1a:e8:01:02:03/17-4.xml to " + path,
                             "decrypt " + path, "parse " + path,
                             "make settings for http://h/%MACD/"));
 }

@@ -22,7 +22,7 @@ constexpr char PHONE_BOOK_PERIOD[] = "State.LocalDirectoryUpdate.Period";
 constexpr char TIME_CHANGED[] = "State.System.TimeChanged";
 
 /// Its night offset is 7200 s.
-constexpr char MAC[] = "00:1A:E8:00:05:48";
+constexpr char MAC[] = "02:00:5E:00:15:0F";
 
 /// So many seconds make 8 ms once their milliseconds are cut to 32 bits.
 constexpr std::uint32_t WRAPS_TO_8_MS = 115'964'117;
@@ -446,11 +446,11 @@ TEST_F(ProvisioningTimerTest, TheNightOffsetIsAlwaysTheSameForAMacAddress) {
 }
 
 TEST_F(ProvisioningTimerTest, TheNightOffsetsOfManyPhonesSpreadOverThreeHours) {
-    EXPECT_EQ(ProvisioningTimer::drawNightOffset("00:1A:E8:00:0E:1D"), 3600s) << "the earliest";
-    EXPECT_EQ(ProvisioningTimer::drawNightOffset("00:1A:E8:00:2E:9D"), 14400s) << "the latest";
+    EXPECT_EQ(ProvisioningTimer::drawNightOffset("02:00:5E:00:43:40"), 3600s) << "the earliest";
+    EXPECT_EQ(ProvisioningTimer::drawNightOffset("02:00:5E:00:02:A0"), 14400s) << "the latest";
     std::vector<int> perHour(3);
     for (int phone = 0; phone < 3000; ++phone) {
-        const auto offset = ProvisioningTimer::drawNightOffset("00:1A:E8:" + std::to_string(phone));
+        const auto offset = ProvisioningTimer::drawNightOffset("02:00:5E:" + std::to_string(phone));
         ASSERT_GE(offset, 3600s);
         ASSERT_LE(offset, 14400s);
         ++perHour[static_cast<std::size_t>(std::min<long>((offset.count() - 3600) / 3600, 2))];
