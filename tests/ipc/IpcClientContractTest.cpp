@@ -264,6 +264,55 @@ TYPED_TEST(IpcClientContract, StopWaitsForTheRunningHandlerAndCallsNoOther) {
     EXPECT_EQ(finished, 1);
 }
 
+TYPED_TEST(IpcClientContract, NoHandlerIsCalledOnceServingHasStoppedAndPublishingGoesOn) {
+    ipc::IIPCClient& client = this->bus.client();
+    std::atomic<int> calls{0};
+    client.activate({{"last",
+                      [&](const IpcMsgParams&) {
+                          ++calls;
+                          client.stopServing(); // returns, though this handler still runs
+                          return IpcMsgParams();
+                      }}},
+                    {});
+    this->send("last", true);
+    this->send("last", true);
+    EXPECT_THAT(this->answers(1), testing::ElementsAre(IPCMessage("lastResponse")));
+    EXPECT_TRUE(client.isConnected());
+    this->send("last", true);
+    client.publish("prov-client/netmgr", IPCMessage("after"));
+    EXPECT_THAT(this->answers(2),
+                testing::ElementsAre(IPCMessage("lastResponse"), IPCMessage("after")));
+    client.stopServing();
+    client.stop();
+    EXPECT_EQ(calls, 1);
+    EXPECT_FALSE(client.isConnected());
+}
+
+TYPED_TEST(IpcClientContract, StopServingWaitsForTheHandlerThatRuns) {
+    std::promise<void> started;
+    std::promise<void> released;
+    std::atomic<bool> finished{false};
+    this->bus.client().activate({{"block",
+                                  [&](const IpcMsgParams&) {
+                                      started.set_value();
+                                      released.get_future().wait();
+                                      finished = true;
+                                      return IpcMsgParams();
+                                  }}},
+                                {});
+    this->send("block", true);
+    started.get_future().wait();
+    auto finishedWhenStopped = std::async(std::launch::async, [&] {
+        this->bus.client().stopServing();
+        return finished.load();
+    });
+    EXPECT_EQ(finishedWhenStopped.wait_for(std::chrono::milliseconds(20)),
+              std::future_status::timeout);
+    released.set_value();
+    EXPECT_TRUE(finishedWhenStopped.get());
+    EXPECT_EQ(this->answers(1).size(), 1U);
+}
+
 TYPED_TEST(IpcClientContract, AHandlerMayStopTheClient) {
     ipc::IIPCClient& client = this->bus.client();
     std::promise<void> stopped;

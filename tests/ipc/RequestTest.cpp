@@ -258,7 +258,7 @@ TEST_F(RequestQueueTest, ServesNothingAfterCloseEvenFromTasksPostedBefore) {
     arrive(payload("echo", true));
     messageThread->runAll();
     EXPECT_TRUE(answers().empty());
-    EXPECT_TRUE(log.has(2, "Connection to the bus ends, 1 request(s) dropped"));
+    EXPECT_TRUE(log.has(2, "The bus is no longer served, 1 request(s) dropped"));
 }
 
 TEST_F(RequestQueueTest, MayGoBeforeTheTasksThatItPosted) {

@@ -3,6 +3,7 @@
 
 #include "ipc/IpcMsgParams.h"
 
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -20,6 +21,12 @@ struct IPCMessage {
 
     bool operator==(const IPCMessage& other) const = default;
 };
+
+/// Largest payload of a message, in bytes, in either direction. A larger one is dropped.
+inline constexpr std::size_t LARGEST_PAYLOAD = 64UL * 1024UL;
+
+/// The payload of a message: its JSON object, in ASCII on one line.
+std::string encode(const IPCMessage& message);
 
 } // namespace ipc
 

@@ -67,6 +67,7 @@ struct FakeIpcClient::State {
     std::condition_variable changed;
     bool isConnected = true;
     bool isStopped = false;
+    bool isServing = true;
     std::shared_ptr<const Tables> tables;
     std::deque<Published> requests;
     std::optional<std::thread::id> serving;
@@ -86,7 +87,7 @@ void FakeIpcClient::State::serveNext() {
     std::optional<Published> request;
     {
         const std::lock_guard lock(mutex);
-        if (isStopped || requests.empty())
+        if (!isServing || requests.empty())
             return;
         current = tables;
         request = std::move(requests.front());
@@ -144,8 +145,16 @@ void FakeIpcClient::activate(ipc::HandlersMap handlers, ipc::ProceduresMap proce
 }
 
 void FakeIpcClient::stop() {
+    {
+        const std::lock_guard lock(state_->mutex);
+        state_->isStopped = true;
+    }
+    stopServing();
+}
+
+void FakeIpcClient::stopServing() {
     std::unique_lock lock(state_->mutex);
-    state_->isStopped = true;
+    state_->isServing = false;
     state_->requests.clear();
     state_->changed.wait(
         lock, [this] { return !state_->serving || state_->serving == std::this_thread::get_id(); });
@@ -159,7 +168,7 @@ void FakeIpcClient::setConnected(bool isConnected) {
 void FakeIpcClient::receive(const std::string& topic, const IPCMessage& message) {
     {
         const std::lock_guard lock(state_->mutex);
-        if (state_->isStopped)
+        if (!state_->isServing)
             return;
         state_->requests.push_back({topic, message});
         if (!state_->tables)

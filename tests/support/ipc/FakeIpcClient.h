@@ -33,6 +33,7 @@ public:
     void publish(const std::string& destination, const ipc::IPCMessage& message) override;
     void activate(ipc::HandlersMap handlers, ipc::ProceduresMap procedures) override;
     void stop() override;
+    void stopServing() override;
 
     void setConnected(bool isConnected);
     /// A message arrives from the bus on a topic "SENDER/RECEIVER". Its answer, when it has one, is

@@ -68,6 +68,10 @@ void MosquittoIpcClient::activate(HandlersMap handlers, ProceduresMap procedures
     requests_->activate(std::move(handlers), std::move(procedures));
 }
 
+void MosquittoIpcClient::stopServing() {
+    requests_->close();
+}
+
 void MosquittoIpcClient::stop() {
     requests_->close();
     outbox_->close();

@@ -47,6 +47,7 @@ public:
     /// the message thread, it does not wait for it: then the handler's answer is not sent. Where
     /// the bus is a TCP host, it may have to wait for the name service.
     void stop() override;
+    void stopServing() override;
 
 private:
     const std::shared_ptr<IMessageThreadStrategy> messageThread_; ///< kept to the very end

@@ -3,7 +3,6 @@
 #include "JsonScan.h"
 
 #include <json/reader.h>
-#include <json/writer.h>
 
 #include <memory>
 #include <stdexcept>
@@ -78,16 +77,6 @@ void check(std::string_view payload) {
 }
 
 } // namespace
-
-std::string encode(const IPCMessage& message) {
-    Json::Value object(Json::objectValue);
-    object[NAME] = message.name;
-    object[PARAMETERS] = message.params.parameters();
-    object[FLAG] = message.flag;
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
-    return Json::writeString(writer, object);
-}
 
 IPCMessage decode(std::string_view payload) {
     check(payload);

@@ -111,7 +111,7 @@ void RequestQueue::close() {
         });
     }
     if (!dropped.empty()) {
-        LOG(2) << "Connection to the bus ends, " << dropped.size() << " request(s) dropped";
+        LOG(2) << "The bus is no longer served, " << dropped.size() << " request(s) dropped";
     }
 }
 

@@ -1,0 +1,17 @@
+#include "ipc/IPCMessage.h"
+
+#include <json/writer.h>
+
+namespace ipc {
+
+std::string encode(const IPCMessage& message) {
+    Json::Value object(Json::objectValue);
+    object["name"] = message.name;
+    object["parameters"] = message.params.parameters();
+    object["flag"] = message.flag;
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    return Json::writeString(writer, object);
+}
+
+} // namespace ipc
