@@ -158,7 +158,31 @@ TEST_F(Bus, ARequestThatRunsAtTheEndIsStillAnswered) {
     application.signalTermination();
     execution.join();
     EXPECT_TRUE(waitUntil([&] { return answers("Long") == 1; }));
-    EXPECT_FALSE(application.bus()->isConnected());
+}
+
+TEST_F(Bus, WhatTheServicesMembersPublishWhenTheyGoIsSent) {
+    /// A member that has something to say when the service goes, as a run that is cut short.
+    struct Member {
+        std::shared_ptr<ipc::IIPCClient> bus;
+        ~Member() { bus->publish(TO_TESTER, ipc::IPCMessage("Last")); }
+    };
+    struct Service : RecordingApplication {
+        std::unique_ptr<Member> member;
+    };
+    std::shared_ptr<ipc::IIPCClient> bus;
+    {
+        Service service;
+        service.hooks.waitForTermination = [&] {
+            bus = service.bus();
+            ASSERT_TRUE(waitUntil([&] { return bus->isConnected(); }));
+            service.member = std::make_unique<Member>(Member{bus});
+            service.signalTermination();
+        };
+        service.exec();
+        EXPECT_TRUE(bus->isConnected()) << "the members have not gone yet";
+    }
+    EXPECT_TRUE(peer.waitForCount(TO_TESTER, 1));
+    EXPECT_FALSE(bus->isConnected());
 }
 
 TEST_F(Bus, WhatWasPublishedBeforeTheEndIsSent) {

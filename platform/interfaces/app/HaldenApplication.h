@@ -8,6 +8,7 @@
 #include "propertyapi/IPropertyApi.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,10 +21,17 @@ namespace app {
 ///
 /// exec() runs, in this order: init() (signal handlers, phone configuration, message thread,
 /// property store, bus), setup(), then the request table becomes active and readiness is told to
-/// systemd, the health check starts, waitForTermination(), and cleanup(). SIGTERM or SIGINT ends
-/// the wait; a second one, or 15 s without an end of the process, ends it at once with status 124.
-/// These 15 s cover everything up to the end of this class's destructor. What of the start has
+/// systemd, the health check starts, waitForTermination(), and cleanup(). SIGTERM, SIGINT or SIGHUP
+/// ends the wait; a second one, or 15 s without an end of the process, ends it at once with status
+/// 124. These 15 s cover everything up to the end of this class's destructor. What of the start has
 /// begun when termination is signalled runs to its end; then cleanup() follows.
+///
+/// The end comes in this order: what calls the service (requests, notifications, the message
+/// thread) stops in cleanup(); the service's members go, and what they wait for has been cut short;
+/// the destructor of this class sends what they published and ends the bus connection.
+///
+/// One process a bus name: exec() throws std::runtime_error, with nothing touched, where another
+/// one holds the lock /run/halden/NAME.lock below the phone's root.
 class HaldenApplication {
 public:
     /// appName: the service's name in log lines; ipcName: its name on the bus.
@@ -32,21 +40,22 @@ public:
     HaldenApplication& operator=(const HaldenApplication&) = delete;
 
     virtual ~HaldenApplication();
-    /// Tells the process to end: waitForTermination() returns, running transfers are aborted and
-    /// further ones refused. Any thread, any number of times; exec() calls it too when it ends for
-    /// another reason.
+    /// Tells the process to end: waitForTermination() and sleepFor() return, running transfers and
+    /// commands are aborted and further ones refused, waits for the property store get 2 s in all,
+    /// and what was given to onTermination() is called. Any thread, any number of times; exec()
+    /// calls it too when it ends for another reason.
     virtual void signalTermination();
     /// Reads the phone configuration into phoneConfig. One that cannot be read is a level 3 line
     /// and counts as empty.
     virtual void setupPhoneConfig();
-    /// The web client of the process; made at the first call.
+    /// The web client of the process.
     virtual std::shared_ptr<http::IRestApi> getRESTApi();
     /// Builds the service; on the start-up thread, with phoneConfig, messageThreadStrategy,
     /// propertyApi and ipcClient in place.
     virtual void setup();
-    /// Ends the bus connection, the notifications of the property store and the message thread, as
-    /// far as init() has made them: nothing calls the service back afterwards. Waits for a callback
-    /// that runs. After waitForTermination().
+    /// Ends the serving of requests, the notifications of the property store and the message
+    /// thread, as far as init() has made them: nothing calls the service back afterwards. Waits for
+    /// a callback that runs. The bus still takes what is published. After waitForTermination().
     virtual void cleanup();
     /// Adds the requests that are served and answered.
     virtual void setupHandlersMap(ipc::HandlersMap& handlers);
@@ -92,6 +101,13 @@ protected:
         std::chrono::milliseconds healthCheck{30000}; ///< interval without a watchdog of systemd
     };
     HaldenApplication(const std::string& appName, const std::string& ipcName, const Times& times);
+
+    /// Lets the calling thread sleep; false as soon as the process is ending, however short the
+    /// duration. Any thread.
+    bool sleepFor(std::chrono::milliseconds duration) const;
+    /// Has something called once, when termination is signalled (at once where it has been), on the
+    /// thread that signals it. It must not block.
+    void onTermination(std::function<void()> listener);
 
     // Destroyed in the reverse order: bus, property store, message thread, phone configuration.
     std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;

@@ -9,12 +9,14 @@
 #include "JsonPhoneConfig.h"
 #include "MessageThread.h"
 #include "MosquittoIpcClient.h"
+#include "ProcessLock.h"
 #include "Service.h"
 #include "SignalBlock.h"
 #include "SignalThread.h"
 #include "SqlitePropertyApi.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
+#include "os/Execute.h"
 
 #include <malloc.h>
 #include <string.h>
@@ -44,20 +46,20 @@ void shareOneHeap() {
 #endif
 }
 
-/// The configured time in whole seconds; none when there is no value. One that is no number is a
-/// level 2 line and none.
-std::optional<std::chrono::seconds> dnsCacheTimeout(const phoneconfig::IPhoneConfig& config) {
-    const std::string text = config.getValue(DNS_CACHE_TIMEOUT);
+/// Takes the configured time, in whole seconds, where there is one. What is not a number is a level
+/// 2 line and ignored. config may be null.
+void setDnsCacheTimeout(http::IRestApi& client, const phoneconfig::IPhoneConfig* config) {
+    const std::string text = config == nullptr ? "" : config->getValue(DNS_CACHE_TIMEOUT);
     if (text.empty())
-        return std::nullopt;
+        return;
     std::uint32_t seconds = 0;
     const char* const end = text.data() + text.size();
     const auto [position, error] = std::from_chars(text.data(), end, seconds);
     if (error == std::errc() && position == end)
-        return std::chrono::seconds(seconds);
-    LOG(2) << "Phone configuration " << DNS_CACHE_TIMEOUT
-           << " is not a number of seconds and is ignored";
-    return std::nullopt;
+        client.setDnsCacheTimeout(std::chrono::seconds(seconds));
+    else
+        LOG(2) << "Phone configuration " << DNS_CACHE_TIMEOUT
+               << " is not a number of seconds and is ignored";
 }
 
 /// A run with a large file leaves much free memory between what is still used; the allocator gives
@@ -77,8 +79,8 @@ struct HaldenApplication::Impl {
         : appName(std::move(application)), ipcName(std::move(ipc)), times(applicationTimes) {}
 
     void terminate();
-    void waitForTermination();
-    std::shared_ptr<http::IRestApi> restApi(const phoneconfig::IPhoneConfig* config);
+    bool waitForTermination(std::optional<std::chrono::milliseconds> longest);
+    void onTermination(std::function<void()> listener);
     void start(HaldenApplication& application);
     void end(HaldenApplication& application);
     void endAfterFailure(HaldenApplication& application) noexcept;
@@ -92,9 +94,10 @@ struct HaldenApplication::Impl {
     std::atomic<int> endingSignal = 0;
     std::mutex mutex;
     std::condition_variable terminated;
-    std::shared_ptr<http::IRestApi> rest; ///< under the mutex
-    std::mutex restCreation;              ///< held while the client is made; never by terminate()
+    std::vector<std::function<void()>> terminationListeners; ///< under the mutex
+    const std::shared_ptr<http::IRestApi> rest = std::make_shared<http::CurlRestApi>();
 
+    std::optional<ProcessLock> processLock;
     // The mask before the threads that inherit it. The signal thread goes last of all in the base's
     // destructor, so that the time to end covers every other destructor.
     std::optional<SignalBlock> signalBlock;
@@ -108,44 +111,44 @@ struct HaldenApplication::Impl {
 };
 
 void HaldenApplication::Impl::terminate() {
-    std::shared_ptr<http::IRestApi> client;
+    std::vector<std::function<void()>> listeners;
     {
         const std::lock_guard lock(mutex);
         terminating = true;
-        client = rest;
+        listeners.swap(terminationListeners);
     }
     terminated.notify_all();
-    if (client)
-        client->shutdown();
+    rest->shutdown();
+    os::endCommands();
+    for (const std::function<void()>& listener : listeners)
+        listener();
 }
 
-void HaldenApplication::Impl::waitForTermination() {
+/// True when termination is signalled; longest: none waits for ever.
+bool HaldenApplication::Impl::waitForTermination(std::optional<std::chrono::milliseconds> longest) {
     std::unique_lock lock(mutex);
-    terminated.wait(lock, [this] { return terminating.load(); });
+    const auto isSignalled = [this] {
+        return terminating.load();
+    };
+    if (longest)
+        return terminated.wait_for(lock, *longest, isSignalled);
+    terminated.wait(lock, isSignalled);
+    return true;
 }
 
-std::shared_ptr<http::IRestApi>
-HaldenApplication::Impl::restApi(const phoneconfig::IPhoneConfig* config) {
-    const std::lock_guard creation(restCreation);
+void HaldenApplication::Impl::onTermination(std::function<void()> listener) {
     {
         const std::lock_guard lock(mutex);
-        if (rest)
-            return rest;
+        if (!terminating) {
+            terminationListeners.push_back(std::move(listener));
+            return;
+        }
     }
-    const auto client = std::make_shared<http::CurlRestApi>();
-    if (const auto timeout = config == nullptr ? std::nullopt : dnsCacheTimeout(*config))
-        client->setDnsCacheTimeout(*timeout);
-    {
-        const std::lock_guard lock(mutex);
-        rest = client;
-    }
-    // Either terminate() finds the client that was just stored, or its flag is seen here.
-    if (terminating)
-        client->shutdown();
-    return client;
+    listener();
 }
 
 void HaldenApplication::Impl::start(HaldenApplication& application) {
+    processLock.emplace(ipcName);
     application.init();
     initialised = true;
     if (application.getTerminationFlag())
@@ -175,7 +178,8 @@ void HaldenApplication::Impl::start(HaldenApplication& application) {
     application.waitForTermination();
 }
 
-/// After this nothing but the application itself calls its virtual operations: it may be destroyed.
+/// After this nothing but the application itself calls its virtual operations: it may be destroyed,
+/// and what its members still publish then goes out until the base ends the bus.
 void HaldenApplication::Impl::end(HaldenApplication& application) {
     const int signal = endingSignal;
     LOG(1) << appName << " is ending"
@@ -206,14 +210,16 @@ HaldenApplication::HaldenApplication(const std::string& appName, const std::stri
     : impl_(std::make_unique<Impl>(appName, ipcName, times)) {}
 
 HaldenApplication::~HaldenApplication() {
-    // Explicitly, because the time to end must run until all of it has gone: impl_ as a member is
-    // destroyed before the others.
+    // Here and not in cleanup(): the service's members, which have gone by now, may have published
+    // to the very end. Explicitly, because the time to end must run until all of it has gone: impl_
+    // as a member is destroyed before the others.
+    if (ipcClient)
+        ipcClient->stop();
     ipcClient.reset();
     propertyApi.reset();
     impl_->properties.reset();
     messageThreadStrategy.reset();
     impl_->messageThread.reset();
-    impl_->rest.reset();
     phoneConfig.reset();
 }
 
@@ -231,6 +237,7 @@ void HaldenApplication::exec() {
 void HaldenApplication::init() {
     setupSignalHandlers();
     setupPhoneConfig();
+    setDnsCacheTimeout(*impl_->rest, phoneConfig.get());
     createMessageThreadStrategy();
     createPropertyApi();
     createIpcClient();
@@ -280,7 +287,7 @@ void HaldenApplication::createIpcClient() {
 }
 
 std::shared_ptr<http::IRestApi> HaldenApplication::getRESTApi() {
-    return impl_->restApi(phoneConfig.get());
+    return impl_->rest;
 }
 
 void HaldenApplication::signalTermination() {
@@ -292,12 +299,20 @@ bool HaldenApplication::getTerminationFlag() const {
 }
 
 void HaldenApplication::waitForTermination() {
-    impl_->waitForTermination();
+    impl_->waitForTermination(std::nullopt);
+}
+
+bool HaldenApplication::sleepFor(std::chrono::milliseconds duration) const {
+    return !impl_->waitForTermination(duration);
+}
+
+void HaldenApplication::onTermination(std::function<void()> listener) {
+    impl_->onTermination(std::move(listener));
 }
 
 void HaldenApplication::cleanup() {
     if (ipcClient)
-        ipcClient->stop();
+        ipcClient->stopServing();
     if (impl_->properties)
         impl_->properties->stop();
     if (impl_->messageThread)
@@ -326,9 +341,7 @@ void HaldenApplication::onProxyChanged() {
 }
 
 void HaldenApplication::onCurlDnsCacheTimeoutChanged() {
-    const auto timeout = phoneConfig ? dnsCacheTimeout(*phoneConfig) : std::nullopt;
-    if (timeout)
-        getRESTApi()->setDnsCacheTimeout(*timeout);
+    setDnsCacheTimeout(*getRESTApi(), phoneConfig.get());
 }
 
 void HaldenApplication::setupWorkingDirectory(const std::string& path) {

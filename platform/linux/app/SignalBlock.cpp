@@ -8,7 +8,7 @@ namespace app {
 SignalBlock::SignalBlock() : thread_(::pthread_self()) {
     const sigset_t blocked = signals();
     if (const int error = ::pthread_sigmask(SIG_BLOCK, &blocked, &previousMask_); error != 0)
-        throw std::system_error(error, std::generic_category(), "Blocking SIGTERM and SIGINT");
+        throw std::system_error(error, std::generic_category(), "Blocking the signals to end");
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &ignore, &previousPipe_);
@@ -23,8 +23,8 @@ SignalBlock::~SignalBlock() {
 sigset_t SignalBlock::signals() {
     sigset_t set;
     ::sigemptyset(&set);
-    ::sigaddset(&set, SIGTERM);
-    ::sigaddset(&set, SIGINT);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+        ::sigaddset(&set, signal);
     return set;
 }
 

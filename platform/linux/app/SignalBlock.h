@@ -6,10 +6,10 @@
 
 namespace app {
 
-/// While the object lives, SIGTERM and SIGINT are blocked in the thread that made it and in every
-/// thread that is started from it, and SIGPIPE is ignored in the process. Make it before the first
-/// thread. The destructor puts back what was there before; the signal mask only on the thread that
-/// made the object, as there is no way to change another thread's.
+/// While the object lives, the signals to end (SIGTERM, SIGINT, SIGHUP) are blocked in the thread
+/// that made it and in every thread that is started from it, and SIGPIPE is ignored in the process.
+/// Make it before the first thread. The destructor puts back what was there before; the signal mask
+/// only on the thread that made the object, as there is no way to change another thread's.
 class SignalBlock {
 public:
     SignalBlock();

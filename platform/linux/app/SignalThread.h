@@ -12,10 +12,10 @@ namespace app {
 /// time after the first. The same as that of the timeout command.
 constexpr int FORCED_END_STATUS = 124;
 
-/// Takes the process's SIGTERM and SIGINT on a thread of its own. The first is passed on. The
-/// second, or the lapse of a time after the first while the object still lives, ends the process at
-/// once with FORCED_END_STATUS, after one level 3 line; should the log hang, by SIGALRM after a
-/// second.
+/// Takes the signals to end (SIGTERM, SIGINT, SIGHUP) on a thread of its own. The first is passed
+/// on. The second, or the lapse of a time after the first while the object still lives, ends the
+/// process at once with FORCED_END_STATUS, after one level 3 line; should the log hang, by SIGALRM
+/// after a second.
 ///
 /// The signals must be blocked in every thread (SignalBlock) while the object lives.
 class SignalThread {

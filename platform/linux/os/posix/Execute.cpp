@@ -6,14 +6,17 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
@@ -27,6 +30,13 @@ using Clock = std::chrono::steady_clock;
 
 [[noreturn]] void fail(int cause, const char* operation) {
     throw std::system_error(cause, std::generic_category(), operation);
+}
+
+/// Readable once commands are to end. Of the process, as execute() is a function. Negative where
+/// the system has no descriptor left: then a command runs until its time is up.
+int endEvent() {
+    static const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return event;
 }
 
 void check(int cause, const char* operation) {
@@ -94,16 +104,19 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    /// False when it still runs at the deadline.
-    bool endsBefore(Clock::time_point deadline) const {
-        pollfd process{descriptor_, POLLIN, 0};
+    enum class Outcome { Ended, TimedOut, ToBeEnded };
+
+    /// Waits for its end, the deadline or endCommands().
+    Outcome waitUntil(Clock::time_point deadline) const {
         for (;;) {
+            std::array<pollfd, 2> awaited{{{endEvent(), POLLIN, 0}, {descriptor_, POLLIN, 0}}};
             const timespec remaining = until(deadline);
-            const int ready = ::ppoll(&process, 1, &remaining, nullptr);
-            if (ready >= 0)
-                return ready > 0;
-            if (errno != EINTR)
-                return false;
+            const int ready = ::ppoll(awaited.data(), awaited.size(), &remaining, nullptr);
+            if (ready < 0 && errno == EINTR)
+                continue;
+            if (ready > 0 && awaited[1].revents != 0)
+                return Outcome::Ended;
+            return ready > 0 ? Outcome::ToBeEnded : Outcome::TimedOut;
         }
     }
 
@@ -176,16 +189,25 @@ int execute(const std::string& command, unsigned int timeoutMs) {
     try {
         const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
         const Process process(start(words));
-        if (process.endsBefore(deadline))
+        const Process::Outcome outcome = process.waitUntil(deadline);
+        if (outcome == Process::Outcome::Ended)
             return process.wait();
         process.killGroup();
         process.wait();
-        LOG(2) << "Command " << program << " was killed: it did not end within " << timeoutMs
-               << " ms";
+        LOG(2) << "Command " << program << " was killed: "
+               << (outcome == Process::Outcome::ToBeEnded
+                       ? "the process is ending"
+                       : "it did not end within " + std::to_string(timeoutMs) + " ms");
     } catch (const std::exception& exception) {
         LOG(2) << "Command " << program << " could not be run: " << exception.what();
     }
     return -1;
+}
+
+void endCommands() noexcept {
+    const std::uint64_t one = 1;
+    // The counter is never read: the event stays readable. A write fails only once it is full.
+    [[maybe_unused]] const ssize_t written = ::write(endEvent(), &one, sizeof one);
 }
 
 } // namespace os

@@ -1,0 +1,73 @@
+#include "ProcessLock.h"
+
+#include "Root.h"
+#include "filesystem/Filesystem.h"
+#include "logger/Logger.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+namespace app {
+
+namespace {
+
+constexpr const char* DIRECTORY = "/run/halden/";
+constexpr unsigned int DIRECTORY_MODE = 0775;
+constexpr mode_t FILE_MODE = 0644;
+
+/// The number in a lock file without its line's end; empty when there is none.
+std::string ownerOf(const std::string& path) {
+    try {
+        const std::string text = filesystem::read(path);
+        return text.substr(0, text.find_first_not_of("0123456789"));
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+void note(int file) {
+    const std::string text = std::to_string(::getpid()) + "\n";
+    // For people only: the lock holds without it.
+    if (::ftruncate(file, 0) == 0) {
+        [[maybe_unused]] const ssize_t written = ::pwrite(file, text.data(), text.size(), 0);
+    }
+}
+
+} // namespace
+
+ProcessLock::ProcessLock(const std::string& name) {
+    const std::string path = DIRECTORY + name + ".lock";
+    try {
+        filesystem::makeDirectory(DIRECTORY, DIRECTORY_MODE);
+        file_ = ::open(root::toHost(path).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                       FILE_MODE);
+        if (file_ < 0)
+            throw std::system_error(errno, std::generic_category(), "opening it");
+        if (::flock(file_, LOCK_EX | LOCK_NB) == 0) {
+            note(file_);
+            return;
+        }
+        if (errno != EWOULDBLOCK)
+            throw std::system_error(errno, std::generic_category(), "locking it");
+    } catch (const std::exception& error) {
+        LOG(2) << "Lock file " << path << " cannot be used (" << error.what()
+               << "): a second process of this name would go unnoticed";
+        return;
+    }
+    const std::string owner = ownerOf(path);
+    ::close(file_);
+    throw std::runtime_error("Another process" + (owner.empty() ? "" : " (" + owner + ")") +
+                             " serves as " + name + " already: it holds the lock " + path);
+}
+
+ProcessLock::~ProcessLock() {
+    if (file_ >= 0)
+        ::close(file_);
+}
+
+} // namespace app
