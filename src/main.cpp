@@ -1,19 +1,19 @@
+#include "Arguments.h"
 #include "OvoApplication.h"
 #include "logger/Logger.h"
 
-namespace {
-
-constexpr char APPLICATION_NAME[] = "OVO";
-constexpr char IPC_NAME[] = "prov-client";
-
-} // namespace
-
-int main() {
+int main(int argc, char** argv) {
+    if (const auto status = ovo::answerArguments(argc, argv))
+        return *status;
     try {
-        ovo::OvoApplication application(APPLICATION_NAME, IPC_NAME);
+        LOG(1) << "ovo " OVO_VERSION " is starting";
+        // The name in log lines, and the name on the bus.
+        ovo::OvoApplication application("OVO", "prov-client");
         application.exec();
     } catch (const std::exception& exception) {
-        // The phone goes on without provisioning.
+        // The phone goes on without provisioning: the start is not tried again, since what was in
+        // its way is still there, and the status says nothing that the line does not say better.
+        // Its place in the log, "main:17", is interface as its text is.
         LOG(3) << exception.what();
     }
     return 0;

@@ -3,6 +3,7 @@
 #include "MaskedText.h"
 #include "StderrWriter.h"
 #include "logger/Logger.h"
+#include "text/Quote.h"
 
 #include <fcntl.h>
 #include <spdlog/details/log_msg.h>
@@ -75,9 +76,13 @@ void keepStderrFromOthers() {
     ::close(nowhere);
 }
 
-int configuredLevel() {
+std::string configuredLevel() {
     const char* value = std::getenv("HALDEN_LOG");
-    const std::string text = value == nullptr ? "" : value;
+    return value == nullptr ? "" : value;
+}
+
+/// PROGRESS for what is not a level.
+int levelOf(const std::string& text) {
     return text == "2" ? NOTABLE : text == "3" ? FAILURE : PROGRESS;
 }
 
@@ -89,6 +94,22 @@ public:
     int lowestLevel() const { return lowestLevel_; }
 
     void write(const Record& record) {
+        writeLine(record);
+        // After the first line, which is the program's own.
+        std::call_once(levelChecked_, [this] { checkLevel(); });
+    }
+
+private:
+    void checkLevel() {
+        const bool isLevel = level_.empty() || level_ == "1" || lowestLevel_ != PROGRESS;
+        if (isLevel)
+            return;
+        const std::string text =
+            "HALDEN_LOG is " + quote(level_) + ", which is not a level (1, 2 or 3): 1 is taken";
+        writeLine({NOTABLE, sourceName(__FILE__), __LINE__, text});
+    }
+
+    void writeLine(const Record& record) {
         const std::string source(record.source);
         const std::string text = escapeControls(withMaskedPasswords(record.text));
         if (toJournal_ && JournalWriter::write(record, text))
@@ -98,8 +119,9 @@ public:
         stderr_.log(message);
     }
 
-private:
-    const int lowestLevel_ = configuredLevel();
+    const std::string level_ = configuredLevel();
+    const int lowestLevel_ = levelOf(level_);
+    std::once_flag levelChecked_;
     StderrSink stderr_;
     const bool toJournal_ = JournalWriter::isStderrTheJournal();
 };
