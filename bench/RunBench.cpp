@@ -108,9 +108,10 @@ public:
                                                             "provisioning.xml"))
         , updater(*store, downloader)
         , decrypter("/etc/ovo.d/key")
+        , report(std::make_shared<ovo::RunReport>())
         , worker(store, config, security, downloader,
-                 std::make_shared<ovo::ProvisioningFileParser>(store), credentials, *client,
-                 updater, decrypter) {}
+                 std::make_shared<ovo::ProvisioningFileParser>(store, report), credentials, *client,
+                 updater, decrypter, report) {}
 
     ~System() {
         client->stop();
@@ -141,6 +142,7 @@ private:
     std::shared_ptr<http::FileDownloader> downloader;
     ovo::LocalPhoneBookUpdater updater;
     http::Aes128CbcDecrypter decrypter;
+    const std::shared_ptr<ovo::RunReport> report;
     ovo::ProvisioningWorker worker;
 };
 

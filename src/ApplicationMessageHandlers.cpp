@@ -76,8 +76,10 @@ ApplicationMessageHandlers::httpAuthPasswordChanged(const ipc::IpcMsgParams& par
 
 void ApplicationMessageHandlers::handleProvisioningRequest(const std::string& url) noexcept {
     try {
-        if (!provisioningOnStartup.isComplete())
+        if (!provisioningOnStartup.isComplete()) {
+            LOG(2) << "Provisioning request dropped: " << provisioningOnStartup.describeState();
             return;
+        }
         worker->startProvisioning(url);
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();

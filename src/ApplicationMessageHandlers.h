@@ -26,7 +26,7 @@ public:
                                std::shared_ptr<http::ICredentialsProvider> credentials,
                                const std::shared_ptr<http::ISecurity>& securityService,
                                const ProvisioningOnStartup& onStartup,
-                               Sleep sleepOperation = sleepFor);
+                               Sleep sleepOperation = sleepThrough);
     ApplicationMessageHandlers(const ApplicationMessageHandlers&) = delete;
     ApplicationMessageHandlers& operator=(const ApplicationMessageHandlers&) = delete;
 
@@ -34,7 +34,8 @@ public:
     ipc::IpcMsgParams handleIsOvoBusy(const ipc::IpcMsgParams& params);
     /// "HttpCredentialsEntered": "username" and "password", typed in by the user.
     ipc::IpcMsgParams httpAuthPasswordChanged(const ipc::IpcMsgParams& params);
-    /// A run with this server. Dropped without a word until the boot-up provisioning is complete.
+    /// A run with this server. Dropped, with one level 2 line, until the boot-up provisioning is
+    /// complete.
     void handleProvisioningRequest(const std::string& url) noexcept;
     /// A run with the configured server.
     void handleProvisioningRequest() noexcept;

@@ -2,15 +2,33 @@
 
 #include "ipc/IPCMessage.h"
 
+#include <cstddef>
+
 namespace ovo {
+
+namespace {
+
+using Operations = std::vector<dto::SysConf::CertificateOperation>;
+
+/// Halves what does not fit into a message; a single operation always does.
+void publish(ipc::IIPCPublisher& publisher, Operations operations) {
+    const ipc::IPCMessage message("MODIFY_CERTIFICATES", dto::SysConf::toMsgParams({operations}),
+                                  false);
+    if (operations.size() == 1 || ipc::encode(message).size() <= ipc::LARGEST_PAYLOAD) {
+        publisher.publish("prov-client/sysconf", message);
+        return;
+    }
+    const auto middle = operations.begin() + static_cast<std::ptrdiff_t>(operations.size() / 2);
+    publish(publisher, Operations(operations.begin(), middle));
+    publish(publisher, Operations(middle, operations.end()));
+}
+
+} // namespace
 
 void publishCertificatesUpdate(ipc::IIPCPublisher& publisher,
                                const dto::SysConf::ModifyCertificates& record) {
-    if (record.certificates.empty())
-        return;
-    publisher.publish(
-        "prov-client/sysconf",
-        ipc::IPCMessage("MODIFY_CERTIFICATES", dto::SysConf::toMsgParams(record), false));
+    if (!record.certificates.empty())
+        publish(publisher, record.certificates);
 }
 
 } // namespace ovo

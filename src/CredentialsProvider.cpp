@@ -66,8 +66,6 @@ std::string CredentialsProvider::getFactoryCredentials() {
 std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
     const common::TurnTaker::Turn turn(questions);
     LOG(1) << "Waiting for input from phoneUI";
-    if (onQuestion)
-        onQuestion();
     // Held through sending the request, so that no answer is stored before the flags are reset.
     std::unique_lock lock(mutex);
     if (cancelled)
@@ -75,6 +73,13 @@ std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
     credentialsReceived = false;
     waitingForCredentials = true;
     ipcClient->publish(PHONE_UI, ipc::IPCMessage("GetHttpCredentials"));
+    if (onQuestion) {
+        // Once this counts as waiting: who is woken by it looks at that. Without the lock, as a
+        // callback runs; an answer that comes meanwhile ends the wait below at once.
+        lock.unlock();
+        onQuestion();
+        lock.lock();
+    }
     const auto deadline = std::chrono::system_clock::now() + readTimeout(phoneConfig);
     if (!credentialsArrived.wait_until(lock, deadline,
                                        [this] { return credentialsReceived || cancelled; }))

@@ -37,7 +37,8 @@ public:
 
     /// Ends a wait for the user, and every later one at once: the process is ending. Any thread.
     void cancel();
-    /// Called before each question, on the thread that asks. Set it before any thread asks.
+    /// Called after each question, once getIsWaitingForCredentials() is true, on the thread that
+    /// asks. Set it before any thread asks.
     void setQuestionListener(std::function<void()> listener);
 
 private:

@@ -10,14 +10,14 @@ void GlobalConfig::waitForPreconditions(std::shared_ptr<propertyapi::IPropertyAp
                                         unsigned int maxAttempts, unsigned int intervalSeconds,
                                         const Sleep& sleep) {
     LOG(1) << "Waiting for factory auth user name and password";
-    unsigned int attempts = 0;
     bool met = arePreconditionsMet(*propertyApi);
-    for (; !met && attempts < maxAttempts; ++attempts) {
+    bool isEnding = false;
+    for (unsigned int attempts = 0; !met && !isEnding && attempts < maxAttempts; ++attempts) {
         LOG(1) << "Waiting for auth user name and password";
-        sleep(std::chrono::seconds(intervalSeconds));
-        met = arePreconditionsMet(*propertyApi);
+        isEnding = !sleep(std::chrono::seconds(intervalSeconds));
+        met = !isEnding && arePreconditionsMet(*propertyApi);
     }
-    if (!met)
+    if (!met && !isEnding)
         LOG(1) << "Cannot read auth user name or password";
     LOG(1) << (met ? "Preconditions are met" : "Preconditions are not met");
 }

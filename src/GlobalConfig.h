@@ -16,10 +16,10 @@ public:
     static const std::string PROVISIONING_VERSION;
 
     /// Waits until the factory credentials are in the property store: at most maxAttempts sleeps of
-    /// intervalSeconds. Returns in any case.
+    /// intervalSeconds, and no longer than the process is told to end. Returns in any case.
     static void waitForPreconditions(std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
                                      unsigned int maxAttempts, unsigned int intervalSeconds,
-                                     const Sleep& sleep = sleepFor);
+                                     const Sleep& sleep = sleepThrough);
 
     /// True when both factory credentials are set; also true when the store does not answer, since
     /// a broken store must not hold the daemon in its start-up.

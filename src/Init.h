@@ -14,7 +14,7 @@ namespace ovo {
 class Init {
 public:
     Init(std::shared_ptr<ProvisioningTimer> provisioningTimer,
-         std::shared_ptr<propertyapi::IPropertyApi> store, Sleep sleepOperation = sleepFor);
+         std::shared_ptr<propertyapi::IPropertyApi> store, Sleep sleepOperation = sleepThrough);
 
     /// Blocks for up to about ten seconds. An exception that escapes ends the process.
     void start() noexcept;

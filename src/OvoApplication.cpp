@@ -25,8 +25,10 @@ void OvoApplication::setup() {
     const auto userCredentials =
         std::make_shared<CredentialsProvider>(propertyApi, *phoneConfig, ipcClient);
     credentialsProvider = userCredentials;
-    cancelUserInput = [userCredentials] {
-        userCredentials->cancel();
+    onTermination([userCredentials] { userCredentials->cancel(); });
+    // Waits that no callback can end look at this.
+    const Sleep sleep = [this](std::chrono::milliseconds duration) {
+        return sleepFor(duration);
     };
     security = std::make_shared<http::Security>(propertyApi);
     const auto fileDownloader = std::make_shared<http::FileDownloader>(
@@ -34,29 +36,32 @@ void OvoApplication::setup() {
     localPhoneBookUpdater = std::make_shared<LocalPhoneBookUpdater>(*propertyApi, fileDownloader);
     setupWorkingDirectories();
     decrypter = std::make_shared<http::Aes128CbcDecrypter>(KEY_FILE);
-    auto parser = std::make_shared<ProvisioningFileParser>(propertyApi);
+    auto runReport = std::make_shared<RunReport>();
+    auto parser = std::make_shared<ProvisioningFileParser>(propertyApi, runReport);
     // Destroying the worker waits for a run, which may still use the phone book updater: the
     // updater lives until the worker is gone.
     provisioningWorker = std::shared_ptr<ProvisioningWorker>(
         new ProvisioningWorker(propertyApi, phoneConfig, security, fileDownloader,
                                std::move(parser), credentialsProvider, *ipcClient,
-                               *localPhoneBookUpdater, *decrypter),
+                               *localPhoneBookUpdater, *decrypter, runReport),
         [updater = localPhoneBookUpdater](ProvisioningWorker* worker) { delete worker; });
     // A supervisor that waits for a transfer learns that the transfer waits for the user. Only runs
     // ask, and the timer: both end before the worker is gone.
     userCredentials->setQuestionListener(
         [worker = provisioningWorker.get()] { worker->signalProgress(); });
     provisioningOnStartup = std::make_shared<ProvisioningOnStartup>(
-        ipcClient, security, provisioningWorker, propertyApi);
+        ipcClient, security, provisioningWorker, propertyApi, sleep);
     messageHandlers = std::make_unique<ApplicationMessageHandlers>(
         provisioningWorker, ipcClient, propertyApi, credentialsProvider, security,
         *provisioningOnStartup);
     // Requests run on the message thread, never on the timer's.
-    provisioningTimer =
-        std::make_shared<ProvisioningTimer>(*propertyApi, *localPhoneBookUpdater, [this] {
+    provisioningTimer = std::make_shared<ProvisioningTimer>(
+        *propertyApi, *localPhoneBookUpdater,
+        [this] {
             messageThreadStrategy->post([this] { messageHandlers->handleProvisioningRequest(); });
-        });
-    Init(provisioningTimer, propertyApi).start();
+        },
+        std::chrono::system_clock::now, sleep);
+    Init(provisioningTimer, propertyApi, sleep).start();
 }
 
 void OvoApplication::setupWorkingDirectories() {
@@ -100,7 +105,6 @@ void OvoApplication::setupNvmCacheParameters(std::vector<std::string>& keys) {
 void OvoApplication::waitForTermination() {
     messageThreadStrategy->post([this] { provisioningOnStartup->run(); });
     HaldenApplication::waitForTermination();
-    cancelUserInput();
 }
 
 bool OvoApplication::checkHealthStatus() {

@@ -11,7 +11,6 @@
 #include "http/IDecrypter.h"
 #include "http/ISecurity.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,8 +42,6 @@ private:
     std::shared_ptr<LocalPhoneBookUpdater> localPhoneBookUpdater;
     std::unique_ptr<ApplicationMessageHandlers> messageHandlers;
     std::shared_ptr<ProvisioningTimer> provisioningTimer;
-    /// Ends a run's wait for the user.
-    std::function<void()> cancelUserInput;
 };
 
 } // namespace ovo

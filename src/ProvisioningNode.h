@@ -18,6 +18,10 @@ struct ProvisioningNode {
     std::vector<Attributes> children; ///< one map per leaf child with attributes, in document order
 };
 
+/// Value of an attribute of a leaf child. Throws std::out_of_range, whose text names the attribute,
+/// when there is none.
+const std::string& attributeOf(const ProvisioningNode::Attributes& child, const std::string& name);
+
 /// For log lines: name, type and number of children, as in "nvm/file (3)".
 std::ostream& operator<<(std::ostream& stream, const ProvisioningNode& node);
 

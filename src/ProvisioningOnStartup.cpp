@@ -18,6 +18,9 @@ constexpr char PROVISIONING_SERVER[] = "System.Provision.ProvisioningServer";
 
 constexpr std::chrono::milliseconds READY_INTERVAL{2000};
 constexpr std::chrono::milliseconds FINISHED_INTERVAL{250};
+/// When a wait for the neighbours is told of, at first and from then on.
+constexpr std::chrono::seconds FIRST_NOTE{30};
+constexpr std::chrono::minutes NOTE_INTERVAL{10};
 
 } // namespace
 
@@ -65,17 +68,54 @@ void ProvisioningOnStartup::setPhoneuiInitState(bool ready) {
         LOG(1) << "phoneui is ready";
 }
 
+std::string ProvisioningOnStartup::silentNeighbours() const {
+    if (nmReady)
+        return "the phone user interface";
+    return phoneuiReady ? "the network manager"
+                        : "the network manager and the phone user interface";
+}
+
+std::string ProvisioningOnStartup::describeState() const {
+    if (complete)
+        return "the boot-up provisioning is complete";
+    switch (phase) {
+    case Phase::Running:
+        return "the boot-up provisioning is in progress";
+    case Phase::Failed:
+        return "the boot-up provisioning could not be done; the next start of the daemon tries "
+               "again";
+    default:
+        return "the boot-up provisioning waits for " + silentNeighbours();
+    }
+}
+
 void ProvisioningOnStartup::runInThread() {
+    if (!waitForNeighbours())
+        return;
+    LOG(1) << "PhoneUi and Network are ready, performing ovo bootup procedure...";
+    onBootUp();
+}
+
+/// False when the process is ending instead.
+bool ProvisioningOnStartup::waitForNeighbours() {
     const ipc::IPCMessage question("AreYouReady", {}, true);
+    std::chrono::milliseconds waited{0};
+    std::chrono::milliseconds nextNote = FIRST_NOTE;
     while (!nmReady || !phoneuiReady) {
         if (!nmReady)
             ipcClient->publish(NETWORK_MANAGER, question);
         if (!phoneuiReady)
             ipcClient->publish(PHONE_UI, question);
-        sleep(READY_INTERVAL);
+        if (!sleep(READY_INTERVAL))
+            return false;
+        waited += READY_INTERVAL;
+        if (waited < nextNote)
+            continue;
+        LOG(2) << "The boot-up provisioning has waited " << waited.count() / 1000 << " s for "
+               << silentNeighbours();
+        nextNote = waited + NOTE_INTERVAL;
     }
-    LOG(1) << "PhoneUi and Network are ready, performing ovo bootup procedure...";
-    onBootUp();
+    return true;
 }
 
 void ProvisioningOnStartup::onBootUp() {
@@ -91,13 +131,20 @@ void ProvisioningOnStartup::onBootUp() {
     }
     try {
         LOG(1) << "Execute provisioning on boot up ";
+        phase = Phase::Running;
         worker->startProvisioning(propertyApi->getValue(PROVISIONING_SERVER));
-        do
-            sleep(FINISHED_INTERVAL);
-        while (!worker->isProvisioningFinished());
+        // A run that the end of the process cuts short is not done: it comes again with the next
+        // start. The worker waits for its end.
+        do {
+            if (!sleep(FINISHED_INTERVAL))
+                return;
+        } while (!worker->isProvisioningFinished());
+        if (!sleep(std::chrono::milliseconds(0)))
+            return;
         propertyApi->setValue(ON_BOOT_UP, DONE);
         complete = true;
     } catch (const std::exception& exception) {
+        phase = Phase::Failed;
         LOG(3) << "PropertyApi exception: " << exception.what();
     }
 }

@@ -23,8 +23,8 @@ public:
                           const std::shared_ptr<http::ISecurity>& securityService,
                           const std::shared_ptr<IProvisioningWorker>& provisioningWorker,
                           const std::shared_ptr<propertyapi::IPropertyApi>& store,
-                          Sleep sleepOperation = sleepFor);
-    /// Waits for the boot-up thread, however long that takes.
+                          Sleep sleepOperation = sleepThrough);
+    /// Waits for the boot-up thread, which ends with the process.
     ~ProvisioningOnStartup();
     ProvisioningOnStartup(const ProvisioningOnStartup&) = delete;
     ProvisioningOnStartup& operator=(const ProvisioningOnStartup&) = delete;
@@ -36,12 +36,18 @@ public:
     /// True when the boot-up provisioning has been done, in this life of the process or before. Any
     /// thread.
     bool isComplete() const { return complete; }
+    /// What the boot-up provisioning is about, a clause for people. Any thread.
+    std::string describeState() const;
     void setNmInitState(bool ready);
     void setPhoneuiInitState(bool ready);
 
 private:
+    enum class Phase { Waiting, Running, Failed };
+
     void runInThread();
+    bool waitForNeighbours();
     void onBootUp();
+    std::string silentNeighbours() const;
 
     std::shared_ptr<ipc::IIPCClient> ipcClient;
     std::shared_ptr<http::ISecurity> security;
@@ -52,6 +58,7 @@ private:
     std::atomic<bool> complete{false};
     std::thread bootUpThread;
     Sleep sleep;
+    std::atomic<Phase> phase{Phase::Waiting};
 };
 
 } // namespace ovo

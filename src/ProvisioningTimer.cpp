@@ -34,7 +34,8 @@ TimePoint localMidnight(TimePoint now) {
     local.tm_sec = 0;
     local.tm_min = 0;
     local.tm_hour = 0;
-    local.tm_isdst = -1; // midnight's own, which differs from now's on the days when it changes
+    // The daylight saving flag stays now's: where it has changed since midnight, the next night's
+    // run keeps its time of day.
     return std::chrono::system_clock::from_time_t(std::mktime(&local));
 }
 
@@ -96,7 +97,8 @@ void ProvisioningTimer::init() noexcept {
         } catch (const std::exception& exception) {
             // setupTimer() reports what goes wrong in it itself; what is left is lack of memory.
             LOG(3) << exception.what();
-            sleep(ARM_RETRY_INTERVAL);
+            if (!sleep(ARM_RETRY_INTERVAL))
+                return;
         }
         if (armed)
             return;

@@ -45,7 +45,7 @@ public:
     ProvisioningTimer(propertyapi::IPropertyApi& store, LocalPhoneBookUpdater& updater,
                       const std::function<void()>& onProvisioningTimer,
                       WallClock wallClock = std::chrono::system_clock::now,
-                      Sleep sleepOperation = sleepFor);
+                      Sleep sleepOperation = sleepThrough);
     ProvisioningTimer(const ProvisioningTimer&) = delete;
     ProvisioningTimer& operator=(const ProvisioningTimer&) = delete;
 

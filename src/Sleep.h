@@ -7,12 +7,14 @@
 
 namespace ovo {
 
-/// Lets the calling thread sleep. Given to those who wait for something by looking again and again,
-/// so that their waiting can be observed without taking its time.
-using Sleep = std::function<void(std::chrono::milliseconds)>;
+/// Lets the calling thread sleep; false as soon as the process is ending, however short the
+/// duration. Given to those who wait for something by looking again and again: they give up then.
+using Sleep = std::function<bool(std::chrono::milliseconds)>;
 
-inline void sleepFor(std::chrono::milliseconds duration) {
+/// For waits that end by themselves when the process does.
+inline bool sleepThrough(std::chrono::milliseconds duration) {
     std::this_thread::sleep_for(duration);
+    return true;
 }
 
 } // namespace ovo

@@ -30,7 +30,8 @@ http::UrlInfo Utils::prependServerAddressToRelativeURL(std::string url,
         if (url.at(0) == '/')
             url = http::UrlInfo(serverAddress).getAbsolutePath() + url.substr(1);
         return http::UrlInfo(url);
-    } catch (const std::exception&) {
+    } catch (const std::exception& exception) {
+        LOG(2) << (url.empty() ? "The URL is empty" : exception.what());
         throw http::UrlException("Url is incorrect, please verify");
     }
 }

@@ -16,8 +16,8 @@ struct Utils {
 
     /// A URL from a provisioning file. One that begins with "/" is taken relative to the directory
     /// of the server address, not to the server's root; any other is parsed as it stands. Throws
-    /// http::UrlException "Url is incorrect, please verify" for what is no URL, the empty text
-    /// included.
+    /// http::UrlException "Url is incorrect, please verify" for what is not a URL, the empty text
+    /// included, after one level 2 line that names it and says why.
     static http::UrlInfo prependServerAddressToRelativeURL(std::string url,
                                                            const std::string& serverAddress);
 

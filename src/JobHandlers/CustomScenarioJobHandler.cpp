@@ -52,8 +52,9 @@ CustomScenarioJobHandler::CustomScenarioJobHandler(
     const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration,
     std::shared_ptr<http::IFileDownloader> downloader,
     std::shared_ptr<http::ISecurity> securityService, const http::UrlInfo& server,
-    ipc::IIPCPublisher& busPublisher, LocalPhoneBookUpdater& phoneBookUpdater)
-    : JobHandler(jobNode, std::move(store)),
+    ipc::IIPCPublisher& busPublisher, LocalPhoneBookUpdater& phoneBookUpdater,
+    RunReport& runReport)
+    : JobHandler(jobNode, std::move(store), runReport),
       stepHandlers{
           {"certificate", &CustomScenarioJobHandler::downloadCertificate},
           {"UnlockAllFunctionKeys", &CustomScenarioJobHandler::unlockFunctionKeys},
@@ -81,23 +82,39 @@ ProvisioningContext CustomScenarioJobHandler::runImpl() {
 bool CustomScenarioJobHandler::executeStep(const Step& step) {
     std::string type = UNREAD;
     try {
-        type = step.at(XMLParser::CUSTOM_STEP_ATTR_TYPE_STR);
+        type = attributeOf(step, XMLParser::CUSTOM_STEP_ATTR_TYPE_STR);
         const auto handler = stepHandlers.find(type);
         if (handler == stepHandlers.end()) {
             LOG(2) << "Custom step type " << quote(type) << " not implemented";
             return true;
         }
         LOG(1) << "Executing step: " << quote(type);
-        return handler->second(*this, step);
+        const bool succeeded = handler->second(*this, step);
+        if (!succeeded)
+            report.failed("step " + quote(type) + " failed");
+        return succeeded;
     } catch (const std::exception& exception) {
         LOG(3) << "Error executing step: " << quote(type) << " (exception " << exception.what()
                << ")";
+        report.failed("step " + quote(type) + ": " + exception.what());
+        return false;
+    }
+}
+
+/// Does the work of a step that reports what is thrown in it itself: false then.
+template <typename Work>
+bool CustomScenarioJobHandler::attempt(Work work) {
+    try {
+        return work();
+    } catch (const std::exception& exception) {
+        LOG(3) << exception.what();
+        report.failed(exception.what());
         return false;
     }
 }
 
 http::UrlInfo CustomScenarioJobHandler::getUrl(const Step& step) const {
-    return Utils::prependServerAddressToRelativeURL(step.at(ATTR_URL),
+    return Utils::prependServerAddressToRelativeURL(attributeOf(step, ATTR_URL),
                                                     serverAddress.getAbsolutePath());
 }
 
@@ -116,13 +133,11 @@ bool CustomScenarioJobHandler::downloadCertificate(const Step& step) {
            << quote(flags);
     const std::string path =
         http::formatPath(CERTIFICATE_STORAGE + url.fileName, *propertyApi, *phoneConfig);
-    try {
+    const bool downloaded = attempt([&] {
         fileDownloader->download(url, path, http::Access::Everyone);
-    } catch (const std::exception& exception) {
-        LOG(3) << exception.what();
-        return false;
-    }
-    return applyCertificate(url.fileName, path, flags == FORCE_ACCEPT);
+        return true;
+    });
+    return downloaded && applyCertificate(url.fileName, path, flags == FORCE_ACCEPT);
 }
 
 bool CustomScenarioJobHandler::applyCertificate(const std::string& certificateName,
@@ -137,6 +152,7 @@ bool CustomScenarioJobHandler::applyCertificate(const std::string& certificateNa
     } catch (const std::exception& exception) {
         LOG(3) << "Error applying certificate " << quote(operation, certificateName, "=")
                << quote(exception.what());
+        report.failed("certificate " + quote(certificateName) + ": " + exception.what());
         return false;
     }
 }
@@ -151,40 +167,39 @@ void CustomScenarioJobHandler::publishCertificatesUpdate(const std::string& oper
 bool CustomScenarioJobHandler::downloadClientCertificate(const Step& step) {
     const http::UrlInfo url = getUrl(step);
     LOG(1) << "Downloading client certificate from URL " << quote(url.getUrl());
-    try {
+    return attempt([&] {
         const std::string temporary = Directories::CUSTOM + CLIENT_CERTIFICATE;
         fileDownloader->download(url, temporary);
         const auto certificate = security->loadCertificate(temporary);
-        bool ok = certificate->isValid();
-        if (ok) {
-            ok = certificate->save(std::string(CLIENT_DIRECTORY) + CLIENT_CERTIFICATE);
-            notifyCertChanged(); // also when it was not saved
+        if (!certificate->isValid()) {
+            report.failed("the client certificate is not valid");
+            return false;
         }
-        return ok;
-    } catch (const std::exception& exception) {
-        LOG(3) << exception.what();
-        return false;
-    }
+        const bool saved = certificate->save(std::string(CLIENT_DIRECTORY) + CLIENT_CERTIFICATE);
+        notifyCertChanged(); // also when it was not saved
+        return saved;
+    });
 }
 
 bool CustomScenarioJobHandler::downloadPrivateKey(const Step& step) {
     const http::UrlInfo url = getUrl(step);
     LOG(1) << "Downloading client private key from URL " << quote(url.getUrl());
-    try {
+    return attempt([&] {
         const std::string temporary = Directories::CUSTOM + CLIENT_KEY;
         fileDownloader->download(url, temporary);
         const std::string password = getPassword(step);
         const auto key = security->loadPrivateKey(temporary, password);
         const std::string directory = CLIENT_DIRECTORY;
-        if (!key->isValid() || !key->save(directory + CLIENT_KEY, password))
+        if (!key->isValid()) {
+            report.failed("the client private key is not valid");
+            return false;
+        }
+        if (!key->save(directory + CLIENT_KEY, password))
             return false;
         filesystem::write(directory + CLIENT_PASSWORD, password);
         notifyCertChanged();
         return true;
-    } catch (const std::exception& exception) {
-        LOG(3) << exception.what();
-        return false;
-    }
+    });
 }
 
 void CustomScenarioJobHandler::notifyCertChanged() {
@@ -193,16 +208,13 @@ void CustomScenarioJobHandler::notifyCertChanged() {
 
 bool CustomScenarioJobHandler::redirect(const Step& step) {
     LOG(1) << "Custom redirect.";
-    try {
+    return attempt([&] {
         const ProvisioningFileContext file =
             getFileFromNode(step, node.name, serverAddress, *propertyApi, *phoneConfig);
         LOG(1) << "New provisioning file: " << file.url.getUrl();
         context.push(file);
         return true;
-    } catch (const std::exception& exception) {
-        LOG(3) << exception.what();
-        return false;
-    }
+    });
 }
 
 bool CustomScenarioJobHandler::downloadWallpaper(const Step& step) {
@@ -211,13 +223,10 @@ bool CustomScenarioJobHandler::downloadWallpaper(const Step& step) {
     LOG(1) << "Downloading wallpaper from URL " << quote(text);
     const auto slash = text.rfind('/');
     const std::string fileName = slash == std::string::npos ? "" : text.substr(slash + 1);
-    try {
+    return attempt([&] {
         fileDownloader->download(url, WALLPAPER_DIRECTORY + fileName, http::Access::Everyone);
         return true;
-    } catch (const std::exception& exception) {
-        LOG(3) << exception.what();
-        return false;
-    }
+    });
 }
 
 bool CustomScenarioJobHandler::downloadLocalPhoneBook(const Step& step) const {

@@ -30,7 +30,7 @@ public:
                              std::shared_ptr<http::IFileDownloader> downloader,
                              std::shared_ptr<http::ISecurity> securityService,
                              const http::UrlInfo& server, ipc::IIPCPublisher& busPublisher,
-                             LocalPhoneBookUpdater& phoneBookUpdater);
+                             LocalPhoneBookUpdater& phoneBookUpdater, RunReport& runReport);
     ~CustomScenarioJobHandler() override = default;
 
     ProvisioningContext runImpl() override;
@@ -55,6 +55,8 @@ public:
 private:
     using StepHandler = std::function<bool(CustomScenarioJobHandler&, const Step&)>;
 
+    template <typename Work>
+    bool attempt(Work work);
     bool executeStep(const Step& step);
     http::UrlInfo getUrl(const Step& step) const;
     std::string getCertificateFlags(const Step& step) const;

@@ -11,8 +11,11 @@ namespace ovo {
 
 FileDownloadHandler::FileDownloadHandler(
     ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
-    const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration, const http::UrlInfo& server)
-    : JobHandler(jobNode, std::move(store)), phoneConfig(configuration), serverAddress(server) {
+    const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration, const http::UrlInfo& server,
+    RunReport& runReport)
+    : JobHandler(jobNode, std::move(store), runReport)
+    , phoneConfig(configuration)
+    , serverAddress(server) {
     name = "FileDownloadHandler";
 }
 
@@ -27,6 +30,7 @@ ProvisioningContext FileDownloadHandler::runImpl() {
             queue(child, result);
         } catch (const std::exception& exception) {
             LOG(3) << exception.what();
+            report.failed(exception.what());
             result.updateStatus(ProvisioningStatus::Fail);
         }
     }
@@ -44,7 +48,7 @@ void FileDownloadHandler::queue(const ProvisioningNode::Attributes& child,
 bool FileDownloadHandler::validateNode(const ProvisioningNode::Attributes& child) {
     if (node.type != XMLParser::PROVISIONING_CATEGORY_STR)
         return false;
-    const std::string& type = child.at(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR);
+    const std::string& type = attributeOf(child, XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR);
     for (const char* accepted :
          {XMLParser::FIRMWARE_ROOT_STR, XMLParser::NVM_ROOT_STR, XMLParser::CUSTOM_ROOT_STR})
         if (type == accepted)

@@ -15,7 +15,7 @@ public:
     FileDownloadHandler(ProvisioningNode& node,
                         std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
                         const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration,
-                        const http::UrlInfo& server);
+                        const http::UrlInfo& server, RunReport& runReport);
     ~FileDownloadHandler() override = default;
 
     /// NotSet when every child was queued: the files report for themselves.

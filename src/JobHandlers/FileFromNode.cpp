@@ -1,6 +1,7 @@
 #include "JobHandlers/FileFromNode.h"
 
 #include "JobHandlers/XMLNodeType.h"
+#include "ProvisioningNode.h"
 #include "Utils.h"
 #include "http/formatPath.h"
 
@@ -10,7 +11,7 @@ namespace ovo {
 
 http::UrlInfo getUrlFromNode(const std::map<std::string, std::string>& child,
                              const http::UrlInfo& serverAddress) {
-    const std::string& url = child.at(XMLParser::DOWNLOADABLE_FILE_ATTR_URL_STR);
+    const std::string& url = attributeOf(child, XMLParser::DOWNLOADABLE_FILE_ATTR_URL_STR);
     if (url.empty())
         throw std::runtime_error("Empty url attribute.");
     return Utils::prependServerAddressToRelativeURL(url, serverAddress.getAbsolutePath());

@@ -37,6 +37,23 @@ bool readsAs(const propertyapi::IPropertyApi& propertyApi, const char* key, cons
     }
 }
 
+/// Why a version is not installed, for each outcome of the comparison.
+std::string refusalOf(const std::string& candidate, const std::string& current, int comparison) {
+    using version::HaldenFirmwareVersion;
+    switch (comparison) {
+    case HaldenFirmwareVersion::OLDER:
+        return quote(candidate, current, "is older than");
+    case HaldenFirmwareVersion::EQUAL:
+        return quote(candidate, current, "is equal to");
+    case HaldenFirmwareVersion::INVALID:
+        return "New firmware version" + quote(candidate) + "is invalid!";
+    case HaldenFirmwareVersion::NOT_UPGRADEABLE:
+        return "Current version is not upgradeable to:" + quote(candidate);
+    default:
+        return "Unrecognized firmware version status: " + std::to_string(comparison);
+    }
+}
+
 } // namespace
 
 const std::vector<std::string> FirmwareJobHandler::wildcardList = {"%DVID", "%MACC", "%MACD"};
@@ -44,8 +61,9 @@ const std::vector<std::string> FirmwareJobHandler::wildcardList = {"%DVID", "%MA
 FirmwareJobHandler::FirmwareJobHandler(
     ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
     const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration,
-    std::shared_ptr<http::IFileDownloader> downloader, const http::UrlInfo& server)
-    : JobHandler(jobNode, std::move(store))
+    std::shared_ptr<http::IFileDownloader> downloader, const http::UrlInfo& server,
+    RunReport& runReport)
+    : JobHandler(jobNode, std::move(store), runReport)
     , fileDownloader(std::move(downloader))
     , phoneConfig(configuration)
     , serverAddress(server) {
@@ -60,14 +78,19 @@ ProvisioningContext FirmwareJobHandler::runImpl() {
         status = updateFirmware();
     } catch (const std::exception& exception) {
         LOG(3) << "Job handler failed with an exception: " << exception.what();
+        report.failed(exception.what());
     }
     setTriggeredUpdateStatus(status);
     return ProvisioningContext(status);
 }
 
 ProvisioningStatus FirmwareJobHandler::updateFirmware() {
-    if (!isAutoUpdateOn() && !triggeredAutoUpdate && !forceAccept)
+    if (!isAutoUpdateOn() && !triggeredAutoUpdate && !forceAccept) {
+        LOG(2)
+            << "Firmware skipped: automatic updates are off, nobody asked for an update, and the "
+               "file does not force it";
         return ProvisioningStatus::Success;
+    }
     const std::string url = getVersion();
     if (url.empty()) {
         LOG(2) << "No newer versions found, finishing job";
@@ -80,13 +103,14 @@ ProvisioningStatus FirmwareJobHandler::updateFirmware() {
 std::string FirmwareJobHandler::getVersion() const {
     if (node.children.size() != 1) {
         LOG(2) << "Multiple firmware version entries are not supported!";
+        report.failed("multiple firmware version entries are not supported");
         return {};
     }
     const ProvisioningNode::Attributes& file = node.children.front();
-    const std::string& version = file.at(XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR);
+    const std::string& version = attributeOf(file, XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR);
     if (!isNewFirmwareVersionUpgradeable(version))
         return {};
-    const std::string& url = file.at(XMLParser::FIRMWARE_FILE_ATTR_URL_STR);
+    const std::string& url = attributeOf(file, XMLParser::FIRMWARE_FILE_ATTR_URL_STR);
     LOG(1) << "Found upgradable version: " << version << " url: " << url;
     return url;
 }
@@ -96,27 +120,14 @@ bool FirmwareJobHandler::isNewFirmwareVersionUpgradeable(const std::string& vers
     const HaldenFirmwareVersion current;
     const HaldenFirmwareVersion candidate(version);
     const int comparison = current.compare(candidate);
-    switch (comparison) {
-    case HaldenFirmwareVersion::NEWER:
+    if (comparison == HaldenFirmwareVersion::NEWER)
         return true;
-    case HaldenFirmwareVersion::OLDER:
-        if (forceAccept && !triggeredAutoUpdate)
-            return true;
-        LOG(3) << quote(candidate.getVersion(), current.getVersion(), "is older than");
-        return false;
-    case HaldenFirmwareVersion::EQUAL:
-        LOG(3) << quote(candidate.getVersion(), current.getVersion(), "is equal to");
-        return false;
-    case HaldenFirmwareVersion::INVALID:
-        LOG(3) << "New firmware version" << quote(candidate.getVersion()) << "is invalid!";
-        return false;
-    case HaldenFirmwareVersion::NOT_UPGRADEABLE:
-        LOG(3) << "Current version is not upgradeable to:" << quote(candidate.getVersion());
-        return false;
-    default:
-        LOG(3) << "Unrecognized firmware version status: " << comparison;
-        return false;
-    }
+    if (comparison == HaldenFirmwareVersion::OLDER && forceAccept && !triggeredAutoUpdate)
+        return true;
+    const std::string why = refusalOf(candidate.getVersion(), current.getVersion(), comparison);
+    LOG(3) << why;
+    report.failed("firmware: " + why);
+    return false;
 }
 
 ProvisioningStatus FirmwareJobHandler::downloadFirmware(const std::string& url) {
@@ -134,6 +145,7 @@ ProvisioningStatus FirmwareJobHandler::downloadFirmware(const std::string& url) 
         return ProvisioningStatus::Success;
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
+        report.failed(exception.what());
         return ProvisioningStatus::Fail;
     }
 }

@@ -20,7 +20,7 @@ public:
                        std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
                        const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration,
                        std::shared_ptr<http::IFileDownloader> downloader,
-                       const http::UrlInfo& server);
+                       const http::UrlInfo& server, RunReport& runReport);
     ~FirmwareJobHandler() override = default;
 
     ProvisioningContext runImpl() override;

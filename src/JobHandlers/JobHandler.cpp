@@ -6,8 +6,9 @@
 
 namespace ovo {
 
-JobHandler::JobHandler(ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store)
-    : node(jobNode), propertyApi(std::move(store)), name("JobHandler") {}
+JobHandler::JobHandler(ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
+                       RunReport& runReport)
+    : node(jobNode), propertyApi(std::move(store)), name("JobHandler"), report(runReport) {}
 
 ProvisioningContext JobHandler::run() {
     ProvisioningContext result(ProvisioningStatus::Fail);

@@ -3,6 +3,7 @@
 
 #include "JobHandlers/IJobHandler.h"
 #include "ProvisioningNode.h"
+#include "ProvisioningWatchdog/RunReport.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <memory>
@@ -23,12 +24,14 @@ public:
     virtual ProvisioningContext runImpl() = 0;
 
 protected:
-    /// node: owned by the run; outlives the handler.
-    JobHandler(ProvisioningNode& node, std::shared_ptr<propertyapi::IPropertyApi> propertyApi);
+    /// node: owned by the run; outlives the handler, as the report does.
+    JobHandler(ProvisioningNode& node, std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
+               RunReport& runReport);
 
     ProvisioningNode& node;
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::string name; ///< each derived class sets its own
+    RunReport& report;
 };
 
 } // namespace ovo

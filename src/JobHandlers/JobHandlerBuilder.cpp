@@ -7,6 +7,7 @@
 #include "JobHandlers/NullJobHandler.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "logger/Logger.h"
+#include "text/Quote.h"
 
 #include <algorithm>
 #include <iterator>
@@ -48,14 +49,15 @@ JobHandlerBuilder::JobHandlerBuilder(std::shared_ptr<propertyapi::IPropertyApi> 
                                      std::shared_ptr<http::IFileDownloader> downloader,
                                      std::shared_ptr<http::ISecurity> securityService,
                                      ProgressReporter& reporter, ipc::IIPCPublisher& busPublisher,
-                                     LocalPhoneBookUpdater& updater)
+                                     LocalPhoneBookUpdater& updater, RunReport& runReport)
     : propertyApi(std::move(store))
     , phoneConfig(std::move(configuration))
     , fileDownloader(std::move(downloader))
     , security(std::move(securityService))
     , publisher(busPublisher)
     , progressReporter(reporter)
-    , phoneBookUpdater(updater) {}
+    , phoneBookUpdater(updater)
+    , report(runReport) {}
 
 std::shared_ptr<IJobHandler>
 JobHandlerBuilder::makeJobHandler(ProvisioningNode& node,
@@ -63,7 +65,11 @@ JobHandlerBuilder::makeJobHandler(ProvisioningNode& node,
     const auto rule = std::find_if(std::begin(RULES), std::end(RULES),
                                    [&](const Rule& candidate) { return candidate.matches(node); });
     if (rule == std::end(RULES)) {
+        const std::string what =
+            "element " + quote(node.name) + " with " + quote(node.type) + " in it is no job";
         LOG(2) << "Unknown job type !";
+        LOG(2) << "Unknown job: " << what;
+        report.failed(what);
         return std::make_shared<NullJobHandler>();
     }
     return (this->*rule->make)(node, serverAddress);
@@ -72,12 +78,13 @@ JobHandlerBuilder::makeJobHandler(ProvisioningNode& node,
 std::shared_ptr<IJobHandler>
 JobHandlerBuilder::makeFileDownloadHandler(ProvisioningNode& node,
                                            const http::UrlInfo& serverAddress) const {
-    return std::make_shared<FileDownloadHandler>(node, propertyApi, phoneConfig, serverAddress);
+    return std::make_shared<FileDownloadHandler>(node, propertyApi, phoneConfig, serverAddress,
+                                                 report);
 }
 
 std::shared_ptr<IJobHandler> JobHandlerBuilder::makeNvmJobHandler(ProvisioningNode& node,
                                                                   const http::UrlInfo&) const {
-    return std::make_shared<NVMJobHandler>(node, propertyApi, progressReporter);
+    return std::make_shared<NVMJobHandler>(node, propertyApi, progressReporter, report);
 }
 
 std::shared_ptr<IJobHandler>
@@ -85,14 +92,14 @@ JobHandlerBuilder::makeCustomScenarioJobHandler(ProvisioningNode& node,
                                                 const http::UrlInfo& serverAddress) const {
     return std::make_shared<CustomScenarioJobHandler>(node, propertyApi, phoneConfig,
                                                       fileDownloader, security, serverAddress,
-                                                      publisher, phoneBookUpdater);
+                                                      publisher, phoneBookUpdater, report);
 }
 
 std::shared_ptr<IJobHandler>
 JobHandlerBuilder::makeFirmwareJobHandler(ProvisioningNode& node,
                                           const http::UrlInfo& serverAddress) const {
     return std::make_shared<FirmwareJobHandler>(node, propertyApi, phoneConfig, fileDownloader,
-                                                serverAddress);
+                                                serverAddress, report);
 }
 
 } // namespace ovo

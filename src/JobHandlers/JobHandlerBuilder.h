@@ -4,6 +4,7 @@
 #include "JobHandlers/IJobHandlerBuilder.h"
 #include "LocalPhoneBookUpdater.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
+#include "ProvisioningWatchdog/RunReport.h"
 #include "http/IFileDownloader.h"
 #include "http/ISecurity.h"
 #include "ipc/IIPCPublisher.h"
@@ -22,7 +23,8 @@ public:
                       std::shared_ptr<phoneconfig::IPhoneConfig> configuration,
                       std::shared_ptr<http::IFileDownloader> downloader,
                       std::shared_ptr<http::ISecurity> securityService, ProgressReporter& reporter,
-                      ipc::IIPCPublisher& busPublisher, LocalPhoneBookUpdater& updater);
+                      ipc::IIPCPublisher& busPublisher, LocalPhoneBookUpdater& updater,
+                      RunReport& runReport);
 
     std::shared_ptr<IJobHandler> makeJobHandler(ProvisioningNode& node,
                                                 const http::UrlInfo& serverAddress) const override;
@@ -47,6 +49,7 @@ private:
     ipc::IIPCPublisher& publisher;
     ProgressReporter& progressReporter;
     LocalPhoneBookUpdater& phoneBookUpdater;
+    RunReport& report;
 };
 
 } // namespace ovo

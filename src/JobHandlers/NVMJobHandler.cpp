@@ -6,6 +6,7 @@
 #include "text/Quote.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace ovo {
 
@@ -17,6 +18,7 @@ const std::string ATTR_NAME = XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR;
 const std::string ATTR_VALUE = XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR;
 
 constexpr char FUNCTION_KEYS_PREFIX[] = "PhoneUI.Keys.FunctionKeys.";
+const std::string INVALID_NAME = "Function key parameter name invalid ";
 constexpr char LOCK_PROVISIONING[] = "LockProvisioning";
 
 constexpr char VLAN_PREFIX[] = "NET.VLAN.";
@@ -40,17 +42,22 @@ std::pair<std::string, std::string> getIndexAndPostfix(const std::string& name,
     const auto start = prefix.size();
     const auto dot = name.find('.', start);
     if (dot == std::string::npos)
-        throw InvalidFormatException("Function key parameter name invalid " + quote(name));
+        throw InvalidFormatException(INVALID_NAME + quote(name));
     return {name.substr(start, dot - start), name.substr(dot + 1)};
 }
 
-bool hasNumericKeyIndex(const std::string& name) {
+/// Property that locks a function key.
+std::string lockOf(const std::string& index) {
+    return "FunctionKeys." + index + "." + LOCK_PROVISIONING;
+}
+
+/// Throws a standard exception unless the index of the key is a number.
+void requireNumericKeyIndex(const std::string& name) {
+    const std::string index = getIndexAndPostfix(name, FUNCTION_KEYS_PREFIX).first;
     try {
-        const std::string index = getIndexAndPostfix(name, FUNCTION_KEYS_PREFIX).first;
         static_cast<void>(std::stoi(index));
-        return true;
-    } catch (const std::exception&) {
-        return false;
+    } catch (const std::logic_error&) {
+        throw InvalidFormatException(INVALID_NAME + quote(name));
     }
 }
 
@@ -58,13 +65,12 @@ bool hasNumericKeyIndex(const std::string& name) {
 
 NVMJobHandler::NVMJobHandler(ProvisioningNode& jobNode,
                              std::shared_ptr<propertyapi::IPropertyApi> store,
-                             ProgressReporter& reporter)
-    : JobHandler(jobNode, std::move(store)), progressReporter(reporter) {
+                             ProgressReporter& reporter, RunReport& runReport)
+    : JobHandler(jobNode, std::move(store), runReport), progressReporter(reporter) {
     name = "NVMJobHandler";
 
     const auto functionKey = [this](const std::string& key, const std::string& value) {
-        if (hasNumericKeyIndex(key))
-            prepareFunctionKeyParams(key, value);
+        addFunctionKeyParameter(key, value);
     };
     const auto vlan = [this](const std::string& key, const std::string& value) {
         prepareVlanParams(key, value);
@@ -85,15 +91,21 @@ NVMJobHandler::NVMJobHandler(ProvisioningNode& jobNode,
 ProvisioningContext NVMJobHandler::runImpl() {
     auto status = ProvisioningStatus::Fail;
     const std::size_t requested = node.children.size();
+    report.parametersRequested(requested);
+    parameters.reserve(requested);
     prepareNvmParams();
-    if (!parameters.empty()) {
+    if (parameters.empty()) {
+        report.failed("no parameter is left to be set: " + firstRefusal);
+    } else {
         try {
             const unsigned int applied = propertyApi->setValues(parameters, ORIGIN);
+            report.parametersApplied(applied);
             LOG(1) << "Parameters requested: " << requested << ", attempted: " << parameters.size()
                    << ", new parameters applied: " << applied;
             status = ProvisioningStatus::Success;
         } catch (const std::exception& exception) {
             LOG(1) << "None of parameters set: " << exception.what();
+            report.failed(exception.what());
         }
     }
     progressReporter.doProgress();
@@ -101,17 +113,17 @@ ProvisioningContext NVMJobHandler::runImpl() {
 }
 
 void NVMJobHandler::prepareNvmParams() noexcept {
-    parameters.reserve(node.children.size());
     for (const ProvisioningNode::Attributes& child : node.children) {
         const std::string* key = &UNREAD;
         const std::string* value = &UNREAD;
         try {
-            key = &child.at(ATTR_NAME);
-            value = &child.at(ATTR_VALUE);
+            key = &attributeOf(child, ATTR_NAME);
+            value = &attributeOf(child, ATTR_VALUE);
             addParameter(*key, *value);
         } catch (const std::exception& exception) {
             LOG(3) << "Parameter preparation failed: " << quote(*key, *value, "=") << " (exception "
                    << exception.what() << ")";
+            refuse(quote(*key) + ": " + exception.what());
         }
         progressReporter.doProgress();
     }
@@ -127,12 +139,25 @@ void NVMJobHandler::addParameter(const std::string& key, const std::string& valu
         setting->action(key, value);
 }
 
+void NVMJobHandler::addFunctionKeyParameter(const std::string& key, const std::string& value) {
+    try {
+        requireNumericKeyIndex(key);
+    } catch (const std::exception& exception) {
+        LOG(2) << exception.what();
+        refuse(exception.what());
+        return;
+    }
+    prepareFunctionKeyParams(key, value);
+}
+
 void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::string& value) {
     const auto [index, postfix] = getIndexAndPostfix(key, FUNCTION_KEYS_PREFIX);
     if (postfix == LOCK_PROVISIONING) {
         LOG(2) << "This parameter can not be set by provisioning " << quote(key);
+        refuse(quote(key) + " can not be set by provisioning");
     } else if (isFunctionKeyLocked(index)) {
         LOG(2) << "This parameter can not be changed because it is locked " << quote(key);
+        refuse(quote(key) + " is locked by " + quote(lockOf(index)));
     } else {
         LOG(1) << "Preparing function key param: " << quote(key, value, "=");
         append(key, value);
@@ -140,12 +165,15 @@ void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::
 }
 
 bool NVMJobHandler::isFunctionKeyLocked(std::string index) {
-    return propertyApi->getValue("FunctionKeys." + index + "." + LOCK_PROVISIONING) != "0";
+    return propertyApi->getValue(lockOf(index)) != "0";
 }
 
 void NVMJobHandler::prepareVlanParams(const std::string& key, const std::string& value) {
-    if (propertyApi->getValue(VLAN_LOCKED) == "1")
+    if (propertyApi->getValue(VLAN_LOCKED) == "1") {
+        LOG(2) << "Parameter " << quote(key) << " left out: " << VLAN_LOCKED << " is 1";
+        refuse(quote(key) + " is locked by " + quote(VLAN_LOCKED));
         return;
+    }
     // Opened at once, before the batch is written.
     propertyApi->setValue(VLAN_LOCKED, "0");
     append(key, value);
@@ -168,6 +196,12 @@ void NVMJobHandler::prepareRingtoneParams(const std::string& key, const std::str
 
 void NVMJobHandler::append(const std::string& key, const std::string& value) {
     parameters.emplace_back(key, value);
+}
+
+void NVMJobHandler::refuse(const std::string& why) {
+    report.parameterRefused();
+    if (firstRefusal.empty())
+        firstRefusal = why;
 }
 
 } // namespace ovo

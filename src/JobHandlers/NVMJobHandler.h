@@ -17,7 +17,7 @@ namespace ovo {
 class NVMJobHandler : public JobHandler {
 public:
     NVMJobHandler(ProvisioningNode& node, std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
-                  ProgressReporter& reporter);
+                  ProgressReporter& reporter, RunReport& runReport);
 
     ProvisioningContext runImpl() override;
     ~NVMJobHandler() override = default;
@@ -45,13 +45,16 @@ private:
         Action action;
     };
 
+    void addFunctionKeyParameter(const std::string& name, const std::string& value);
     void prepareVlanParams(const std::string& name, const std::string& value);
     void append(const std::string& name, const std::string& value);
+    void refuse(const std::string& why);
 
     ProgressReporter& progressReporter;
     /// What will be written, in the order of acceptance.
     std::vector<std::pair<std::string, std::string>> parameters;
     std::vector<ConditionalSetting> conditionalSettings;
+    std::string firstRefusal;
 };
 
 } // namespace ovo

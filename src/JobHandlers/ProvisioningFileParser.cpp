@@ -25,6 +25,13 @@ const std::array<std::string, 6> MASTER_NODES = {
 
 constexpr std::array<std::string_view, 2> PRODUCTS = {"hd7k", "hd9"};
 constexpr std::string_view LOWEST_VERSION = "1.0";
+constexpr char MAC_ADDRESS[] = "NET.MAC.Address";
+
+/// Gives a document up at its end.
+struct Released {
+    std::unique_ptr<common::xml::Document>& document;
+    ~Released() { document.reset(); }
+};
 
 template <typename Range, typename Value>
 bool contains(const Range& range, const Value& value) {
@@ -46,22 +53,29 @@ ProvisioningNode::Attributes attributesOf(const Node& leaf) {
 
 } // namespace
 
-ProvisioningFileParser::ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store)
-    : propertyApi(std::move(store)) {}
+ProvisioningFileParser::ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store,
+                                               std::shared_ptr<RunReport> runReport)
+    : propertyApi(std::move(store)), report(std::move(runReport)) {}
 
 void ProvisioningFileParser::parse(std::string path, std::vector<ProvisioningNode>& nodes) {
+    const Released released{document};
     reset(path);
     validate(path);
     parseNode(document->root(), nodes);
+    if (nodes.empty()) {
+        LOG(2) << "File " << path << " holds no job";
+        report->failed("the file holds no job");
+    }
 }
 
 void ProvisioningFileParser::reset(const std::string& path) {
-    std::string text = filesystem::read(path, common::xml::MAX_BYTES);
+    std::string text = filesystem::read(path);
     try {
         document = std::make_unique<common::xml::Document>(common::xml::parse(std::move(text)));
     } catch (const common::xml::XmlException& exception) {
         LOG(2) << "file " << path << " is corrupted";
         LOG(2) << "XML error in " << path << ": " << exception.what();
+        report->failed(exception.what());
         throw std::runtime_error("File " + path + " is corrupted");
     }
 }
@@ -69,8 +83,33 @@ void ProvisioningFileParser::reset(const std::string& path) {
 void ProvisioningFileParser::validate(const std::string& path) {
     if (!document)
         throw std::runtime_error("xml document not parsed");
-    if (!verifyMasterNode(document->root()))
-        throw std::runtime_error("File " + path + " verification failed");
+    if (verifyMasterNode(document->root()))
+        return;
+    const std::string found = describe(document->root());
+    LOG(2) << "File " << path << " is not for this phone: " << found;
+    report->failed("the file is not for this phone: " + found);
+    throw std::runtime_error("File " + path + " verification failed");
+}
+
+/// What the root says of whom the file is for, and whom it should be for.
+std::string ProvisioningFileParser::describe(const Node& root) const {
+    if (!contains(MASTER_NODES, root.tag()))
+        return "its root element is " + quote(root.tag());
+    const auto attribute = [&root](const char* name) {
+        return root.hasAttr(name) ? quote(root.attr(name)) : std::string("none");
+    };
+    std::string device = "unknown";
+    try {
+        device = quote(propertyApi->getValue(MAC_ADDRESS));
+    } catch (const std::exception&) {
+        // The check itself has not come through with this, either.
+    }
+    return "product ID " + attribute(XMLParser::GLOBAL_ATTR_PRODUCT_ID_STR) +
+           " (this phone: \"hd7k\" or \"hd9\"), MAC address " +
+           attribute(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR) + " (this phone: " + device +
+           "), version " + attribute(XMLParser::GLOBAL_ATTR_VERSION_STR) +
+           " (readable: " + quote(std::string(LOWEST_VERSION)) + " to " +
+           quote(GlobalConfig::PROVISIONING_VERSION) + ")";
 }
 
 bool ProvisioningFileParser::verifyMasterNode(const Node& root) {
@@ -104,7 +143,7 @@ bool ProvisioningFileParser::checkID(const Node& root) const noexcept {
 }
 
 bool ProvisioningFileParser::checkMAC(const Node& root) const noexcept {
-    const std::string device = propertyApi->getValue("NET.MAC.Address");
+    const std::string device = propertyApi->getValue(MAC_ADDRESS);
     if (!root.hasAttr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR))
         return true;
     // Over the length of the device's address only: what the file carries behind it does not count.

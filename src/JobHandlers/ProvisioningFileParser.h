@@ -2,6 +2,7 @@
 #define JOBHANDLERS_PROVISIONINGFILEPARSER_H
 
 #include "JobHandlers/IProvisioningFileParser.h"
+#include "ProvisioningWatchdog/RunReport.h"
 #include "propertyapi/IPropertyApi.h"
 #include "xml/Xml.h"
 
@@ -18,8 +19,10 @@ namespace ovo {
 /// node.
 class ProvisioningFileParser : public IProvisioningFileParser {
 public:
-    explicit ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store);
+    ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store,
+                           std::shared_ptr<RunReport> runReport);
 
+    /// The document is given up at the end, whatever that is.
     void parse(std::string path, std::vector<ProvisioningNode>& nodes) override;
 
     /// Reads and parses the file; on failure the document before is kept.
@@ -38,11 +41,14 @@ public:
     void parseNode(const common::xml::Node& element, std::vector<ProvisioningNode>& nodes);
 
 private:
+    std::string describe(const common::xml::Node& root) const;
+
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::unique_ptr<common::xml::Document> document;
     /// Tags of the leaf children seen. Shared by all levels of a walk: an element inside clears
     /// what the one around it has collected so far.
     std::set<std::string> leafTags;
+    std::shared_ptr<RunReport> report;
 };
 
 } // namespace ovo

@@ -3,19 +3,33 @@
 #include "filesystem/Filesystem.h"
 #include "http/formatPath.h"
 #include "logger/Logger.h"
+#include "xml/Xml.h"
+
+#include <cstdint>
 
 namespace ovo {
+
+namespace {
+
+/// Bytes by which a file may be larger than the largest document: what encryption adds, and what
+/// tells a document that is too large from a download that is.
+constexpr std::uint64_t ENCRYPTION_ROOM = 64ULL << 10U;
+constexpr std::uint64_t LARGEST_DOWNLOAD = common::xml::MAX_BYTES + ENCRYPTION_ROOM;
+
+} // namespace
 
 Provisioning::Provisioning(http::IFileDownloader& downloader, const IJobHandlerBuilder& builder,
                            const propertyapi::IPropertyApi& store,
                            const phoneconfig::IPhoneConfig& configuration,
-                           IProvisioningFileParser& fileParser, http::IDecrypter& fileDecrypter)
+                           IProvisioningFileParser& fileParser, http::IDecrypter& fileDecrypter,
+                           RunReport& runReport)
     : fileDownloader(downloader)
     , jobHandlerBuilder(builder)
     , propertyApi(store)
     , phoneConfig(configuration)
     , parser(fileParser)
-    , decrypter(fileDecrypter) {}
+    , decrypter(fileDecrypter)
+    , report(runReport) {}
 
 ProvisioningContext Provisioning::execute(const ProvisioningFileContext& file) {
     setContext(file);
@@ -35,6 +49,7 @@ void Provisioning::setContext(const ProvisioningFileContext& file) {
     currentFile.url =
         http::UrlInfo(http::formatPath(currentFile.url.getUrl(), mac, majorId, minorId));
     currentFile.path = http::formatPath(currentFile.path, mac, majorId, minorId);
+    report.fileBegins(currentFile.url);
 }
 
 bool Provisioning::download() {
@@ -46,9 +61,10 @@ bool Provisioning::download() {
         if (result.serverAddress())
             currentFile.serverAddress = *result.serverAddress();
         return result.downloaded();
-    } catch (const std::exception&) {
-        // The downloader has said why.
+    } catch (const std::exception& exception) {
+        // The downloader has written why.
         LOG(1) << "Download failed.";
+        report.failed(exception.what());
         return false;
     }
 }
@@ -59,6 +75,7 @@ void Provisioning::decrypt(const std::string& path) {
         filesystem::write(path, decrypter.decrypt(path));
     } catch (const std::exception& exception) {
         LOG(3) << "Decryption failed: " << exception.what();
+        report.suspect(exception.what());
     }
 }
 
@@ -69,8 +86,10 @@ std::vector<ProvisioningNode> Provisioning::parse() {
         parser.parse(currentFile.path, nodes);
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
+        report.failed(exception.what());
         nodes.clear();
     }
+    report.suspect({});
     return nodes;
 }
 
@@ -82,6 +101,7 @@ ProvisioningContext Provisioning::apply(std::vector<ProvisioningNode>& nodes) {
             LOG(1) << "Node: " << node.name << " has no child nodes, skipping";
             continue;
         }
+        report.jobBegins();
         context.absorb(jobHandlerBuilder.makeJobHandler(node, currentFile.serverAddress)->run());
     }
     return context;

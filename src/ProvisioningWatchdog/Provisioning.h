@@ -5,6 +5,7 @@
 #include "JobHandlers/IProvisioningFileParser.h"
 #include "ProvisioningNode.h"
 #include "ProvisioningWatchdog/IProvisioning.h"
+#include "ProvisioningWatchdog/RunReport.h"
 #include "http/IDecrypter.h"
 #include "http/IFileDownloader.h"
 #include "phoneconfig/IPhoneConfig.h"
@@ -22,7 +23,8 @@ public:
     Provisioning(http::IFileDownloader& downloader, const IJobHandlerBuilder& builder,
                  const propertyapi::IPropertyApi& store,
                  const phoneconfig::IPhoneConfig& configuration,
-                 IProvisioningFileParser& fileParser, http::IDecrypter& fileDecrypter);
+                 IProvisioningFileParser& fileParser, http::IDecrypter& fileDecrypter,
+                 RunReport& runReport);
 
     ProvisioningContext execute(const ProvisioningFileContext& file) override;
 
@@ -45,6 +47,7 @@ private:
     const phoneconfig::IPhoneConfig& phoneConfig;
     IProvisioningFileParser& parser;
     http::IDecrypter& decrypter;
+    RunReport& report;
 };
 
 } // namespace ovo

@@ -38,7 +38,8 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
                                        std::shared_ptr<http::ICredentialsProvider> credentials,
                                        ipc::IIPCPublisher& busPublisher,
                                        LocalPhoneBookUpdater& phoneBookUpdater,
-                                       http::IDecrypter& fileDecrypter)
+                                       http::IDecrypter& fileDecrypter,
+                                       std::shared_ptr<RunReport> runReport)
     : propertyApi(store)
     , phoneConfig(std::move(configuration))
     , fileDownloader(std::move(downloader))
@@ -46,7 +47,8 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
     , parser(std::move(fileParser))
     , credentialsProvider(std::move(credentials))
     , publisher(busPublisher)
-    , decrypter(fileDecrypter) {
+    , decrypter(fileDecrypter)
+    , report(std::move(runReport)) {
     networkSubscription =
         propertyApi->subscribeScoped(NETWORK_READY, [this](const propertyapi::Property& property) {
             setNetworkStatus(property.value);
@@ -54,8 +56,9 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
     fileDownloader->setProgressCallback([this](long dltotal, long dlnow, long ultotal, long ulnow) {
         return curlProgressCallback(dltotal, dlnow, ultotal, ulnow);
     });
-    jobHandlerBuilder = std::make_shared<JobHandlerBuilder>(
-        propertyApi, phoneConfig, fileDownloader, security, progress, publisher, phoneBookUpdater);
+    jobHandlerBuilder =
+        std::make_shared<JobHandlerBuilder>(propertyApi, phoneConfig, fileDownloader, security,
+                                            progress, publisher, phoneBookUpdater, *report);
     setInProgress("0");
     try {
         propertyApi->setValue(STATUS, Utils::convertStatus(ProvisioningStatus::NotSet));
@@ -80,6 +83,7 @@ void ProvisioningWorker::startProvisioning(const std::string& url) {
     LOG(1) << "Start provisioning thread";
     progress.reset();
     finished = false;
+    report->begin(url);
     try {
         http::UrlInfo server(url);
         if (server.fileName.empty())
@@ -90,6 +94,7 @@ void ProvisioningWorker::startProvisioning(const std::string& url) {
     } catch (const std::exception& exception) {
         finished = true;
         LOG(3) << "Provisioning not started. Error: " << exception.what();
+        report->failed(exception.what());
         resultStatus = ProvisioningStatus::Fail;
         publishProvResults();
         // The reset above may have dropped the last sign of the run before, and a supervisor would
@@ -146,17 +151,21 @@ void ProvisioningWorker::provisioningThreadMain(const http::UrlInfo& url,
     const ScopeActions actions(start, finish);
     try {
         const ProvisioningFileContext file{url, url, Directories::WORKING_ROOT + url.fileName};
-        auto provisioning = std::make_unique<Provisioning>(
-            *fileDownloader, *jobHandlerBuilder, *propertyApi, *phoneConfig, *parser, decrypter);
+        auto provisioning =
+            std::make_unique<Provisioning>(*fileDownloader, *jobHandlerBuilder, *propertyApi,
+                                           *phoneConfig, *parser, decrypter, *report);
         ProvisioningSession session(file, std::move(provisioning));
         resultStatus = session.execute();
     } catch (const std::exception& exception) {
         resultStatus = ProvisioningStatus::Fail;
         LOG(3) << exception.what();
+        report->failed(exception.what());
     }
 }
 
 void ProvisioningWorker::publishProvResults() {
+    // First: who learns of the result finds the line already.
+    report->end(resultStatus);
     try {
         publishProvInProgress(false);
         propertyApi->setValue(HTTP_ERROR_CODE,

@@ -7,6 +7,7 @@
 #include "ProvisioningStatus.h"
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
+#include "ProvisioningWatchdog/RunReport.h"
 #include "TurnTaker.h"
 #include "http/ICredentialsProvider.h"
 #include "http/IDecrypter.h"
@@ -37,7 +38,7 @@ public:
                        std::shared_ptr<IProvisioningFileParser> fileParser,
                        std::shared_ptr<http::ICredentialsProvider> credentials,
                        ipc::IIPCPublisher& busPublisher, LocalPhoneBookUpdater& phoneBookUpdater,
-                       http::IDecrypter& fileDecrypter);
+                       http::IDecrypter& fileDecrypter, std::shared_ptr<RunReport> runReport);
     /// Waits for a run in progress.
     ~ProvisioningWorker() override;
     ProvisioningWorker(const ProvisioningWorker&) = delete;
@@ -84,6 +85,7 @@ private:
 
     /// Callers of startProvisioning, between joining one run and starting the next.
     common::TurnTaker starting;
+    std::shared_ptr<RunReport> report;
     std::mutex networkStatusMutex;
     /// Held so that no notification reaches a worker that is gone.
     std::unique_ptr<propertyapi::ISubscription> networkSubscription;

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <json/reader.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -18,9 +17,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr char BUSY_QUESTION[] = R"({"name":"AreYouBusy","parameters":{},"flag":true})";
-
-/// Exit status of a daemon that was told to end twice.
-constexpr int ENDED_AT_ONCE = 124;
 
 /// Answers on prov-client/watchdog, waited for.
 Json::Value answer(Phone& phone, std::size_t number) {
@@ -249,20 +245,6 @@ TEST(Life, AStartThatFailsEndsWithoutErrorAndOneLineThatSaysWhy) {
     EXPECT_THAT(failures,
                 ElementsAre("3 main:17 Cannot open property store \"/data/properties.db\": cannot "
                             "open its directory: Not a directory"));
-}
-
-TEST(Life, ASecondSignalEndsTheWaitForTheServices) {
-    Phone phone;
-    phone.start();
-    ASSERT_TRUE(phone.bus().waitForCount("prov-client/netmgr", 1)) << phone.log();
-    ASSERT_TRUE(phone.waitForLog("Setting timer"));
-    phone.daemon().signal(SIGTERM);
-    ASSERT_TRUE(phone.waitForLog("OVO is ending, told so by SIGTERM")) << phone.log();
-    const auto begin = std::chrono::steady_clock::now();
-    phone.daemon().signal(SIGINT);
-    EXPECT_EQ(phone.daemon().wait(), ENDED_AT_ONCE);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
-    EXPECT_THAT(phone.log(), HasSubstr("OVO is ended at once: a second signal to end arrived"));
 }
 
 } // namespace

@@ -48,7 +48,8 @@ TEST_F(UserCredentials, TermEndsTheWaitForThemSoon) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
     EXPECT_EQ(phone.value("State.Provisioning"), "fail");
     EXPECT_EQ(phone.value("State.Provisioning.InProgress"), "0");
-    EXPECT_EQ(phone.countLog("HTTP credentials input cancelled: the process is ending"), 1U)
+    EXPECT_EQ(phone.countLog(" FileDownloader:"), 1U) << phone.log();
+    EXPECT_EQ(phone.countLog("HTTP credentials input cancelled: the process is ending"), 2U)
         << phone.log();
 }
 

@@ -14,7 +14,7 @@ protected:
     using Step = Attributes;
 
     ovo::CustomScenarioJobHandler makeHandler() {
-        return {node, store, configuration, downloader, security, server, bus, phoneBook};
+        return {node, store, configuration, downloader, security, server, bus, phoneBook, report};
     }
 
     ovo::ProvisioningContext run(std::vector<Step> steps) {

@@ -20,7 +20,7 @@ protected:
     ovo::ProvisioningContext run(const std::string& name, const std::string& type,
                                  std::vector<Attributes> children) {
         node = {name, type, std::move(children)};
-        return ovo::FileDownloadHandler(node, store, configuration, server).runImpl();
+        return ovo::FileDownloadHandler(node, store, configuration, server, report).runImpl();
     }
 
     /// Names of the queued files.
@@ -35,7 +35,7 @@ protected:
 };
 
 TEST_F(FileDownloadHandlerTest, HasItsName) {
-    EXPECT_EQ(ovo::FileDownloadHandler(node, store, configuration, server).getName(),
+    EXPECT_EQ(ovo::FileDownloadHandler(node, store, configuration, server, report).getName(),
               "FileDownloadHandler");
 }
 
@@ -123,9 +123,9 @@ TEST_F(FileDownloadHandlerTest, SkipsChildrenThatAreIncompleteOrWrong) {
         Attributes child;
         std::string error;
     } cases[] = {
-        {"category", {{"url", "/a.xml"}}, errorOf([] { Attributes().at("type"); })},
-        {"category", {{"type", "nvm"}}, errorOf([] { Attributes().at("url"); })},
-        {"file", {{"version", "1"}}, errorOf([] { Attributes().at("url"); })},
+        {"category", {{"url", "/a.xml"}}, "attribute \"type\" is missing"},
+        {"category", {{"type", "nvm"}}, "attribute \"url\" is missing"},
+        {"file", {{"version", "1"}}, "attribute \"url\" is missing"},
         {"file", {{"url", ""}}, "Empty url attribute."},
         {"file", {{"url", "a.xml"}}, "Url is incorrect, please verify"},
     };
@@ -149,7 +149,7 @@ TEST_F(FileDownloadHandlerTest, SkipsAChildWhenTheStoreFails) {
 
 TEST_F(FileDownloadHandlerTest, ValidationThrowsForCategoriesOnly) {
     node = {"provisioning", "category", {}};
-    ovo::FileDownloadHandler handler(node, store, configuration, server);
+    ovo::FileDownloadHandler handler(node, store, configuration, server, report);
     EXPECT_NO_THROW(handler.validateNode({{"type", "firmware"}}));
     EXPECT_THROW(handler.validateNode({{"type", "Firmware"}}), std::runtime_error);
     EXPECT_THROW(handler.validateNode({}), std::out_of_range);

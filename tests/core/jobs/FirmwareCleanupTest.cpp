@@ -50,7 +50,7 @@ protected:
     }
 
     ovo::ProvisioningNode node{"firmware", "file", {{{"version", "1.3.0"}, {"url", "/fw.bin"}}}};
-    ovo::FirmwareJobHandler handler{node, store, configuration, downloader, server};
+    ovo::FirmwareJobHandler handler{node, store, configuration, downloader, server, report};
 };
 
 TEST_F(FirmwareCleanupTest, RunsOnceBeforeTheDownloadWithTenSeconds) {

@@ -39,7 +39,7 @@ using enum ovo::ProvisioningStatus;
 class FirmwareComparisonTest : public JobTest {
 protected:
     ovo::ProvisioningNode node{"firmware", "file", {{{"version", "offered"}, {"url", "/fw.bin"}}}};
-    ovo::FirmwareJobHandler handler{node, store, configuration, downloader, server};
+    ovo::FirmwareJobHandler handler{node, store, configuration, downloader, server, report};
 };
 
 TEST_F(FirmwareComparisonTest, NewerIsTaken) {

@@ -10,11 +10,16 @@ namespace {
 
 using ovo::FirmwareJobHandler;
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 using enum ovo::ProvisioningStatus;
 
 constexpr char AUTOMATIC_CHECK[] = "FirmwareManagment.AutomaticCheckForUpdates";
+constexpr char SKIPPED[] = "2 FirmwareJobHandler: Firmware skipped: automatic updates are off, "
+                           "nobody asked for an update, "
+                           "and the file does not force it";
 constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
 constexpr char FILE_NAME[] = "State.FirmwareUpdate.Filename";
 constexpr char VERIFY[] = "State.FirmwareUpdate.Verify";
@@ -56,7 +61,9 @@ protected:
         return result.status();
     }
 
-    FirmwareJobHandler makeHandler() { return {node, store, configuration, downloader, server}; }
+    FirmwareJobHandler makeHandler() {
+        return {node, store, configuration, downloader, server, report};
+    }
 
     std::vector<std::pair<std::string, std::string>> written() const {
         std::vector<std::pair<std::string, std::string>> result;
@@ -84,7 +91,8 @@ TEST_F(FirmwareJobHandlerTest, SucceedsWithoutLookingWhenNothingAsksForAnUpdate)
     }
     EXPECT_THAT(downloader->requests(), IsEmpty());
     EXPECT_THAT(store->writes(), IsEmpty());
-    EXPECT_THAT(log.texts(), IsEmpty());
+    EXPECT_THAT(log.texts(), Each(SKIPPED));
+    EXPECT_THAT(log.texts(), SizeIs(5)) << "one line a time";
 }
 
 TEST_F(FirmwareJobHandlerTest, DownloadsANewerVersionAndAsksForCheckAndInstallationInThisOrder) {
@@ -233,14 +241,15 @@ TEST_F(FirmwareJobHandlerTest, TakesExactlyOneRecord) {
 
 TEST_F(FirmwareJobHandlerTest, RecordWithoutVersionOrUrlFailsWithTheErrorOfTheLookUp) {
     turnAutomaticUpdateOn();
-    const std::string missing = errorOf([] { Attributes().at("version"); });
-    for (const Attributes& incomplete :
-         {Attributes{{"url", "/fw.bin"}}, Attributes{{"version", "1.3.0"}}}) {
+    const std::pair<Attributes, std::string> cases[] = {{{{"url", "/fw.bin"}}, "version"},
+                                                        {{{"version", "1.3.0"}}, "url"}};
+    for (const auto& [incomplete, missing] : cases) {
         log.clear();
         EXPECT_EQ(run({incomplete}), Fail);
-        EXPECT_THAT(
-            log.texts(),
-            ElementsAre("3 FirmwareJobHandler: Job handler failed with an exception: " + missing));
+        EXPECT_THAT(log.texts(),
+                    ElementsAre("3 FirmwareJobHandler: Job handler failed with an exception: "
+                                "attribute \"" +
+                                missing + "\" is missing"));
     }
 }
 
@@ -293,7 +302,8 @@ TEST_F(FirmwareJobHandlerTest, UnreadableSettingsCountAsOffAndAreLoggedAsProgres
     EXPECT_THAT(
         log.texts(),
         ElementsAre("1 FirmwareJobHandler: " + errorOf([&] { store->getValue(TRIGGER_AUTO); }),
-                    "1 FirmwareJobHandler: " + errorOf([&] { store->getValue(AUTOMATIC_CHECK); })));
+                    "1 FirmwareJobHandler: " + errorOf([&] { store->getValue(AUTOMATIC_CHECK); }),
+                    SKIPPED));
 }
 
 TEST_F(FirmwareJobHandlerTest, ChoiceOfTheVersionCanBeReplaced) {
@@ -304,7 +314,8 @@ TEST_F(FirmwareJobHandlerTest, ChoiceOfTheVersionCanBeReplaced) {
     };
     turnAutomaticUpdateOn();
     node = {"firmware", "file", {}};
-    EXPECT_EQ(Chosen(node, store, configuration, downloader, server).runImpl().status(), Success);
+    EXPECT_EQ(Chosen(node, store, configuration, downloader, server, report).runImpl().status(),
+              Success);
     EXPECT_EQ(written(), INSTALL);
 }
 

@@ -24,7 +24,7 @@ protected:
     }
 
     ovo::JobHandlerBuilder builder{store,    configuration, downloader, security,
-                                   progress, bus,           phoneBook};
+                                   progress, bus,           phoneBook,  report};
 };
 
 TEST_F(JobHandlerBuilderTest, PicksTheHandlerByTheNamesOfElementAndLeaves) {
@@ -86,7 +86,11 @@ TEST_F(JobHandlerBuilderTest, WarnsOfEveryOtherNodeAndMakesTheHandlerThatFails) 
         const auto handler = builder.makeJobHandler(node, server);
         EXPECT_EQ(handler->getName(), "NullJobHandler");
         EXPECT_EQ(handler->run().status(), Fail);
-        EXPECT_THAT(log.texts(), ElementsAre("2 JobHandlerBuilder: Unknown job type !"));
+        EXPECT_THAT(log.texts(),
+                    ElementsAre("2 JobHandlerBuilder: Unknown job type !",
+                                std::string("2 JobHandlerBuilder: Unknown job: element "
+                                            "\"") +
+                                    name + "\" with \"" + type + "\" in it is no job"));
     }
 }
 

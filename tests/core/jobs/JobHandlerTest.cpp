@@ -21,8 +21,9 @@ using enum ovo::ProvisioningStatus;
 class PlannedJob : public ovo::JobHandler {
 public:
     PlannedJob(ovo::ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
-               std::function<ProvisioningContext()> job, std::string jobName = {})
-        : JobHandler(jobNode, std::move(store)), job_(std::move(job)) {
+               ovo::RunReport& runReport, std::function<ProvisioningContext()> job,
+               std::string jobName = {})
+        : JobHandler(jobNode, std::move(store), runReport), job_(std::move(job)) {
         if (!jobName.empty())
             name = std::move(jobName);
     }
@@ -42,7 +43,7 @@ class JobHandlerTest : public JobTest {
 protected:
     std::shared_ptr<PlannedJob> makeJob(std::function<ProvisioningContext()> job,
                                         const std::string& name = {}) {
-        return std::make_shared<PlannedJob>(node, store, std::move(job), name);
+        return std::make_shared<PlannedJob>(node, store, report, std::move(job), name);
     }
 
     ovo::ProvisioningNode node;

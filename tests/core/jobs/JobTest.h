@@ -12,6 +12,7 @@
 #include "ProvisioningContext.h"
 #include "ProvisioningNode.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
+#include "ProvisioningWatchdog/RunReport.h"
 
 #include <gtest/gtest.h>
 
@@ -58,6 +59,7 @@ protected:
     std::shared_ptr<FakeSecurity> security = std::make_shared<FakeSecurity>();
     WatchedBus bus;
     ovo::ProgressReporter progress;
+    ovo::RunReport report;
     ovo::LocalPhoneBookUpdater phoneBook{*store, downloader};
     http::UrlInfo server{"http://10.0.0.5/prov/"};
 };

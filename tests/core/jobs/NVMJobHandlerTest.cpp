@@ -25,7 +25,8 @@ protected:
 
     ovo::ProvisioningStatus run(std::vector<Attributes> children) {
         node = {"settings", "param", std::move(children)};
-        ovo::ProvisioningContext result = ovo::NVMJobHandler(node, store, progress).runImpl();
+        ovo::ProvisioningContext result =
+            ovo::NVMJobHandler(node, store, progress, report).runImpl();
         EXPECT_TRUE(result.empty());
         return result.status();
     }
@@ -53,7 +54,7 @@ protected:
 };
 
 TEST_F(NVMJobHandlerTest, HasItsName) {
-    EXPECT_EQ(ovo::NVMJobHandler(node, store, progress).getName(), "NVMJobHandler");
+    EXPECT_EQ(ovo::NVMJobHandler(node, store, progress, report).getName(), "NVMJobHandler");
 }
 
 TEST_F(NVMJobHandlerTest, WritesAllParametersInOrderInOneBatchOfProvisioning) {
@@ -96,14 +97,11 @@ TEST_F(NVMJobHandlerTest, FailsAsAWholeWhenTheBatchCannotBeWritten) {
 TEST_F(NVMJobHandlerTest, SkipsRecordsWithoutNameOrValue) {
     EXPECT_EQ(run({{{"name", "A"}}, {{"value", "1"}}, param("B", "2")}), Success);
     EXPECT_THAT(batch(), ElementsAre(Pair("B", "2")));
-    const std::string missing = errorOf([] { Attributes().at("name"); });
     EXPECT_THAT(log.texts(),
                 ElementsAre("3 NVMJobHandler: Parameter preparation failed: \"A\"=\"???\" "
-                            "(exception " +
-                                missing + ")",
+                            "(exception attribute \"value\" is missing)",
                             "3 NVMJobHandler: Parameter preparation failed: \"???\"=\"???\" "
-                            "(exception " +
-                                missing + ")",
+                            "(exception attribute \"name\" is missing)",
                             "1 NVMJobHandler: Parameters requested: 3, attempted: 1, new "
                             "parameters applied: 1"));
 }
@@ -179,13 +177,17 @@ TEST_F(NVMJobHandlerTest, FunctionKeyLockIsKnownByItsWholeName) {
                                      Pair("PhoneUI.Keys.FunctionKeys.12.lockprovisioning", "2")));
 }
 
-TEST_F(NVMJobHandlerTest, FunctionKeyWithoutNumberIsDroppedWithoutAWord) {
+TEST_F(NVMJobHandlerTest, FunctionKeyWithoutNumberIsDroppedAndNamed) {
     for (const char* rest : {"Label", "x.Label", ".Label", "99999999999.Label", "", "-.Label"}) {
         SCOPED_TRACE(rest);
-        EXPECT_EQ(run({param(std::string("PhoneUI.Keys.FunctionKeys.") + rest, "a")}), Fail);
+        log.clear();
+        const std::string key = std::string("PhoneUI.Keys.FunctionKeys.") + rest;
+        EXPECT_EQ(run({param(key, "a")}), Fail);
+        EXPECT_THAT(log.texts(), ElementsAre("2 NVMJobHandler: Function key parameter name invalid "
+                                             "\"" +
+                                             key + "\""));
     }
     EXPECT_THAT(store->writes(), IsEmpty());
-    EXPECT_THAT(log.texts(), IsEmpty());
 }
 
 TEST_F(NVMJobHandlerTest, FunctionKeyWhoseLockCannotBeReadIsSkippedAndTheOthersGoOn) {
@@ -199,12 +201,13 @@ TEST_F(NVMJobHandlerTest, FunctionKeyWhoseLockCannotBeReadIsSkippedAndTheOthersG
                                failure + ")"));
 }
 
-TEST_F(NVMJobHandlerTest, VlanParameterIsDroppedWithoutAWordWhileLocked) {
+TEST_F(NVMJobHandlerTest, VlanParameterIsDroppedAndNamedWhileLocked) {
     store->setValue("NET.VLAN.Locked", "1");
     store->clearWrites();
     EXPECT_EQ(run({param("NET.VLAN.Id", "7")}), Fail);
     EXPECT_THAT(store->writes(), IsEmpty());
-    EXPECT_THAT(log.texts(), IsEmpty());
+    EXPECT_THAT(log.texts(), ElementsAre("2 NVMJobHandler: Parameter \"NET.VLAN.Id\" left out: "
+                                         "NET.VLAN.Locked is 1"));
 }
 
 TEST_F(NVMJobHandlerTest, VlanLockIsWrittenOpenAtOnceBeforeTheBatch) {
@@ -299,7 +302,7 @@ TEST_F(NVMJobHandlerTest, PrefixesAreCaseSensitiveAndStandAtTheBeginning) {
 }
 
 TEST_F(NVMJobHandlerTest, KnowsRingtonesByTheirNames) {
-    ovo::NVMJobHandler handler(node, store, progress);
+    ovo::NVMJobHandler handler(node, store, progress, report);
     EXPECT_TRUE(handler.isRingtoneParam("AnyRingtoneAtAll"));
     EXPECT_TRUE(handler.isRingtoneParam("x.OneMelody"));
     EXPECT_TRUE(handler.isRingtoneParam("SIP.DefaultRingtone"));

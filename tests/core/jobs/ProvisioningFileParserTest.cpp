@@ -3,6 +3,7 @@
 #include "GlobalConfig.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "JobTest.h"
+#include "text/Quote.h"
 
 #include <gmock/gmock.h>
 
@@ -42,10 +43,20 @@ TEST(XmlNodeType, SupportedFormatIs11) {
     EXPECT_EQ(ovo::GlobalConfig::PROVISIONING_VERSION, "1.1");
 }
 
+constexpr char PATH[] = "/var/volatile/provisioning/p.xml";
+const std::string REFUSED =
+    std::string("2 ProvisioningFileParser: File ") + PATH + " is not for this phone: ";
+
+/// The line about a refused file: what stands in its root, quoted, or "none".
+std::string describedAs(const std::string& product, const std::string& mac,
+                        const std::string& version) {
+    return REFUSED + "product ID " + product + " (this phone: \"hd7k\" or \"hd9\"), MAC address " +
+           mac + " (this phone: \"02:11:22:AA:BB:CC\"), version " + version +
+           " (readable: \"1.0\" to \"1.1\")";
+}
+
 class ProvisioningFileParserTest : public JobTest {
 protected:
-    static constexpr char PATH[] = "/var/volatile/provisioning/p.xml";
-
     void SetUp() override {
         store->setValue(MAC_KEY, "02:11:22:AA:BB:CC");
         GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -80,7 +91,8 @@ protected:
         return error.empty();
     }
 
-    ovo::ProvisioningFileParser parser{store};
+    const std::shared_ptr<ovo::RunReport> runReport = std::make_shared<ovo::RunReport>();
+    ovo::ProvisioningFileParser parser{store, runReport};
 };
 
 // What is in a file.
@@ -198,12 +210,12 @@ TEST_F(ProvisioningFileParserTest, RootIsOneOfSixNames) {
     }
 }
 
-TEST_F(ProvisioningFileParserTest, EveryOtherRootIsRefusedWithoutALine) {
+TEST_F(ProvisioningFileParserTest, EveryOtherRootIsRefusedAndNamed) {
     for (const char* root : {"config", "NVM", "Settings", "step", "provisioning2"}) {
         log.clear();
         EXPECT_EQ(errorOf([&] { nodesInside(root, "<x a='1'/>"); }),
                   std::string("File ") + PATH + " verification failed");
-        EXPECT_THAT(log.texts(), IsEmpty());
+        EXPECT_THAT(log.texts(), ElementsAre(REFUSED + "its root element is \"" + root + "\""));
         EXPECT_EQ(store->readsOf(MAC_KEY), 0U);
     }
 }
@@ -223,7 +235,8 @@ TEST_F(ProvisioningFileParserTest, ProductIsOneOfTwoOrNotGiven) {
             log.texts(),
             ElementsAre("1 ProvisioningFileParser: settings is verifiable",
                         std::string("2 ProvisioningFileParser: Incorrect product ID ") + quoted,
-                        "3 ProvisioningFileParser: File check error: ID=0 MAC=1 VER=1"));
+                        "3 ProvisioningFileParser: File check error: ID=0 MAC=1 VER=1",
+                        describedAs(quoted, "none", "\"1.1\"")));
     }
 }
 
@@ -237,7 +250,8 @@ TEST_F(ProvisioningFileParserTest, MacAddressIsThePhonesInAnyCaseOrNotGiven) {
         EXPECT_FALSE(isAccepted("version='1.1' macAddress='" + std::string(mac) + "'"));
         EXPECT_THAT(log.texts(),
                     ElementsAre("1 ProvisioningFileParser: settings is verifiable",
-                                "3 ProvisioningFileParser: File check error: ID=1 MAC=0 VER=1"));
+                                "3 ProvisioningFileParser: File check error: ID=1 MAC=0 VER=1",
+                                describedAs("none", quote(mac), "\"1.1\"")));
     }
 }
 
@@ -263,9 +277,11 @@ TEST_F(ProvisioningFileParserTest, VersionLiesBetween10And11AsATextAndMustBeGive
             ElementsAre("1 ProvisioningFileParser: settings is verifiable",
                         "2 ProvisioningFileParser: Incorrect file format version, provisioning not "
                         "supported",
-                        "3 ProvisioningFileParser: File check error: ID=1 MAC=1 VER=0"));
+                        "3 ProvisioningFileParser: File check error: ID=1 MAC=1 VER=0",
+                        describedAs("none", "none", quote(version))));
     }
     EXPECT_FALSE(isAccepted(""));
+    EXPECT_EQ(log.texts().back(), describedAs("none", "none", "none"));
 }
 
 TEST_F(ProvisioningFileParserTest, AllThreeChecksAreMadeOnceAndInOrder) {
@@ -278,7 +294,8 @@ TEST_F(ProvisioningFileParserTest, AllThreeChecksAreMadeOnceAndInOrder) {
                                        "' macAddress='" + (mac ? "02:11:22:AA:BB:CC" : "x") +
                                        "' version='" + (version ? "1.1" : "x") + "'";
         EXPECT_EQ(isAccepted(attributes), combination == 7);
-        EXPECT_EQ(store->readsOf(MAC_KEY), before + 1);
+        // Once for the check, and once to name the phone's address where the file is refused.
+        EXPECT_EQ(store->readsOf(MAC_KEY), before + (combination == 7 ? 1U : 2U));
 
         std::vector<std::string> expected = {"1 ProvisioningFileParser: settings is verifiable"};
         if (!id)
@@ -291,6 +308,10 @@ TEST_F(ProvisioningFileParserTest, AllThreeChecksAreMadeOnceAndInOrder) {
                 ? "1 ProvisioningFileParser: File verified positively."
                 : "3 ProvisioningFileParser: File check error: ID=" + std::to_string(id) +
                       " MAC=" + std::to_string(mac) + " VER=" + std::to_string(version));
+        if (combination != 7)
+            expected.push_back(describedAs(id ? "\"hd9\"" : "\"x\"",
+                                           mac ? "\"02:11:22:AA:BB:CC\"" : "\"x\"",
+                                           version ? "\"1.1\"" : "\"x\""));
         EXPECT_EQ(log.texts(), expected);
     }
 }
@@ -310,12 +331,14 @@ TEST_F(ProvisioningFileParserTest, StoreThatFailsDuringTheMacCheckEndsTheProcess
 // Files that are none.
 
 TEST_F(ProvisioningFileParserTest, CorruptedFileIsRefusedAndTheDocumentBeforeIsKept) {
-    parse("<settings version='1.1'><param a='1'/></settings>");
+    phone.write(PATH, "<settings version='1.1'><param a='1'/></settings>");
+    parser.reset(PATH);
     for (const char* corrupted : {"", "text", "<settings version='1.1'>", "<a></b>",
                                   "<!DOCTYPE a [<!ENTITY e \"e\">]><a>&e;</a>", "<a/><b/>"}) {
         SCOPED_TRACE(corrupted);
         log.clear();
-        EXPECT_EQ(errorOf([&] { parse(corrupted); }),
+        phone.write(PATH, corrupted);
+        EXPECT_EQ(errorOf([&] { parser.reset(PATH); }),
                   std::string("File ") + PATH + " is corrupted");
         EXPECT_EQ(log.texts().front(),
                   std::string("2 ProvisioningFileParser: file ") + PATH + " is corrupted");
@@ -328,6 +351,25 @@ TEST_F(ProvisioningFileParserTest, CorruptedFileIsReportedWithThePlaceOfTheError
     EXPECT_THAT(log.texts(),
                 ElementsAre(std::string("2 ProvisioningFileParser: file ") + PATH + " is corrupted",
                             HasSubstr("line 2")));
+}
+
+TEST_F(ProvisioningFileParserTest, TheDocumentGoesWhenAFileHasBeenParsedHoweverThatEnds) {
+    for (const char* text : {"<settings version='1.1'><param a='1'/></settings>",
+                             "<settings version='1.1'/>", "<settings version='2.0'/>", "broken"}) {
+        SCOPED_TRACE(text);
+        errorOf([&] { parse(text); });
+        EXPECT_EQ(errorOf([&] { parser.validate(PATH); }), "xml document not parsed");
+    }
+}
+
+TEST_F(ProvisioningFileParserTest, AFileWithoutAJobIsNamed) {
+    for (const char* text : {"<settings version='1.1'/>", "<nvm version='1.1'><settings/></nvm>",
+                             "<nvm version='1.1'><settings><a x='1'/><b/></settings></nvm>"}) {
+        log.clear();
+        EXPECT_THAT(parse(text), IsEmpty());
+        EXPECT_EQ(log.texts().back(),
+                  std::string("2 ProvisioningFileParser: File ") + PATH + " holds no job");
+    }
 }
 
 TEST_F(ProvisioningFileParserTest, NothingIsVerifiedBeforeAFileWasRead) {
@@ -344,12 +386,17 @@ TEST_F(ProvisioningFileParserTest, ErrorOfReadingPassesUnchanged) {
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
-TEST_F(ProvisioningFileParserTest, TooLargeFileIsRefusedWithoutBeingRead) {
-    phone.write(PATH, "");
-    std::filesystem::resize_file(phone.host(PATH), common::xml::MAX_BYTES + 1);
-    std::vector<ProvisioningNode> nodes;
-    EXPECT_THAT(errorOf([&] { parser.parse(PATH, nodes); }), HasSubstr("it is larger than"));
-    EXPECT_THAT(log.texts(), IsEmpty());
+TEST_F(ProvisioningFileParserTest, TooLargeFileIsCorrupted) {
+    const std::string begin = "<settings version='1.1'><param a='";
+    const std::string end = "'/></settings>";
+    const std::string value(common::xml::MAX_BYTES - begin.size() - end.size(), 'x');
+    EXPECT_THAT(parse(begin + value + end), SizeIs(1)) << "the largest one";
+    log.clear();
+    EXPECT_EQ(errorOf([&] { parse(begin + value + "x" + end); }),
+              std::string("File ") + PATH + " is corrupted");
+    EXPECT_THAT(log.texts(),
+                ElementsAre(std::string("2 ProvisioningFileParser: file ") + PATH + " is corrupted",
+                            HasSubstr("larger than 16777216 bytes")));
 }
 
 TEST_F(ProvisioningFileParserTest, ReadsTheSameFileAgainAtEachCall) {

@@ -55,6 +55,13 @@ protected:
         ASSERT_TRUE(propertyApi->waitForDelivery());
     }
 
+    void answerReady(const std::string& service, bool isReady) {
+        ipc::IpcMsgParams params;
+        params.add("name", service);
+        params.add("value", isReady);
+        onStartup->handleReadyCheck(params);
+    }
+
     std::vector<std::string> starts() const { return journal.calls({"start"}); }
 
     Journal journal;
@@ -155,27 +162,49 @@ TEST_F(ApplicationMessageHandlersTest, AWorkerThatThrowsIsLogged) {
     EXPECT_THAT(journal.log().texts(), ElementsAre("3 ApplicationMessageHandlers: no thread"));
 }
 
-TEST_F(BeforeBootUpTest, RequestsAreDroppedWithoutAWord) {
+TEST_F(BeforeBootUpTest, RequestsAreDroppedAndTheirLineSaysWhy) {
     handlers->handleProvisioningRequest("http://given/");
     handlers->handleProvisioningRequest();
     change(PROVISIONING, "request");
     change(TRIGGER_AUTO, "request");
     EXPECT_THAT(starts(), IsEmpty());
-    EXPECT_THAT(journal.log().texts(), IsEmpty());
+    const std::string dropped = "2 ApplicationMessageHandlers: Provisioning request dropped: the "
+                                "boot-up provisioning waits for ";
+    const std::string both = dropped + "the network manager and the phone user interface";
+    EXPECT_THAT(journal.log().texts(), ElementsAre(both, both, both, both));
+    for (const auto& [ready, silent] : std::map<std::string, std::string>{
+             {"networkmanager", "the phone user interface"}, {"phoneui", "the network manager"}}) {
+        answerReady("networkmanager", ready == "networkmanager");
+        answerReady("phoneui", ready == "phoneui");
+        handlers->handleProvisioningRequest();
+        EXPECT_EQ(journal.log().texts().back(), dropped + silent) << ready;
+    }
+}
+
+TEST_F(BeforeBootUpTest, RequestsAfterABootUpRunThatCouldNotBeDoneAreDroppedAndTheirLineSaysSo) {
+    worker->onStart = [] {
+        throw std::runtime_error("no thread");
+    };
+    answerReady("networkmanager", true);
+    answerReady("phoneui", true);
+    onStartup->run();
+    ASSERT_TRUE(journal.log().waitFor(3, "PropertyApi exception: no thread"));
+    handlers->handleProvisioningRequest();
+    EXPECT_EQ(journal.log().texts().back(),
+              "2 ApplicationMessageHandlers: Provisioning request dropped: the boot-up "
+              "provisioning could not be done; the next start of the daemon tries again");
 }
 
 TEST_F(BeforeBootUpTest, RequestsDuringTheBootUpRunAreDroppedAndThoseAfterItServed) {
     sleep.hold();
     worker->finished = false;
-    ipc::IpcMsgParams ready;
-    ready.add("value", true);
-    for (const char* name : {"networkmanager", "phoneui"}) {
-        ready.add("name", name);
-        onStartup->handleReadyCheck(ready);
-    }
+    answerReady("networkmanager", true);
+    answerReady("phoneui", true);
     onStartup->run();
     ASSERT_TRUE(journal.waitFor("sleep 250 ms"));
     handlers->handleProvisioningRequest("http://given/");
+    EXPECT_TRUE(journal.log().has(
+        2, "Provisioning request dropped: the boot-up provisioning is in progress"));
     EXPECT_THAT(starts(), ElementsAre("start http://configured/")) << "the boot-up run itself";
     worker->finished = true;
     sleep.releaseAll();
@@ -349,7 +378,7 @@ TEST_F(ApplicationMessageHandlersDeathTest, OneOutOfTheWaitForARunEndsTheProcess
     worker->finished = false;
     ovo::ApplicationMessageHandlers throwing(worker, ipcClient, store, credentials, security,
                                              *onStartup,
-                                             [](std::chrono::milliseconds) { throw 1; });
+                                             [](std::chrono::milliseconds) -> bool { throw 1; });
     EXPECT_EXIT(
         {
             throwing.handleCertificatesUpdateNotification();

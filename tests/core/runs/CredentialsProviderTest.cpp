@@ -206,15 +206,31 @@ TEST_F(CredentialsProviderTest, TwoWhoAskAtOnceAreAnsweredOneAfterTheOther) {
     EXPECT_EQ(second.get(), "c:d");
 }
 
-TEST_F(CredentialsProviderTest, TheListenerIsCalledBeforeEachQuestion) {
-    provider.setQuestionListener([this] { journal.add("listener"); });
+TEST_F(CredentialsProviderTest, TheListenerIsCalledAfterEachQuestionWhenTheProviderIsWaiting) {
+    provider.setQuestionListener([this] {
+        EXPECT_TRUE(provider.getIsWaitingForCredentials());
+        journal.add("listener");
+    });
     phoneConfig.set(TIMEOUT, "0");
     askInVain();
     askInVain();
     EXPECT_THAT(journal.all(),
-                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI", "listener",
-                            QUESTION, "1 CredentialsProvider: Waiting for input from phoneUI",
-                            "listener", QUESTION));
+                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI", QUESTION,
+                            "listener", "1 CredentialsProvider: Waiting for input from phoneUI",
+                            QUESTION, "listener"));
+}
+
+TEST_F(CredentialsProviderTest, AnAnswerThatComesWhileTheListenerRunsIsTaken) {
+    provider.setQuestionListener([this] { provider.credentialsProvided("u:p"); });
+    phoneConfig.set(TIMEOUT, "600");
+    EXPECT_EQ(provider.getHttpCredentialsFromPhoneUI(), "u:p");
+    EXPECT_FALSE(provider.getIsWaitingForCredentials());
+}
+
+TEST_F(CredentialsProviderTest, ACancellationWhileTheListenerRunsEndsTheWait) {
+    provider.setQuestionListener([this] { provider.cancel(); });
+    phoneConfig.set(TIMEOUT, "600");
+    EXPECT_THROW(provider.getHttpCredentialsFromPhoneUI(), std::runtime_error);
 }
 
 TEST_F(CredentialsProviderTest, SavingWritesTheUserBeforeThePassword) {

@@ -9,9 +9,10 @@
 #include <iomanip>
 #include <sstream>
 
-// The delay of the night timer, each worked out by hand: local midnight at midnight's own offset
-// from UTC, plus the night offset in elapsed seconds, minus the clock, cut to whole seconds, plus
-// one; a night time that is not later than the clock is taken 86400 s later.
+// The delay of the night timer, each worked out by hand: the night offset minus the time of day
+// that the local clock shows, cut to whole seconds, plus one; a night time that is not later than
+// the clock is taken 86400 s later. (Midnight is taken at the clock's own offset from UTC, also
+// where that has changed since midnight.)
 
 namespace {
 
@@ -92,21 +93,21 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"Summer", "Europe/Berlin", "2026-07-14 22:30:00", TWO_HOURS, 5401},
         // Midnight is 23:00 UTC of the 28th; two hours later it is 03:00 CEST.
         Case{"SpringHalfPastMidnight", "Europe/Berlin", "2026-03-28 23:30:00", TWO_HOURS, 5401},
-        // 04:30 CEST, four elapsed hours after midnight being 05:00 CEST.
-        Case{"SpringLatestPhone", "Europe/Berlin", "2026-03-29 02:30:00", LATEST, 1801},
-        // 05:00 CEST; the day after, 01:00 UTC again.
-        Case{"SpringFive", "Europe/Berlin", "2026-03-29 03:00:00", TWO_HOURS, 79201},
+        // 04:30 CEST; the day after, 04:00 CEST.
+        Case{"SpringLatestPhone", "Europe/Berlin", "2026-03-29 02:30:00", LATEST, 84601},
+        // 05:00 CEST; the day after, 02:00 CEST.
+        Case{"SpringFive", "Europe/Berlin", "2026-03-29 03:00:00", TWO_HOURS, 75601},
         Case{"DayAfterSpring", "Europe/Berlin", "2026-03-29 22:30:00", TWO_HOURS, 5401},
         // 23:30 CET of the day before: that day's midnight plus one day.
         Case{"EveningBeforeSpring", "Europe/Berlin", "2026-03-28 22:30:00", TWO_HOURS, 9001},
         // Midnight is 22:00 UTC of the 24th; two hours later it is 02:00 CEST.
         Case{"AutumnHalfPastMidnight", "Europe/Berlin", "2026-10-24 22:30:00", TWO_HOURS, 5401},
-        // The first 02:30, then the second one: midnight's offset is not that of the clock.
+        // The first 02:30, then the second one.
         Case{"AutumnFirstHalfPastTwo", "Europe/Berlin", "2026-10-25 00:30:00", TWO_HOURS, 84601},
-        Case{"AutumnSecondHalfPastTwo", "Europe/Berlin", "2026-10-25 01:30:00", TWO_HOURS, 81001},
-        // 02:30 CET, four elapsed hours after midnight being 03:00 CET.
-        Case{"AutumnLatestPhone", "Europe/Berlin", "2026-10-25 01:30:00", LATEST, 1801},
-        Case{"AutumnFive", "Europe/Berlin", "2026-10-25 04:00:00", TWO_HOURS, 72001},
+        Case{"AutumnSecondHalfPastTwo", "Europe/Berlin", "2026-10-25 01:30:00", TWO_HOURS, 84601},
+        // 02:30 CET; 04:00 CET is ahead.
+        Case{"AutumnLatestPhone", "Europe/Berlin", "2026-10-25 01:30:00", LATEST, 5401},
+        Case{"AutumnFive", "Europe/Berlin", "2026-10-25 04:00:00", TWO_HOURS, 75601},
         Case{"DayAfterAutumn", "Europe/Berlin", "2026-10-25 23:30:00", TWO_HOURS, 5401}),
     nameOf);
 
@@ -115,12 +116,11 @@ INSTANTIATE_TEST_SUITE_P(
     NewYork, NightDelay,
     testing::Values(
         Case{"SpringHalfPastMidnight", "America/New_York", "2026-03-08 05:30:00", TWO_HOURS, 5401},
-        Case{"SpringFive", "America/New_York", "2026-03-08 09:00:00", TWO_HOURS, 79201},
+        Case{"SpringFive", "America/New_York", "2026-03-08 09:00:00", TWO_HOURS, 75601},
         Case{"AutumnHalfPastMidnight", "America/New_York", "2026-11-01 04:30:00", TWO_HOURS, 5401},
         Case{"AutumnFirstHalfPastOne", "America/New_York", "2026-11-01 05:30:00", TWO_HOURS, 1801},
-        Case{"AutumnSecondHalfPastOne", "America/New_York", "2026-11-01 06:30:00", TWO_HOURS,
-             84601},
-        Case{"AutumnFive", "America/New_York", "2026-11-01 10:00:00", TWO_HOURS, 72001}),
+        Case{"AutumnSecondHalfPastOne", "America/New_York", "2026-11-01 06:30:00", TWO_HOURS, 1801},
+        Case{"AutumnFive", "America/New_York", "2026-11-01 10:00:00", TWO_HOURS, 75601}),
     nameOf);
 
 // Half an hour of daylight saving: 2026-04-05 02:00 (+11:00) -> 01:30 (+10:30) (15:00 UTC of the
@@ -129,29 +129,27 @@ INSTANTIATE_TEST_SUITE_P(LordHowe, NightDelay,
                          testing::Values(Case{"AutumnHalfPastMidnight", "Australia/Lord_Howe",
                                               "2026-04-04 13:30:00", TWO_HOURS, 5401},
                                          Case{"AutumnFive", "Australia/Lord_Howe",
-                                              "2026-04-04 18:30:00", TWO_HOURS, 73801},
+                                              "2026-04-04 18:30:00", TWO_HOURS, 75601},
                                          Case{"SpringHalfPastMidnight", "Australia/Lord_Howe",
                                               "2026-10-03 14:00:00", TWO_HOURS, 5401},
                                          Case{"SpringFive", "Australia/Lord_Howe",
-                                              "2026-10-03 18:00:00", TWO_HOURS, 77401}),
+                                              "2026-10-03 18:00:00", TWO_HOURS, 75601}),
                          nameOf);
 
-// 2026-04-24 00:00 EET -> 01:00 EEST (22:00 UTC of the 23rd): a day without a midnight. The 00:00
-// that the clocks pass over stands for the moment at which they go forward, 22:00 UTC, which is
-// what 00:00 would be by the offset in force until then; by the one in force from then on it would
-// be an hour earlier, a time of the day before.
+// 2026-04-24 00:00 EET -> 01:00 EEST (22:00 UTC of the 23rd): a day without a midnight. By the
+// offset in force from then on it would be 21:00 UTC.
 INSTANTIATE_TEST_SUITE_P(
     Cairo, NightDelay,
     testing::Values(
         // 23:59:59 EET of the day before: that day's midnight, 22:00 UTC of the 22nd, and two
         // hours are past; a day later is 00:00 UTC of the 24th.
         Case{"SecondBeforeTheChange", "Africa/Cairo", "2026-04-23 21:59:59", TWO_HOURS, 7202},
-        // 01:00:00 EEST; from here on two hours after 22:00 UTC, 00:00 UTC, which is 03:00 EEST.
-        Case{"Change", "Africa/Cairo", "2026-04-23 22:00:00", TWO_HOURS, 7201},
+        // 01:00:00 EEST.
+        Case{"Change", "Africa/Cairo", "2026-04-23 22:00:00", TWO_HOURS, 3601},
         // 02:30:00 EEST.
-        Case{"AfterTheChange", "Africa/Cairo", "2026-04-23 23:30:00", TWO_HOURS, 1801},
-        // 15:00:00 EEST: 00:00 UTC of the 24th is past, that of the 25th is next.
-        Case{"AfternoonOfTheChange", "Africa/Cairo", "2026-04-24 12:00:00", TWO_HOURS, 43201}),
+        Case{"AfterTheChange", "Africa/Cairo", "2026-04-23 23:30:00", TWO_HOURS, 84601},
+        // 15:00:00 EEST.
+        Case{"AfternoonOfTheChange", "Africa/Cairo", "2026-04-24 12:00:00", TWO_HOURS, 39601}),
     nameOf);
 
 TEST(TimeZoneData, IsInstalled) {

@@ -288,14 +288,15 @@ TEST_F(OvoApplicationTest, CredentialsAndReadinessAreServedWithoutParametersInTh
 TEST_F(OvoApplicationTest, TheBootUpIsStartedByATaskOfTheMessageThread) {
     start();
     answerBoth();
-    application->signalTermination(); // so that the wait ends at once
-    application->waitForTermination();
-    ASSERT_EQ(phone.messageThread->waiting(), 1U);
+    auto waiting = std::async(std::launch::async, [this] { application->waitForTermination(); });
+    ASSERT_TRUE(phone.messageThread->waitForTasks(1));
     EXPECT_FALSE(phone.journal.log().mentions("performing ovo bootup procedure"));
     phone.messageThread->runAll();
     EXPECT_TRUE(phone.journal.log().waitFor(
         1, "PhoneUi and Network are ready, performing ovo bootup procedure..."));
     EXPECT_TRUE(phone.journal.waitFor("set State.Provisioning.OnBootUp=done"));
+    application->signalTermination();
+    waiting.get();
 }
 
 TEST_F(OvoApplicationTest, AnUnhealthyFrameworkIsUnhealthyWithoutWaitingForProgress) {

@@ -172,8 +172,9 @@ protected:
     StubDecrypter decrypter{journal};
     StubParser parser{journal};
     StubBuilder builder{journal};
-    ovo::Provisioning provisioning{downloader,  builder, propertyApi,
-                                   phoneConfig, parser,  decrypter};
+    ovo::RunReport report;
+    ovo::Provisioning provisioning{downloader, builder,   propertyApi, phoneConfig,
+                                   parser,     decrypter, report};
 };
 
 TEST_F(ProvisioningTest, RunsOneFileInThisOrder) {

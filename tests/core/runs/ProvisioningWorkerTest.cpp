@@ -78,7 +78,7 @@ protected:
     std::unique_ptr<ovo::ProvisioningWorker> makeWorker() {
         return std::make_unique<ovo::ProvisioningWorker>(propertyApi, phoneConfig, security,
                                                          downloader, parser, credentials,
-                                                         *ipcClient, updater, decrypter);
+                                                         *ipcClient, updater, decrypter, runReport);
     }
 
     void run(const std::string& url = URL) {
@@ -106,6 +106,7 @@ protected:
         std::make_shared<WaitingCredentialsProvider>();
     std::shared_ptr<RecordingIpcClient> ipcClient = std::make_shared<RecordingIpcClient>(journal);
     ovo::LocalPhoneBookUpdater updater{*propertyApi, downloader};
+    const std::shared_ptr<ovo::RunReport> runReport = std::make_shared<ovo::RunReport>();
     StubDecrypter decrypter;
     std::unique_ptr<ovo::ProvisioningWorker> worker = makeWorker();
 };
@@ -136,7 +137,8 @@ TEST_F(ProvisioningWorkerTest, AWholeRunInItsOrder) {
                     "applied: 1",
                     "1 JobHandler: -----Finishing NVMJobHandler with status: 2",
                     "set State.Provisioning.InProgress=0",
-                    "1 ProvisioningWorker: Provisioning Finished", PUBLISH_END,
+                    "1 ProvisioningWorker: Provisioning Finished",
+                    StartsWith("2 RunReport: Run of http://h/prov/p.xml: success, "), PUBLISH_END,
                     "set State.Provisioning.HttpErrorCode=200", "set State.Provisioning=success",
                     "1 ProvisioningWorker: Provisioning succeeded. Status: success",
                     "get State.FirmwareUpdate.TriggerAuto", "take"));
@@ -206,15 +208,16 @@ TEST_F(ProvisioningWorkerTest, AUrlThatIsNoneIsPublishedAsAFailedRunWithoutAThre
         worker->startProvisioning(url);
         EXPECT_TRUE(worker->isProvisioningFinished());
         const auto all = journal.all();
-        ASSERT_EQ(all.size(), 8U) << url;
+        ASSERT_EQ(all.size(), 9U) << url;
         EXPECT_EQ(all[0], PUBLISH_BEGIN);
         EXPECT_EQ(all[1], "1 ProvisioningWorker: Start provisioning thread");
         EXPECT_THAT(all[2], StartsWith("3 ProvisioningWorker: Provisioning not started. Error: "));
-        EXPECT_EQ(all[3], PUBLISH_END);
-        EXPECT_EQ(all[4], "set State.Provisioning.HttpErrorCode=0");
-        EXPECT_EQ(all[5], "set State.Provisioning=fail");
-        EXPECT_EQ(all[6], "1 ProvisioningWorker: Provisioning failed. ");
-        EXPECT_EQ(all[7], "get State.FirmwareUpdate.TriggerAuto");
+        EXPECT_THAT(all[3], StartsWith("2 RunReport: Run of what is not a URL: fail, "));
+        EXPECT_EQ(all[4], PUBLISH_END);
+        EXPECT_EQ(all[5], "set State.Provisioning.HttpErrorCode=0");
+        EXPECT_EQ(all[6], "set State.Provisioning=fail");
+        EXPECT_EQ(all[7], "1 ProvisioningWorker: Provisioning failed. ");
+        EXPECT_EQ(all[8], "get State.FirmwareUpdate.TriggerAuto");
     }
 }
 
@@ -236,8 +239,12 @@ TEST_F(ProvisioningWorkerTest, AnExceptionOfTheRunIsAFailureAndTheFinishActionsR
                             "3 ProvisioningWorker: Cannot read property \"NET.MAC.Address\": made "
                             "to fail",
                             "set State.Provisioning.InProgress=0",
-                            "1 ProvisioningWorker: Provisioning Finished", PUBLISH_END,
-                            "set State.Provisioning.HttpErrorCode=0", "set State.Provisioning=fail",
+                            "1 ProvisioningWorker: Provisioning Finished",
+                            "2 RunReport: Run of http://h/prov/p.xml: fail, files 0, jobs 0, "
+                            "parameters requested 0 applied 0 refused 0, 0.0 s, first failure: "
+                            "Cannot read property \"NET.MAC.Address\": made to fail",
+                            PUBLISH_END, "set State.Provisioning.HttpErrorCode=0",
+                            "set State.Provisioning=fail",
                             "1 ProvisioningWorker: Provisioning failed. ",
                             "get State.FirmwareUpdate.TriggerAuto", "take"));
 }
@@ -450,7 +457,7 @@ TEST_F(ProvisioningWorkerTest, AStartDropsTheSignsOfTheRunBefore) {
     const auto store = std::make_shared<HeldPropertyApi>(journal);
     ovo::LocalPhoneBookUpdater storeUpdater{*store, downloader};
     ovo::ProvisioningWorker held(store, phoneConfig, security, downloader, parser, credentials,
-                                 *ipcClient, storeUpdater, decrypter);
+                                 *ipcClient, storeUpdater, decrypter, runReport);
     held.startProvisioning(URL);
     held.waitForProvisioningEnd(); // it left a sign
     store->held = true;

@@ -96,16 +96,28 @@ void FakeSleep::releaseAll() {
     changed_.notify_all();
 }
 
-std::function<void(std::chrono::milliseconds)> FakeSleep::operation() {
+void FakeSleep::endProcess() {
+    {
+        const std::lock_guard lock(mutex_);
+        isEnding_ = true;
+    }
+    changed_.notify_all();
+}
+
+ovo::Sleep FakeSleep::operation() {
     return [this](std::chrono::milliseconds duration) {
-        sleep(duration);
+        return sleep(duration);
     };
 }
 
-void FakeSleep::sleep(std::chrono::milliseconds duration) {
-    journal_.add("sleep " + std::to_string(duration.count()) + " ms");
+/// One of no length only asks whether the process is ending.
+bool FakeSleep::sleep(std::chrono::milliseconds duration) {
+    if (duration.count() > 0)
+        journal_.add("sleep " + std::to_string(duration.count()) + " ms");
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return !held_ || tickets_ > 0; });
-    if (held_)
+    if (duration.count() > 0)
+        changed_.wait(lock, [this] { return isEnding_ || !held_ || tickets_ > 0; });
+    if (held_ && tickets_ > 0 && duration.count() > 0)
         --tickets_;
+    return !isEnding_;
 }

@@ -7,6 +7,7 @@
 #include "FakeSecurity.h"
 #include "Journal.h"
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
+#include "Sleep.h"
 
 #include <atomic>
 #include <functional>
@@ -95,16 +96,19 @@ public:
     void release();
     /// Lets all of them end, the later ones too.
     void releaseAll();
-    std::function<void(std::chrono::milliseconds)> operation();
+    /// The process is ending: sleeps are cut short from now on.
+    void endProcess();
+    ovo::Sleep operation();
 
 private:
-    void sleep(std::chrono::milliseconds duration);
+    bool sleep(std::chrono::milliseconds duration);
 
     Journal& journal_;
     std::mutex mutex_;
     std::condition_variable changed_;
     bool held_ = false;
     unsigned int tickets_ = 0;
+    bool isEnding_ = false;
 };
 
 #endif

@@ -156,7 +156,7 @@ using InitDeathTest = InitTest;
 
 TEST_F(InitDeathTest, AnExceptionOutOfTheWaitEndsTheProcess) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const auto throwing = [](std::chrono::milliseconds) {
+    const auto throwing = [](std::chrono::milliseconds) -> bool {
         throw std::runtime_error("no sleep");
     };
     EXPECT_EXIT(

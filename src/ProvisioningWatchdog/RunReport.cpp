@@ -1,0 +1,95 @@
+#include "ProvisioningWatchdog/RunReport.h"
+
+#include "Utils.h"
+#include "logger/Logger.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <utility>
+
+namespace ovo {
+
+namespace {
+
+/// From so many files on, and ten times as many each time, a run is suspected to be in a loop.
+constexpr std::size_t MANY_FILES = 100;
+/// How many files are remembered to notice that one comes again, and the longest URL of one.
+constexpr std::size_t REMEMBERED_FILES = 1000;
+constexpr std::size_t LONGEST_REMEMBERED = 2048;
+
+std::string withoutCredentials(const http::UrlInfo& url) {
+    return url.getAbsolutePath() + url.fileName;
+}
+
+/// Of a text that is not a URL nobody knows where its credentials end.
+std::string addressOf(const std::string& url) {
+    try {
+        return withoutCredentials(http::UrlInfo(url));
+    } catch (const std::exception&) {
+        return "what is not a URL";
+    }
+}
+
+} // namespace
+
+void RunReport::begin(const std::string& url) {
+    address = addressOf(url);
+    started = Clock::now();
+    currentFile.clear();
+    recentFiles.clear();
+    files = 0;
+    nextNotedFiles = MANY_FILES;
+    jobs = 0;
+    requested = 0;
+    applied = 0;
+    refused = 0;
+    suspicion.clear();
+    cause.clear();
+}
+
+void RunReport::fileBegins(const http::UrlInfo& url) {
+    currentFile = withoutCredentials(url);
+    suspicion.clear();
+    if (isRepeatedNow(currentFile))
+        LOG(2) << "File asked for before in this run: " << currentFile;
+    if (++files != nextNotedFiles)
+        return;
+    LOG(2) << files << " files in this run, most likely a loop: " << currentFile;
+    nextNotedFiles *= 10;
+}
+
+/// True for the first repetition of a file.
+bool RunReport::isRepeatedNow(const std::string& url) {
+    const auto known = std::find_if(recentFiles.begin(), recentFiles.end(),
+                                    [&](const RecentFile& file) { return file.url == url; });
+    if (known != recentFiles.end())
+        return !std::exchange(known->isRepeated, true);
+    if (url.size() > LONGEST_REMEMBERED)
+        return false;
+    recentFiles.push_back({url});
+    if (recentFiles.size() > REMEMBERED_FILES)
+        recentFiles.pop_front();
+    return false;
+}
+
+void RunReport::failed(const std::string& what) {
+    if (!cause.empty())
+        return;
+    if (!currentFile.empty() && currentFile != address)
+        cause = currentFile + ": ";
+    if (!suspicion.empty())
+        cause += suspicion + "; then ";
+    cause += what;
+}
+
+void RunReport::end(ProvisioningStatus status) const {
+    const std::chrono::duration<double> seconds = Clock::now() - started;
+    const std::string why = cause.empty() ? "no job reported a result" : cause;
+    LOG(2) << "Run of " << address << ": " << Utils::convertStatus(status) << ", files " << files
+           << ", jobs " << jobs << ", parameters requested " << requested << " applied " << applied
+           << " refused " << refused << ", " << std::fixed << std::setprecision(1)
+           << seconds.count() << " s"
+           << (status == ProvisioningStatus::Success ? "" : ", first failure: " + why);
+}
+
+} // namespace ovo

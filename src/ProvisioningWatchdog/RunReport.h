@@ -1,0 +1,67 @@
+#ifndef PROVISIONINGWATCHDOG_RUNREPORT_H
+#define PROVISIONINGWATCHDOG_RUNREPORT_H
+
+#include "ProvisioningStatus.h"
+#include "http/UrlInfo.h"
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <string>
+
+namespace ovo {
+
+/// What a run comes to: its parts tell it what they decide, beside their log lines, and its end is
+/// one level 2 line that an operator can read without the others. One object for all runs, used by
+/// the run in progress: by the thread that starts it, then by its own.
+class RunReport {
+public:
+    RunReport() = default;
+    RunReport(const RunReport&) = delete;
+    RunReport& operator=(const RunReport&) = delete;
+
+    /// A run begins. url: as it was asked for, a URL or not.
+    void begin(const std::string& url);
+    /// A file of the run is about to be fetched. Many files in one run, and the same file again,
+    /// are level 2 lines.
+    void fileBegins(const http::UrlInfo& url);
+    void jobBegins() { ++jobs; }
+    void parametersRequested(std::size_t count) { requested += count; }
+    /// count: parameters that have got another value.
+    void parametersApplied(std::size_t count) { applied += count; }
+    void parameterRefused() { ++refused; }
+    /// Something that was asked for cannot be done. what: a clause for people, without credentials
+    /// and values of parameters. The first one of a run counts.
+    void failed(const std::string& what);
+    /// Something that explains a failure of the current file, should one follow.
+    void suspect(const std::string& what) { suspicion = what; }
+    /// The run has ended: writes its line.
+    void end(ProvisioningStatus status) const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct RecentFile {
+        std::string url; ///< without credentials
+        bool isRepeated = false;
+    };
+
+    bool isRepeatedNow(const std::string& url);
+
+    std::string address; ///< without credentials
+    Clock::time_point started{};
+    std::string currentFile; ///< its URL without credentials
+    std::deque<RecentFile> recentFiles;
+    std::size_t files = 0;
+    std::size_t nextNotedFiles = 0;
+    std::size_t jobs = 0;
+    std::size_t requested = 0;
+    std::size_t applied = 0;
+    std::size_t refused = 0;
+    std::string suspicion; ///< of the current file
+    std::string cause;     ///< of the first failure
+};
+
+} // namespace ovo
+
+#endif
