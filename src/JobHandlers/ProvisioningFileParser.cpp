@@ -113,12 +113,11 @@ std::string ProvisioningFileParser::describe(const Node& root) const {
 }
 
 bool ProvisioningFileParser::verifyMasterNode(const Node& root) {
-    const std::string tag = root.tag();
-    if (!contains(MASTER_NODES, tag))
+    if (!contains(MASTER_NODES, root.tag()))
         return false;
     bool verified = false;
     try {
-        LOG(1) << tag << " is verifiable";
+        LOG(1) << root.tag() << " is verifiable";
         const bool id = checkID(root);
         const bool mac = checkMAC(root);
         const bool version = checkVersion(root);

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string.h>
 
 #include <chrono>
 #include <csignal>
@@ -19,6 +20,10 @@ using testing::Not;
 
 constexpr const char* SECOND_SIGNAL = "UnderTest is ended at once: a second signal to end arrived";
 
+std::string textOf(int signal) {
+    return std::string("SIG") + ::sigabbrev_np(signal);
+}
+
 class EndingSignal : public testing::TestWithParam<int> {};
 
 TEST_P(EndingSignal, EndsTheProcessInOrder) {
@@ -26,8 +31,7 @@ TEST_P(EndingSignal, EndsTheProcessInOrder) {
     ASSERT_TRUE(program.waitFor("running"));
     program.process().signal(GetParam());
     EXPECT_EQ(program.process().wait(), 0);
-    EXPECT_TRUE(program.hasSaid(std::string("UnderTest is ending, told so by ") +
-                                (GetParam() == SIGTERM ? "SIGTERM" : "SIGINT")))
+    EXPECT_TRUE(program.hasSaid("UnderTest is ending, told so by " + textOf(GetParam())))
         << program.output();
     EXPECT_TRUE(program.hasSaid("cleaned up")) << program.output();
     EXPECT_TRUE(program.hasSaid("destroyed")) << program.output();
@@ -65,10 +69,10 @@ TEST_P(EndingSignal, ASecondOneEndsAtOnce) {
 }
 
 std::string nameOf(const testing::TestParamInfo<int>& info) {
-    return info.param == SIGTERM ? "SIGTERM" : "SIGINT";
+    return textOf(info.param);
 }
 
-INSTANTIATE_TEST_SUITE_P(Both, EndingSignal, testing::Values(SIGTERM, SIGINT), nameOf);
+INSTANTIATE_TEST_SUITE_P(Each, EndingSignal, testing::Values(SIGTERM, SIGINT, SIGHUP), nameOf);
 
 TEST(Signals, OneOfEachKindAreTwo) {
     RunningProgram program({"wait-in-cleanup"});

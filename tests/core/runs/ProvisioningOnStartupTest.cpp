@@ -278,6 +278,80 @@ TEST_F(ProvisioningOnStartupTest, DestructionWaitsForTheReadinessOfBothServices)
     EXPECT_TRUE(journal.has("set State.Provisioning.OnBootUp=done"));
 }
 
+TEST_F(ProvisioningOnStartupTest, TheEndOfTheProcessEndsTheWaitForTheServices) {
+    sleep.hold();
+    auto onStartup = makeOnStartup();
+    onStartup->run();
+    ASSERT_TRUE(journal.waitFor(READY_SLEEP));
+    sleep.endProcess();
+    onStartup.reset();
+    EXPECT_THAT(journal.calls({"update", "start", "set"}), IsEmpty());
+    EXPECT_THAT(journal.calls({"publish"}), ElementsAre(ASK_NETWORK_MANAGER, ASK_PHONE_UI));
+}
+
+TEST_F(ProvisioningOnStartupTest, ARunThatTheEndOfTheProcessCutsShortIsNotDone) {
+    sleep.hold();
+    worker->finished = false;
+    auto onStartup = makeOnStartup();
+    answerBoth(*onStartup);
+    onStartup->run();
+    ASSERT_TRUE(journal.waitFor(FINISHED_SLEEP));
+    sleep.endProcess();
+    // Its thread does not wait for the run, which the worker does.
+    ProvisioningOnStartup& ended = *onStartup;
+    EXPECT_FALSE(ended.isComplete());
+    onStartup.reset();
+    EXPECT_THAT(journal.calls({"finished?", "set"}), IsEmpty());
+}
+
+TEST_F(ProvisioningOnStartupTest, ARunThatEndsBecauseTheProcessDoesIsNotDone) {
+    // Told to end between the last sleep and the look at the run.
+    worker->finished = true;
+    worker->onFinished = [this] {
+        sleep.endProcess();
+    };
+    auto onStartup = makeOnStartup();
+    answerBoth(*onStartup);
+    onStartup->run();
+    ASSERT_TRUE(journal.waitFor("finished?"));
+    onStartup.reset();
+    EXPECT_THAT(journal.calls({"set"}), IsEmpty());
+}
+
+TEST_F(ProvisioningOnStartupTest, ALongWaitNamesTheSilentServices) {
+    sleep.hold();
+    auto onStartup = makeOnStartup();
+    onStartup->run();
+    unsigned int sleeps = 1;
+    ASSERT_TRUE(journal.waitFor(READY_SLEEP, sleeps));
+    // Lets so many seconds pass; the next sleep has begun then. The notes so far.
+    const auto notesAfter = [&](unsigned int seconds) {
+        while ((sleeps - 1) * 2 < seconds) {
+            sleep.release();
+            EXPECT_TRUE(journal.waitFor(READY_SLEEP, ++sleeps));
+        }
+        std::vector<std::string> notes;
+        for (const LogRecorder::Line& line : journal.log().lines())
+            if (line.level == 2)
+                notes.push_back(line.text);
+        return notes;
+    };
+    const std::string note = "The boot-up provisioning has waited ";
+    EXPECT_THAT(notesAfter(28), IsEmpty());
+    EXPECT_THAT(notesAfter(30),
+                ElementsAre(note + "30 s for the network manager and the phone user interface"));
+    onStartup->handleReadyCheck(answer("networkmanager", true));
+    EXPECT_EQ(notesAfter(628).size(), 1U);
+    EXPECT_EQ(notesAfter(630).size(), 2U);
+    EXPECT_EQ(notesAfter(630).back(), note + "630 s for the phone user interface");
+    onStartup->handleReadyCheck(answer("networkmanager", false));
+    onStartup->handleReadyCheck(answer("phoneui", true));
+    EXPECT_EQ(notesAfter(1228).size(), 2U);
+    EXPECT_EQ(notesAfter(1230).back(), note + "1230 s for the network manager");
+    answerBoth(*onStartup);
+    finish(std::move(onStartup));
+}
+
 TEST_F(ProvisioningOnStartupTest, DestructionWithoutARunWaitsForNothing) {
     makeOnStartup().reset();
     EXPECT_THAT(journal.calls({"publish", "update"}), IsEmpty());

@@ -72,6 +72,8 @@ void FakeWorker::startProvisioning(const std::string& url) {
 
 bool FakeWorker::isProvisioningFinished() const {
     journal_.add("finished?");
+    if (onFinished)
+        onFinished();
     return finished;
 }
 

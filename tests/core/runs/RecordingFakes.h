@@ -80,6 +80,8 @@ public:
     std::atomic<bool> finished{true};
     /// Called by startProvisioning.
     std::function<void()> onStart;
+    /// Called by isProvisioningFinished.
+    std::function<void()> onFinished;
 
 private:
     Journal& journal_;

@@ -104,6 +104,16 @@ TEST_F(StartConditionsTest, TheWaitEndsAfterTheAttempts) {
                     "1 GlobalConfig: Preconditions are not met"));
 }
 
+TEST_F(StartConditionsTest, TheWaitEndsWithTheProcess) {
+    sleep.endProcess();
+    wait(10, 1);
+    EXPECT_EQ(checks(), 1U);
+    EXPECT_THAT(journal.all({"sleep"}),
+                ElementsAre("1 GlobalConfig: Waiting for factory auth user name and password",
+                            "1 GlobalConfig: Waiting for auth user name and password",
+                            "sleep 1000 ms", "1 GlobalConfig: Preconditions are not met"));
+}
+
 TEST_F(StartConditionsTest, WithoutAttemptsThereIsOneCheck) {
     wait(0, 1);
     EXPECT_EQ(checks(), 1U);

@@ -1,0 +1,203 @@
+#include "ProvisioningWatchdog/RunReport.h"
+
+#include "LogRecorder.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using ovo::ProvisioningStatus;
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+http::UrlInfo numbered(std::size_t number) {
+    return http::UrlInfo("http://h/" + std::to_string(number) + ".xml");
+}
+
+class RunReportTest : public testing::Test {
+protected:
+    /// The line that the end of the run writes.
+    std::string lineOf(ProvisioningStatus status) {
+        log.clear();
+        report.end(status);
+        EXPECT_EQ(log.lines().size(), 1U);
+        return log.texts().at(0);
+    }
+
+    LogRecorder log;
+    ovo::RunReport report;
+};
+
+TEST_F(RunReportTest, ALineHoldsTheWholeRun) {
+    report.begin("http://10.0.0.1:8080/prov/p.xml");
+    report.fileBegins(http::UrlInfo("http://10.0.0.1:8080/prov/p.xml"));
+    report.fileBegins(http::UrlInfo("http://10.0.0.1:8080/prov/q.xml"));
+    for (int job = 0; job < 3; ++job)
+        report.jobBegins();
+    report.parametersRequested(10);
+    report.parametersRequested(5);
+    report.parametersApplied(7);
+    report.parametersApplied(1);
+    for (int parameter = 0; parameter < 4; ++parameter)
+        report.parameterRefused();
+    EXPECT_THAT(lineOf(ProvisioningStatus::Success),
+                AllOf(StartsWith("2 RunReport: Run of http://10.0.0.1:8080/prov/p.xml: success, "
+                                 "files 2, jobs 3, parameters requested 15 applied 8 refused 4, "),
+                      ContainsRegex(" [0-9]+\\.[0-9] s$")));
+}
+
+TEST_F(RunReportTest, EachRunBeginsWithNothing) {
+    report.begin("http://h/a.xml");
+    report.fileBegins(http::UrlInfo("http://h/a.xml"));
+    report.jobBegins();
+    report.parametersRequested(3);
+    report.parametersApplied(2);
+    report.parameterRefused();
+    report.suspect("suspected");
+    report.failed("why");
+    report.begin("http://h/b.xml");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Success),
+                StartsWith("2 RunReport: Run of http://h/b.xml: success, files 0, jobs 0, "
+                           "parameters requested 0 applied 0 refused 0, "));
+    report.failed("why now");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail), EndsWith(", first failure: why now"));
+    // The file of before is not one that is asked for again.
+    log.clear();
+    report.fileBegins(http::UrlInfo("http://h/a.xml"));
+    EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+TEST_F(RunReportTest, NoCredentialsAreInIt) {
+    report.begin("https://user:pa55word@h/p.xml");
+    report.fileBegins(http::UrlInfo("https://user:pa55word@h/p.xml"));
+    report.fileBegins(http::UrlInfo("https://user:pa55word@h/q.xml"));
+    report.fileBegins(http::UrlInfo("https://user:pa55word@h/q.xml"));
+    EXPECT_THAT(log.texts(), ElementsAre("2 RunReport: File asked for before in this run: "
+                                         "https://h/q.xml"));
+    report.failed("why");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
+                AllOf(HasSubstr("Run of https://h/p.xml: fail"),
+                      HasSubstr("first failure: https://h/q.xml: why"), Not(HasSubstr("user"))));
+}
+
+TEST_F(RunReportTest, NothingIsShownOfWhatIsNotAUrl) {
+    for (const char* text : {"", "no url", "http://user:pa55word@", "user:pa55word@h"}) {
+        report.begin(text);
+        EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
+                    StartsWith("2 RunReport: Run of what is not a URL: fail, "));
+    }
+}
+
+TEST_F(RunReportTest, TheStatusIsTheWordThatIsPublished) {
+    report.begin("http://h/p.xml");
+    report.failed("why");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Success),
+                AllOf(HasSubstr(": success,"), Not(HasSubstr("failure"))));
+    EXPECT_THAT(lineOf(ProvisioningStatus::PartSuccess),
+                AllOf(HasSubstr(": partSuccess,"), EndsWith(", first failure: why")));
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail), HasSubstr(": fail,"));
+    EXPECT_THAT(lineOf(ProvisioningStatus::NotSet), HasSubstr(": fail,"));
+}
+
+TEST_F(RunReportTest, AFailureWithoutACauseSaysSo) {
+    report.begin("http://h/p.xml");
+    EXPECT_THAT(lineOf(ProvisioningStatus::NotSet),
+                EndsWith(", first failure: no job reported a result"));
+}
+
+TEST_F(RunReportTest, TheFirstFailureCountsAndNamesItsFileUnlessThatIsTheRunsOwn) {
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://h/p.xml"));
+    report.failed("first");
+    report.failed("second");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail), EndsWith(", first failure: first"));
+
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://h/p.xml"));
+    report.fileBegins(http::UrlInfo("http://h/q.xml"));
+    report.failed("first");
+    report.fileBegins(http::UrlInfo("http://h/r.xml"));
+    report.failed("second");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
+                EndsWith(", first failure: http://h/q.xml: first"));
+}
+
+TEST_F(RunReportTest, ASuspicionExplainsAFailureOfTheSameFileOnly) {
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://h/p.xml"));
+    report.suspect("wrong key");
+    report.failed("unreadable");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
+                EndsWith(", first failure: wrong key; then unreadable"));
+
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://h/p.xml"));
+    report.suspect("wrong key");
+    report.suspect({});
+    report.failed("unreadable");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail), EndsWith(", first failure: unreadable"));
+
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://h/p.xml"));
+    report.suspect("wrong key");
+    report.fileBegins(http::UrlInfo("http://h/q.xml"));
+    report.failed("unreadable");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
+                EndsWith(", first failure: http://h/q.xml: unreadable"));
+}
+
+TEST_F(RunReportTest, ManyFilesAreToldOfAtEachTenfold) {
+    report.begin("http://h/p.xml");
+    for (std::size_t number = 1; number <= 20000; ++number) {
+        log.clear();
+        report.fileBegins(numbered(number));
+        if (number != 100 && number != 1000 && number != 10000) {
+            ASSERT_THAT(log.texts(), IsEmpty()) << number;
+            continue;
+        }
+        const std::string text = std::to_string(number);
+        EXPECT_THAT(log.texts(), ElementsAre("2 RunReport: " + text +
+                                             " files in this run, most likely a loop: " +
+                                             "http://h/" + text + ".xml"));
+    }
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail), HasSubstr(", files 20000, "));
+}
+
+TEST_F(RunReportTest, AFileThatComesAgainIsNamedOnce) {
+    report.begin("http://h/p.xml");
+    for (int round = 0; round < 5; ++round)
+        for (std::size_t number = 0; number < 10; ++number)
+            report.fileBegins(numbered(number));
+    EXPECT_EQ(log.texts().size(), 10U);
+    for (std::size_t number = 0; number < 10; ++number)
+        EXPECT_EQ(log.count(2, "File asked for before in this run: http://h/" +
+                                   std::to_string(number) + ".xml"),
+                  1U);
+}
+
+TEST_F(RunReportTest, TheLastThousandFilesAreRemembered) {
+    report.begin("http://h/p.xml");
+    for (std::size_t number = 0; number < 1001; ++number)
+        report.fileBegins(numbered(number));
+    log.clear();
+    report.fileBegins(numbered(0));
+    EXPECT_THAT(log.texts(), IsEmpty()) << "forgotten";
+    report.fileBegins(numbered(2));
+    EXPECT_THAT(log.texts(), ElementsAre(HasSubstr("http://h/2.xml")));
+}
+
+TEST_F(RunReportTest, AVeryLongUrlIsNotRemembered) {
+    report.begin("http://h/p.xml");
+    const http::UrlInfo longUrl("http://h/" + std::string(3000, 'x'));
+    report.fileBegins(longUrl);
+    report.fileBegins(longUrl);
+    EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+} // namespace
