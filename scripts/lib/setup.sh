@@ -3,6 +3,9 @@
 
 tree=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
 
+# Where Debian has servers, which are not in an ordinary user's path.
+export PATH=$PATH:/usr/sbin:/sbin
+
 # Objects of one clone serve every other one: nothing that is compiled depends on where the tree is.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$tree}
 export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
@@ -72,6 +75,17 @@ setup_packages() {
         echo "setup: still missing after the installation: ${missing//$'\n'/ }" >&2
         return 1
     fi
+}
+
+# require_commands COMMAND...: fails with a sentence that names those that are not there.
+require_commands() {
+    local command missing=()
+    for command in "$@"; do
+        command -v "$command" >/dev/null || missing+=("$command")
+    done
+    ((${#missing[@]} == 0)) && return 0
+    echo "setup: not found: ${missing[*]} (looked in $PATH)" >&2
+    return 1
 }
 
 # Names of the presets that can be built.
