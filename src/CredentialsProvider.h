@@ -17,6 +17,11 @@
 namespace ovo {
 
 /// Credentials from the property store, and from the user through the phone's screen.
+///
+/// Several downloads may ask at once, a run's and the phone book's renewal. Two things are so on
+/// purpose: the user is asked one question at a time, since an answer does not say which question it
+/// belongs to; and each question is told to a listener, since a supervisor that has begun to wait
+/// for a sign of the run would otherwise wait for the user.
 class CredentialsProvider : public http::ICredentialsProvider {
 public:
     /// configuration outlives the provider.
@@ -29,7 +34,7 @@ public:
     /// Waits as many seconds as "ui.security.CredentialRequestTimeout" says, on the wall clock.
     /// Several threads may ask; the user is asked one question after another. Throws
     /// std::runtime_error when no answer came in time or cancel() was called, and what std::stoul
-    /// throws when the time-out is no number.
+    /// throws when the time-out is not a number.
     std::string getHttpCredentialsFromPhoneUI() override;
     void credentialsProvided(const std::string& answer) override;
     bool getIsWaitingForCredentials() override { return waitingForCredentials; }

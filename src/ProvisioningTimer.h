@@ -58,7 +58,7 @@ public:
     /// when its property changes. An exception that escapes ends the process.
     void init() noexcept;
     /// Reads the period of a definition and arms its timer when that is asked for or no period is
-    /// set. False when the period is no number; the timer is then left as it is.
+    /// set. False when the period is not a number; the timer is then left as it is.
     bool setupTimer(TimerDef& def, bool restart);
     /// Sets the delay of the next firing; false when the timer is switched off.
     bool setupClock(TimerDef& def);

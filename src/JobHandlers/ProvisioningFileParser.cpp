@@ -145,7 +145,7 @@ bool ProvisioningFileParser::checkMAC(const Node& root) const noexcept {
     const std::string device = propertyApi->getValue(MAC_ADDRESS);
     if (!root.hasAttr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR))
         return true;
-    // Over the length of the device's address only: what the file carries behind it does not count.
+    // Over the length of the device's address only: what follows it in the file does not count.
     const std::string meant = root.attr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR);
     return meant.size() >= device.size() &&
            std::equal(device.begin(), device.end(), meant.begin(), equalIgnoringCase);

@@ -87,7 +87,8 @@ private:
     common::TurnTaker starting;
     std::shared_ptr<RunReport> report;
     std::mutex networkStatusMutex;
-    /// Held so that no notification reaches a worker that is gone.
+    /// Held on purpose, and not for as long as the store lives: that outlives the worker, and no
+    /// notification may reach a worker that is gone.
     std::unique_ptr<propertyapi::ISubscription> networkSubscription;
 };
 
