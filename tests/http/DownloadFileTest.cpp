@@ -103,15 +103,6 @@ TEST_F(DownloadFileTest, LeavesExistingDirectoriesAsTheyAre) {
     EXPECT_EQ(modeOf("/a/b/c"), 0775U);
 }
 
-TEST_F(DownloadFileTest, TakesAFileNameOfFullLength) {
-    const std::string name(255, 'x');
-    DownloadFile file("/" + name, Access::OwnerOnly);
-    file.create();
-    write(file, "content");
-    file.commit();
-    EXPECT_EQ(root.read("/" + name), "content");
-}
-
 std::string failureOf(const std::function<void()>& operation) {
     try {
         operation();
@@ -139,25 +130,6 @@ TEST_F(DownloadFileTest, RemovesWhatAPowerCutLeftAndNothingElse) {
     write(running, "content");
     running.commit();
     EXPECT_EQ(root.read("/a/running"), "content");
-}
-
-TEST_F(DownloadFileTest, RefusesANameThatIsTooLongBeforeTheTransfer) {
-    const std::string directory = "/data/images/";
-    for (const std::size_t length : {256U, 10000U}) {
-        EXPECT_EQ(failureOf([&] {
-                      DownloadFile(directory + std::string(length, 'x'), Access::OwnerOnly);
-                  }),
-                  "Path \"" + directory + std::string(48, 'x') +
-                      "...\" refused: its file name has " + std::to_string(length) +
-                      " bytes, more than 255");
-    }
-    // Shortened between two characters, not inside of one.
-    std::string wide = "x";
-    for (int count = 0; count < 200; ++count)
-        wide += "\xc3\xa4";
-    EXPECT_THAT(failureOf([&] { DownloadFile("/" + wide, Access::OwnerOnly); }),
-                testing::StartsWith("Path \"/" + wide.substr(0, 47) + "...\" refused: "));
-    EXPECT_FALSE(root.exists("/data"));
 }
 
 TEST_F(DownloadFileTest, RefusesTheNameOfATemporaryFileAndTakesOneAlike) {

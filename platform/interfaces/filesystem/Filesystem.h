@@ -8,9 +8,11 @@
 /// is refused. What is written or made stays where its path says: a symbolic link on the way to it
 /// is followed only in the top that the distribution lays out (the root directory, the first
 /// component of the path, "/var/volatile") and an error below, and one in the place of a written
-/// file is replaced. All failures are std::runtime_error whose text names the operation, the path
-/// and the cause; where the system refused, a std::system_error with its error number. Every
-/// operation may be called from every thread.
+/// file is replaced. A file name longer than 255 bytes stands on the disk as its first 190 bytes,
+/// "~" and the SHA-256 of the whole name in lower-case hexadecimal, for every operation of the
+/// platform alike. All failures are std::runtime_error whose text names the operation, the path and
+/// the cause; where the system refused, a std::system_error with its error number. Every operation
+/// may be called from every thread.
 namespace filesystem {
 
 /// Modes of files at creation; the process's umask applies.

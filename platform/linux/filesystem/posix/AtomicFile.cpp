@@ -9,7 +9,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <climits>
 #include <stdexcept>
 
 namespace filesystem {
@@ -23,17 +22,14 @@ std::string operationOn(const std::string& phonePath) {
 } // namespace
 
 AtomicFile::AtomicFile(const std::string& phonePath, const Creation& creation) : path_(phonePath) {
-    root::check(phonePath);
-    const std::size_t slash = phonePath.rfind('/');
-    name_ = phonePath.substr(slash + 1);
+    const std::string onDisk = root::onDisk(phonePath);
+    const std::size_t slash = onDisk.rfind('/');
+    name_ = onDisk.substr(slash + 1);
     if (name_.empty())
         fail(Step::Create, EISDIR);
-    if (name_.size() > NAME_MAX)
-        fail(Step::Create, ENAMETOOLONG);
     if (isTemporaryName(name_))
         throw std::runtime_error(operationOn(path_) + ": only temporary files have such a name");
-    directory_.emplace(phonePath.substr(0, slash + 1), Directory::Use::Files,
-                       creation.directoryMode);
+    directory_.emplace(onDisk.substr(0, slash + 1), Directory::Use::Files, creation.directoryMode);
     if (!directory_->isOpen())
         directory_->fail(operationOn(path_));
     removeAbandonedFiles(directory_->get());

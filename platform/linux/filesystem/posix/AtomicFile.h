@@ -48,7 +48,7 @@ private:
     [[noreturn]] void fail(Step step, int cause);
 
     std::string path_;      ///< the phone's, for messages
-    std::string name_;      ///< in directory_
+    std::string name_;      ///< in directory_, on the disk
     std::string temporary_; ///< in directory_; empty when there is none
     std::optional<Directory> directory_;
     Descriptor file_;

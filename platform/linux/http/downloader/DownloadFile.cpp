@@ -6,7 +6,6 @@
 #include "logger/Logger.h"
 #include "text/Quote.h"
 
-#include <climits>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -41,18 +40,6 @@ const char* textOf(Step step) {
     return "";
 }
 
-/// The path with as much of its file name as tells which one it is.
-std::string shortened(const std::string& path, std::size_t nameBegin) {
-    constexpr std::size_t SHOWN = 48;
-    std::size_t end = nameBegin + SHOWN;
-    const auto insideCharacter = [&] {
-        return (static_cast<unsigned char>(path[end]) & 0xc0U) == 0x80U;
-    };
-    while (end > nameBegin && insideCharacter())
-        --end;
-    return path.substr(0, end) + "...";
-}
-
 [[noreturn]] void refuse(const std::string& path, const std::string& why) {
     throw std::runtime_error("Path " + quote(path) + " refused: " + why);
 }
@@ -61,12 +48,8 @@ std::string shortened(const std::string& path, std::size_t nameBegin) {
 void check(const std::string& path) {
     root::check(path);
     const std::size_t nameBegin = path.rfind('/') + 1;
-    const std::size_t length = path.size() - nameBegin;
-    if (length == 0)
+    if (nameBegin == path.size())
         refuse(path, "it names no file");
-    if (length > NAME_MAX)
-        refuse(shortened(path, nameBegin), "its file name has " + std::to_string(length) +
-                                               " bytes, more than " + std::to_string(NAME_MAX));
     if (filesystem::isTemporaryName(std::string_view(path).substr(nameBegin)))
         refuse(path, "only temporary files have such a name");
 }

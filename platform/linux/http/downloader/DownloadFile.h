@@ -15,7 +15,7 @@ namespace http {
 /// the path and the cause.
 class DownloadFile {
 public:
-    /// Checks the phone's path, the length of the file name included; touches nothing yet.
+    /// Checks the phone's path; touches nothing yet.
     DownloadFile(std::string path, Access access);
     DownloadFile(const DownloadFile&) = delete;
     DownloadFile& operator=(const DownloadFile&) = delete;
