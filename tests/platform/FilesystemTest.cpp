@@ -181,12 +181,13 @@ TEST_F(Filesystem, SaysWhyAFileCannotBeWritten) {
         {"/none/file", "No such file or directory"},
         {"/d/file/below", "Not a directory"},
         {"/d/sub", "Is a directory"},
-        {"/d/sub/", "Is a directory"},
         {"/" + std::string(256, 'n') + "/file", "File name too long"},
     };
     for (const auto& [path, cause] : cases)
         EXPECT_THAT([path = path] { filesystem::write(path, "content"); },
                     ThrowsMessage<std::runtime_error>("Writing \"" + path + "\": " + cause));
+    EXPECT_THAT([] { filesystem::write("/d/sub/", "content"); },
+                ThrowsMessage<std::runtime_error>("Path \"/d/sub/\" refused: it names no file"));
     EXPECT_EQ(namesIn(phone.host("/d")), (std::set<std::string>{"file", "sub"}));
 }
 
@@ -415,8 +416,8 @@ TEST_F(Filesystem, NamesAlikeTemporaryOnesAreAllowedAndThoseOfTemporaryOnesRefus
     }
     for (const std::string name : {ABANDONED, ABANDONED_FORMER})
         EXPECT_THAT([&] { filesystem::write("/d/" + name, "content"); },
-                    ThrowsMessage<std::runtime_error>("Writing \"/d/" + name +
-                                                      "\": only temporary files have such a name"));
+                    ThrowsMessage<std::runtime_error>(
+                        "Path \"/d/" + name + "\" refused: only temporary files have such a name"));
     EXPECT_EQ(namesIn(phone.host("/d")), ALIKE);
 }
 

@@ -3,6 +3,7 @@
 #include "AbandonedFiles.h"
 #include "Root.h"
 #include "TemporaryName.h"
+#include "text/Quote.h"
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -19,17 +20,50 @@ std::string operationOn(const std::string& phonePath) {
     return "Writing \"" + phonePath + "\"";
 }
 
+[[noreturn]] void refuse(const std::string& phonePath, const char* why) {
+    throw std::runtime_error("Path " + quote(phonePath) + " refused: " + why);
+}
+
+/// Where a file is to stand.
+struct Target {
+    std::string directory; ///< the phone's path
+    std::string name;      ///< on the disk
+};
+
+Target targetOf(const std::string& phonePath) {
+    const std::string path = root::onDisk(phonePath);
+    const std::size_t nameBegin = path.rfind('/') + 1;
+    Target target{path.substr(0, nameBegin), path.substr(nameBegin)};
+    if (target.name.empty())
+        refuse(phonePath, "it names no file");
+    if (isTemporaryName(target.name))
+        refuse(phonePath, "only temporary files have such a name");
+    return target;
+}
+
+bool isDirectory(int parent, const std::string& name) {
+    struct stat status {};
+    return ::fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISDIR(status.st_mode);
+}
+
 } // namespace
 
+void AtomicFile::check(const std::string& phonePath) {
+    const Target target = targetOf(phonePath);
+    const Directory directory(target.directory, Directory::Use::Search);
+    if (directory.isMissing())
+        return;
+    if (!directory.isOpen())
+        directory.fail(operationOn(phonePath));
+    if (isDirectory(directory.get(), target.name))
+        throw WriteError(phonePath, Step::Create, EISDIR);
+}
+
 AtomicFile::AtomicFile(const std::string& phonePath, const Creation& creation) : path_(phonePath) {
-    const std::string onDisk = root::onDisk(phonePath);
-    const std::size_t slash = onDisk.rfind('/');
-    name_ = onDisk.substr(slash + 1);
-    if (name_.empty())
-        fail(Step::Create, EISDIR);
-    if (isTemporaryName(name_))
-        throw std::runtime_error(operationOn(path_) + ": only temporary files have such a name");
-    directory_.emplace(onDisk.substr(0, slash + 1), Directory::Use::Files, creation.directoryMode);
+    Target target = targetOf(phonePath);
+    name_ = std::move(target.name);
+    directory_.emplace(target.directory, Directory::Use::Files, creation.directoryMode);
     if (!directory_->isOpen())
         directory_->fail(operationOn(path_));
     removeAbandonedFiles(directory_->get());

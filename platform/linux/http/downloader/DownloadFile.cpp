@@ -1,13 +1,10 @@
 #include "DownloadFile.h"
 
-#include "Root.h"
-#include "TemporaryName.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
 #include "text/Quote.h"
 
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
 namespace http {
@@ -40,25 +37,15 @@ const char* textOf(Step step) {
     return "";
 }
 
-[[noreturn]] void refuse(const std::string& path, const std::string& why) {
-    throw std::runtime_error("Path " + quote(path) + " refused: " + why);
-}
-
-/// Before the transfer, not after all of it.
-void check(const std::string& path) {
-    root::check(path);
-    const std::size_t nameBegin = path.rfind('/') + 1;
-    if (nameBegin == path.size())
-        refuse(path, "it names no file");
-    if (filesystem::isTemporaryName(std::string_view(path).substr(nameBegin)))
-        refuse(path, "only temporary files have such a name");
-}
-
 } // namespace
 
 DownloadFile::DownloadFile(std::string path, Access access)
     : path_(std::move(path)), access_(access) {
-    check(path_);
+    try {
+        filesystem::AtomicFile::check(path_);
+    } catch (const filesystem::WriteError& error) {
+        fail(error);
+    }
 }
 
 void DownloadFile::create() {
