@@ -13,4 +13,20 @@ inline std::set<std::string> namesIn(const std::string& hostPath) {
     return names;
 }
 
+/// Names that look like those of temporary files and are none.
+inline const std::set<std::string> ALIKE{
+    ".tmp-0123456789abcde",
+    ".tmp-0123456789abcdef0",
+    ".tmp-0123456789abcdeF",
+    ".tmp-0123456789abcdeg",
+    ".tmp-",
+    ".tmp_0123456789abcdef",
+    ".Tmp-0123456789abcdef",
+    "tmp-0123456789abcdef",
+    ".tmp-0123456789abcdef.gz",
+    "x.tmp-0123456789abcdef",
+    ".download-Ab3dEf",
+    ".download-bg.png",
+};
+
 #endif

@@ -320,7 +320,7 @@ class RealFileNamesTest : public FileNamesTest {};
 
 TEST_P(RealFileNamesTest, NameOfATemporaryFileIsRefused) {
     expectNameRefused("/.tmp-0123456789abcdef", ".tmp-0123456789abcdef");
-    expectNameRefused("/.download-AbCdEf", ".download-AbCdEf");
+    expectKeptAs("/.download-AbCdEf", ".download-AbCdEf");
     expectKeptAs("/.download-bg.png", ".download-bg.png");
     expectKeptAs("/.tmp-1", ".tmp-1");
 }

@@ -1,12 +1,12 @@
 #include "AtomicFile.h"
 
-#include "AbandonedFiles.h"
 #include "Root.h"
 #include "TemporaryName.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -47,6 +47,13 @@ bool isDirectory(int parent, const std::string& name) {
            S_ISDIR(status.st_mode);
 }
 
+/// Against removal as an abandoned file, in all processes, until its last descriptor is closed.
+/// False when another process has it locked, to remove it. A file system without locks has no files
+/// removed, either.
+bool lock(int file) {
+    return ::flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
 } // namespace
 
 void AtomicFile::check(const std::string& phonePath) {
@@ -66,7 +73,6 @@ AtomicFile::AtomicFile(const std::string& phonePath, const Creation& creation) :
     directory_.emplace(target.directory, Directory::Use::Files, creation.directoryMode);
     if (!directory_->isOpen())
         directory_->fail(operationOn(path_));
-    removeAbandonedFiles(directory_->get());
     openTemporary(creation);
 }
 
@@ -95,8 +101,9 @@ void AtomicFile::openTemporary(const Creation& creation) {
 
 /// False when another process took it for an abandoned one before it was locked.
 bool AtomicFile::claimTemporary(const Creation& creation) {
-    if (!lockAgainstRemoval(file_.get()))
+    if (!lock(file_.get()))
         return false;
+    // It may be removed already.
     struct stat status {};
     if (::fstat(file_.get(), &status) != 0)
         fail(Step::Create, errno);

@@ -13,9 +13,8 @@ namespace filesystem {
 
 /// A file that is written under a temporary name in its own directory and takes its place at once
 /// with commit(): a reader or a power cut sees the old or the new content and never a part. What is
-/// not committed is removed; what a power cut left, by the next process that writes a file into the
-/// directory. A symbolic link in the file's place is replaced, one on the way to it is an error
-/// (see Directory). All errors are
+/// not committed is removed; what a power cut left, by removeAbandonedFiles(). A symbolic link in
+/// the file's place is replaced, one on the way to it is an error (see Directory). All errors are
 /// std::runtime_error with the path and the cause, those of the system WriteError; after one the
 /// temporary file is gone and nothing can be committed any more, and the old file is there as it
 /// was, unless it was the flush of the directory that failed. For one thread at a time.
