@@ -123,6 +123,7 @@ void removeAbandonedFiles(const std::string& directory, Within within) {
 void removeRegularFiles(const std::string& directory, const std::vector<std::string>& kept) {
     try {
         std::vector<std::string> keptOnDisk;
+        keptOnDisk.reserve(kept.size());
         for (const std::string& path : kept)
             keptOnDisk.push_back(normalised(root::onDisk(path)));
         lookThrough(directory, Within::DirectoryAndThoseInIt, [&](const Found& file) {
