@@ -11,7 +11,8 @@
 #include <vector>
 
 /// Reader of XML documents as a tree of elements. Text, comments and processing instructions are
-/// passed over; no entity but the five predefined ones and character references is expanded.
+/// passed over. References to characters and to the five predefined entities are expanded; there
+/// are no others.
 namespace common::xml {
 
 /// A document that is refused; the text says line, column and what is wrong.
@@ -44,6 +45,40 @@ public:
         void* element_ = nullptr;
     };
 
+    /// One attribute where it lies in the document; valid as long as that.
+    struct AttributeView {
+        std::string_view name;
+        std::string_view value;
+    };
+
+    class AttributeIterator {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = AttributeView;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const AttributeView*;
+        using reference = AttributeView;
+
+        AttributeIterator() = default;
+        explicit AttributeIterator(void* attribute) : attribute_(attribute) {}
+        AttributeView operator*() const;
+        AttributeIterator& operator++();
+        bool operator==(const AttributeIterator& other) const = default;
+
+    private:
+        void* attribute_ = nullptr;
+    };
+
+    class AttributeRange {
+    public:
+        explicit AttributeRange(AttributeIterator begin) : begin_(begin) {}
+        AttributeIterator begin() const { return begin_; }
+        static AttributeIterator end() { return AttributeIterator(); }
+
+    private:
+        AttributeIterator begin_;
+    };
+
     /// element: the reader's own handle of an element.
     explicit Node(void* element) : element_(element) {}
 
@@ -53,6 +88,8 @@ public:
     bool hasAttr(std::string_view name) const;
     /// All attributes in document order, repeated ones included.
     std::vector<Attribute> attrs() const;
+    /// The same ones without copies.
+    AttributeRange attributes() const;
     /// Child elements in document order.
     Iterator begin() const;
     Iterator end() const { return Iterator(); }
@@ -81,9 +118,15 @@ private:
 
 constexpr std::size_t MAX_BYTES = std::size_t{16} << 20U;
 constexpr unsigned int MAX_DEPTH = 64; ///< levels of nesting; the root is level 1
+constexpr std::size_t MAX_ELEMENTS_AND_ATTRIBUTES = 500'000; ///< together
 
-/// Parses a text in UTF-8. Refused with XmlException: what is not well-formed, invalid UTF-8, more
-/// than MAX_BYTES, nesting deeper than MAX_DEPTH, a document type declaration.
+/// Parses a text in UTF-8, with or without a byte order mark, or US-ASCII. Refused with
+/// XmlException: what is not well-formed by XML 1.0 (a repeated attribute excepted), what is not
+/// valid in its encoding, a declaration of another encoding ("UTF-8", "utf8", "US-ASCII" and
+/// "ASCII" in any case are known) or of a version that is not "1." and digits, UTF-16 and UTF-32, a
+/// document type declaration, a reference to an entity that is not predefined, and what exceeds one
+/// of the limits above. A document takes the memory of its text and less than 100 bytes for each
+/// element and attribute, and no more while it is parsed.
 Document parse(std::string text);
 
 } // namespace common::xml

@@ -3,14 +3,32 @@
 #include "Ascii.h"
 #include "text/Quote.h"
 
+#include <openssl/sha.h>
+
 #include <algorithm>
+#include <array>
+#include <climits>
 #include <cstdlib>
+#include <new>
 #include <stdexcept>
 #include <string_view>
 
 namespace root {
 
 namespace {
+
+/// SHA-256 in lower-case hexadecimal.
+std::string digestOf(std::string_view text) {
+    constexpr std::string_view DIGITS = "0123456789abcdef";
+    std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+    if (SHA256(bytes, text.size(), digest.data()) == nullptr)
+        throw std::bad_alloc();
+    std::string result;
+    for (const unsigned char byte : digest)
+        result.append({DIGITS[byte >> 4U], DIGITS[byte & 0xfU]});
+    return result;
+}
 
 [[noreturn]] void refuse(const std::string& path, const char* why) {
     throw std::runtime_error("Path " + quote(path) + " refused: " + why);
@@ -41,9 +59,18 @@ void check(const std::string& phonePath) {
     }
 }
 
-std::string toHost(const std::string& phonePath) {
+std::string onDisk(const std::string& phonePath) {
+    constexpr std::size_t KEPT = 190;
     check(phonePath);
-    return directory() + phonePath;
+    const std::size_t nameBegin = phonePath.rfind('/') + 1;
+    if (phonePath.size() - nameBegin <= NAME_MAX)
+        return phonePath;
+    return phonePath.substr(0, nameBegin + KEPT) + "~" +
+           digestOf(std::string_view(phonePath).substr(nameBegin));
+}
+
+std::string toHost(const std::string& phonePath) {
+    return directory() + onDisk(phonePath);
 }
 
 } // namespace root

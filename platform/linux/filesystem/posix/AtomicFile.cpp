@@ -1,15 +1,15 @@
 #include "AtomicFile.h"
 
-#include "AbandonedFiles.h"
 #include "Root.h"
 #include "TemporaryName.h"
+#include "text/Quote.h"
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <climits>
 #include <stdexcept>
 
 namespace filesystem {
@@ -20,23 +20,59 @@ std::string operationOn(const std::string& phonePath) {
     return "Writing \"" + phonePath + "\"";
 }
 
+[[noreturn]] void refuse(const std::string& phonePath, const char* why) {
+    throw std::runtime_error("Path " + quote(phonePath) + " refused: " + why);
+}
+
+/// Where a file is to stand.
+struct Target {
+    std::string directory; ///< the phone's path
+    std::string name;      ///< on the disk
+};
+
+Target targetOf(const std::string& phonePath) {
+    const std::string path = root::onDisk(phonePath);
+    const std::size_t nameBegin = path.rfind('/') + 1;
+    Target target{path.substr(0, nameBegin), path.substr(nameBegin)};
+    if (target.name.empty())
+        refuse(phonePath, "it names no file");
+    if (isTemporaryName(target.name))
+        refuse(phonePath, "only temporary files have such a name");
+    return target;
+}
+
+bool isDirectory(int parent, const std::string& name) {
+    struct stat status {};
+    return ::fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISDIR(status.st_mode);
+}
+
+/// Against removal as an abandoned file, in all processes, until its last descriptor is closed.
+/// False when another process has it locked, to remove it. A file system without locks has no files
+/// removed, either.
+bool lock(int file) {
+    return ::flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
 } // namespace
 
+void AtomicFile::check(const std::string& phonePath) {
+    const Target target = targetOf(phonePath);
+    const Directory directory(target.directory, Directory::Use::Search);
+    if (directory.isMissing())
+        return;
+    if (!directory.isOpen())
+        directory.fail(operationOn(phonePath));
+    if (isDirectory(directory.get(), target.name))
+        throw WriteError(phonePath, Step::Create, EISDIR);
+}
+
 AtomicFile::AtomicFile(const std::string& phonePath, const Creation& creation) : path_(phonePath) {
-    root::check(phonePath);
-    const std::size_t slash = phonePath.rfind('/');
-    name_ = phonePath.substr(slash + 1);
-    if (name_.empty())
-        fail(Step::Create, EISDIR);
-    if (name_.size() > NAME_MAX)
-        fail(Step::Create, ENAMETOOLONG);
-    if (isTemporaryName(name_))
-        throw std::runtime_error(operationOn(path_) + ": only temporary files have such a name");
-    directory_.emplace(phonePath.substr(0, slash + 1), Directory::Use::Files,
-                       creation.directoryMode);
+    Target target = targetOf(phonePath);
+    name_ = std::move(target.name);
+    directory_.emplace(target.directory, Directory::Use::Files, creation.directoryMode);
     if (!directory_->isOpen())
         directory_->fail(operationOn(path_));
-    removeAbandonedFiles(directory_->get());
     openTemporary(creation);
 }
 
@@ -65,8 +101,9 @@ void AtomicFile::openTemporary(const Creation& creation) {
 
 /// False when another process took it for an abandoned one before it was locked.
 bool AtomicFile::claimTemporary(const Creation& creation) {
-    if (!lockAgainstRemoval(file_.get()))
+    if (!lock(file_.get()))
         return false;
+    // It may be removed already.
     struct stat status {};
     if (::fstat(file_.get(), &status) != 0)
         fail(Step::Create, errno);

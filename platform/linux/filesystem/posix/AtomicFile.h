@@ -13,12 +13,11 @@ namespace filesystem {
 
 /// A file that is written under a temporary name in its own directory and takes its place at once
 /// with commit(): a reader or a power cut sees the old or the new content and never a part. What is
-/// not committed is removed; what a power cut left, by the next process that writes a file into the
-/// directory. A symbolic link in the file's place is replaced, one on the way to it is an error
-/// (see Directory). All errors are std::runtime_error with the path and the cause, those of the
-/// system WriteError; after one the temporary file is gone and nothing can be committed any more,
-/// and the old file is there as it was, unless it was the flush of the directory that failed. For
-/// one thread at a time.
+/// not committed is removed; what a power cut left, by removeAbandonedFiles(). A symbolic link in
+/// the file's place is replaced, one on the way to it is an error (see Directory). All errors are
+/// std::runtime_error with the path and the cause, those of the system WriteError; after one the
+/// temporary file is gone and nothing can be committed any more, and the old file is there as it
+/// was, unless it was the flush of the directory that failed. For one thread at a time.
 class AtomicFile {
 public:
     struct Creation {
@@ -27,6 +26,10 @@ public:
         /// Missing directories are made with this mode, whatever the umask; else they are an error.
         std::optional<unsigned int> directoryMode = std::nullopt;
     };
+
+    /// Throws what stands in the way of a file with that path, as far as it can be told beforehand;
+    /// makes nothing. Directories that are missing do not stand in the way.
+    static void check(const std::string& phonePath);
 
     AtomicFile(const std::string& phonePath, const Creation& creation);
     ~AtomicFile();
@@ -48,7 +51,7 @@ private:
     [[noreturn]] void fail(Step step, int cause);
 
     std::string path_;      ///< the phone's, for messages
-    std::string name_;      ///< in directory_
+    std::string name_;      ///< in directory_, on the disk
     std::string temporary_; ///< in directory_; empty when there is none
     std::optional<Directory> directory_;
     Descriptor file_;

@@ -105,9 +105,12 @@ bool Directory::enter(const std::string& name, int flags) {
         return true;
     }
     const int cause = errno;
+    const bool link = isLink(directory_.get(), name);
+    if (cause == ENOENT && link)
+        return stop(ENOTDIR); // it leads to nowhere
     if (cause == ENOENT && modeOfMissing_)
         return make(name, flags);
-    isLink_ = (flags & O_NOFOLLOW) != 0 && isLink(directory_.get(), name);
+    isLink_ = (flags & O_NOFOLLOW) != 0 && link;
     return stop(cause);
 }
 
@@ -117,10 +120,10 @@ bool Directory::make(const std::string& name, int flags) {
     if (::mkdirat(parent, name.c_str(), mode) != 0) {
         if (errno != EEXIST)
             return stop(errno);
-        // Somebody else made it in the meantime, or it is a symbolic link to nowhere.
+        // Somebody else made it in the meantime.
         const int next = ::openat(parent, name.c_str(), flags);
         if (next < 0)
-            return stop(errno == ENOENT ? ENOTDIR : errno);
+            return stop(errno);
         directory_.reset(next);
         return true;
     }

@@ -3,6 +3,7 @@
 
 #include "Descriptor.h"
 
+#include <cerrno>
 #include <optional>
 #include <string>
 
@@ -30,6 +31,8 @@ public:
 
     bool isOpen() const { return directory_.isOpen(); }
     int get() const { return directory_.get(); }
+    /// It is closed because it, or one above it, does not exist.
+    bool isMissing() const { return !isOpen() && cause_ == ENOENT; }
 
     /// Throws why it is closed: std::system_error with the system's error number, or
     /// std::runtime_error that names the symbolic link in the way. operation: begins the text.

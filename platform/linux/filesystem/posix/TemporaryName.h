@@ -10,9 +10,8 @@ namespace filesystem {
 /// so that the longest file name has one, too.
 std::string makeTemporaryName();
 
-/// True for every name that files being written have or, in earlier versions of the software, had
-/// (".download-" and 6 letters or digits). No file may be called so: it would be taken for one that
-/// a power cut left, and removed.
+/// True for every name of that form. No file may be called so: it would be taken for one that a
+/// power cut left, and removed.
 bool isTemporaryName(std::string_view name);
 
 } // namespace filesystem

@@ -1,14 +1,10 @@
 #include "DownloadFile.h"
 
-#include "Root.h"
-#include "TemporaryName.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
 #include "text/Quote.h"
 
-#include <climits>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
 namespace http {
@@ -41,41 +37,15 @@ const char* textOf(Step step) {
     return "";
 }
 
-/// The path with as much of its file name as tells which one it is.
-std::string shortened(const std::string& path, std::size_t nameBegin) {
-    constexpr std::size_t SHOWN = 48;
-    std::size_t end = nameBegin + SHOWN;
-    const auto insideCharacter = [&] {
-        return (static_cast<unsigned char>(path[end]) & 0xc0U) == 0x80U;
-    };
-    while (end > nameBegin && insideCharacter())
-        --end;
-    return path.substr(0, end) + "...";
-}
-
-[[noreturn]] void refuse(const std::string& path, const std::string& why) {
-    throw std::runtime_error("Path " + quote(path) + " refused: " + why);
-}
-
-/// Before the transfer, not after all of it.
-void check(const std::string& path) {
-    root::check(path);
-    const std::size_t nameBegin = path.rfind('/') + 1;
-    const std::size_t length = path.size() - nameBegin;
-    if (length == 0)
-        refuse(path, "it names no file");
-    if (length > NAME_MAX)
-        refuse(shortened(path, nameBegin), "its file name has " + std::to_string(length) +
-                                               " bytes, more than " + std::to_string(NAME_MAX));
-    if (filesystem::isTemporaryName(std::string_view(path).substr(nameBegin)))
-        refuse(path, "only temporary files have such a name");
-}
-
 } // namespace
 
 DownloadFile::DownloadFile(std::string path, Access access)
     : path_(std::move(path)), access_(access) {
-    check(path_);
+    try {
+        filesystem::AtomicFile::check(path_);
+    } catch (const filesystem::WriteError& error) {
+        fail(error);
+    }
 }
 
 void DownloadFile::create() {

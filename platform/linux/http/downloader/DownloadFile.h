@@ -15,7 +15,8 @@ namespace http {
 /// the path and the cause.
 class DownloadFile {
 public:
-    /// Checks the phone's path, the length of the file name included; touches nothing yet.
+    /// Refuses what is known to be in the way already: a path that leads elsewhere, a symbolic link
+    /// or a file on the way, a directory in the file's place. Touches nothing yet.
     DownloadFile(std::string path, Access access);
     DownloadFile(const DownloadFile&) = delete;
     DownloadFile& operator=(const DownloadFile&) = delete;

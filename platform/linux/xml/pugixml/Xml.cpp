@@ -1,8 +1,10 @@
 #include "xml/Xml.h"
 
+#include "Scanner.h"
+#include "TextRemoval.h"
 #include "WellFormedness.h"
 
-#include <iterator>
+#include <algorithm>
 #include <new>
 #include <pugixml.hpp>
 
@@ -24,15 +26,28 @@ void* elementFrom(pugi::xml_node node) {
     return node.internal_object();
 }
 
-pugi::xml_attribute findAttribute(void* element, std::string_view name) {
-    for (const pugi::xml_attribute attribute : toLibrary(element).attributes()) {
-        if (name == attribute.name())
-            return attribute;
-    }
-    return {};
+pugi::xml_attribute toAttribute(void* attribute) {
+    return pugi::xml_attribute(static_cast<pugi::xml_attribute_struct*>(attribute));
+}
+
+Node::AttributeIterator findAttribute(const Node::AttributeRange& attributes,
+                                      std::string_view name) {
+    return std::find_if(
+        attributes.begin(), attributes.end(),
+        [name](const Node::AttributeView& attribute) { return attribute.name == name; });
 }
 
 } // namespace
+
+Node::AttributeView Node::AttributeIterator::operator*() const {
+    const pugi::xml_attribute attribute = toAttribute(attribute_);
+    return {attribute.name(), attribute.value()};
+}
+
+Node::AttributeIterator& Node::AttributeIterator::operator++() {
+    attribute_ = toAttribute(attribute_).next_attribute().internal_object();
+    return *this;
+}
 
 struct Document::Impl {
     explicit Impl(std::string content) : text(std::move(content)) {}
@@ -51,20 +66,24 @@ std::string Node::tag() const {
 }
 
 std::string Node::attr(std::string_view name) const {
-    return findAttribute(element_, name).value();
+    const auto found = findAttribute(attributes(), name);
+    return found == AttributeIterator() ? std::string() : std::string((*found).value);
 }
 
 bool Node::hasAttr(std::string_view name) const {
-    return !findAttribute(element_, name).empty();
+    return findAttribute(attributes(), name) != AttributeIterator();
 }
 
 std::vector<Node::Attribute> Node::attrs() const {
-    const auto attributes = toLibrary(element_).attributes();
     std::vector<Attribute> result;
-    result.reserve(static_cast<std::size_t>(std::distance(attributes.begin(), attributes.end())));
-    for (const pugi::xml_attribute attribute : attributes)
-        result.emplace_back(attribute.name(), attribute.value());
+    for (const AttributeView attribute : attributes())
+        result.emplace_back(attribute.name, attribute.value);
     return result;
+}
+
+Node::AttributeRange Node::attributes() const {
+    return AttributeRange(
+        AttributeIterator(toLibrary(element_).first_attribute().internal_object()));
 }
 
 Node::Iterator Node::begin() const {
@@ -88,6 +107,7 @@ Document parse(std::string text) {
     if (text.size() > MAX_BYTES)
         refuseAt(text, 0, "the document is larger than " + std::to_string(MAX_BYTES) + " bytes");
     checkWellFormed(text);
+    removeText(text);
     auto impl = std::make_unique<Document::Impl>(std::move(text));
     const pugi::xml_parse_result result = impl->document.load_buffer_inplace(
         impl->text.data(), impl->text.size(), OPTIONS, pugi::encoding_utf8);

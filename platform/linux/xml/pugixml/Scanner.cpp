@@ -1,0 +1,157 @@
+#include "Scanner.h"
+
+#include "Utf8.h"
+#include "text/Quote.h"
+#include "xml/Xml.h"
+
+#include <algorithm>
+#include <array>
+
+namespace common::xml {
+
+namespace {
+
+constexpr std::size_t NONE = std::string_view::npos;
+
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+
+template <std::size_t SIZE>
+bool isIn(const std::array<Range, SIZE>& ranges, char32_t code) {
+    return std::any_of(ranges.begin(), ranges.end(), [code](const Range& range) {
+        return code >= range.first && code <= range.last;
+    });
+}
+
+/// Characters that a document may hold.
+constexpr std::array<Range, 6> CHARACTERS{{
+    {0x20, 0xd7ff},
+    {0x9, 0x9},
+    {0xa, 0xa},
+    {0xd, 0xd},
+    {0xe000, 0xfffd},
+    {0x10000, 0x10ffff},
+}};
+
+/// Characters that a name may begin with …
+constexpr std::array<Range, 16> NAME_START{{
+    {'a', 'z'},
+    {'A', 'Z'},
+    {'_', '_'},
+    {':', ':'},
+    {0xc0, 0xd6},
+    {0xd8, 0xf6},
+    {0xf8, 0x2ff},
+    {0x370, 0x37d},
+    {0x37f, 0x1fff},
+    {0x200c, 0x200d},
+    {0x2070, 0x218f},
+    {0x2c00, 0x2fef},
+    {0x3001, 0xd7ff},
+    {0xf900, 0xfdcf},
+    {0xfdf0, 0xfffd},
+    {0x10000, 0xeffff},
+}};
+
+/// … and go on with, besides.
+constexpr std::array<Range, 6> NAME_REST{{
+    {'0', '9'},
+    {'-', '-'},
+    {'.', '.'},
+    {0xb7, 0xb7},
+    {0x300, 0x36f},
+    {0x203f, 0x2040},
+}};
+
+} // namespace
+
+void refuseAt(std::string_view text, std::size_t offset, const std::string& what) {
+    std::size_t line = 1;
+    std::size_t column = 1;
+    for (std::size_t at = text.starts_with(BYTE_ORDER_MARK) ? BYTE_ORDER_MARK.size() : 0;
+         at < offset;) {
+        const char character = text[at];
+        const bool ends =
+            character == '\n' || (character == '\r' && !text.substr(at + 1).starts_with('\n'));
+        line += ends ? 1U : 0U;
+        column = ends ? 1 : column + 1;
+        at += std::max<std::size_t>(utf8::first(text.substr(at)).size, 1);
+    }
+    throw XmlException("line " + std::to_string(line) + ", column " + std::to_string(column) +
+                       ": " + what);
+}
+
+std::string shown(std::string_view name) {
+    constexpr std::size_t LONGEST = 64;
+    return quote(std::string(name.substr(0, LONGEST))) + (name.size() > LONGEST ? "..." : "");
+}
+
+bool isBlank(char character) {
+    return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+}
+
+bool isCharacter(char32_t code) {
+    return isIn(CHARACTERS, code);
+}
+
+bool Scanner::skip(std::string_view part) {
+    if (!looksAt(part))
+        return false;
+    at_ += part.size();
+    return true;
+}
+
+bool Scanner::skip(char character) {
+    if (!looksAt(character))
+        return false;
+    ++at_;
+    return true;
+}
+
+bool Scanner::skipBlanks() {
+    const std::size_t begin = at_;
+    while (!atEnd() && isBlank(text_[at_]))
+        ++at_;
+    return at_ != begin;
+}
+
+bool Scanner::skipBehind(std::string_view end) {
+    const std::size_t found = text_.find(end, at_);
+    if (found == NONE)
+        return false;
+    at_ = found + end.size();
+    return true;
+}
+
+bool Scanner::skipTo(std::string_view characters) {
+    at_ = std::min(text_.find_first_of(characters, at_), text_.size());
+    return !atEnd();
+}
+
+std::string_view Scanner::name() {
+    const std::size_t begin = at_;
+    while (!atEnd()) {
+        const utf8::Character character = utf8::first(text_.substr(at_));
+        if (!isIn(NAME_START, character.code) && (at_ == begin || !isIn(NAME_REST, character.code)))
+            break;
+        at_ += character.size;
+    }
+    return text_.substr(begin, at_ - begin);
+}
+
+std::string_view Scanner::attributeName() {
+    const std::string_view attribute = name();
+    if (attribute.empty())
+        fail("the name of an attribute is expected");
+    skipBlanks();
+    if (!skip("="))
+        fail("the attribute " + shown(attribute) + " has no value");
+    skipBlanks();
+    if (!looksAt('"') && !looksAt('\''))
+        fail("the value of the attribute " + shown(attribute) + " is not in quotes");
+    return attribute;
+}
+
+} // namespace common::xml

@@ -1,0 +1,65 @@
+#ifndef XML_PUGIXML_SCANNER_H
+#define XML_PUGIXML_SCANNER_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace common::xml {
+
+/// That a document in UTF-8 may begin with; no part of it.
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
+
+/// Throws XmlException "line L, column C: WHAT" for a place in the text. Lines end at LF, CR LF or
+/// CR; columns count characters; both begin with 1.
+[[noreturn]] void refuseAt(std::string_view text, std::size_t offset, const std::string& what);
+
+/// A name as it is shown in a message: quoted, and cut where it is long.
+std::string shown(std::string_view name);
+
+bool isBlank(char character);
+/// True for what a document may hold.
+bool isCharacter(char32_t code);
+
+/// A place that moves through a text.
+class Scanner {
+public:
+    explicit Scanner(std::string_view text) : text_(text) {}
+
+    std::string_view text() const { return text_; }
+    std::size_t at() const { return at_; }
+    bool atEnd() const { return at_ == text_.size(); }
+    bool looksAt(std::string_view part) const { return text_.substr(at_).starts_with(part); }
+    bool looksAt(char character) const { return !atEnd() && text_[at_] == character; }
+    /// The character at the place, which is not the end.
+    char current() const { return text_[at_]; }
+    /// The same, and passes it.
+    char take() { return text_[at_++]; }
+
+    /// Each passes what it is asked to, or nothing: false.
+    bool skip(std::string_view part);
+    bool skip(char character);
+    bool skipBlanks();
+    /// A construct that ends with these characters.
+    bool skipBehind(std::string_view end);
+    /// Up to the first of these characters, or else, which is false too, to the end of the text.
+    bool skipTo(std::string_view characters);
+    /// Empty when there is none.
+    std::string_view name();
+    /// The name of an attribute, and what stands between it and its value: afterwards the place is
+    /// at the mark that opens the value.
+    std::string_view attributeName();
+
+    [[noreturn]] void fail(const std::string& what) const { fail(what, at_); }
+    [[noreturn]] void fail(const std::string& what, std::size_t offset) const {
+        refuseAt(text_, offset, what);
+    }
+
+private:
+    std::string_view text_;
+    std::size_t at_ = 0;
+};
+
+} // namespace common::xml
+
+#endif
