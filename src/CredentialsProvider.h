@@ -19,9 +19,9 @@ namespace ovo {
 /// Credentials from the property store, and from the user through the phone's screen.
 ///
 /// Several downloads may ask at once, a run's and the phone book's renewal. Two things are so on
-/// purpose: the user is asked one question at a time, since an answer does not say which question it
-/// belongs to; and each question is told to a listener, since a supervisor that has begun to wait
-/// for a sign of the run would otherwise wait for the user.
+/// purpose: the user is asked one question at a time, since an answer does not say which question
+/// it belongs to; and each question is told to a listener, since a supervisor that has begun to
+/// wait for a sign of the run would otherwise wait for the user.
 class CredentialsProvider : public http::ICredentialsProvider {
 public:
     /// configuration outlives the provider.

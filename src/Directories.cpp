@@ -8,5 +8,16 @@ const std::string Directories::NVM = WORKING_ROOT + "nvm/";
 const std::string Directories::CUSTOM = WORKING_ROOT + "custom/";
 const std::string Directories::PROVISIONING = WORKING_ROOT + "provisioning/";
 const std::string Directories::TRUSTED_CERTIFICATES = "/etc/ssl/certs/";
+const std::string Directories::CERTIFICATE_STORAGE = "/data/certs/_storage/";
+const std::string Directories::CLIENT_CERTIFICATES = "/data/certs/client/";
+const std::string Directories::WALLPAPERS = "/data/images/";
+const std::string Directories::FIRMWARE_UPDATES = "/config/swupdate/";
+const std::string Directories::CONTACTS = "/var/volatile/contacts/";
+
+const std::string Files::FETCHED_CERTIFICATE = Directories::CUSTOM + "user_cert.pem";
+const std::string Files::FETCHED_KEY = Directories::CUSTOM + "user_key.pem";
+const std::string Files::CLIENT_CERTIFICATE = Directories::CLIENT_CERTIFICATES + "user_cert.pem";
+const std::string Files::CLIENT_KEY = Directories::CLIENT_CERTIFICATES + "user_key.pem";
+const std::string Files::CLIENT_KEY_PASSWORD = Directories::CLIENT_CERTIFICATES + "user_pass.txt";
 
 } // namespace ovo

@@ -14,9 +14,24 @@ struct Directories {
     static const std::string PROVISIONING;
     /// Certificates that the phone trusts, one a file.
     static const std::string TRUSTED_CERTIFICATES;
+    // Where what is fetched is put, for other services and the downloader.
+    static const std::string CERTIFICATE_STORAGE;
+    static const std::string CLIENT_CERTIFICATES;
+    static const std::string WALLPAPERS;
+    static const std::string FIRMWARE_UPDATES;
+    static const std::string CONTACTS;
 
     /// Mode of the working directories.
     static constexpr unsigned int MODE = 0775;
+};
+
+/// Files of the client certificate: as they were fetched, and installed.
+struct Files {
+    static const std::string FETCHED_CERTIFICATE;
+    static const std::string FETCHED_KEY;
+    static const std::string CLIENT_CERTIFICATE;
+    static const std::string CLIENT_KEY;
+    static const std::string CLIENT_KEY_PASSWORD;
 };
 
 } // namespace ovo

@@ -1,5 +1,6 @@
 #include "LocalPhoneBookUpdater.h"
 
+#include "Directories.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
 
@@ -7,7 +8,6 @@ namespace ovo {
 
 namespace {
 
-constexpr char CONTACTS_DIRECTORY[] = "/var/volatile/contacts/";
 constexpr unsigned int CONTACTS_DIRECTORY_MODE = 0775;
 constexpr char FILE_NAME[] = "State.LocalDirectoryUpdate.FileName";
 constexpr char VERIFY[] = "State.LocalDirectoryUpdate.Verify";
@@ -32,9 +32,9 @@ bool LocalPhoneBookUpdater::update() {
     }
     LOG(1) << "Downloading PhoneBook from URL: " << source.getUrl();
     try {
-        if (!filesystem::doesDirectoryExist(CONTACTS_DIRECTORY))
-            filesystem::makeDirectory(CONTACTS_DIRECTORY, CONTACTS_DIRECTORY_MODE);
-        fileDownloader->download(source, CONTACTS_DIRECTORY + source.fileName,
+        if (!filesystem::doesDirectoryExist(Directories::CONTACTS))
+            filesystem::makeDirectory(Directories::CONTACTS, CONTACTS_DIRECTORY_MODE);
+        fileDownloader->download(source, Directories::CONTACTS + source.fileName,
                                  http::Access::Everyone);
         // The request makes the directory service read the name, so the name goes first.
         propertyApi.setValue(FILE_NAME, source.fileName);

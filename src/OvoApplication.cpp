@@ -34,6 +34,7 @@ void OvoApplication::setup() {
     const auto fileDownloader = std::make_shared<http::FileDownloader>(
         getRESTApi(), security, propertyApi, phoneConfig, credentialsProvider, DEFAULT_FILE_NAME);
     localPhoneBookUpdater = std::make_shared<LocalPhoneBookUpdater>(*propertyApi, fileDownloader);
+    removeAbandonedFiles();
     setupWorkingDirectories();
     decrypter = std::make_shared<http::Aes128CbcDecrypter>(KEY_FILE);
     auto runReport = std::make_shared<RunReport>();
@@ -62,6 +63,16 @@ void OvoApplication::setup() {
         },
         std::chrono::system_clock::now, sleep);
     Init(provisioningTimer, propertyApi, sleep).start();
+}
+
+/// What a power cut or the end of a process has left of files that were being written.
+void OvoApplication::removeAbandonedFiles() {
+    for (const std::string& directory :
+         {Directories::WALLPAPERS, Directories::CERTIFICATE_STORAGE,
+          Directories::CLIENT_CERTIFICATES, Directories::FIRMWARE_UPDATES, Directories::CONTACTS})
+        filesystem::removeAbandonedFiles(directory, filesystem::Within::Directory);
+    filesystem::removeAbandonedFiles(Directories::WORKING_ROOT,
+                                     filesystem::Within::DirectoryAndThoseInIt);
 }
 
 void OvoApplication::setupWorkingDirectories() {

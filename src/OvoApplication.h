@@ -32,6 +32,7 @@ public:
     void setupWorkingDirectory(const std::string& path) override;
 
 private:
+    static void removeAbandonedFiles();
     void setupWorkingDirectories();
 
     std::shared_ptr<http::ISecurity> security;

@@ -26,13 +26,6 @@ constexpr char ATTR_FLAGS[] = "flags";
 constexpr char ATTR_PASSWORD[] = "password";
 constexpr char FORCE_ACCEPT[] = "FORCE_ACCEPT";
 
-constexpr char CERTIFICATE_STORAGE[] = "/data/certs/_storage/";
-constexpr char CLIENT_DIRECTORY[] = "/data/certs/client/";
-constexpr char CLIENT_CERTIFICATE[] = "user_cert.pem";
-constexpr char CLIENT_KEY[] = "user_key.pem";
-constexpr char CLIENT_PASSWORD[] = "user_pass.txt";
-constexpr char WALLPAPER_DIRECTORY[] = "/data/images/";
-
 constexpr char SIP_CLIENT[] = "prov-client/sip-client";
 
 constexpr char PROVISIONING[] = "State.Provisioning";
@@ -131,8 +124,8 @@ bool CustomScenarioJobHandler::downloadCertificate(const Step& step) {
     const std::string flags = getCertificateFlags(step);
     LOG(1) << "Downloading certificate from URL " << quote(url.getUrl()) << " with flags "
            << quote(flags);
-    const std::string path =
-        http::formatPath(CERTIFICATE_STORAGE + url.fileName, *propertyApi, *phoneConfig);
+    const std::string path = http::formatPath(Directories::CERTIFICATE_STORAGE + url.fileName,
+                                              *propertyApi, *phoneConfig);
     const bool downloaded = attempt([&] {
         fileDownloader->download(url, path, http::Access::Everyone);
         return true;
@@ -168,14 +161,13 @@ bool CustomScenarioJobHandler::downloadClientCertificate(const Step& step) {
     const http::UrlInfo url = getUrl(step);
     LOG(1) << "Downloading client certificate from URL " << quote(url.getUrl());
     return attempt([&] {
-        const std::string temporary = Directories::CUSTOM + CLIENT_CERTIFICATE;
-        fileDownloader->download(url, temporary);
-        const auto certificate = security->loadCertificate(temporary);
+        fileDownloader->download(url, Files::FETCHED_CERTIFICATE);
+        const auto certificate = security->loadCertificate(Files::FETCHED_CERTIFICATE);
         if (!certificate->isValid()) {
             report.failed("the client certificate is not valid");
             return false;
         }
-        const bool saved = certificate->save(std::string(CLIENT_DIRECTORY) + CLIENT_CERTIFICATE);
+        const bool saved = certificate->save(Files::CLIENT_CERTIFICATE);
         notifyCertChanged(); // also when it was not saved
         return saved;
     });
@@ -185,18 +177,16 @@ bool CustomScenarioJobHandler::downloadPrivateKey(const Step& step) {
     const http::UrlInfo url = getUrl(step);
     LOG(1) << "Downloading client private key from URL " << quote(url.getUrl());
     return attempt([&] {
-        const std::string temporary = Directories::CUSTOM + CLIENT_KEY;
-        fileDownloader->download(url, temporary);
+        fileDownloader->download(url, Files::FETCHED_KEY);
         const std::string password = getPassword(step);
-        const auto key = security->loadPrivateKey(temporary, password);
-        const std::string directory = CLIENT_DIRECTORY;
+        const auto key = security->loadPrivateKey(Files::FETCHED_KEY, password);
         if (!key->isValid()) {
             report.failed("the client private key is not valid");
             return false;
         }
-        if (!key->save(directory + CLIENT_KEY, password))
+        if (!key->save(Files::CLIENT_KEY, password))
             return false;
-        filesystem::write(directory + CLIENT_PASSWORD, password);
+        filesystem::write(Files::CLIENT_KEY_PASSWORD, password);
         notifyCertChanged();
         return true;
     });
@@ -224,7 +214,7 @@ bool CustomScenarioJobHandler::downloadWallpaper(const Step& step) {
     const auto slash = text.rfind('/');
     const std::string fileName = slash == std::string::npos ? "" : text.substr(slash + 1);
     return attempt([&] {
-        fileDownloader->download(url, WALLPAPER_DIRECTORY + fileName, http::Access::Everyone);
+        fileDownloader->download(url, Directories::WALLPAPERS + fileName, http::Access::Everyone);
         return true;
     });
 }

@@ -1,5 +1,6 @@
 #include "JobHandlers/FirmwareJobHandler.h"
 
+#include "Directories.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "Utils.h"
 #include "firmware/HaldenFirmwareVersion.h"
@@ -22,7 +23,6 @@ constexpr char VERIFY[] = "State.FirmwareUpdate.Verify";
 constexpr char UPDATE_SYSTEM[] = "State.FirmwareUpdate.UpdateSystem";
 constexpr char REQUEST[] = "request";
 
-constexpr char UPDATE_DIRECTORY[] = "/config/swupdate/";
 constexpr char CLEANUP_COMMAND[] = "/usr/sbin/firmware-update-cleanup.sh";
 constexpr unsigned int CLEANUP_TIMEOUT_MS = 10000;
 
@@ -134,8 +134,8 @@ ProvisioningStatus FirmwareJobHandler::downloadFirmware(const std::string& url) 
     try {
         const http::UrlInfo firmwareUrl =
             Utils::prependServerAddressToRelativeURL(url, serverAddress.getAbsolutePath());
-        const std::string localPath =
-            http::formatPath(UPDATE_DIRECTORY + firmwareUrl.fileName, *propertyApi, *phoneConfig);
+        const std::string localPath = http::formatPath(
+            Directories::FIRMWARE_UPDATES + firmwareUrl.fileName, *propertyApi, *phoneConfig);
         fileDownloader->download(firmwareUrl, localPath, http::Access::Everyone);
         propertyApi->setValue(FILE_NAME, firmwareUrl.fileName);
         propertyApi->setValue(VERIFY, REQUEST);

@@ -46,8 +46,8 @@ bool equalIgnoringCase(char left, char right) {
 /// Attributes of a leaf; of a repeated one the first occurrence.
 ProvisioningNode::Attributes attributesOf(const Node& leaf) {
     ProvisioningNode::Attributes attributes;
-    for (Node::Attribute& attribute : leaf.attrs())
-        attributes.emplace(std::move(attribute));
+    for (const Node::Attribute attribute : leaf.attrs())
+        attributes.emplace(attribute.name, attribute.value);
     return attributes;
 }
 

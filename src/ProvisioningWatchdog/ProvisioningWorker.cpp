@@ -9,6 +9,7 @@
 #include "ProvisioningWatchdog/ScopeActions.h"
 #include "Utils.h"
 #include "dto/SysConf.h"
+#include "filesystem/Filesystem.h"
 #include "ipc/IPCMessage.h"
 #include "logger/Logger.h"
 
@@ -150,6 +151,9 @@ void ProvisioningWorker::provisioningThreadMain(const http::UrlInfo& url,
     };
     const ScopeActions actions(start, finish);
     try {
+        // Decrypted files of earlier runs, under whatever name, do not pile up.
+        filesystem::removeRegularFiles(Directories::WORKING_ROOT,
+                                       {Files::FETCHED_CERTIFICATE, Files::FETCHED_KEY});
         const ProvisioningFileContext file{url, url, Directories::WORKING_ROOT + url.fileName};
         auto provisioning =
             std::make_unique<Provisioning>(*fileDownloader, *jobHandlerBuilder, *propertyApi,

@@ -7,8 +7,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 /// Reader of XML documents as a tree of elements. Text, comments and processing instructions are
 /// passed over. References to characters and to the five predefined entities are expanded; there
@@ -25,8 +23,6 @@ public:
 /// may read one document.
 class Node {
 public:
-    using Attribute = std::pair<std::string, std::string>;
-
     class Iterator {
     public:
         using iterator_category = std::input_iterator_tag;
@@ -46,22 +42,24 @@ public:
     };
 
     /// One attribute where it lies in the document; valid as long as that.
-    struct AttributeView {
+    struct Attribute {
         std::string_view name;
         std::string_view value;
+
+        bool operator==(const Attribute& other) const = default;
     };
 
     class AttributeIterator {
     public:
         using iterator_category = std::input_iterator_tag;
-        using value_type = AttributeView;
+        using value_type = Attribute;
         using difference_type = std::ptrdiff_t;
-        using pointer = const AttributeView*;
-        using reference = AttributeView;
+        using pointer = const Attribute*;
+        using reference = Attribute;
 
         AttributeIterator() = default;
         explicit AttributeIterator(void* attribute) : attribute_(attribute) {}
-        AttributeView operator*() const;
+        Attribute operator*() const;
         AttributeIterator& operator++();
         bool operator==(const AttributeIterator& other) const = default;
 
@@ -87,9 +85,7 @@ public:
     std::string attr(std::string_view name) const;
     bool hasAttr(std::string_view name) const;
     /// All attributes in document order, repeated ones included.
-    std::vector<Attribute> attrs() const;
-    /// The same ones without copies.
-    AttributeRange attributes() const;
+    AttributeRange attrs() const;
     /// Child elements in document order.
     Iterator begin() const;
     Iterator end() const { return Iterator(); }

@@ -34,12 +34,12 @@ Node::AttributeIterator findAttribute(const Node::AttributeRange& attributes,
                                       std::string_view name) {
     return std::find_if(
         attributes.begin(), attributes.end(),
-        [name](const Node::AttributeView& attribute) { return attribute.name == name; });
+        [name](const Node::Attribute& attribute) { return attribute.name == name; });
 }
 
 } // namespace
 
-Node::AttributeView Node::AttributeIterator::operator*() const {
+Node::Attribute Node::AttributeIterator::operator*() const {
     const pugi::xml_attribute attribute = toAttribute(attribute_);
     return {attribute.name(), attribute.value()};
 }
@@ -66,22 +66,15 @@ std::string Node::tag() const {
 }
 
 std::string Node::attr(std::string_view name) const {
-    const auto found = findAttribute(attributes(), name);
+    const auto found = findAttribute(attrs(), name);
     return found == AttributeIterator() ? std::string() : std::string((*found).value);
 }
 
 bool Node::hasAttr(std::string_view name) const {
-    return findAttribute(attributes(), name) != AttributeIterator();
+    return findAttribute(attrs(), name) != AttributeIterator();
 }
 
-std::vector<Node::Attribute> Node::attrs() const {
-    std::vector<Attribute> result;
-    for (const AttributeView attribute : attributes())
-        result.emplace_back(attribute.name, attribute.value);
-    return result;
-}
-
-Node::AttributeRange Node::attributes() const {
+Node::AttributeRange Node::attrs() const {
     return AttributeRange(
         AttributeIterator(toLibrary(element_).first_attribute().internal_object()));
 }
