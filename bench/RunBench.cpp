@@ -3,21 +3,10 @@
 
 #include "Broker.h"
 #include "ChildProcess.h"
-#include "CredentialsProvider.h"
-#include "CurlRestApi.h"
-#include "JobHandlers/ProvisioningFileParser.h"
-#include "JsonPhoneConfig.h"
-#include "LocalPhoneBookUpdater.h"
-#include "MessageThread.h"
-#include "MosquittoIpcClient.h"
 #include "Nginx.h"
 #include "PhoneRoot.h"
-#include "ProvisioningWatchdog/ProvisioningWorker.h"
 #include "RawRun.h"
-#include "SqlitePropertyApi.h"
-#include "http/Aes128CbcDecrypter.h"
-#include "http/FileDownloader.h"
-#include "http/Security.h"
+#include "System.h"
 
 #include <unistd.h>
 
@@ -30,7 +19,6 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using Nanoseconds = std::chrono::nanoseconds;
 
 constexpr int PARAMETERS = 10000;
@@ -92,60 +80,6 @@ private:
     std::filesystem::path directory_;
 };
 
-/// The daemon's own objects, wired as it wires them.
-class System {
-public:
-    explicit System(const std::string& bus)
-        : messageThread(std::make_shared<ipc::MessageThread>())
-        , store(std::make_shared<propertyapi::SqlitePropertyApi>())
-        , config(std::make_shared<phoneconfig::JsonPhoneConfig>())
-        , client(std::make_shared<ipc::MosquittoIpcClient>(
-              bus, "prov-client", std::vector<std::string>{"watchdog/prov-client"}, messageThread))
-        , security(std::make_shared<http::Security>(store))
-        , credentials(std::make_shared<ovo::CredentialsProvider>(store, *config, client))
-        , downloader(std::make_shared<http::FileDownloader>(std::make_shared<http::CurlRestApi>(),
-                                                            security, store, config, credentials,
-                                                            "provisioning.xml"))
-        , updater(*store, downloader)
-        , decrypter("/etc/ovo.d/key")
-        , report(std::make_shared<ovo::RunReport>())
-        , worker(store, config, security, downloader,
-                 std::make_shared<ovo::ProvisioningFileParser>(store, report), credentials, *client,
-                 updater, decrypter, report) {}
-
-    ~System() {
-        client->stop();
-        messageThread->stop();
-    }
-    System(const System&) = delete;
-    System& operator=(const System&) = delete;
-
-    Nanoseconds run(const std::string& url) {
-        const auto begin = Clock::now();
-        worker.startProvisioning(url);
-        worker.waitForProvisioningEnd();
-        const auto end = Clock::now();
-        if (store->getValue("State.Provisioning") != "success")
-            throw std::runtime_error("the run failed");
-        return end - begin;
-    }
-
-    propertyapi::IPropertyApi& properties() { return *store; }
-
-private:
-    std::shared_ptr<ipc::MessageThread> messageThread;
-    std::shared_ptr<propertyapi::SqlitePropertyApi> store;
-    std::shared_ptr<phoneconfig::JsonPhoneConfig> config;
-    std::shared_ptr<ipc::MosquittoIpcClient> client;
-    std::shared_ptr<http::Security> security;
-    std::shared_ptr<ovo::CredentialsProvider> credentials;
-    std::shared_ptr<http::FileDownloader> downloader;
-    ovo::LocalPhoneBookUpdater updater;
-    http::Aes128CbcDecrypter decrypter;
-    const std::shared_ptr<ovo::RunReport> report;
-    ovo::ProvisioningWorker worker;
-};
-
 Nanoseconds median(std::vector<Nanoseconds> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
@@ -178,6 +112,8 @@ void benchmark(int rounds) {
     for (int round = 0; round < rounds + 2; ++round) {
         const std::string url = server.url(round % 2 == 0 ? "/0.xml" : "/1.xml");
         const Nanoseconds whole = system.run(url);
+        if (system.properties().getValue("State.Provisioning") != "success")
+            throw std::runtime_error("the run failed");
         const RawRun::Times times = raw.run(url);
         if (round < 2) // warm-up: connections, page caches, first insertion of every key
             continue;

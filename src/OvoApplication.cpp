@@ -22,6 +22,8 @@ constexpr char DEFAULT_FILE_NAME[] = "provisioning.xml";
 } // namespace
 
 void OvoApplication::setup() {
+    const auto runReport = std::make_shared<RunReport>();
+    onTermination([runReport] { runReport->cancel(); });
     const auto userCredentials =
         std::make_shared<CredentialsProvider>(propertyApi, *phoneConfig, ipcClient);
     credentialsProvider = userCredentials;
@@ -37,7 +39,6 @@ void OvoApplication::setup() {
     removeAbandonedFiles();
     setupWorkingDirectories();
     decrypter = std::make_shared<http::Aes128CbcDecrypter>(KEY_FILE);
-    auto runReport = std::make_shared<RunReport>();
     auto parser = std::make_shared<ProvisioningFileParser>(propertyApi, runReport);
     // Destroying the worker waits for a run, which may still use the phone book updater: the
     // updater lives until the worker is gone.

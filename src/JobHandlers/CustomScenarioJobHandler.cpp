@@ -66,8 +66,13 @@ CustomScenarioJobHandler::CustomScenarioJobHandler(
 ProvisioningContext CustomScenarioJobHandler::runImpl() {
     context.reset();
     bool allSucceeded = true;
-    for (const Step& step : node.children)
+    for (const Step& step : node.children) {
+        if (report.isCancelled()) {
+            allSucceeded = false;
+            break;
+        }
         allSucceeded = executeStep(step) && allSucceeded;
+    }
     context.updateStatus(allSucceeded ? ProvisioningStatus::Success : ProvisioningStatus::Fail);
     return context;
 }

@@ -24,6 +24,8 @@ ProvisioningContext FileDownloadHandler::runImpl() {
         return ProvisioningContext(ProvisioningStatus::Fail);
     ProvisioningContext result;
     for (const ProvisioningNode::Attributes& child : node.children) {
+        if (report.isCancelled())
+            return ProvisioningContext(ProvisioningStatus::Fail);
         LOG(1) << "Running FileDownloadHandlerJob on: " << node;
         try {
             validateNode(child);

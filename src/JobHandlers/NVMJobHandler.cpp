@@ -94,7 +94,9 @@ ProvisioningContext NVMJobHandler::runImpl() {
     report.parametersRequested(requested);
     parameters.reserve(requested);
     prepareNvmParams();
-    if (parameters.empty()) {
+    if (report.isCancelled()) {
+        parameters.clear(); // all of them or none
+    } else if (parameters.empty()) {
         report.failed("no parameter is left to be set: " + firstRefusal);
     } else {
         try {
@@ -114,6 +116,8 @@ ProvisioningContext NVMJobHandler::runImpl() {
 
 void NVMJobHandler::prepareNvmParams() noexcept {
     for (const ProvisioningNode::Attributes& child : node.children) {
+        if (report.isCancelled())
+            return;
         const std::string* key = &UNREAD;
         const std::string* value = &UNREAD;
         try {

@@ -32,6 +32,8 @@ Provisioning::Provisioning(http::IFileDownloader& downloader, const IJobHandlerB
     , report(runReport) {}
 
 ProvisioningContext Provisioning::execute(const ProvisioningFileContext& file) {
+    if (report.isCancelled())
+        return ProvisioningContext(ProvisioningStatus::Fail);
     setContext(file);
     if (!download())
         return ProvisioningContext(ProvisioningStatus::Fail);
@@ -97,6 +99,10 @@ ProvisioningContext Provisioning::apply(std::vector<ProvisioningNode>& nodes) {
     LOG(1) << "Found " << nodes.size() << " valid provisioning job/s. ";
     ProvisioningContext context;
     for (ProvisioningNode& node : nodes) {
+        if (report.isCancelled()) {
+            context.updateStatus(ProvisioningStatus::Fail);
+            break;
+        }
         if (node.children.empty()) {
             LOG(1) << "Node: " << node.name << " has no child nodes, skipping";
             continue;

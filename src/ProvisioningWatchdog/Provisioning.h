@@ -17,7 +17,8 @@
 namespace ovo {
 
 /// One provisioning file from placeholder expansion over download, decryption and parsing to its
-/// jobs. Lives for one run, on the provisioning thread; what it refers to outlives it.
+/// jobs. Lives for one run, on the provisioning thread; what it refers to outlives it. When the
+/// run is cancelled, no file and no job is begun any more.
 class Provisioning : public IProvisioning {
 public:
     Provisioning(http::IFileDownloader& downloader, const IJobHandlerBuilder& builder,

@@ -75,6 +75,10 @@ bool RunReport::isRepeatedNow(const std::string& url) {
 void RunReport::failed(const std::string& what) {
     if (!cause.empty())
         return;
+    if (cancelled) {
+        cause = "the process is ending";
+        return;
+    }
     if (!currentFile.empty() && currentFile != address)
         cause = currentFile + ": ";
     if (!suspicion.empty())
@@ -84,7 +88,8 @@ void RunReport::failed(const std::string& what) {
 
 void RunReport::end(ProvisioningStatus status) const {
     const std::chrono::duration<double> seconds = Clock::now() - started;
-    const std::string why = cause.empty() ? "no job reported a result" : cause;
+    const char* unnamed = cancelled ? "the process is ending" : "no job reported a result";
+    const std::string why = cause.empty() ? unnamed : cause;
     LOG(2) << "Run of " << address << ": " << Utils::convertStatus(status) << ", files " << files
            << ", jobs " << jobs << ", parameters requested " << requested << " applied " << applied
            << " refused " << refused << ", " << std::fixed << std::setprecision(1)

@@ -4,6 +4,7 @@
 #include "ProvisioningStatus.h"
 #include "http/UrlInfo.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -12,8 +13,9 @@
 namespace ovo {
 
 /// What a run comes to: its parts tell it what they decide, beside their log lines, and its end is
-/// one level 2 line that an operator can read without the others. One object for all runs, used by
-/// the run in progress: by the thread that starts it, then by its own.
+/// one level 2 line that an operator can read without the others. It tells them in turn when the
+/// run is to be cut short. One object for all runs, used by the run in progress: by the thread that
+/// starts it, then by its own; cancel() from every thread.
 class RunReport {
 public:
     RunReport() = default;
@@ -35,6 +37,10 @@ public:
     void failed(const std::string& what);
     /// Something that explains a failure of the current file, should one follow.
     void suspect(const std::string& what) { suspicion = what; }
+    /// The process is ending: runs are to be cut short, for good.
+    void cancel() { cancelled = true; }
+    /// True when nothing further is to be begun. What is left undone counts as failed.
+    bool isCancelled() const { return cancelled; }
     /// The run has ended: writes its line.
     void end(ProvisioningStatus status) const;
 
@@ -60,6 +66,7 @@ private:
     std::size_t refused = 0;
     std::string suspicion; ///< of the current file
     std::string cause;     ///< of the first failure
+    std::atomic<bool> cancelled{false};
 };
 
 } // namespace ovo

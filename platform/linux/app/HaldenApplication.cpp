@@ -117,11 +117,12 @@ void HaldenApplication::Impl::terminate() {
         terminating = true;
         listeners.swap(terminationListeners);
     }
+    // First those who want to know why transfers and commands end now.
+    for (const std::function<void()>& listener : listeners)
+        listener();
     terminated.notify_all();
     rest->shutdown();
     os::endCommands();
-    for (const std::function<void()>& listener : listeners)
-        listener();
 }
 
 /// True when termination is signalled; longest: none waits for ever.

@@ -111,6 +111,16 @@ TEST_F(ScenarioTest, WrongUrlFailsTheStep) {
               3U);
 }
 
+TEST_F(ScenarioTest, NoStepIsBegunOnceTheRunIsCancelled) {
+    store->beforeRead = [this](const std::string&) {
+        report.cancel();
+    };
+    auto result =
+        run({{{"type", "Redirect"}, {"url", "/1.xml"}}, {{"type", "Redirect"}, {"url", "/2.xml"}}});
+    EXPECT_EQ(result.status(), Fail);
+    EXPECT_EQ(log.count(1, "Executing step: \"Redirect\""), 1U);
+}
+
 TEST_F(ScenarioTest, SecondRunStartsAfresh) {
     node.children = {{{"type", "Redirect"}, {"url", "/1.xml"}}, {{"type", "DownloadWallpaper"}}};
     auto handler = makeHandler();

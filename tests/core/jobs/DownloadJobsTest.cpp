@@ -139,6 +139,16 @@ TEST_F(FileDownloadHandlerTest, SkipsChildrenThatAreIncompleteOrWrong) {
     }
 }
 
+TEST_F(FileDownloadHandlerTest, QueuesNothingInACancelledRun) {
+    store->beforeRead = [this](const std::string&) {
+        report.cancel();
+    };
+    auto result = run("nvm", "file", {{{"url", "/a.xml"}}, {{"url", "/b.xml"}}});
+    EXPECT_EQ(result.status(), Fail);
+    EXPECT_TRUE(result.empty());
+    EXPECT_EQ(log.count(1, "New provisioning file: http://10.0.0.5/prov/b.xml"), 0U);
+}
+
 TEST_F(FileDownloadHandlerTest, SkipsAChildWhenTheStoreFails) {
     store->failReads("NET.MAC.Address");
     auto result = run("nvm", "file", {{{"url", "/a.xml"}}});

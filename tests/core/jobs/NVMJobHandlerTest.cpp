@@ -106,6 +106,21 @@ TEST_F(NVMJobHandlerTest, SkipsRecordsWithoutNameOrValue) {
                             "parameters applied: 1"));
 }
 
+TEST_F(NVMJobHandlerTest, ACancelledRunWritesNothing) {
+    // Cancelled between the second and the third parameter.
+    store->setValue("FunctionKeys.1.LockProvisioning", "0");
+    store->clearWrites();
+    store->beforeRead = [this](const std::string&) {
+        report.cancel();
+    };
+    EXPECT_EQ(run({param("A", "1"), param("PhoneUI.Keys.FunctionKeys.1.Label", "x"),
+                   param("PhoneUI.Keys.FunctionKeys.1.Key", "x")}),
+              Fail);
+    EXPECT_THAT(store->writes(), IsEmpty());
+    EXPECT_THAT(log.texts(), ElementsAre("1 NVMJobHandler: Preparing function key param: "
+                                         "\"PhoneUI.Keys.FunctionKeys.1.Label\"=\"x\""));
+}
+
 TEST_F(NVMJobHandlerTest, ShowsProgressAfterEveryRecordAndAtItsEnd) {
     // Three signals of records, the failed one included, each pending by the time of the next step.
     int signals = 0;

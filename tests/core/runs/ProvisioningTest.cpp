@@ -20,6 +20,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 using testing::StartsWith;
 
 constexpr char PATH[] = "/var/volatile/provisioning/p.xml";
@@ -102,6 +103,8 @@ public:
     mutable std::deque<ProvisioningContext> contexts;
     std::string failure;
     std::string jobFailure;
+    std::function<void()> duringJob = [] {
+    };
 
 private:
     class Handler final : public ovo::IJobHandler {
@@ -111,6 +114,7 @@ private:
 
         ProvisioningContext run() override {
             builder_.journal_.add("run " + name_);
+            builder_.duringJob();
             if (!builder_.jobFailure.empty())
                 throw std::runtime_error(builder_.jobFailure);
             ProvisioningContext context(ProvisioningStatus::Success);
@@ -176,6 +180,27 @@ protected:
     ovo::Provisioning provisioning{downloader, builder,   propertyApi, phoneConfig,
                                    parser,     decrypter, report};
 };
+
+TEST_F(ProvisioningTest, BeginsNoFileOnceItIsCancelled) {
+    report.cancel();
+    const ProvisioningContext context = execute("http://10.0.0.1/p.xml");
+    EXPECT_EQ(context.status(), ProvisioningStatus::Fail);
+    EXPECT_TRUE(context.empty());
+    EXPECT_THAT(journal.all(), IsEmpty());
+}
+
+TEST_F(ProvisioningTest, BeginsNoFurtherJobOnceItIsCancelled) {
+    parser.nodes = {node("a"), node("b"), node("c")};
+    int jobs = 0;
+    builder.duringJob = [&] {
+        if (++jobs == 2)
+            report.cancel();
+    };
+    const ProvisioningContext context = execute("http://10.0.0.1/p.xml");
+    EXPECT_EQ(context.status(), ProvisioningStatus::PartSuccess);
+    EXPECT_THAT(journal.calls({"run"}), ElementsAre("run a", "run b"));
+    EXPECT_THAT(journal.calls({"make"}), SizeIs(2));
+}
 
 TEST_F(ProvisioningTest, RunsOneFileInThisOrder) {
     parser.nodes = {node("settings"), node("firmware")};

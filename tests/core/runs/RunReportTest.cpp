@@ -152,6 +152,27 @@ TEST_F(RunReportTest, ASuspicionExplainsAFailureOfTheSameFileOnly) {
                 EndsWith(", first failure: http://h/q.xml: unreadable"));
 }
 
+TEST_F(RunReportTest, ACancelledRunFailsBecauseTheProcessIsEnding) {
+    report.begin("http://h/p.xml");
+    EXPECT_FALSE(report.isCancelled());
+    report.cancel();
+    EXPECT_TRUE(report.isCancelled());
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
+                EndsWith(", first failure: the process is ending"));
+    report.failed("what the end brings about");
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
+                EndsWith(", first failure: the process is ending"));
+    report.begin("http://h/q.xml");
+    EXPECT_TRUE(report.isCancelled()) << "for good";
+}
+
+TEST_F(RunReportTest, WhatFailedBeforeTheCancellationStaysTheCause) {
+    report.begin("http://h/p.xml");
+    report.failed("why");
+    report.cancel();
+    EXPECT_THAT(lineOf(ProvisioningStatus::Fail), EndsWith(", first failure: why"));
+}
+
 TEST_F(RunReportTest, ManyFilesAreToldOfAtEachTenfold) {
     report.begin("http://h/p.xml");
     for (std::size_t number = 1; number <= 20000; ++number) {
