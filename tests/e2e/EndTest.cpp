@@ -183,6 +183,24 @@ TEST_F(End, KillsTheCleanUpCommandOfAFirmwareUpdate) {
                                         "the process is ending"));
 }
 
+TEST_F(End, CutsAVeryLongListShort) {
+    makePhone("");
+    constexpr std::size_t FILES = 200000;
+    std::string list = R"(<nvm version="1.1">)";
+    for (std::size_t number = 0; number < FILES; ++number)
+        list += "<file url=\"/" + std::to_string(number) + ".xml\"/>";
+    phone->publishPlain("/list.xml", list + "</nvm>");
+    phone->store().setValue("System.Provision.ProvisioningServer", phone->url("/list.xml"));
+    phone->start();
+    phone->answerReady();
+    ASSERT_TRUE(phone->waitForLog("New provisioning file: ", std::chrono::seconds(60)));
+    endSoon();
+    EXPECT_LT(phone->countLog("New provisioning file: "), FILES);
+    EXPECT_LE(phone->server().requestCount(), 2U);
+    EXPECT_EQ(phone->countLog(", first failure: the process is ending"), 1U);
+    EXPECT_EQ(phone->value("State.Provisioning"), "fail");
+}
+
 TEST_F(End, DoesNotWaitLongForAStoreThatAnotherProcessHolds) {
     startSlowBootUpRun();
     holdStore();
