@@ -41,7 +41,6 @@ protected:
         request.caBundlePath = BUNDLE;
         request.clientIdentity = clientIdentity;
         request.onBody = [](const char*, std::size_t) {
-            return true;
         };
         return api.get(request);
     }

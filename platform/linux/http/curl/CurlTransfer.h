@@ -32,8 +32,7 @@ public:
     bool goOn(Clock::time_point now);
     /// Ends the transfer with this cause.
     void stop(const std::string& cause);
-    /// The response. code: how the library ended the transfer; nothing when it did not. Throws what
-    /// a callback of the requester threw.
+    /// The response. code: how the library ended the transfer; nothing when it did not.
     HttpResponse finish(std::optional<CURLcode> code);
 
 private:
@@ -41,17 +40,16 @@ private:
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
 
-    bool takeHeader(const char* data, std::size_t size);
-    bool beginBody();
-    bool acceptEncoding(const std::string& encoding);
-    bool takeBody(const char* data, std::size_t size);
-    bool drop(std::uint64_t size);
-    bool inflate(const char* data, std::size_t size);
-    bool deliver(const char* data, std::size_t size);
-    bool report();
-    bool stopped() const { return drained_ || callbackError_ || !cause_.empty(); }
+    void takeHeader(const char* data, std::size_t size);
+    void beginBody();
+    void acceptEncoding(const std::string& encoding);
+    void takeBody(const char* data, std::size_t size);
+    void drop(std::uint64_t size);
+    void inflate(const char* data, std::size_t size);
+    void report();
+    bool stopped() const { return drained_ || !cause_.empty(); }
     template <typename Call>
-    bool guarded(Call call) noexcept;
+    bool guarded(Call call);
     int status() const;
     std::string header(const char* name) const;
 

@@ -81,6 +81,7 @@ DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& p
     UrlInfo requested;
     std::optional<DownloadFile> file;
     std::optional<Transfer> transfer;
+    std::string cause;
     try {
         requested = impl_->checked(url);
         file.emplace(path, access);
@@ -92,12 +93,14 @@ DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& p
         impl_->remember(result);
         return result;
     } catch (const std::exception& error) {
-        impl_->remember({false, transfer ? transfer->status() : 0});
-        const std::string text =
-            sentence(requested, transfer ? transfer->url() : requested, error.what());
-        LOG(2) << text;
-        throw std::runtime_error(text);
+        cause = error.what();
+    } catch (...) {
+        cause = "a callback threw something that has no text";
     }
+    impl_->remember({false, transfer ? transfer->status() : 0});
+    const std::string text = sentence(requested, transfer ? transfer->url() : requested, cause);
+    LOG(2) << text;
+    throw std::runtime_error(text);
 }
 
 DownloadResult FileDownloader::getLastResult() const {
