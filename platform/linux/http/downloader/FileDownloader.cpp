@@ -5,6 +5,7 @@
 #include "Transfer.h"
 #include "logger/Logger.h"
 
+#include <algorithm>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -76,8 +77,10 @@ FileDownloader::FileDownloader(std::shared_ptr<IRestApi> restApi,
 
 FileDownloader::~FileDownloader() = default;
 
-DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& path,
-                                        Access access) {
+DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& path, Access access,
+                                        std::uint64_t maxBytes) {
+    DownloadSettings settings = impl_->settings;
+    settings.maxBytes = std::min(settings.maxBytes, maxBytes);
     UrlInfo requested;
     std::optional<DownloadFile> file;
     std::optional<Transfer> transfer;
@@ -87,7 +90,7 @@ DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& p
         file.emplace(path, access);
         transfer.emplace(
             Transfer::Services{*impl_->restApi, *impl_->security, impl_->credentialsProvider},
-            impl_->settings, requested, impl_->currentProgress(), *file);
+            settings, requested, impl_->currentProgress(), *file);
         transfer->run();
         DownloadResult result(true, transfer->status(), transfer->url());
         impl_->remember(result);
