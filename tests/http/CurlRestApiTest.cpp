@@ -274,6 +274,13 @@ INSTANTIATE_TEST_SUITE_P(
     Faults, BrokenAnswer,
     testing::Values(
         Fault{"Nothing", "", "the server closed the connection without an answer", 0},
+        Fault{"HalfAStatus", "HTTP/1.1 2", "the server closed the connection without an answer", 0},
+        Fault{"InformationOnly", "HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n",
+              "the server closed the connection without an answer", 0},
+        Fault{"AnotherVersion", "HTTP/3 200 OK\r\n\r\n", "the server does not speak HTTP", 0},
+        Fault{"ImpossibleStatus", "HTTP/1.1 99 OK\r\n\r\n", "the server does not speak HTTP", 0},
+        Fault{"GarbledLength", "HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\n",
+              "the answer is garbled", 200},
         Fault{"HalfAHeader", "HTTP/1.1 200 OK\r\nContent-Le", "the answer was cut short", 200},
         Fault{"HeaderWithoutEnd", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n",
               "the answer was cut short", 200},
@@ -298,6 +305,37 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"OtherCompression", answer(200, "plain", "Content-Encoding: br\r\n"),
               "the answer is compressed in a way that was not asked for", 200}),
     [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST_F(CurlRestApiTest, SaysThatNoAnswerCameToAQuestionAskedAgain) {
+    const ServerDigest digest("user", "secret");
+    for (const bool reset : {false, true}) {
+        RawServer server([&](Wire& wire, int) {
+            if (wire.receiveUntil("\r\n\r\n").find("Digest") == std::string::npos)
+                wire.send(answer(401, "no", digest.challenge() + "Connection: close\r\n"));
+            else if (reset)
+                wire.endByReset();
+        });
+        HttpRequest request = this->request(server.url("http"));
+        request.auth = AuthScheme::Digest;
+        request.user = "user";
+        request.password = "secret";
+        const HttpResponse response = api.get(request);
+        EXPECT_EQ(response.failure, reset ? "the server broke the connection without an answer"
+                                          : "the server closed the connection without an answer");
+        EXPECT_EQ(response.status, 401) << "the last one that came";
+    }
+}
+
+TEST_F(CurlRestApiTest, SaysThatNoAnswerCameBeforeTheConnectionBroke) {
+    RawServer server([](Wire& wire, int) {
+        wire.receiveUntil("\r\n\r\n");
+        wire.send("HTTP/1.1 103 Early Hints\r\n\r\n");
+        wire.endByReset();
+    });
+    const HttpResponse response = get(server.url("http"));
+    EXPECT_EQ(response.failure, "the server broke the connection without an answer");
+    EXPECT_EQ(response.status, 0);
+}
 
 TEST_F(CurlRestApiTest, TakesCompressedAnswers) {
     const std::string content(100000, 'x');
@@ -514,7 +552,7 @@ TEST_F(CurlRestApiTest, ServesSeveralThreadsAtOnce) {
 
 TEST_F(CurlRestApiTest, UsesTheProxyOfTheEnvironment) {
     ::setenv("http_proxy", ("http://127.0.0.1:" + std::to_string(freePort())).c_str(), 1);
-    EXPECT_EQ(get("http://server.example/x").failure, "connection refused");
+    EXPECT_THAT(get("http://server.example/x").failure, HasSubstr("connection refused"));
     {
         FaultyServer proxy([](Exchange& exchange) {
             exchange.send(answer(200, exchange.request().target));
@@ -530,19 +568,6 @@ TEST_F(CurlRestApiTest, UsesTheProxyOfTheEnvironment) {
     const Nginx nginx;
     nginx.publish("/x", "x");
     EXPECT_EQ(get(nginx.url("/x")).status, 200);
-}
-
-TEST_F(CurlRestApiTest, NamesWhatTheProxyRefused) {
-    FaultyServer proxy(sends(answer(407)));
-    ::setenv("https_proxy", proxy.url("").c_str(), 1);
-    const PhoneRoot root;
-    root.write("/ca.pem", "not looked at");
-    HttpRequest request = this->request("https://server.example/x");
-    request.caBundlePath = "/ca.pem";
-    const HttpResponse response = api.get(request);
-    ::unsetenv("https_proxy");
-    EXPECT_EQ(response.failure, "the proxy asks for credentials");
-    EXPECT_EQ(response.status, 0);
 }
 
 TEST_F(CurlRestApiTest, TakesADnsCacheTimeout) {

@@ -228,7 +228,9 @@ INSTANTIATE_TEST_SUITE_P(
         Broken{"CutError", "HTTP/1.1 503 Busy\r\nContent-Length: 9\r\n\r\nx",
                "the answer was cut short", 503},
         Broken{"Compression", answer(200, "x", "Content-Encoding: br\r\n"),
-               "compressed in a way that was not asked for", 200}),
+               "compressed in a way that was not asked for", 200},
+        Broken{"GarbledLength", "HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\n",
+               "the answer is garbled", 200}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
 } // namespace

@@ -103,13 +103,14 @@ struct Text {
     std::string text;
     const char* refusal;
 
-    friend void PrintTo(const Text& text, std::ostream* out) { *out << text.text; }
+    friend void PrintTo(const Text& url, std::ostream* out) { *out << url.text; }
 };
 
 class ListedError : public testing::TestWithParam<Text> {};
 
 TEST_P(ListedError, IsRefusedAndWhatIsNearItIsNot) {
-    const auto& [text, expected] = GetParam();
+    const std::string& text = GetParam().text;
+    const char* expected = GetParam().refusal;
     if (*expected == '\0')
         EXPECT_NO_THROW(UrlInfo{text}) << refusal(text);
     else

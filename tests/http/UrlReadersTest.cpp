@@ -229,16 +229,12 @@ const std::vector<std::string> ODD{
     "http://good?x=http://evil/",
     "http://good#http://evil/",
     "HTTP://GOOD/",
-    "http://\xe3\x80\x82"
-    "evil/",
-    "http://good\xe3\x80\x82"
-    "evil/",
-    "http://good\xef\xbc\x8f@evil/",
-    "http://good\xef\xbc\x9f@evil/",
-    "http://good\xc2\xa0"
-    "evil/",
-    "http://g\xc3\xb6\xc3\xb6"
-    "d/",
+    "http://\u3002evil/",
+    "http://good\u3002evil/",
+    "http://good\uff0f@evil/",
+    "http://good\uff1f@evil/",
+    "http://good\u00a0evil/",
+    "http://g\u00f6\u00f6d/",
     "http://good\xff/",
 };
 

@@ -1,7 +1,6 @@
 #include "CurlTransfer.h"
 
 #include "Ascii.h"
-#include "CurlFailure.h"
 
 #include <algorithm>
 #include <charconv>
@@ -16,6 +15,8 @@ constexpr std::uint64_t MAX_HEADER_BYTES = 256ULL << 10U;
 constexpr std::uint64_t MAX_DROPPED_BYTES = 64ULL << 10U;
 constexpr std::chrono::milliseconds REPORT_INTERVAL{100};
 
+constexpr int PROXY_AUTHENTICATION_REQUIRED = 407;
+
 constexpr const char* ABORTED = "the transfer was aborted";
 
 std::optional<std::uint64_t> number(const std::string& text) {
@@ -27,11 +28,15 @@ std::optional<std::uint64_t> number(const std::string& text) {
     return value;
 }
 
+bool isInformational(int status) {
+    return status >= 100 && status < 200;
+}
+
 } // namespace
 
-CurlTransfer::CurlTransfer(CURL* easy, const HttpRequest& request)
-    : easy_(easy), request_(request), stall_(request.stallTimeout) {
-    ::curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, detail_.data());
+CurlTransfer::CurlTransfer(CURL* easy, const HttpRequest& request, const Route& route,
+                           const TlsWatch& tls)
+    : easy_(easy), request_(request), route_(route), tls_(tls), stall_(request.stallTimeout) {
     ::curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &CurlTransfer::onRequest);
     ::curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
     ::curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
@@ -57,7 +62,10 @@ int CurlTransfer::onRequest(void* self, char* /*remote*/, char* /*local*/, int /
                             int /*localPort*/) {
     // Connected, and about to ask: the wait for the answer begins. Before, the connect time-out
     // holds.
-    static_cast<CurlTransfer*>(self)->stall_.start(Clock::now());
+    auto* transfer = static_cast<CurlTransfer*>(self);
+    transfer->stall_.start(Clock::now());
+    transfer->sent_ = true;
+    transfer->answered_ = false;
     return CURL_PREREQFUNC_OK;
 }
 
@@ -81,8 +89,10 @@ void CurlTransfer::takeHeader(const char* data, std::size_t size) {
         return;
     }
     const std::string_view line(data, size);
-    if (line.substr(0, 5) == "HTTP/")
+    if (line.substr(0, 5) == "HTTP/") {
         headerEnded_ = false; // a further response: informational, or before authentication
+        answered_ = !isInformational(status());
+    }
     if (line != "\r\n" && line != "\n")
         return;
     headerEnded_ = true;
@@ -177,9 +187,12 @@ HttpResponse CurlTransfer::finish(std::optional<CURLcode> code) {
     response.status = status();
     response.failure = cause_;
     response.callbackError = callbackError_;
-    if (cause_.empty() && !drained_ && code != CURLE_OK)
-        response.failure =
-            describeFailure(easy_, code.value_or(CURLE_ABORTED_BY_CALLBACK), detail_.data());
+    if (cause_.empty() && !drained_ && code.value_or(CURLE_OK) != CURLE_OK)
+        response.failure = describeFailure({easy_, *code, route_, tls_, sent_, answered_});
+    else if (cause_.empty() && response.status == PROXY_AUTHENTICATION_REQUIRED)
+        response.failure = describeProxyAuthentication(route_);
+    if (!response.failure.empty() && isInformational(response.status))
+        response.status = 0; // of an answer that never came
     if (response.status == 401) {
         long offered = 0;
         ::curl_easy_getinfo(easy_, CURLINFO_HTTPAUTH_AVAIL, &offered);

@@ -1,13 +1,13 @@
 #ifndef CURLTRANSFER_H
 #define CURLTRANSFER_H
 
+#include "CurlFailure.h"
 #include "GzipInflater.h"
 #include "StallWatch.h"
 #include "http/IRestApi.h"
 
 #include <curl/curl.h>
 
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <exception>
@@ -24,7 +24,7 @@ public:
 
     /// Hooks itself into the handle; the handle must not be used for another request before the
     /// object has gone.
-    CurlTransfer(CURL* easy, const HttpRequest& request);
+    CurlTransfer(CURL* easy, const HttpRequest& request, const Route& route, const TlsWatch& tls);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -55,10 +55,13 @@ private:
 
     CURL* easy_;
     const HttpRequest& request_;
-    std::array<char, CURL_ERROR_SIZE> detail_{};
+    const Route& route_;
+    const TlsWatch& tls_;
     StallWatch stall_;
     std::optional<GzipInflater> inflater_;
     std::uint64_t headerBytes_ = 0;
+    bool sent_ = false;     ///< the request, or the next one where the first was not enough
+    bool answered_ = false; ///< the final answer to it began
     bool headerEnded_ = false;
     std::uint64_t droppedBytes_ = 0;
     std::int64_t total_ = 0;

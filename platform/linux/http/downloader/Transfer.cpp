@@ -117,8 +117,6 @@ void Transfer::judge(const HttpResponse& response) {
         redirect(response);
     else if (response.status == 401)
         chooseCredentials(response);
-    else if (response.status == 407)
-        throw std::runtime_error("the proxy asks for credentials");
     else if (response.status != 200)
         throw std::runtime_error("the server answered with status " +
                                  std::to_string(response.status));
