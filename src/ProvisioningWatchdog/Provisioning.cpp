@@ -58,8 +58,8 @@ bool Provisioning::download() {
     try {
         LOG(1) << "Provisioning XML from: " << currentFile.url.getUrl()
                << " to: " << currentFile.path;
-        const http::DownloadResult result =
-            fileDownloader.download(currentFile.url, currentFile.path);
+        const http::DownloadResult result = fileDownloader.download(
+            currentFile.url, currentFile.path, http::Access::OwnerOnly, LARGEST_DOWNLOAD);
         if (result.serverAddress())
             currentFile.serverAddress = *result.serverAddress();
         return result.downloaded();

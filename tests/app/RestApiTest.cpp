@@ -21,7 +21,6 @@ http::HttpRequest requestFor(const SilentServer& server) {
     request.url.path = "/";
     request.url.fileName = "provisioning.xml";
     request.onBody = [](const char*, std::size_t) {
-        return true;
     };
     request.onProgress = [](std::int64_t, std::int64_t) {
         return 0;

@@ -37,7 +37,6 @@ protected:
         result.connectTimeout = std::chrono::seconds(10);
         result.onBody = [this](const char* data, std::size_t size) {
             body.append(data, size);
-            return true;
         };
         return result;
     }
@@ -275,6 +274,13 @@ INSTANTIATE_TEST_SUITE_P(
     Faults, BrokenAnswer,
     testing::Values(
         Fault{"Nothing", "", "the server closed the connection without an answer", 0},
+        Fault{"HalfAStatus", "HTTP/1.1 2", "the server closed the connection without an answer", 0},
+        Fault{"InformationOnly", "HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n",
+              "the server closed the connection without an answer", 0},
+        Fault{"AnotherVersion", "HTTP/3 200 OK\r\n\r\n", "the server does not speak HTTP", 0},
+        Fault{"ImpossibleStatus", "HTTP/1.1 99 OK\r\n\r\n", "the server does not speak HTTP", 0},
+        Fault{"GarbledLength", "HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\n",
+              "the answer is garbled", 200},
         Fault{"HalfAHeader", "HTTP/1.1 200 OK\r\nContent-Le", "the answer was cut short", 200},
         Fault{"HeaderWithoutEnd", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n",
               "the answer was cut short", 200},
@@ -300,6 +306,37 @@ INSTANTIATE_TEST_SUITE_P(
               "the answer is compressed in a way that was not asked for", 200}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
+TEST_F(CurlRestApiTest, SaysThatNoAnswerCameToAQuestionAskedAgain) {
+    const ServerDigest digest("user", "secret");
+    for (const bool reset : {false, true}) {
+        RawServer server([&](Wire& wire, int) {
+            if (wire.receiveUntil("\r\n\r\n").find("Digest") == std::string::npos)
+                wire.send(answer(401, "no", digest.challenge() + "Connection: close\r\n"));
+            else if (reset)
+                wire.endByReset();
+        });
+        HttpRequest request = this->request(server.url("http"));
+        request.auth = AuthScheme::Digest;
+        request.user = "user";
+        request.password = "secret";
+        const HttpResponse response = api.get(request);
+        EXPECT_EQ(response.failure, reset ? "the server broke the connection without an answer"
+                                          : "the server closed the connection without an answer");
+        EXPECT_EQ(response.status, 401) << "the last one that came";
+    }
+}
+
+TEST_F(CurlRestApiTest, SaysThatNoAnswerCameBeforeTheConnectionBroke) {
+    RawServer server([](Wire& wire, int) {
+        wire.receiveUntil("\r\n\r\n");
+        wire.send("HTTP/1.1 103 Early Hints\r\n\r\n");
+        wire.endByReset();
+    });
+    const HttpResponse response = get(server.url("http"));
+    EXPECT_EQ(response.failure, "the server broke the connection without an answer");
+    EXPECT_EQ(response.status, 0);
+}
+
 TEST_F(CurlRestApiTest, TakesCompressedAnswers) {
     const std::string content(100000, 'x');
     FaultyServer server([&](Exchange& exchange) {
@@ -309,7 +346,7 @@ TEST_F(CurlRestApiTest, TakesCompressedAnswers) {
     HttpRequest request = this->request(server.url("/"));
     bool announced = false;
     request.onLength = [&](std::uint64_t) {
-        return announced = true;
+        announced = true;
     };
     EXPECT_EQ(api.get(request).failure, "");
     EXPECT_EQ(body, content);
@@ -323,7 +360,7 @@ TEST_F(CurlRestApiTest, TellsTheAnnouncedLengthBeforeTheBody) {
     std::uint64_t announced = 0;
     request.onLength = [&](std::uint64_t length) {
         announced = length;
-        return false;
+        throw std::runtime_error("too large");
     };
     EXPECT_EQ(getPromptly(request).failure, "the transfer was aborted");
     EXPECT_EQ(announced, 5000000000U);
@@ -335,7 +372,7 @@ TEST_F(CurlRestApiTest, DoesNotBelieveALengthBesideChunks) {
     HttpRequest request = this->request(server.url("/"));
     bool announced = false;
     request.onLength = [&](std::uint64_t) {
-        return announced = true;
+        announced = true;
     };
     EXPECT_EQ(api.get(request).failure, "");
     EXPECT_FALSE(announced);
@@ -430,22 +467,45 @@ TEST_F(CurlRestApiTest, IsAbortedByItsProgressCallbackWithinASecondWhileTheServe
     }
 }
 
-TEST_F(CurlRestApiTest, LetsExceptionsOfTheCallbacksThrough) {
+TEST_F(CurlRestApiTest, HandsOutWhatACallbackThrowsWithTheResponse) {
     FaultyServer server([](Exchange& exchange) {
         exchange.send(answer(200, "x"));
         return Then::Keep;
     });
-    HttpRequest refusing = request(server.url("/"));
-    refusing.onBody = [](const char*, std::size_t) -> bool {
-        throw std::runtime_error("disk");
+    const auto throwing = [&](auto change, int status) {
+        HttpRequest request = this->request(server.url("/"));
+        change(request);
+        const HttpResponse response = api.get(request);
+        EXPECT_EQ(response.status, status);
+        EXPECT_EQ(response.failure, "the transfer was aborted");
+        ASSERT_TRUE(response.callbackError);
+        EXPECT_THAT([&] { std::rethrow_exception(response.callbackError); },
+                    testing::ThrowsMessage<std::runtime_error>("disk"));
     };
-    EXPECT_THROW(api.get(refusing), std::runtime_error);
-    HttpRequest progress = request(server.url("/"));
-    progress.onProgress = [](std::int64_t, std::int64_t) -> int {
-        throw std::logic_error("x");
-    };
-    EXPECT_THROW(api.get(progress), std::logic_error);
-    EXPECT_EQ(get(server.url("/")).status, 200) << "and works on";
+    throwing(
+        [](HttpRequest& request) {
+            request.onLength = [](std::uint64_t) {
+                throw std::runtime_error("disk");
+            };
+        },
+        200);
+    throwing(
+        [](HttpRequest& request) {
+            request.onBody = [](const char*, std::size_t) {
+                throw std::runtime_error("disk");
+            };
+        },
+        200);
+    throwing(
+        [](HttpRequest& request) {
+            request.onProgress = [](std::int64_t, std::int64_t) -> int {
+                throw std::runtime_error("disk");
+            };
+        },
+        0);
+    const HttpResponse response = get(server.url("/"));
+    EXPECT_EQ(response.status, 200) << "and works on";
+    EXPECT_FALSE(response.callbackError);
 }
 
 TEST_F(CurlRestApiTest, AbortsRunningRequestsWithinASecondWhenTheProcessEnds) {
@@ -481,7 +541,6 @@ TEST_F(CurlRestApiTest, ServesSeveralThreadsAtOnce) {
                 request.url = UrlInfo(nginx.url("/x"));
                 request.onBody = [&](const char*, std::size_t size) {
                     bytes += size;
-                    return true;
                 };
                 EXPECT_EQ(api.get(request).failure, "");
             }
@@ -493,7 +552,7 @@ TEST_F(CurlRestApiTest, ServesSeveralThreadsAtOnce) {
 
 TEST_F(CurlRestApiTest, UsesTheProxyOfTheEnvironment) {
     ::setenv("http_proxy", ("http://127.0.0.1:" + std::to_string(freePort())).c_str(), 1);
-    EXPECT_EQ(get("http://server.example/x").failure, "connection refused");
+    EXPECT_THAT(get("http://server.example/x").failure, HasSubstr("connection refused"));
     {
         FaultyServer proxy([](Exchange& exchange) {
             exchange.send(answer(200, exchange.request().target));
@@ -509,19 +568,6 @@ TEST_F(CurlRestApiTest, UsesTheProxyOfTheEnvironment) {
     const Nginx nginx;
     nginx.publish("/x", "x");
     EXPECT_EQ(get(nginx.url("/x")).status, 200);
-}
-
-TEST_F(CurlRestApiTest, NamesWhatTheProxyRefused) {
-    FaultyServer proxy(sends(answer(407)));
-    ::setenv("https_proxy", proxy.url("").c_str(), 1);
-    const PhoneRoot root;
-    root.write("/ca.pem", "not looked at");
-    HttpRequest request = this->request("https://server.example/x");
-    request.caBundlePath = "/ca.pem";
-    const HttpResponse response = api.get(request);
-    ::unsetenv("https_proxy");
-    EXPECT_EQ(response.failure, "the proxy asks for credentials");
-    EXPECT_EQ(response.status, 0);
 }
 
 TEST_F(CurlRestApiTest, TakesADnsCacheTimeout) {

@@ -163,6 +163,25 @@ TYPED_TEST(DownloaderContract, FailsForAFileThatIsNotThere) {
     EXPECT_FALSE(this->root.exists("/x"));
 }
 
+TYPED_TEST(DownloaderContract, RefusesAFileThatIsLargerThanTheDownloadMayBe) {
+    this->root.write("/x", "old");
+    this->server.serve("/large", std::string(1001, 'x'));
+    auto& downloader = this->server.downloader();
+    const UrlInfo url(this->server.url("/large"));
+    EXPECT_THAT([&] { downloader.download(url, "/x", Access::OwnerOnly, 1000); },
+                testing::ThrowsMessage<std::runtime_error>(
+                    testing::EndsWith(" failed: the file is larger than 1000 bytes")));
+    EXPECT_EQ(this->root.read("/x"), "old");
+    EXPECT_EQ(this->log.lines().size(), 1U);
+    EXPECT_EQ(downloader.getLastResult().httpStatus(), 200);
+    EXPECT_FALSE(downloader.getLastResult().downloaded());
+    downloader.download(url, "/x", Access::OwnerOnly, 1001);
+    EXPECT_EQ(this->root.read("/x").size(), 1001U);
+    this->root.write("/x", "old");
+    this->download(url.getUrl(), "/x");
+    EXPECT_EQ(this->root.read("/x").size(), 1001U) << "the limit is that of one download";
+}
+
 TYPED_TEST(DownloaderContract, TellsWhereTheFileFinallyCameFrom) {
     this->server.serve("/b/phone.xml", "moved");
     const auto result = this->download(this->server.url("/moved"), "/x");

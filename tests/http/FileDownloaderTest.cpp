@@ -205,6 +205,45 @@ TEST_F(FileDownloaderTest, TakesAFileOfExactlyTheLimit) {
     EXPECT_EQ(content(), std::string(1000, 'y'));
 }
 
+TEST_F(FileDownloaderTest, HoldsTheSmallerOfTheConfiguredLimitAndThatOfTheDownload) {
+    config->set("networking.download.MaxBytes", "1000");
+    const Nginx nginx;
+    nginx.publish("/1001", std::string(1001, 'x'));
+    nginx.publish("/501", std::string(501, 'x'));
+    const auto failureOf = [&](const char* target, std::uint64_t maxBytes) -> std::string {
+        try {
+            downloader().download(UrlInfo(nginx.url(target)), TARGET, Access::OwnerOnly, maxBytes);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "downloaded";
+    };
+    EXPECT_THAT(failureOf("/1001", 2000), HasSubstr("larger than 1000 bytes"));
+    EXPECT_THAT(failureOf("/1001", http::IFileDownloader::NO_LIMIT),
+                HasSubstr("larger than 1000 bytes"));
+    EXPECT_THAT(failureOf("/501", 500), HasSubstr("larger than 500 bytes"));
+    EXPECT_EQ(failureOf("/501", 501), "downloaded");
+    EXPECT_EQ(failureOf("/501", 2000), "downloaded");
+}
+
+TEST_F(FileDownloaderTest, CountsTheLimitOfADownloadAfterDecompression) {
+    const std::string bomb = gzip(std::string(20U << 20U, '0'));
+    ASSERT_LT(bomb.size(), 1000000U);
+    FaultyServer server([&](Exchange& exchange) {
+        exchange.send(answer(200, bomb, "Content-Encoding: gzip\r\n"));
+        return Then::Close;
+    });
+    root.write(TARGET, "old");
+    EXPECT_THAT(
+        [&] {
+            downloader().download(UrlInfo(server.url("/x")), TARGET, Access::OwnerOnly, 1000000);
+        },
+        testing::ThrowsMessage<std::runtime_error>(
+            HasSubstr("failed: the file is larger than 1000000 bytes")));
+    EXPECT_EQ(content(), "old");
+    EXPECT_EQ(filesBesideTarget(), std::set<std::string>{"phone.xml"});
+}
+
 TEST_F(FileDownloaderTest, NeedsNoMemoryForTheFile) {
     constexpr std::size_t BYTES = 64U << 20U;
     FaultyServer server([this](Exchange& exchange) {

@@ -2,6 +2,7 @@
 #define NOPROXY_H
 
 #include <cstdlib>
+#include <initializer_list>
 
 /// Takes the machine's own proxy settings out of the environment. Before any thread runs.
 inline void forgetProxies() {

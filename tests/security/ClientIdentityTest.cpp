@@ -63,6 +63,9 @@ private:
 
 class ClientIdentity : public testing::Test {
 protected:
+    ClientIdentity() : umaskBefore(::umask(077)) {}
+    ~ClientIdentity() override { ::umask(umaskBefore); }
+
     /// In the order in which an installation writes them.
     void install(const TestIdentity& identity, const std::optional<std::string>& password) {
         phone.write(CERTIFICATE, identity.certificate);
@@ -104,6 +107,7 @@ protected:
         return status.st_mode & 07777U;
     }
 
+    const mode_t umaskBefore;
     const PhoneRoot phone;
     LogRecorder log;
     CertificateMaker tool;

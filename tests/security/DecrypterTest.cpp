@@ -23,8 +23,8 @@ constexpr const char* KEY_FILE = "/etc/ovo.d/key";
 constexpr const char* FILE_PATH = "/var/provisioning.xml";
 constexpr const char* DAMAGED = "Decrypting \"/var/provisioning.xml\" failed: "
                                 "the key is wrong or the file is damaged";
-constexpr const char* NOT_ENCRYPTED = "Decrypting \"/var/provisioning.xml\" failed: "
-                                      "it is not encrypted";
+constexpr const char* NOT_ENCRYPTED =
+    "\"/var/provisioning.xml\" is not encrypted; it is used as it is";
 
 class Decrypter : public testing::Test {
 protected:

@@ -18,7 +18,8 @@ public:
 
     /// True when the file arrived whole and stands at its place.
     bool downloaded() const { return downloaded_; }
-    /// Last HTTP status received; 0 when none arrived.
+    /// Last HTTP status received, also when the file could not be created, written or put in its
+    /// place; 0 when none arrived.
     int httpStatus() const { return httpStatus_; }
     /// On success the URL that the file finally came from, without credentials.
     const std::optional<UrlInfo>& serverAddress() const { return serverAddress_; }

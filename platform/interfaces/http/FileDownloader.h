@@ -31,7 +31,8 @@ public:
     FileDownloader& operator=(const FileDownloader&) = delete;
 
     DownloadResult download(const UrlInfo& url, const std::string& path,
-                            Access access = Access::OwnerOnly) override;
+                            Access access = Access::OwnerOnly,
+                            std::uint64_t maxBytes = NO_LIMIT) override;
     DownloadResult getLastResult() const override;
     void setProgressCallback(ProgressCallback callback) override;
 

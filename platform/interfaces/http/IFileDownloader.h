@@ -4,7 +4,9 @@
 #include "http/DownloadResult.h"
 #include "http/UrlInfo.h"
 
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <string>
 
 namespace http {
@@ -23,13 +25,18 @@ public:
     /// once a second while a transfer runs, a silent one too.
     using ProgressCallback = std::function<int(long dltotal, long dlnow, long ultotal, long ulnow)>;
 
+    /// A download that is limited by the configuration alone.
+    static constexpr std::uint64_t NO_LIMIT = std::numeric_limits<std::uint64_t>::max();
+
     virtual ~IFileDownloader() = default;
     /// Fetches url to the local path; directories missing above it are made. Blocks until the
     /// transfer has ended. On every failure the file that stood at path is untouched, one level 2
     /// line is written and a std::runtime_error with the same sentence (host and cause, no
-    /// credentials) is thrown. Returns the result of this download.
+    /// credentials) is thrown. Returns the result of this download. maxBytes: a larger file,
+    /// counted after decompression, is a failure; the configured limit holds in any case.
     virtual DownloadResult download(const UrlInfo& url, const std::string& path,
-                                    Access access = Access::OwnerOnly) = 0;
+                                    Access access = Access::OwnerOnly,
+                                    std::uint64_t maxBytes = NO_LIMIT) = 0;
     /// Result of the download that ended last, failed ones included, on whichever thread.
     virtual DownloadResult getLastResult() const = 0;
     /// Replaces the callback of all downloads started from now on.

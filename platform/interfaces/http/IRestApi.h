@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -16,7 +17,7 @@ namespace http {
 enum class AuthScheme { None, Basic, Digest };
 
 /// One GET request, without redirection. The callbacks run on the requesting thread; what they
-/// throw ends the request and passes through.
+/// throw ends the request and stands in the response.
 struct HttpRequest {
     UrlInfo url; ///< credentials in it are not used
     AuthScheme auth = AuthScheme::None;
@@ -28,12 +29,10 @@ struct HttpRequest {
     /// Below 100 bytes/s for this long, the wait for the first byte included.
     std::chrono::milliseconds stallTimeout{30000};
     /// Called before the body of a response with status 200 with its length where that was
-    /// announced (never for a compressed one, whose length says nothing); false aborts. May be
-    /// empty.
-    std::function<bool(std::uint64_t length)> onLength;
-    /// Takes the body piece by piece, after decompression, of a response with status 200; false
-    /// aborts.
-    std::function<bool(const char* data, std::size_t size)> onBody;
+    /// announced (never for a compressed one, whose length says nothing). May be empty.
+    std::function<void(std::uint64_t length)> onLength;
+    /// Takes the body piece by piece, after decompression, of a response with status 200.
+    std::function<void(const char* data, std::size_t size)> onBody;
     /// Counters in bytes as transferred: total (0: unknown), received; other than 0 aborts. Called
     /// several times a second while the request runs, also while nothing arrives, and at its end.
     /// May be empty.
@@ -50,6 +49,8 @@ struct HttpResponse {
     /// whole, whatever its status. The body of a status other than 200 is dropped, and a large one
     /// is not waited for.
     std::string failure;
+    /// What a callback threw, which is a failure too.
+    std::exception_ptr callbackError;
 };
 
 /// The phone's web client: performs single requests over connections that are kept from request to
@@ -57,7 +58,8 @@ struct HttpResponse {
 class IRestApi {
 public:
     virtual ~IRestApi() = default;
-    /// Performs one request; blocks until it has ended. Does not throw for what the network does.
+    /// Performs one request; blocks until it has ended. Throws neither for what the network does
+    /// nor for what a callback throws.
     virtual HttpResponse get(const HttpRequest& request) = 0;
     /// Aborts running requests within a second and refuses further ones: the process is ending.
     virtual void shutdown() noexcept = 0;

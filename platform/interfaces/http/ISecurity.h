@@ -42,7 +42,8 @@ public:
     virtual std::string getCaBundlePath() const = 0;
     /// The client certificate and key to offer: the installed ones when they parse and belong
     /// together, otherwise the last ones that did (a renewal has not come to its end). Nothing when
-    /// there are none; one level 2 log line says why, once for each change of the files.
+    /// there are none; one level 2 log line says why, once for each change of the files. A key or
+    /// password file that others have permissions for is used, with one level 2 line a change.
     virtual std::optional<ClientIdentity> getClientIdentity() const = 0;
     /// Loads a certificate (PEM or DER). Never empty: what does not parse is an invalid
     /// certificate. One level 2 log line says why it is not valid. Throws std::runtime_error when

@@ -15,9 +15,11 @@ struct UrlInfo {
     /// brackets; with nothing behind the host the path is "/", and a query or fragment right behind
     /// it belongs to that path. Credentials end at the last "@" before the first "/"; a user or a
     /// password alone is dropped; port 0 counts as none. For every parsed u:
-    /// UrlInfo(u.getUrl()) == u. Throws UrlException for a text without "://", with an empty host,
-    /// with a port that is no number up to 65535 (an empty one too), with a blank or a control
-    /// character; it quotes the text without its credentials.
+    /// UrlInfo(u.getUrl()) == u. Throws UrlException for a text without "://", with a malformed
+    /// scheme, with an empty host, with brackets in the host that do not match, with a port that is
+    /// not a number up to 65535 (an empty one too), with a blank or a control character anywhere,
+    /// or with a "?" or "#" before the "@" of credentials; it quotes the text without its
+    /// credentials.
     explicit UrlInfo(const std::string& text);
 
     std::string scheme; ///< "http" or "https", as written

@@ -47,12 +47,12 @@ public:
 class GenerousFake : public http::IFileDownloader {
 public:
     http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
-                                  http::Access access) override {
+                                  http::Access access, std::uint64_t maxBytes) override {
         http::UrlInfo requested = url;
         if (requested.fileName.empty())
             requested.fileName = "provisioning.xml";
         fake_.serve(requested.getUrl(), CONTENT);
-        return fake_.download(url, path, access);
+        return fake_.download(url, path, access, maxBytes);
     }
     http::DownloadResult getLastResult() const override { return fake_.getLastResult(); }
     void setProgressCallback(ProgressCallback callback) override {

@@ -30,8 +30,8 @@ class StubDownloader : public http::IFileDownloader {
 public:
     explicit StubDownloader(Journal& journal) : journal_(journal) {}
 
-    http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
-                                  http::Access) override {
+    http::DownloadResult download(const http::UrlInfo& url, const std::string& path, http::Access,
+                                  std::uint64_t) override {
         journal_.add("download " + url.getUrl() + " to " + path);
         if (!failure.empty())
             throw std::runtime_error(failure);

@@ -59,9 +59,10 @@ http::ISecurity::CertificateOperations RecordingSecurity::takeCertificateOperati
 }
 
 http::DownloadResult RecordingDownloader::download(const http::UrlInfo& url,
-                                                   const std::string& path, http::Access access) {
+                                                   const std::string& path, http::Access access,
+                                                   std::uint64_t maxBytes) {
     journal_.add("download " + url.getUrl() + " to " + path);
-    return FakeFileDownloader::download(url, path, access);
+    return FakeFileDownloader::download(url, path, access, maxBytes);
 }
 
 void FakeWorker::startProvisioning(const std::string& url) {

@@ -62,7 +62,8 @@ public:
     explicit RecordingDownloader(Journal& journal) : journal_(journal) {}
 
     http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
-                                  http::Access access = http::Access::OwnerOnly) override;
+                                  http::Access access = http::Access::OwnerOnly,
+                                  std::uint64_t maxBytes = NO_LIMIT) override;
 
 private:
     Journal& journal_;

@@ -77,18 +77,19 @@ bool FakeFileDownloader::waitForRequests(std::size_t count,
 }
 
 http::DownloadResult FakeFileDownloader::download(const http::UrlInfo& url, const std::string& path,
-                                                  http::Access access) {
+                                                  http::Access access, std::uint64_t maxBytes) {
+    const Request request{url.getUrl(), path, access, maxBytes};
     ProgressCallback progress;
     {
         const std::lock_guard lock(mutex_);
-        requests_.push_back({url.getUrl(), path, access});
+        requests_.push_back(request);
         progress = progress_;
         changed_.notify_all();
     }
     int status = 0;
     try {
         waitForRelease(progress);
-        http::DownloadResult result = deliver(url, path, access, progress, status);
+        http::DownloadResult result = deliver(request, progress, status);
         remember(result);
         return result;
     } catch (const std::exception& error) {
@@ -120,13 +121,12 @@ void FakeFileDownloader::waitForRelease(const ProgressCallback& progress) {
     }
 }
 
-http::DownloadResult FakeFileDownloader::deliver(const http::UrlInfo& url, const std::string& path,
-                                                 http::Access access,
+http::DownloadResult FakeFileDownloader::deliver(const Request& request,
                                                  const ProgressCallback& progress, int& status) {
-    const std::string hostPath = root::toHost(path);
-    if (path.back() == '/')
-        throw std::runtime_error("Path \"" + path + "\" refused: it names no file");
-    http::UrlInfo address(url.getUrl());
+    const std::string hostPath = root::toHost(request.path);
+    if (request.path.back() == '/')
+        throw std::runtime_error("Path \"" + request.path + "\" refused: it names no file");
+    http::UrlInfo address(request.url);
     address.user.clear();
     address.password.clear();
     if (address.fileName.empty())
@@ -136,10 +136,13 @@ http::DownloadResult FakeFileDownloader::deliver(const http::UrlInfo& url, const
     status = reply.status;
     if (!reply.failure.empty())
         throw std::runtime_error(reply.failure);
+    if (reply.content.size() > request.maxBytes)
+        throw std::runtime_error("the file is larger than " + std::to_string(request.maxBytes) +
+                                 " bytes");
     const auto size = static_cast<long>(reply.content.size());
     if (progress && progress(size, size, 0, 0) != 0)
         throw std::runtime_error(ABORTED);
-    writeFile(hostPath, reply.content, access);
+    writeFile(hostPath, reply.content, request.access);
     return {true, status,
             reply.serverAddress.empty() ? address : http::UrlInfo(reply.serverAddress)};
 }

@@ -25,6 +25,7 @@ public:
         std::string url; ///< with its credentials
         std::string path;
         http::Access access;
+        std::uint64_t maxBytes;
     };
 
     explicit FakeFileDownloader(std::string defaultFileName = "provisioning.xml");
@@ -48,15 +49,15 @@ public:
     bool hasProgressCallback() const;
 
     http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
-                                  http::Access access = http::Access::OwnerOnly) override;
+                                  http::Access access = http::Access::OwnerOnly,
+                                  std::uint64_t maxBytes = NO_LIMIT) override;
     http::DownloadResult getLastResult() const override;
     void setProgressCallback(ProgressCallback callback) override;
 
 private:
     Reply replyFor(const std::string& url) const;
     void waitForRelease(const ProgressCallback& progress);
-    http::DownloadResult deliver(const http::UrlInfo& url, const std::string& path,
-                                 http::Access access, const ProgressCallback& progress,
+    http::DownloadResult deliver(const Request& request, const ProgressCallback& progress,
                                  int& status);
     void remember(const http::DownloadResult& result);
 

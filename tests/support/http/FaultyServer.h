@@ -1,6 +1,8 @@
 #ifndef FAULTYSERVER_H
 #define FAULTYSERVER_H
 
+#include "RawServer.h"
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -55,21 +57,5 @@ private:
 
 /// Text of an answer. headers: further lines, each ended by "\r\n". The body's length is told.
 std::string answer(int status, const std::string& body = {}, const std::string& headers = {});
-
-/// A listening socket whose queue is full: a client that connects waits for ever.
-class FullPort {
-public:
-    FullPort();
-    ~FullPort();
-    FullPort(const FullPort&) = delete;
-    FullPort& operator=(const FullPort&) = delete;
-
-    std::uint16_t port() const { return port_; }
-
-private:
-    std::uint16_t port_ = 0;
-    int listener_ = -1;
-    std::vector<int> waiting_;
-};
 
 #endif

@@ -127,3 +127,7 @@ TestIdentity TestCa::issueServer(const std::vector<std::string>& names) const {
 TestIdentity TestCa::issueClient(const std::string& name, const std::string& keyPassword) const {
     return impl_->issue(name, "clientAuth", {}, {}, keyPassword);
 }
+
+TestIdentity TestCa::issueClient(const std::string& name, Validity validity) const {
+    return impl_->issue(name, "clientAuth", {}, validity, {});
+}

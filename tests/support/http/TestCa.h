@@ -33,6 +33,7 @@ public:
     TestIdentity issueServer(const std::vector<std::string>& names) const;
     /// keyPassword: encrypts the key; empty: it is not.
     TestIdentity issueClient(const std::string& name, const std::string& keyPassword = {}) const;
+    TestIdentity issueClient(const std::string& name, Validity validity) const;
 
 private:
     struct Impl;

@@ -1,130 +1,202 @@
 #include "CurlFailure.h"
 
-#include <openssl/x509_vfy.h>
+#include "Clause.h"
+#include "TlsFailure.h"
 
 #include <cerrno>
-#include <iterator>
 
 namespace http {
 
 namespace {
 
-template <typename Code>
-struct Clause {
-    Code code;
-    const char* text;
-};
+constexpr long PROXY_AUTHENTICATION_REQUIRED = 407;
 
-template <typename Code, std::size_t Count>
-const char* find(const Clause<Code> (&table)[Count], Code code, const char* otherwise) {
-    for (const Clause<Code>& clause : table) {
-        if (clause.code == code)
-            return clause.text;
-    }
-    return otherwise;
-}
-
-constexpr Clause<CURLcode> TRANSFER[] = {
-    {CURLE_URL_MALFORMAT, "the URL is malformed"},
-    {CURLE_UNSUPPORTED_PROTOCOL, "the server does not speak HTTP"},
-    {CURLE_WEIRD_SERVER_REPLY, "the server does not speak HTTP"},
-    {CURLE_COULDNT_RESOLVE_HOST, "the host name cannot be resolved"},
-    {CURLE_COULDNT_RESOLVE_PROXY, "the proxy's host name cannot be resolved"},
-    {CURLE_PROXY, "the proxy refused the connection"},
-    {CURLE_OPERATION_TIMEDOUT, "timed out while connecting"},
-    {CURLE_SSL_CONNECT_ERROR, "the TLS handshake failed (TLS 1.2 or newer is needed)"},
-    {CURLE_SSL_CIPHER, "the TLS handshake failed"},
-    {CURLE_SSL_ISSUER_ERROR, "the certificate has an unknown issuer"},
-    {CURLE_SSL_CACERT_BADFILE, "the trusted certificates cannot be read, or there are none"},
-    {CURLE_SSL_CERTPROBLEM, "the client certificate or its key cannot be used"},
-    {CURLE_SSL_CLIENTCERT, "the server requires a client certificate"},
-    {CURLE_GOT_NOTHING, "the server closed the connection without an answer"},
-    {CURLE_PARTIAL_FILE, "the answer was cut short"},
-    {CURLE_BAD_CONTENT_ENCODING, "the answer is garbled"},
-    {CURLE_HTTP2, "the answer is garbled"},
-    {CURLE_HTTP2_STREAM, "the answer was cut short"},
-    {CURLE_TOO_MANY_REDIRECTS, "the server keeps asking for authentication"},
-    {CURLE_OUT_OF_MEMORY, "out of memory"},
-};
-
-constexpr Clause<int> CONNECT[] = {
+constexpr Clause<int> CONNECTING[] = {
     {ECONNREFUSED, "connection refused"},        {EHOSTUNREACH, "the host is unreachable"},
     {ENETUNREACH, "the network is unreachable"}, {ENETDOWN, "the network is down"},
     {ETIMEDOUT, "timed out while connecting"},
 };
 
-constexpr Clause<long> VERIFICATION[] = {
-    // What libcurl itself checks is the name, when the handshake is over and before it fetches the
-    // result of the chain, which is then still as it set it out.
-    {X509_V_ERR_UNSPECIFIED, "the certificate is for another host name"},
-    {X509_V_OK, "the certificate is for another host name"},
-    {X509_V_ERR_HOSTNAME_MISMATCH, "the certificate is for another host name"},
-    {X509_V_ERR_IP_ADDRESS_MISMATCH, "the certificate is for another host name"},
-    {X509_V_ERR_CERT_HAS_EXPIRED, "the certificate has expired"},
-    {X509_V_ERR_CERT_NOT_YET_VALID, "the certificate is not valid yet"},
-    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, "the certificate has an unknown issuer"},
-    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, "the certificate has an unknown issuer"},
-    {X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, "the certificate has an unknown issuer"},
-    {X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN, "the certificate has an unknown issuer"},
-    {X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, "the certificate is self-signed and not trusted"},
-    {X509_V_ERR_CERT_SIGNATURE_FAILURE, "the certificate's signature is wrong"},
-    {X509_V_ERR_INVALID_CA, "an issuing certificate is not one of a certificate authority"},
-    {X509_V_ERR_INVALID_PURPOSE, "the certificate is not one for servers"},
-    {X509_V_ERR_CERT_REVOKED, "the certificate is revoked"},
-    {X509_V_ERR_EE_KEY_TOO_SMALL, "the certificate's key is too weak"},
-    {X509_V_ERR_CA_KEY_TOO_SMALL, "the issuer's key is too weak"},
-    {X509_V_ERR_CA_MD_TOO_WEAK, "the certificate's signature is too weak"},
+/// Before an answer has begun.
+constexpr Clause<CURLcode> NO_ANSWER[] = {
+    {CURLE_URL_MALFORMAT, "the URL is malformed"},
+    {CURLE_UNSUPPORTED_PROTOCOL, "@ does not speak HTTP"},
+    {CURLE_WEIRD_SERVER_REPLY, "@ does not speak HTTP"},
+    {CURLE_SSL_CIPHER, "no cipher can be used for TLS"},
+    // The rest of the certificate OpenSSL has looked at.
+    {CURLE_PEER_FAILED_VERIFICATION, "% is for another host name"},
+    {CURLE_SSL_CACERT_BADFILE, "the trusted certificates cannot be read, or there are none"},
+    {CURLE_SSL_CERTPROBLEM, "the client certificate or its key cannot be used"},
+    {CURLE_SSL_CLIENTCERT, "@ requires a client certificate"},
+    {CURLE_GOT_NOTHING, "@ closed the connection without an answer"},
+    {CURLE_RECV_ERROR, "@ broke the connection without an answer"},
+    {CURLE_SEND_ERROR, "@ broke the connection without an answer"},
+    {CURLE_PARTIAL_FILE, "@ broke the connection without an answer"},
+    {CURLE_HTTP2, "@ broke the connection without an answer"},
+    {CURLE_HTTP2_STREAM, "@ broke off without an answer"},
+    {CURLE_TOO_MANY_REDIRECTS, "@ keeps asking for authentication"},
+    {CURLE_OUT_OF_MEMORY, "out of memory"},
 };
 
-struct Alert {
-    const char* fragment;
-    const char* text;
+constexpr Clause<CURLcode> ANSWER[] = {
+    {CURLE_PARTIAL_FILE, "the answer was cut short"},
+    {CURLE_GOT_NOTHING, "the answer was cut short"},
+    {CURLE_RECV_ERROR, "the answer was cut short"},
+    {CURLE_SEND_ERROR, "the answer was cut short"},
+    {CURLE_HTTP2_STREAM, "the answer was cut short"},
+    {CURLE_HTTP2, "the answer is garbled"},
+    {CURLE_UNSUPPORTED_PROTOCOL, "the answer is garbled"},
+    {CURLE_WEIRD_SERVER_REPLY, "the answer is garbled"},
+    {CURLE_BAD_CONTENT_ENCODING, "the answer is garbled"},
+    {CURLE_TOO_MANY_REDIRECTS, "@ keeps asking for authentication"},
 };
 
-// With TLS 1.3 a server judges the client's certificate after the handshake, and the library tells
-// the alert nowhere but in its text.
-constexpr Alert ALERTS[] = {
-    {"certificate required", "the server requires a client certificate"},
-    {"alert unknown ca", "the server does not trust the client certificate"},
-    {"alert bad certificate", "the server refused the client certificate"},
-    {"alert certificate", "the server refused the client certificate"},
+/// What a SOCKS proxy says, or does.
+constexpr Clause<long> SOCKS[] = {
+    {CURLPX_RESOLVE_HOST, "the host name cannot be resolved"},
+    {CURLPX_REPLY_CONNECTION_REFUSED, "@ was refused the connection"},
+    {CURLPX_REPLY_HOST_UNREACHABLE, "@ cannot reach the host"},
+    {CURLPX_REPLY_NETWORK_UNREACHABLE, "@ cannot reach the network of the host"},
+    {CURLPX_REPLY_TTL_EXPIRED, "@ cannot reach the host"},
+    {CURLPX_REPLY_NOT_ALLOWED, "@ does not allow the connection"},
+    {CURLPX_NO_AUTH, "@ asks for credentials"},
+    {CURLPX_USER_REJECTED, "@ refused its credentials"},
+    {CURLPX_CLOSED, "@ closed the connection without an answer"},
+    {CURLPX_RECV_CONNECT, "@ closed the connection without an answer"},
+    {CURLPX_BAD_VERSION, "@ does not speak SOCKS"},
 };
 
-std::string broken(CURL* easy, const std::string& detail) {
-    for (const Alert& alert : ALERTS) {
-        if (detail.find(alert.fragment) != std::string::npos)
-            return alert.text;
-    }
-    long status = 0;
-    ::curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    return status == 0 ? "the connection broke before an answer came" : "the answer was cut short";
+long info(CURL* easy, CURLINFO what) {
+    long value = 0;
+    ::curl_easy_getinfo(easy, what, &value);
+    return value;
 }
 
-std::string refusedByProxy(long status) {
-    return status == 407 ? "the proxy asks for credentials"
-                         : "the proxy answered with status " + std::to_string(status);
+bool isWebProxy(const Route& route) {
+    return route.proxy && route.proxy->kind != Proxy::Kind::Socks;
+}
+
+/// Whom a failure is put down to.
+struct Peer {
+    bool isProxy;
+    std::string name;
+    std::string certificate;
+};
+
+/// Whether we dealt with the proxy and not, directly or through it, with the server.
+bool dealtWithProxy(const FailedRequest& request) {
+    const Route& route = request.route;
+    if (!isWebProxy(route)) {
+        // How far it came with a SOCKS proxy only the library knows, and says so by its code.
+        return route.proxy && !request.tls.isShakingHands() &&
+               (request.code == CURLE_COULDNT_RESOLVE_PROXY ||
+                request.code == CURLE_COULDNT_CONNECT || request.code == CURLE_PROXY ||
+                request.code == CURLE_OPERATION_TIMEDOUT);
+    }
+    // For an encrypted request the proxy makes a tunnel.
+    return !route.encrypted ||
+           (!request.sent && info(request.easy, CURLINFO_HTTP_CONNECTCODE) == 0);
+}
+
+std::string nameOf(const Proxy& proxy) {
+    return "the proxy " + proxy.name;
+}
+
+std::string wantsCredentials(const Proxy& proxy) {
+    return nameOf(proxy) +
+           (proxy.hasCredentials ? " refused its credentials" : " asks for credentials");
+}
+
+Peer peerOf(const FailedRequest& request) {
+    if (!dealtWithProxy(request))
+        return {false, "the server", "the certificate"};
+    const std::string name = nameOf(*request.route.proxy);
+    return {true, name, "the certificate of " + name};
+}
+
+std::string filled(const char* text, const Peer& peer) {
+    std::string result;
+    for (; *text != '\0'; ++text) {
+        if (*text == '@')
+            result += peer.name;
+        else if (*text == '%')
+            result += peer.certificate;
+        else
+            result += *text;
+    }
+    return result;
+}
+
+/// Why there is no connection to the peer; null: there is one, or it failed in another way.
+const char* describeConnecting(const FailedRequest& request) {
+    if (request.code == CURLE_COULDNT_RESOLVE_HOST || request.code == CURLE_COULDNT_RESOLVE_PROXY)
+        return "the host name cannot be resolved";
+    if (request.code != CURLE_COULDNT_CONNECT)
+        return nullptr;
+    const char* text = find(CONNECTING, static_cast<int>(info(request.easy, CURLINFO_OS_ERRNO)));
+    return text == nullptr ? "no connection can be made" : text;
+}
+
+const char* describeTimeout(const FailedRequest& request, const Peer& peer) {
+    if (request.tls.isShakingHands())
+        return "the TLS handshake with @ timed out";
+    return peer.isProxy ? "@ did not answer in time" : "timed out while connecting";
+}
+
+/// True when the connection ended the way it did because of its encryption.
+bool isHandshakeAtFault(const FailedRequest& request) {
+    if (request.code == CURLE_SSL_CONNECT_ERROR || request.tls.alertReceived() ||
+        request.tls.certificateProblem())
+        return true;
+    // With TLS 1.3 the server judges the client's certificate after the handshake, with TLS 1.2 it
+    // may begin another one for it; and not every server says what it did not like.
+    const bool ended = request.code == CURLE_RECV_ERROR || request.code == CURLE_SEND_ERROR ||
+                       request.code == CURLE_GOT_NOTHING || request.code == CURLE_PARTIAL_FILE ||
+                       request.code == CURLE_HTTP2;
+    return ended && (request.tls.isShakingHands() || request.tls.wasAskedForCertificate());
+}
+
+/// Why a request that reached its peer came to nothing; null: nobody knows.
+const char* describeNoAnswer(const FailedRequest& request, const Peer& peer) {
+    if (isHandshakeAtFault(request))
+        return describeHandshake(request.tls,
+                                 !peer.isProxy && request.route.offersClientCertificate);
+    if (request.code == CURLE_OPERATION_TIMEDOUT)
+        return describeTimeout(request, peer);
+    if (request.code == CURLE_PROXY) {
+        const char* text = find(SOCKS, info(request.easy, CURLINFO_PROXY_ERROR));
+        return text == nullptr ? "@ refused the connection" : text;
+    }
+    // Something came that the library did not take for a header.
+    if (peer.isProxy && !request.sent && info(request.easy, CURLINFO_HEADER_SIZE) > 0)
+        return "@ does not speak HTTP";
+    return find(NO_ANSWER, request.code);
 }
 
 } // namespace
 
-std::string describeFailure(CURL* easy, CURLcode code, const std::string& detail) {
-    long proxyStatus = 0;
-    ::curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &proxyStatus);
-    if (proxyStatus >= 300)
-        return refusedByProxy(proxyStatus);
-    if (code == CURLE_COULDNT_CONNECT) {
-        long error = 0;
-        ::curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &error);
-        return find(CONNECT, static_cast<int>(error), "no connection to the server");
-    }
-    if (code == CURLE_PEER_FAILED_VERIFICATION) {
-        long result = X509_V_OK;
-        ::curl_easy_getinfo(easy, CURLINFO_SSL_VERIFYRESULT, &result);
-        return find(VERIFICATION, result, "the certificate is not trusted");
-    }
-    if (code == CURLE_RECV_ERROR || code == CURLE_SEND_ERROR)
-        return broken(easy, detail);
-    return find(TRANSFER, code, "the transfer failed");
+std::string describeFailure(const FailedRequest& request) {
+    const long tunnelStatus = info(request.easy, CURLINFO_HTTP_CONNECTCODE);
+    if (request.route.proxy && tunnelStatus == PROXY_AUTHENTICATION_REQUIRED)
+        return wantsCredentials(*request.route.proxy);
+    if (request.route.proxy && tunnelStatus >= 300)
+        return nameOf(*request.route.proxy) + " refused CONNECT with status " +
+               std::to_string(tunnelStatus);
+    const Peer peer = peerOf(request);
+    if (const char* text = describeConnecting(request))
+        return peer.isProxy ? peer.name + " cannot be reached: " + text : text;
+    const char* text =
+        request.answered ? find(ANSWER, request.code) : describeNoAnswer(request, peer);
+    if (text == nullptr)
+        return std::string("the transfer failed: ") + ::curl_easy_strerror(request.code);
+    return filled(text, peer);
+}
+
+std::string describeProxyAuthentication(const Route& route) {
+    // Through a tunnel it is the server that answers.
+    return isWebProxy(route) && !route.encrypted
+               ? wantsCredentials(*route.proxy)
+               : "the server asks for proxy credentials (status 407), but it is not a proxy";
 }
 
 } // namespace http

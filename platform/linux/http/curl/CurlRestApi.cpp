@@ -38,6 +38,7 @@ HttpResponse failed(std::string cause) {
 struct CurlRestApi::Impl {
     using Session = std::unique_ptr<CurlSession>;
 
+    static std::optional<TlsFiles> tlsFiles(const HttpRequest& request, const Route& route);
     Session takeIdle(const std::string& fingerprint, unsigned int& current,
                      std::vector<Session>& outdated);
     Session take(const std::string& fingerprint, unsigned int& current);
@@ -49,6 +50,18 @@ struct CurlRestApi::Impl {
     std::vector<Session> idle;   ///< the one given back last is last
     unsigned int generation = 0; ///< sessions of an earlier one are not used again
 };
+
+/// Throws std::runtime_error where there are none, unless nothing on the way is encrypted.
+std::optional<TlsFiles> CurlRestApi::Impl::tlsFiles(const HttpRequest& request,
+                                                    const Route& route) {
+    try {
+        return TlsFiles::of(request, route.encrypted);
+    } catch (const std::runtime_error&) {
+        if (route.encrypted || (route.proxy && route.proxy->kind == Proxy::Kind::Https))
+            throw;
+        return std::nullopt;
+    }
+}
 
 /// The idle session given back last; nothing when there is none. Sessions whose connections were
 /// verified with other TLS files are handed out to be ended, which is done without the lock.
@@ -102,20 +115,22 @@ HttpResponse CurlRestApi::get(const HttpRequest& request) {
     const bool encrypted = ascii::equalsIgnoringCase(request.url.scheme, "https");
     if (!encrypted && !ascii::equalsIgnoringCase(request.url.scheme, "http"))
         return failed("only http and https are supported");
+    Route route;
+    route.encrypted = encrypted;
     std::optional<TlsFiles> files;
     try {
-        files = TlsFiles::of(request, encrypted);
+        route.proxy = Proxy::of(request.url);
+        files = Impl::tlsFiles(request, route);
     } catch (const std::runtime_error& error) {
-        // A plain request needs them only where the way to the proxy is encrypted.
-        if (encrypted)
-            return failed(error.what());
+        return failed(error.what());
     }
+    route.offersClientCertificate = files && !files->clientCertificate.empty();
     if (impl_->ending)
         return failed("the process is ending");
     unsigned int generation = 0;
     Impl::Session session = impl_->take(files ? files->fingerprint : std::string(), generation);
     HttpResponse response = session->perform(
-        request, files, std::chrono::seconds(impl_->dnsCacheSeconds), impl_->ending);
+        request, route, files, std::chrono::seconds(impl_->dnsCacheSeconds), impl_->ending);
     impl_->giveBack(std::move(session), generation);
     return response;
 }

@@ -42,15 +42,18 @@ CurlSession::CurlSession()
     ::curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, KEPT_CONNECTIONS);
 }
 
-HttpResponse CurlSession::perform(const HttpRequest& request, const std::optional<TlsFiles>& files,
+HttpResponse CurlSession::perform(const HttpRequest& request, const Route& route,
+                                  const std::optional<TlsFiles>& files,
                                   std::chrono::seconds dnsCacheTimeout,
                                   const std::atomic<bool>& ending) {
     // Forgets options, credentials and digest state; connections, TLS sessions and names stay.
     ::curl_easy_reset(easy_.get());
-    setUp(request, dnsCacheTimeout);
+    setUp(request, route, dnsCacheTimeout);
     setUpCredentials(request);
     setUpTls(files);
-    CurlTransfer transfer(easy_.get(), request);
+    tls_.begin();
+    tls_.hookInto(easy_.get());
+    CurlTransfer transfer(easy_.get(), request, route, tls_);
     const Running running(multi_.get(), easy_.get());
     std::optional<CURLcode> code;
     for (;;) {
@@ -65,7 +68,8 @@ HttpResponse CurlSession::perform(const HttpRequest& request, const std::optiona
     }
 }
 
-void CurlSession::setUp(const HttpRequest& request, std::chrono::seconds dnsCacheTimeout) {
+void CurlSession::setUp(const HttpRequest& request, const Route& route,
+                        std::chrono::seconds dnsCacheTimeout) {
     CURL* easy = easy_.get();
     const std::string url = request.url.getAbsolutePath() + request.url.fileName;
     ::curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
@@ -73,6 +77,9 @@ void CurlSession::setUp(const HttpRequest& request, std::chrono::seconds dnsCach
     ::curl_easy_setopt(easy, CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
     ::curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers_.get());
     ::curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+    // The library's own look at the environment would come to the same.
+    ::curl_easy_setopt(easy, CURLOPT_PROXY, route.proxy ? route.proxy->url.c_str() : "");
+    ::curl_easy_setopt(easy, CURLOPT_NOPROXY, "");
     ::curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     ::curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
@@ -102,7 +109,8 @@ void CurlSession::setUpTls(const std::optional<TlsFiles>& files) {
         ::curl_easy_setopt(easy, option, bundle);
     for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH})
         ::curl_easy_setopt(easy, option, nullptr);
-    ::curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    for (const CURLoption option : {CURLOPT_SSLVERSION, CURLOPT_PROXY_SSLVERSION})
+        ::curl_easy_setopt(easy, option, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
     ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
     if (!files)

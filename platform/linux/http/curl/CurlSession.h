@@ -1,7 +1,9 @@
 #ifndef CURLSESSION_H
 #define CURLSESSION_H
 
+#include "CurlFailure.h"
 #include "TlsFiles.h"
+#include "TlsWatch.h"
 #include "http/IRestApi.h"
 
 #include <curl/curl.h>
@@ -23,10 +25,11 @@ public:
     CurlSession(const CurlSession&) = delete;
     CurlSession& operator=(const CurlSession&) = delete;
 
-    /// Performs a request. files: needed by an encrypted one. ending: becomes true to
-    /// abort it, which takes a fraction of a second.
-    HttpResponse perform(const HttpRequest& request, const std::optional<TlsFiles>& files,
-                         std::chrono::seconds dnsCacheTimeout, const std::atomic<bool>& ending);
+    /// Performs a request. files: needed by an encrypted one, and on the way to an encrypted proxy.
+    /// ending: becomes true to abort it, which takes a fraction of a second.
+    HttpResponse perform(const HttpRequest& request, const Route& route,
+                         const std::optional<TlsFiles>& files, std::chrono::seconds dnsCacheTimeout,
+                         const std::atomic<bool>& ending);
 
     /// Fingerprint of the TLS files that its connections were verified with; empty: none was.
     const std::string& fingerprint() const { return fingerprint_; }
@@ -42,11 +45,13 @@ private:
         void operator()(curl_slist* list) const { ::curl_slist_free_all(list); }
     };
 
-    void setUp(const HttpRequest& request, std::chrono::seconds dnsCacheTimeout);
+    void setUp(const HttpRequest& request, const Route& route,
+               std::chrono::seconds dnsCacheTimeout);
     void setUpCredentials(const HttpRequest& request);
     void setUpTls(const std::optional<TlsFiles>& files);
     std::optional<CURLcode> finished();
 
+    TlsWatch tls_; ///< outlives the connections
     // The easy handle goes before the multi handle that it may be part of.
     std::unique_ptr<CURLM, CleanUpMulti> multi_;
     std::unique_ptr<CURL, CleanUpEasy> easy_;

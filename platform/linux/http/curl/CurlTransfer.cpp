@@ -1,7 +1,6 @@
 #include "CurlTransfer.h"
 
 #include "Ascii.h"
-#include "CurlFailure.h"
 
 #include <algorithm>
 #include <charconv>
@@ -16,6 +15,8 @@ constexpr std::uint64_t MAX_HEADER_BYTES = 256ULL << 10U;
 constexpr std::uint64_t MAX_DROPPED_BYTES = 64ULL << 10U;
 constexpr std::chrono::milliseconds REPORT_INTERVAL{100};
 
+constexpr int PROXY_AUTHENTICATION_REQUIRED = 407;
+
 constexpr const char* ABORTED = "the transfer was aborted";
 
 std::optional<std::uint64_t> number(const std::string& text) {
@@ -27,11 +28,15 @@ std::optional<std::uint64_t> number(const std::string& text) {
     return value;
 }
 
+bool isInformational(int status) {
+    return status >= 100 && status < 200;
+}
+
 } // namespace
 
-CurlTransfer::CurlTransfer(CURL* easy, const HttpRequest& request)
-    : easy_(easy), request_(request), stall_(request.stallTimeout) {
-    ::curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, detail_.data());
+CurlTransfer::CurlTransfer(CURL* easy, const HttpRequest& request, const Route& route,
+                           const TlsWatch& tls)
+    : easy_(easy), request_(request), route_(route), tls_(tls), stall_(request.stallTimeout) {
     ::curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &CurlTransfer::onRequest);
     ::curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
     ::curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
@@ -40,63 +45,68 @@ CurlTransfer::CurlTransfer(CURL* easy, const HttpRequest& request)
     ::curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
 }
 
-/// Runs code of the requester below C code of the library, which no exception may cross.
+/// Runs code of the requester, also below C code of the library, which no exception may cross.
+/// False: the transfer has to end.
 template <typename Call>
-bool CurlTransfer::guarded(Call call) noexcept {
+bool CurlTransfer::guarded(Call call) {
     try {
-        return call();
+        call();
     } catch (...) {
         callbackError_ = std::current_exception();
-        return false;
+        stop(ABORTED);
     }
+    return !stopped();
 }
 
 int CurlTransfer::onRequest(void* self, char* /*remote*/, char* /*local*/, int /*remotePort*/,
                             int /*localPort*/) {
     // Connected, and about to ask: the wait for the answer begins. Before, the connect time-out
     // holds.
-    static_cast<CurlTransfer*>(self)->stall_.start(Clock::now());
+    auto* transfer = static_cast<CurlTransfer*>(self);
+    transfer->stall_.start(Clock::now());
+    transfer->sent_ = true;
+    transfer->answered_ = false;
     return CURL_PREREQFUNC_OK;
 }
 
 std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) {
     auto* transfer = static_cast<CurlTransfer*>(self);
     const std::size_t bytes = size * count;
-    const bool good = transfer->guarded([&] { return transfer->takeHeader(data, bytes); });
-    return good ? bytes : 0;
+    return transfer->guarded([&] { transfer->takeHeader(data, bytes); }) ? bytes : 0;
 }
 
 std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count, void* self) {
     auto* transfer = static_cast<CurlTransfer*>(self);
     const std::size_t bytes = size * count;
-    const bool good = transfer->guarded([&] { return transfer->takeBody(data, bytes); });
-    return good ? bytes : 0;
+    return transfer->guarded([&] { transfer->takeBody(data, bytes); }) ? bytes : 0;
 }
 
-bool CurlTransfer::takeHeader(const char* data, std::size_t size) {
+void CurlTransfer::takeHeader(const char* data, std::size_t size) {
     stall_.received(size);
     headerBytes_ += size;
     if (headerBytes_ > MAX_HEADER_BYTES) {
         stop("the header of the answer is too large");
-        return false;
+        return;
     }
     const std::string_view line(data, size);
-    if (line.substr(0, 5) == "HTTP/")
+    if (line.substr(0, 5) == "HTTP/") {
         headerEnded_ = false; // a further response: informational, or before authentication
+        answered_ = !isInformational(status());
+    }
     if (line != "\r\n" && line != "\n")
-        return true;
+        return;
     headerEnded_ = true;
-    return beginBody();
+    beginBody();
 }
 
 /// The header is whole: decides whether its body may come.
-bool CurlTransfer::beginBody() {
+void CurlTransfer::beginBody() {
     inflater_.reset();
     droppedBytes_ = 0;
     total_ = 0;
     received_ = 0;
     if (status() != 200)
-        return true;
+        return;
     // Where both are sent, the length says nothing.
     const bool chunked = !header("Transfer-Encoding").empty();
     const auto length = chunked ? std::nullopt : number(header("Content-Length"));
@@ -104,56 +114,47 @@ bool CurlTransfer::beginBody() {
         total_ = static_cast<std::int64_t>(std::min<std::uint64_t>(*length, INT64_MAX));
     const std::string encoding = header("Content-Encoding");
     if (!encoding.empty() && !ascii::equalsIgnoringCase(encoding, "identity"))
-        return acceptEncoding(encoding);
-    if (length && request_.onLength && !request_.onLength(*length)) {
-        stop(ABORTED);
-        return false;
-    }
-    return true;
+        acceptEncoding(encoding);
+    else if (length && request_.onLength)
+        request_.onLength(*length);
 }
 
-bool CurlTransfer::acceptEncoding(const std::string& encoding) {
-    if (!ascii::equalsIgnoringCase(encoding, "gzip") &&
-        !ascii::equalsIgnoringCase(encoding, "x-gzip")) {
+void CurlTransfer::acceptEncoding(const std::string& encoding) {
+    if (ascii::equalsIgnoringCase(encoding, "gzip") ||
+        ascii::equalsIgnoringCase(encoding, "x-gzip"))
+        inflater_.emplace();
+    else
         stop("the answer is compressed in a way that was not asked for");
-        return false;
-    }
-    inflater_.emplace();
-    return true;
 }
 
-bool CurlTransfer::takeBody(const char* data, std::size_t size) {
+void CurlTransfer::takeBody(const char* data, std::size_t size) {
     stall_.received(size);
-    if (status() != 200)
-        return drop(size);
+    if (status() != 200) {
+        drop(size);
+        return;
+    }
     received_ += static_cast<std::int64_t>(size);
-    return inflater_ ? inflate(data, size) : deliver(data, size);
+    if (inflater_)
+        inflate(data, size);
+    else
+        request_.onBody(data, size);
 }
 
-bool CurlTransfer::drop(std::uint64_t size) {
+void CurlTransfer::drop(std::uint64_t size) {
     droppedBytes_ += size;
     drained_ = droppedBytes_ > MAX_DROPPED_BYTES;
-    return !drained_;
 }
 
-bool CurlTransfer::inflate(const char* data, std::size_t size) {
-    const auto result = inflater_->feed(data, size, [this](const char* piece, std::size_t length) {
-        return deliver(piece, length);
-    });
-    if (result == GzipInflater::Result::Damaged)
+void CurlTransfer::inflate(const char* data, std::size_t size) {
+    if (!inflater_->feed(data, size, request_.onBody))
         stop("the compressed answer is damaged");
-    return result == GzipInflater::Result::Good;
 }
 
-bool CurlTransfer::deliver(const char* data, std::size_t size) {
-    if (request_.onBody(data, size))
-        return true;
-    stop(ABORTED);
-    return false;
-}
-
-bool CurlTransfer::report() {
-    return !request_.onProgress || request_.onProgress(total_, received_) == 0;
+void CurlTransfer::report() {
+    guarded([this] {
+        if (request_.onProgress && request_.onProgress(total_, received_) != 0)
+            stop(ABORTED);
+    });
 }
 
 bool CurlTransfer::goOn(Clock::time_point now) {
@@ -161,8 +162,7 @@ bool CurlTransfer::goOn(Clock::time_point now) {
         return false;
     if (!reported_ || now - *reported_ >= REPORT_INTERVAL) {
         reported_ = now;
-        if (!report())
-            stop(ABORTED);
+        report();
     }
     if (stall_.stalled(now))
         stop("the transfer stalled");
@@ -175,10 +175,8 @@ void CurlTransfer::stop(const std::string& cause) {
 }
 
 HttpResponse CurlTransfer::finish(std::optional<CURLcode> code) {
-    if (callbackError_)
-        std::rethrow_exception(callbackError_);
-    if (code == CURLE_OK && !report())
-        stop(ABORTED);
+    if (code == CURLE_OK)
+        report();
     // The library takes a header without its end for a whole answer.
     if (code == CURLE_OK && !headerEnded_)
         stop("the answer was cut short");
@@ -188,9 +186,13 @@ HttpResponse CurlTransfer::finish(std::optional<CURLcode> code) {
     HttpResponse response;
     response.status = status();
     response.failure = cause_;
-    if (cause_.empty() && !drained_ && code != CURLE_OK)
-        response.failure =
-            describeFailure(easy_, code.value_or(CURLE_ABORTED_BY_CALLBACK), detail_.data());
+    response.callbackError = callbackError_;
+    if (cause_.empty() && !drained_ && code.value_or(CURLE_OK) != CURLE_OK)
+        response.failure = describeFailure({easy_, *code, route_, tls_, sent_, answered_});
+    else if (cause_.empty() && response.status == PROXY_AUTHENTICATION_REQUIRED)
+        response.failure = describeProxyAuthentication(route_);
+    if (!response.failure.empty() && isInformational(response.status))
+        response.status = 0; // of an answer that never came
     if (response.status == 401) {
         long offered = 0;
         ::curl_easy_getinfo(easy_, CURLINFO_HTTPAUTH_AVAIL, &offered);

@@ -1,13 +1,13 @@
 #ifndef CURLTRANSFER_H
 #define CURLTRANSFER_H
 
+#include "CurlFailure.h"
 #include "GzipInflater.h"
 #include "StallWatch.h"
 #include "http/IRestApi.h"
 
 #include <curl/curl.h>
 
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <exception>
@@ -24,7 +24,7 @@ public:
 
     /// Hooks itself into the handle; the handle must not be used for another request before the
     /// object has gone.
-    CurlTransfer(CURL* easy, const HttpRequest& request);
+    CurlTransfer(CURL* easy, const HttpRequest& request, const Route& route, const TlsWatch& tls);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -32,8 +32,7 @@ public:
     bool goOn(Clock::time_point now);
     /// Ends the transfer with this cause.
     void stop(const std::string& cause);
-    /// The response. code: how the library ended the transfer; nothing when it did not. Throws what
-    /// a callback of the requester threw.
+    /// The response. code: how the library ended the transfer; nothing when it did not.
     HttpResponse finish(std::optional<CURLcode> code);
 
 private:
@@ -41,26 +40,28 @@ private:
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
 
-    bool takeHeader(const char* data, std::size_t size);
-    bool beginBody();
-    bool acceptEncoding(const std::string& encoding);
-    bool takeBody(const char* data, std::size_t size);
-    bool drop(std::uint64_t size);
-    bool inflate(const char* data, std::size_t size);
-    bool deliver(const char* data, std::size_t size);
-    bool report();
-    bool stopped() const { return drained_ || callbackError_ || !cause_.empty(); }
+    void takeHeader(const char* data, std::size_t size);
+    void beginBody();
+    void acceptEncoding(const std::string& encoding);
+    void takeBody(const char* data, std::size_t size);
+    void drop(std::uint64_t size);
+    void inflate(const char* data, std::size_t size);
+    void report();
+    bool stopped() const { return drained_ || !cause_.empty(); }
     template <typename Call>
-    bool guarded(Call call) noexcept;
+    bool guarded(Call call);
     int status() const;
     std::string header(const char* name) const;
 
     CURL* easy_;
     const HttpRequest& request_;
-    std::array<char, CURL_ERROR_SIZE> detail_{};
+    const Route& route_;
+    const TlsWatch& tls_;
     StallWatch stall_;
     std::optional<GzipInflater> inflater_;
     std::uint64_t headerBytes_ = 0;
+    bool sent_ = false;     ///< the request, or the next one where the first was not enough
+    bool answered_ = false; ///< the final answer to it began
     bool headerEnded_ = false;
     std::uint64_t droppedBytes_ = 0;
     std::int64_t total_ = 0;

@@ -23,7 +23,7 @@ GzipInflater::~GzipInflater() {
     ::inflateEnd(&stream_->z);
 }
 
-GzipInflater::Result GzipInflater::feed(const char* data, std::size_t size, const Sink& sink) {
+bool GzipInflater::feed(const char* data, std::size_t size, const Sink& sink) {
     z_stream& z = stream_->z;
     // zlib does not write to its input; the pointer is not const for historical reasons.
     z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));
@@ -38,15 +38,15 @@ GzipInflater::Result GzipInflater::feed(const char* data, std::size_t size, cons
         z.avail_out = static_cast<uInt>(stream_->output.size());
         const int code = ::inflate(&z, Z_NO_FLUSH);
         if (code != Z_OK && code != Z_STREAM_END && code != Z_BUF_ERROR)
-            return Result::Damaged;
+            return false;
         stream_->atEnd = code == Z_STREAM_END;
         const std::size_t produced = stream_->output.size() - z.avail_out;
-        if (produced > 0 && !sink(stream_->output.data(), produced))
-            return Result::Refused;
+        if (produced > 0)
+            sink(stream_->output.data(), produced);
         // A full output buffer may leave decompressed bytes inside zlib with no input left.
         more = z.avail_in > 0 || (z.avail_out == 0 && !stream_->atEnd);
     }
-    return Result::Good;
+    return true;
 }
 
 bool GzipInflater::complete() const {

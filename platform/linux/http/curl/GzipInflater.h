@@ -10,21 +10,16 @@ namespace http {
 /// Decompresses a gzip stream piece by piece, in constant memory.
 class GzipInflater {
 public:
-    /// Takes decompressed bytes; false ends the work.
-    using Sink = std::function<bool(const char* data, std::size_t size)>;
-
-    enum class Result {
-        Good,
-        Damaged, ///< the bytes are no gzip stream
-        Refused  ///< the sink returned false
-    };
+    /// Takes decompressed bytes. What it throws ends the work and passes through.
+    using Sink = std::function<void(const char* data, std::size_t size)>;
 
     GzipInflater();
     ~GzipInflater();
     GzipInflater(const GzipInflater&) = delete;
     GzipInflater& operator=(const GzipInflater&) = delete;
 
-    Result feed(const char* data, std::size_t size, const Sink& sink);
+    /// False: the bytes are not a gzip stream.
+    bool feed(const char* data, std::size_t size, const Sink& sink);
     /// True when the bytes so far end where a stream may end, checksum and length included.
     bool complete() const;
 

@@ -5,6 +5,7 @@
 #include "Transfer.h"
 #include "logger/Logger.h"
 
+#include <algorithm>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -76,28 +77,33 @@ FileDownloader::FileDownloader(std::shared_ptr<IRestApi> restApi,
 
 FileDownloader::~FileDownloader() = default;
 
-DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& path,
-                                        Access access) {
+DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& path, Access access,
+                                        std::uint64_t maxBytes) {
+    DownloadSettings settings = impl_->settings;
+    settings.maxBytes = std::min(settings.maxBytes, maxBytes);
     UrlInfo requested;
     std::optional<DownloadFile> file;
     std::optional<Transfer> transfer;
+    std::string cause;
     try {
         requested = impl_->checked(url);
         file.emplace(path, access);
         transfer.emplace(
             Transfer::Services{*impl_->restApi, *impl_->security, impl_->credentialsProvider},
-            impl_->settings, requested, impl_->currentProgress(), *file);
+            settings, requested, impl_->currentProgress(), *file);
         transfer->run();
         DownloadResult result(true, transfer->status(), transfer->url());
         impl_->remember(result);
         return result;
     } catch (const std::exception& error) {
-        impl_->remember({false, transfer ? transfer->status() : 0});
-        const std::string text =
-            sentence(requested, transfer ? transfer->url() : requested, error.what());
-        LOG(2) << text;
-        throw std::runtime_error(text);
+        cause = error.what();
+    } catch (...) {
+        cause = "a callback threw something that has no text";
     }
+    impl_->remember({false, transfer ? transfer->status() : 0});
+    const std::string text = sentence(requested, transfer ? transfer->url() : requested, cause);
+    LOG(2) << text;
+    throw std::runtime_error(text);
 }
 
 DownloadResult FileDownloader::getLastResult() const {

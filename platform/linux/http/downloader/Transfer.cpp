@@ -94,10 +94,10 @@ HttpResponse Transfer::request() {
     request.connectTimeout = settings_.connectTimeout;
     request.stallTimeout = settings_.stallTimeout;
     request.onLength = [this](std::uint64_t length) {
-        return takeLength(length);
+        takeLength(length);
     };
     request.onBody = [this](const char* data, std::size_t size) {
-        return takeBody(data, size);
+        takeBody(data, size);
     };
     request.onProgress = [this](std::int64_t total, std::int64_t received) {
         return reportProgress(total, received);
@@ -109,16 +109,14 @@ HttpResponse Transfer::request() {
 void Transfer::judge(const HttpResponse& response) {
     if (response.status == 200 || isRedirect(response.status))
         keepTypedIn();
-    if (!bodyFailure_.empty())
-        throw std::runtime_error(bodyFailure_);
+    if (response.callbackError)
+        std::rethrow_exception(response.callbackError);
     if (!response.failure.empty())
         throw std::runtime_error(response.failure);
     if (isRedirect(response.status))
         redirect(response);
     else if (response.status == 401)
         chooseCredentials(response);
-    else if (response.status == 407)
-        throw std::runtime_error("the proxy asks for credentials");
     else if (response.status != 200)
         throw std::runtime_error("the server answered with status " +
                                  std::to_string(response.status));
@@ -165,24 +163,23 @@ void Transfer::keepTypedIn() {
     }
 }
 
-bool Transfer::takeLength(std::uint64_t length) {
-    return length <= settings_.maxBytes || refuseSize();
+void Transfer::takeLength(std::uint64_t length) const {
+    if (length > settings_.maxBytes)
+        refuseSize();
 }
 
-/// Runs inside the web client, which lets exceptions through.
-bool Transfer::takeBody(const char* data, std::size_t size) {
+void Transfer::takeBody(const char* data, std::size_t size) {
     if (size > settings_.maxBytes - written_)
-        return refuseSize();
+        refuseSize();
     if (!file_.created())
         file_.create();
     file_.append(data, size);
     written_ += size;
-    return true;
 }
 
-bool Transfer::refuseSize() {
-    bodyFailure_ = "the file is larger than " + std::to_string(settings_.maxBytes) + " bytes";
-    return false;
+void Transfer::refuseSize() const {
+    throw std::runtime_error("the file is larger than " + std::to_string(settings_.maxBytes) +
+                             " bytes");
 }
 
 int Transfer::reportProgress(std::int64_t total, std::int64_t received) const {

@@ -45,9 +45,9 @@ private:
     void redirect(const HttpResponse& response);
     void chooseCredentials(const HttpResponse& response);
     void keepTypedIn();
-    bool takeLength(std::uint64_t length);
-    bool takeBody(const char* data, std::size_t size);
-    bool refuseSize();
+    void takeLength(std::uint64_t length) const;
+    void takeBody(const char* data, std::size_t size);
+    [[noreturn]] void refuseSize() const;
     int reportProgress(std::int64_t total, std::int64_t received) const;
     bool atOrigin() const;
 
@@ -63,7 +63,6 @@ private:
     int status_ = 0;
     unsigned int redirects_ = 0;
     std::uint64_t written_ = 0;
-    std::string bodyFailure_; ///< why we refused the body; empty: we did not
 };
 
 } // namespace http

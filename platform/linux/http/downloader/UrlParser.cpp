@@ -52,16 +52,26 @@ bool isScheme(const std::string& text) {
            });
 }
 
+/// None, or one pair around something and around all of it.
+bool bracketsMatch(const std::string& host) {
+    constexpr const char* BRACKETS = "[]";
+    if (host.find_first_of(BRACKETS) == std::string::npos)
+        return true;
+    return host.size() > 2 && host.front() == '[' &&
+           host.find_first_of(BRACKETS, 1) == host.size() - 1 && host.back() == ']';
+}
+
 /// Splits the text behind "://" step by step; text is the whole one, for the errors.
 struct Splitter {
     const std::string& text;
     UrlInfo& url;
 
     void takeCredentials(const std::string& credentials) const {
+        // To other readers the host ends there, and is another one.
+        if (credentials.find_first_of(QUERY_MARKS) != std::string::npos)
+            refuse(text, "it holds \"?\" or \"#\" before the \"@\" of its host");
         const auto colon = credentials.find(':');
         url.user = credentials.substr(0, colon);
-        if (url.user.find_first_of(QUERY_MARKS) != std::string::npos)
-            refuse(text, "it holds \"?\" or \"#\" before the \"@\" of its host");
         if (colon != std::string::npos)
             url.password = credentials.substr(colon + 1);
         // One half alone counts as none, and getUrl() would not give it back.
@@ -74,27 +84,21 @@ struct Splitter {
     void takePort(const std::string& digits) const {
         const char* end = digits.data() + digits.size();
         const auto [parsed, error] = std::from_chars(digits.data(), end, url.port);
-        if (digits.empty() || !isDigit(digits.front()) || error != std::errc() || parsed != end ||
-            url.port > MAX_PORT)
-            refuse(text, "the port is no number up to 65535");
+        if (error != std::errc() || parsed != end || url.port > MAX_PORT)
+            refuse(text, "the port is not a number up to 65535");
     }
 
     void takeHost(const std::string& hostAndPort) const {
-        const bool bracketed = !hostAndPort.empty() && hostAndPort.front() == '[';
-        const auto hostEnd = bracketed ? hostAndPort.find(']') + 1
-                                       : std::min(hostAndPort.find(':'), hostAndPort.size());
-        if (bracketed && (hostEnd == 0 || hostEnd == std::string("[]").size()))
-            refuse(text, "the address in brackets is not one");
+        const bool bracketed = hostAndPort.starts_with('[');
+        const auto hostEnd = std::min(hostAndPort.find(':', bracketed ? hostAndPort.find(']') : 0),
+                                      hostAndPort.size());
         url.host = hostAndPort.substr(0, hostEnd);
         if (url.host.empty())
             refuse(text, "it names no host");
-        if (!bracketed && url.host.find_first_of("[]") != std::string::npos)
-            refuse(text, "the host holds a bracket");
-        if (hostEnd == hostAndPort.size())
-            return;
-        if (hostAndPort[hostEnd] != ':')
-            refuse(text, "the host is followed by something else than a port");
-        takePort(hostAndPort.substr(hostEnd + 1));
+        if (!bracketsMatch(url.host))
+            refuse(text, "the brackets of its host do not match");
+        if (hostEnd < hostAndPort.size())
+            takePort(hostAndPort.substr(hostEnd + 1));
     }
 
     void takePath(const std::string& behindHost) const {

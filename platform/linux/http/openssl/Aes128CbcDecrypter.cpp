@@ -1,6 +1,7 @@
 #include "http/Aes128CbcDecrypter.h"
 
 #include "Descriptor.h"
+#include "ExposedFiles.h"
 #include "OpenSsl.h"
 #include "Root.h"
 #include "filesystem/Filesystem.h"
@@ -35,6 +36,10 @@ constexpr std::size_t MAX_PASSWORD_BYTES = 1023;
 
 [[noreturn]] void fail(const std::string& path, const std::string& why) {
     throw std::runtime_error("Decrypting " + quote(path) + " failed: " + why);
+}
+
+[[noreturn]] void failPlain(const std::string& path) {
+    throw std::runtime_error(quote(path) + " is not encrypted; it is used as it is");
 }
 
 [[noreturn]] void failDamaged(const std::string& path) {
@@ -104,20 +109,30 @@ bool decryptInPlace(unsigned char* text, std::size_t& size, const KeyMaterial& m
 
 } // namespace
 
-Aes128CbcDecrypter::Aes128CbcDecrypter(std::string keyFile) : keyFile_(std::move(keyFile)) {}
+struct Aes128CbcDecrypter::Impl {
+    std::string keyFile; ///< the phone's path
+    ExposedFiles exposed;
+};
+
+Aes128CbcDecrypter::Aes128CbcDecrypter(std::string keyFile) : impl_(std::make_unique<Impl>()) {
+    impl_->keyFile = std::move(keyFile);
+}
+
+Aes128CbcDecrypter::~Aes128CbcDecrypter() = default;
 
 std::string Aes128CbcDecrypter::decrypt(const std::string& path) {
     const OpenSslErrors errors;
     if (!mayBeEncrypted(path))
-        fail(path, "it is not encrypted");
+        failPlain(path);
     std::string text = filesystem::read(path, MAX_FILE_BYTES);
     if (!text.starts_with(MAGIC))
-        fail(path, "it is not encrypted");
+        failPlain(path);
 
-    const Secret keyFileContent = readKeyFile(keyFile_, path);
+    impl_->exposed.look(impl_->keyFile, FileStamp::of(impl_->keyFile));
+    const Secret keyFileContent = readKeyFile(impl_->keyFile, path);
     const std::string_view password = firstLine(keyFileContent.text());
     if (password.empty())
-        fail(path, "no key: the first line of " + quote(keyFile_) + " is empty");
+        fail(path, "no key: the first line of " + quote(impl_->keyFile) + " is empty");
 
     if (text.size() <= HEADER_BYTES || (text.size() - HEADER_BYTES) % BLOCK_BYTES != 0)
         failDamaged(path);

@@ -128,6 +128,8 @@ ClientIdentityFiles::Answer ClientIdentityFiles::look(const Stamps& stamps) {
         }
         return std::nullopt;
     }
+    for (const File secret : {KEY_FILE, PASSWORD_FILE})
+        exposed_.look(PATHS[secret], stamps[secret]);
     std::string reason;
     const std::optional<ClientPair> installed = findInstalled(stamps[PASSWORD_FILE], reason);
     const std::optional<ClientPair> last = findLast(stamps[LAST_PAIR_FILE]);

@@ -2,6 +2,7 @@
 #define HTTP_OPENSSL_CLIENTIDENTITYFILES_H
 
 #include "ClientPair.h"
+#include "ExposedFiles.h"
 #include "FileStamp.h"
 #include "TurnTaker.h"
 #include "http/ISecurity.h"
@@ -33,11 +34,12 @@ private:
     using Answer = std::optional<ClientIdentity>;
 
     static Stamps stampsNow();
-    static Answer look(const Stamps& stamps);
+    Answer look(const Stamps& stamps);
     std::optional<Answer> known(const Stamps& stamps);
     void remember(const Stamps& stamps, const Answer& answer);
 
     common::TurnTaker turns_; ///< looking at the files
+    ExposedFiles exposed_;
     std::mutex mutex_;
     std::optional<Stamps> stamps_; ///< of the files that the answer is about
     /// With the password: it is read once, and stays in memory in one place that is overwritten

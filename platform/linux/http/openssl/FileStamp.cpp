@@ -17,6 +17,7 @@ FileStamp FileStamp::of(const std::string& path) {
     }
     stamp.device = status.st_dev;
     stamp.inode = status.st_ino;
+    stamp.mode = status.st_mode;
     stamp.size = status.st_size;
     stamp.modifiedSeconds = status.st_mtim.tv_sec;
     stamp.modifiedNanoseconds = status.st_mtim.tv_nsec;

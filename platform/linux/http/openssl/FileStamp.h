@@ -10,6 +10,7 @@ namespace http {
 struct FileStamp {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
+    std::uint32_t mode = 0;
     std::int64_t size = 0;
     std::int64_t modifiedSeconds = 0;
     std::int64_t modifiedNanoseconds = 0;

@@ -1,0 +1,29 @@
+#ifndef PROXY_H
+#define PROXY_H
+
+#include "http/UrlInfo.h"
+
+#include <optional>
+#include <string>
+
+namespace http {
+
+/// The proxy that the environment names for a request. The rules are libcurl's own, which does not
+/// tell what it made of them, and without that nobody can say whose failure a failure is.
+struct Proxy {
+    enum class Kind { Http, Https, Socks };
+
+    std::string url;  ///< as libcurl takes it, with its credentials
+    std::string name; ///< host and port, for people
+    Kind kind = Kind::Http;
+    bool hasCredentials = false;
+
+    /// "http_proxy", "https_proxy" or "HTTPS_PROXY", otherwise "all_proxy" or "ALL_PROXY"; nothing
+    /// where none of them is set, and for hosts in the list of "no_proxy" or "NO_PROXY". Throws
+    /// std::runtime_error with one clause when what is set names no proxy.
+    static std::optional<Proxy> of(const UrlInfo& url);
+};
+
+} // namespace http
+
+#endif

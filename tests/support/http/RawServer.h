@@ -1,0 +1,50 @@
+#ifndef RAWSERVER_H
+#define RAWSERVER_H
+
+#include "Wire.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A TCP server on the loopback interface that does with its connections what the test wants.
+/// Blocking, a thread a connection; all connections are ended, and all threads joined, when the
+/// object goes.
+class RawServer {
+public:
+    /// number: 1 for the first connection, and so on. The connection ends when the handler returns.
+    using Handler = std::function<void(Wire& wire, int number)>;
+
+    explicit RawServer(Handler handler);
+    ~RawServer();
+    RawServer(const RawServer&) = delete;
+    RawServer& operator=(const RawServer&) = delete;
+
+    std::uint16_t port() const;
+    /// "SCHEME://127.0.0.1:PORT" and the target.
+    std::string url(const std::string& scheme, const std::string& target = "/") const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+/// A listening socket whose queue is full: a client that connects waits for ever.
+class FullPort {
+public:
+    FullPort();
+    ~FullPort();
+    FullPort(const FullPort&) = delete;
+    FullPort& operator=(const FullPort&) = delete;
+
+    std::uint16_t port() const { return port_; }
+
+private:
+    std::uint16_t port_ = 0;
+    int listener_ = -1;
+    std::vector<int> waiting_;
+};
+
+#endif

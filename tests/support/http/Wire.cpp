@@ -1,0 +1,80 @@
+#include "Wire.h"
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace {
+
+int connectTo(std::uint16_t port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+        return socket;
+    ::close(socket);
+    return -1;
+}
+
+} // namespace
+
+std::string Wire::receiveUntil(const std::string& end, std::string text) {
+    while (text.find(end) == std::string::npos) {
+        const std::string piece = receive();
+        if (piece.empty())
+            return {};
+        text += piece;
+    }
+    return text;
+}
+
+void Wire::endByReset() const {
+    const linger atOnce{1, 0};
+    ::setsockopt(socket(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+}
+
+bool SocketWire::send(const std::string& bytes) {
+    for (std::size_t sent = 0; sent < bytes.size();) {
+        const ssize_t now = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (now <= 0)
+            return false;
+        sent += static_cast<std::size_t>(now);
+    }
+    return true;
+}
+
+std::string SocketWire::receive() {
+    std::array<char, 4096> piece{};
+    const ssize_t size = ::recv(socket_, piece.data(), piece.size(), 0);
+    return size > 0 ? std::string(piece.data(), static_cast<std::size_t>(size)) : std::string();
+}
+
+ClientWire::ClientWire(std::uint16_t port) : SocketWire(connectTo(port)) {}
+
+ClientWire::~ClientWire() {
+    if (socket() >= 0)
+        ::close(socket());
+}
+
+void relay(Wire& one, Wire& other) {
+    for (;;) {
+        std::array<pollfd, 2> ends{pollfd{one.socket(), POLLIN, 0},
+                                   pollfd{other.socket(), POLLIN, 0}};
+        if (!one.hasMore() && !other.hasMore() && ::poll(ends.data(), ends.size(), -1) < 0)
+            return;
+        for (const bool forth : {true, false}) {
+            Wire& from = forth ? one : other;
+            Wire& to = forth ? other : one;
+            if (!from.hasMore() && ends[forth ? 0 : 1].revents == 0)
+                continue;
+            const std::string piece = from.receive();
+            if (piece.empty() || !to.send(piece))
+                return;
+        }
+    }
+}
