@@ -2,6 +2,7 @@
 #define STOREFILE_H
 
 #include "Database.h"
+#include "FileId.h"
 #include "SqliteSettings.h"
 
 #include <memory>
@@ -9,7 +10,8 @@
 
 namespace propertyapi {
 
-/// The store's files: made when they are missing, put aside when they are damaged.
+/// The store's files: made when they are missing, put aside when they are damaged, closed to others
+/// when they are open to them.
 class StoreFile {
 public:
     /// path: of this machine.
@@ -22,9 +24,16 @@ public:
     std::unique_ptr<Database> open() const;
 
 private:
-    /// Nothing when the store is missing or damaged; then damage says how.
-    std::unique_ptr<Database> openExisting(std::string& damage) const;
-    std::unique_ptr<Database> openSound() const;
+    /// What is known in the course of preparing it.
+    struct Preparation {
+        std::string damage = {}; ///< of the file that was found
+        FileId closed = {};      ///< the file that was looked at for being open to others
+    };
+
+    /// Nothing when the store is missing or damaged.
+    std::unique_ptr<Database> openExisting(Preparation& preparation) const;
+    std::unique_ptr<Database> openSound(Preparation& preparation) const;
+    void closeToOthers(Preparation& preparation) const;
     void putAside(const std::string& damage) const;
     void make() const;
 
