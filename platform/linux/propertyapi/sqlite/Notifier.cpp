@@ -15,12 +15,14 @@ using Clock = std::chrono::steady_clock;
 } // namespace
 
 Notifier::Notifier(std::unique_ptr<Database> database, std::shared_ptr<Subscribers> subscribers,
-                   const SqliteSettings& settings)
+                   const SqliteSettings& settings, Patience& patience)
     : settings_(settings)
     , subscribers_(std::move(subscribers))
+    , patience_(patience)
     , journal_(std::move(database))
     , watch_(journal_.database().walPath()) {
     subscribers_->skipWhenEmpty(journal_.newest());
+    journal_.database().waitBy(nullptr);
     thread_ = std::thread([this] { run(); });
 }
 
@@ -86,6 +88,8 @@ void Notifier::look(bool quiet) {
 /// Delivers the next changes; false when there are none.
 bool Notifier::deliverNext() {
     const std::int64_t position = subscribers_->position();
+    Patience::Allowance allowance(patience_, settings_.busyTimeout);
+    const Database::Waiting waiting(journal_.database(), allowance);
     // The number is read first: who subscribes meanwhile is to get what comes behind it.
     if (subscribers_->empty() && subscribers_->skipWhenEmpty(journal_.newest()))
         return false;

@@ -21,7 +21,7 @@ class Notifier {
 public:
     /// Throws DatabaseError, and std::runtime_error for what concerns the watch.
     Notifier(std::unique_ptr<Database> database, std::shared_ptr<Subscribers> subscribers,
-             const SqliteSettings& settings);
+             const SqliteSettings& settings, Patience& patience);
     ~Notifier();
     Notifier(const Notifier&) = delete;
     Notifier& operator=(const Notifier&) = delete;
@@ -40,6 +40,7 @@ private:
 
     const SqliteSettings settings_;
     const std::shared_ptr<Subscribers> subscribers_;
+    Patience& patience_;
     ChangeJournal journal_;
     CommitWatch watch_;
     std::chrono::steady_clock::time_point shortened_{};

@@ -1,6 +1,7 @@
 #include "SqlitePropertyApi.h"
 
 #include "Notifier.h"
+#include "Patience.h"
 #include "ReaderPool.h"
 #include "Root.h"
 #include "StoreFile.h"
@@ -68,26 +69,49 @@ private:
 /// The connections: one that writes, some that read, one that the notification thread reads with.
 class SqlitePropertyApi::Client {
 public:
-    Client(const std::string& path, const SqliteSettings& settings)
-        : file_(root::toHost(path), settings)
-        , writer_(file_.prepare(), settings, [this] { notifier_.wake(); })
-        , readers_([this] { return file_.open(); })
+    Client(const std::string& path, const SqliteSettings& settings,
+           std::shared_ptr<Patience> patience)
+        : patience_(patience ? std::move(patience) : std::make_shared<Patience>())
+        , opening_(*patience_, settings.busyTimeout)
+        , time_(settings.busyTimeout)
+        , file_(root::toHost(path), settings)
+        , writer_(file_.prepare(opening_), settings, *patience_, [this] { notifier_.wake(); })
+        , readers_([this](Patience::Allowance& allowance) { return file_.open(allowance); })
         , subscribers_(std::make_shared<Subscribers>())
-        , notifier_(file_.open(), subscribers_, settings) {}
+        , notifier_(file_.open(opening_), subscribers_, settings, *patience_) {}
+
+    /// operation: a callable with StoreReader&.
+    template <typename Operation>
+    auto read(Operation operation) {
+        Patience::Allowance allowance(*patience_, time_);
+        const ReaderPool::Lease reader(readers_, allowance);
+        return operation(*reader);
+    }
 
     Subscribers::Id subscribe(const std::string& key, Callback callback) {
         // Read first: a change that is committed while this runs may be left out, one that was
         // committed before must be.
-        const std::int64_t newest = ReaderPool::Lease(readers_)->newestChange();
+        const std::int64_t newest = read([](StoreReader& reader) { return reader.newestChange(); });
         return subscribers_->add(key, std::move(callback), newest);
     }
 
-    ReaderPool& readers() { return readers_; }
-    StoreWriter& writer() { return writer_; }
+    unsigned int write(const Batch& batch, const std::string& origin) {
+        Patience::Allowance allowance(*patience_, time_);
+        return writer_.write(batch, origin, allowance);
+    }
+
+    bool remove(const std::string& key) {
+        Patience::Allowance allowance(*patience_, time_);
+        return writer_.remove(key, allowance);
+    }
+
     Notifier& notifier() { return notifier_; }
     const std::shared_ptr<Subscribers>& subscribers() { return subscribers_; }
 
 private:
+    const std::shared_ptr<Patience> patience_;
+    Patience::Allowance opening_;
+    const std::chrono::milliseconds time_; ///< that an operation may wait
     const StoreFile file_;
     StoreWriter writer_;
     ReaderPool readers_;
@@ -95,9 +119,13 @@ private:
     Notifier notifier_; // the last: its end waits for a callback, which may use the others
 };
 
-SqlitePropertyApi::SqlitePropertyApi(const std::string& path, const SqliteSettings& settings)
+SqlitePropertyApi::SqlitePropertyApi(const std::string& path, const SqliteSettings& settings,
+                                     std::shared_ptr<Patience> patience)
     : client_(translating([&] { return "open property store " + quote(path); },
-                          [&] { return std::make_unique<Client>(path, withBootId(settings)); })) {}
+                          [&] {
+                              return std::make_unique<Client>(path, withBootId(settings),
+                                                              std::move(patience));
+                          })) {}
 
 SqlitePropertyApi::~SqlitePropertyApi() = default;
 
@@ -106,8 +134,9 @@ void SqlitePropertyApi::stop() {
 }
 
 bool SqlitePropertyApi::exists(const std::string& key) const {
-    return onProperty("look for", key,
-                      [&] { return ReaderPool::Lease(client_->readers())->exists(key); });
+    return onProperty("look for", key, [&] {
+        return client_->read([&](StoreReader& reader) { return reader.exists(key); });
+    });
 }
 
 std::string SqlitePropertyApi::getValue(const std::string& key) const {
@@ -117,7 +146,8 @@ std::string SqlitePropertyApi::getValue(const std::string& key) const {
 std::string SqlitePropertyApi::getValue(const std::string& key,
                                         const std::string& defaultValue) const {
     return onProperty("read", key, [&] {
-        return ReaderPool::Lease(client_->readers())->value(key).value_or(defaultValue);
+        return client_->read([&](StoreReader& reader) { return reader.value(key); })
+            .value_or(defaultValue);
     });
 }
 
@@ -134,25 +164,23 @@ std::unique_ptr<ISubscription> SqlitePropertyApi::subscribeScoped(const std::str
 }
 
 bool SqlitePropertyApi::setValue(const std::string& key, const std::string& value) const {
-    return onProperty("write", key, [&] {
-        return client_->writer().write({{key, value}}, {}) != 0;
-    });
+    return onProperty("write", key, [&] { return client_->write({{key, value}}, {}) != 0; });
 }
 
 bool SqlitePropertyApi::removeValue(const std::string& key) const {
-    return onProperty("remove", key, [&] { return client_->writer().remove(key); });
+    return onProperty("remove", key, [&] { return client_->remove(key); });
 }
 
 unsigned int SqlitePropertyApi::setValues(const Batch& batch, const std::string& origin) const {
     if (batch.size() == 1)
         return onProperty("write", batch.front().first,
-                          [&] { return client_->writer().write(batch, origin); });
+                          [&] { return client_->write(batch, origin); });
     return translating(
         [&] {
             return "write batch of " + std::to_string(batch.size()) + " properties" +
                    (batch.empty() ? "" : ", first " + quote(batch.front().first));
         },
-        [&] { return client_->writer().write(batch, origin); });
+        [&] { return client_->write(batch, origin); });
 }
 
 } // namespace propertyapi

@@ -9,6 +9,8 @@
 
 namespace propertyapi {
 
+class Patience;
+
 /// Client of the property store in an SQLite database that all processes of the phone share.
 ///
 /// The store is one table, property(key, value, origin); triggers note every change of a value, by
@@ -22,10 +24,12 @@ class SqlitePropertyApi : public IPropertyApi {
 public:
     /// Opens the store, a phone path, and starts the notification thread. A missing store is made,
     /// and missing directories above it with mode 0775. A damaged store is kept beside as
-    /// ".corrupt" and replaced by an empty one. Keys of an earlier boot are removed. Throws
-    /// PropertyApiException.
+    /// ".corrupt" and replaced by an empty one. Keys of an earlier boot are removed. One that is
+    /// open to others is closed to them. patience: by which operations wait for the store; none:
+    /// one of its own. Throws PropertyApiException.
     explicit SqlitePropertyApi(const std::string& path = "/data/properties.db",
-                               const SqliteSettings& settings = {});
+                               const SqliteSettings& settings = {},
+                               std::shared_ptr<Patience> patience = nullptr);
     /// Ends the notification thread; a callback that runs is waited for. Not from a callback.
     ~SqlitePropertyApi() override;
     SqlitePropertyApi(const SqlitePropertyApi&) = delete;

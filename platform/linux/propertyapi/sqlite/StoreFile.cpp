@@ -117,16 +117,15 @@ struct RemoveAtEnd {
 StoreFile::StoreFile(std::string path, const SqliteSettings& settings)
     : path_(std::move(path)), directory_(parentOf(path_)), settings_(settings) {}
 
-std::unique_ptr<Database> StoreFile::prepare() const {
+std::unique_ptr<Database> StoreFile::prepare(Patience::Allowance& allowance) const {
     makeDirectories(directory_);
-    Preparation preparation;
+    Preparation preparation{allowance};
     {
-        const DirectoryLock lock(directory_, DirectoryLock::Purpose::OPENING,
-                                 settings_.busyTimeout);
+        const DirectoryLock lock(directory_, DirectoryLock::Purpose::OPENING, allowance);
         if (auto database = openExisting(preparation))
             return database;
     }
-    const DirectoryLock lock(directory_, DirectoryLock::Purpose::MAKING, settings_.busyTimeout);
+    const DirectoryLock lock(directory_, DirectoryLock::Purpose::MAKING, allowance);
     // Another process may have made or replaced it between the two locks.
     if (auto database = openExisting(preparation))
         return database;
@@ -137,8 +136,9 @@ std::unique_ptr<Database> StoreFile::prepare() const {
     return openSound(preparation);
 }
 
-std::unique_ptr<Database> StoreFile::open() const {
-    auto database = std::make_unique<Database>(path_, settings_.busyTimeout);
+std::unique_ptr<Database> StoreFile::open(Patience::Allowance& allowance) const {
+    auto database = std::make_unique<Database>(path_);
+    database->waitBy(&allowance);
     // The log is moved into the database by the notification thread, not by a write.
     database->execute("PRAGMA wal_autocheckpoint = 0");
     return database;
@@ -160,7 +160,7 @@ std::unique_ptr<Database> StoreFile::openExisting(Preparation& preparation) cons
 std::unique_ptr<Database> StoreFile::openSound(Preparation& preparation) const {
     // First: log and index are made with the mode of the database.
     closeToOthers(preparation);
-    auto database = open();
+    auto database = open(preparation.allowance);
     // A damaged file is left as it was found, its log beside it.
     database->moveLogOnClose(false);
     if (const std::string found = database->query("PRAGMA integrity_check(1)"); found != "ok")
@@ -220,7 +220,7 @@ void StoreFile::make() const {
     removeIfThere(draft);
     createEmpty(draft);
     {
-        Database database(draft, settings_.busyTimeout);
+        Database database(draft);
         // Until it has its name, only the whole of it matters.
         database.execute("PRAGMA synchronous = OFF; PRAGMA journal_mode = MEMORY");
         schema::prepare(database, settings_.journalBound);

@@ -3,6 +3,7 @@
 
 #include "Database.h"
 #include "FileId.h"
+#include "Patience.h"
 #include "SqliteSettings.h"
 
 #include <memory>
@@ -11,21 +12,22 @@
 namespace propertyapi {
 
 /// The store's files: made when they are missing, put aside when they are damaged, closed to others
-/// when they are open to them.
+/// when they are open to them. What throws throws DatabaseError.
 class StoreFile {
 public:
     /// path: of this machine.
     StoreFile(std::string path, const SqliteSettings& settings);
 
-    /// Opens the store for the first time in this client: afterwards it exists, is sound, has its
-    /// tables and holds no values of another boot. Throws DatabaseError.
-    std::unique_ptr<Database> prepare() const;
-    /// Opens a prepared store once more. Throws DatabaseError.
-    std::unique_ptr<Database> open() const;
+    /// Opens the store to use it: afterwards it exists, is sound, has its tables and holds no
+    /// values of another boot. The database goes on waiting by the allowance.
+    std::unique_ptr<Database> prepare(Patience::Allowance& allowance) const;
+    /// Opens a prepared store once more. The same holds for the allowance.
+    std::unique_ptr<Database> open(Patience::Allowance& allowance) const;
 
 private:
     /// What is known in the course of preparing it.
     struct Preparation {
+        Patience::Allowance& allowance;
         std::string damage = {}; ///< of the file that was found
         FileId closed = {};      ///< the file that was looked at for being open to others
     };

@@ -13,15 +13,8 @@ namespace propertyapi {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 /// A log shorter than its header has none yet.
 constexpr std::int64_t WAL_HEADER = 32;
-
-void requireTurn(const common::TurnTaker::Turn& turn) {
-    if (!turn.isHeld())
-        throw DatabaseError(SQLITE_BUSY, "other threads are writing");
-}
 
 bool anyLasting(const IPropertyApi::Batch& batch) {
     return std::any_of(batch.begin(), batch.end(),
@@ -30,10 +23,35 @@ bool anyLasting(const IPropertyApi::Batch& batch) {
 
 } // namespace
 
+class StoreWriter::Turn {
+public:
+    Turn(StoreWriter& writer, Patience::Allowance& allowance) : writer_(writer) {
+        const auto take = [&] {
+            return !std::exchange(writer.isTaken_, true);
+        };
+        if (!allowance.wait(take))
+            throw DatabaseError(SQLITE_BUSY, "other threads are writing");
+        writer.database_->waitBy(&allowance);
+    }
+    ~Turn() {
+        writer_.database_->waitBy(nullptr);
+        writer_.patience_.change([this] {
+            writer_.isTaken_ = false;
+            return true;
+        });
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+private:
+    StoreWriter& writer_;
+};
+
 StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSettings& settings,
-                         std::function<void()> committed)
+                         Patience& patience, std::function<void()> committed)
     : settings_(settings)
     , committed_(std::move(committed))
+    , patience_(patience)
     , database_(std::move(database))
     , beginRead_(*database_, "BEGIN")
     , beginWrite_(*database_, "BEGIN IMMEDIATE")
@@ -53,13 +71,11 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSetting
         database_->flushWal();
 }
 
-unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::string& origin) {
-    const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
+unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::string& origin,
+                                Patience::Allowance& allowance) {
     unsigned int differing = 0;
     {
-        const common::TurnTaker::Turn turn(turns_, deadline);
-        requireTurn(turn);
-        waitUntil(deadline);
+        const Turn turn(*this, allowance);
         if (holdsAll(batch))
             return 0;
         transact(anyLasting(batch), [&] {
@@ -71,13 +87,10 @@ unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::str
     return differing;
 }
 
-bool StoreWriter::remove(const std::string& key) {
-    const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
+bool StoreWriter::remove(const std::string& key, Patience::Allowance& allowance) {
     bool existed = false;
     {
-        const common::TurnTaker::Turn turn(turns_, deadline);
-        requireTurn(turn);
-        waitUntil(deadline);
+        const Turn turn(*this, allowance);
         if (!Statement::Run(exists_).bind(1, key).step())
             return false;
         transact(!schema::livesForOneBoot(key), [&] {
@@ -89,12 +102,6 @@ bool StoreWriter::remove(const std::string& key) {
     }
     committed_();
     return existed;
-}
-
-/// What the connection does from now on waits for others until then.
-void StoreWriter::waitUntil(Clock::time_point deadline) {
-    database_->setBusyTimeout(
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()));
 }
 
 template <typename Work>
