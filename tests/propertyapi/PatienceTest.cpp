@@ -7,6 +7,7 @@
 #include "WaitUntil.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <future>
 #include <thread>
@@ -69,12 +70,14 @@ struct NeverAndTell {
 TEST(Patience, OperationWaitsForItsTimeInAll) {
     Patience patience;
     Patience::Allowance allowance(patience, Milliseconds(100));
+    EXPECT_FALSE(allowance.hasWaited());
     EXPECT_GE(timeOf([&] {
                   EXPECT_TRUE(allowance.pause(Milliseconds(30)));
                   EXPECT_TRUE(allowance.pause(Milliseconds(30)));
                   EXPECT_FALSE(allowance.wait(NEVER));
               }),
               Milliseconds(100));
+    EXPECT_TRUE(allowance.hasWaited());
     EXPECT_FALSE(allowance.pause(Milliseconds(1)));
     EXPECT_TRUE(allowance.wait([] { return true; })) << "what need not be waited for";
     Patience::Allowance next(patience, Milliseconds(100));
@@ -88,6 +91,19 @@ TEST(Patience, WaitEndsWithTheChangeThatItIsFor) {
     std::thread other([&] { patience.change([&] { return changed = true; }); });
     EXPECT_TRUE(allowance.wait([&] { return changed; }));
     other.join();
+}
+
+TEST(Patience, PauseEndsWhenItIsPointless) {
+    Patience patience;
+    Patience::Allowance allowance(patience, std::chrono::seconds(20));
+    bool pointless = false;
+    allowance.endBy(&pointless);
+    auto pausing =
+        std::async(std::launch::async, [&] { return allowance.pause(std::chrono::seconds(20)); });
+    EXPECT_EQ(pausing.wait_for(Milliseconds(20)), std::future_status::timeout);
+    patience.change([&] { return pointless = true; });
+    EXPECT_EQ(pausing.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_FALSE(pausing.get());
 }
 
 TEST(Patience, LimitEndsAWaitInProgress) {
@@ -266,6 +282,27 @@ TEST_F(StorePatience, LimitHoldsForOpeningToo) {
     EXPECT_LT(time, std::chrono::seconds(5));
     time = timeOf([&] { EXPECT_EQ(open(), failure); });
     EXPECT_LT(time, std::chrono::seconds(5));
+}
+
+TEST_F(StorePatience, LimitHoldsForThreadsThatWaitForTheStoreToBeOpenedAgain) {
+    api.setValue("A", "1");
+    auto maker = std::make_unique<MakerOfStores>(store.root().host("/data"));
+    ASSERT_EQ(::unlink(store.file().c_str()), 0);
+    auto first = write("A");
+    auto second = write("A");
+    ASSERT_TRUE(isWaiting(first));
+    ASSERT_TRUE(isWaiting(second));
+    const Milliseconds time = timeOf([&] {
+        patience->limit(Milliseconds(400));
+        EXPECT_THAT(first.get(), HasSubstr("Cannot write property \"A\": "));
+        EXPECT_THAT(second.get(), HasSubstr("Cannot write property \"A\": "));
+    });
+    EXPECT_LT(time, std::chrono::seconds(5));
+    maker.reset();
+    // Nothing is left to wait for a thread that opens it.
+    EXPECT_TRUE(
+        waitUntil([&] { return failureOf([&] { api.setValue("A", "2"); }) == "no failure"; }));
+    EXPECT_EQ(api.getValue("A"), "2");
 }
 
 } // namespace

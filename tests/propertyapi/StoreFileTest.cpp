@@ -424,6 +424,7 @@ TEST(DamagedStore, ClientOfAReplacedFileLeavesTheFreshOnesLogAlone) {
     const SharedStore store;
     auto old = std::make_unique<SqlitePropertyApi>();
     old->setValue("A", "old");
+    old->stop(); // it does not notice
     for (const char* suffix : {"", "-wal", "-shm"})
         std::filesystem::rename(store.file() + suffix, store.file() + ".aside" + suffix);
     const SqlitePropertyApi fresh;

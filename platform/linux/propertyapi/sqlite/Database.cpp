@@ -90,6 +90,12 @@ bool Database::inTransaction() const noexcept {
     return sqlite3_get_autocommit(handle_) == 0;
 }
 
+bool Database::isMoved() const noexcept {
+    int moved = 0;
+    return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) != SQLITE_OK ||
+           moved != 0;
+}
+
 void Database::disableTriggers() {
     const int code = sqlite3_db_config(handle_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     if (code != SQLITE_OK)

@@ -45,6 +45,8 @@ public:
     /// Rows that the statement executed last has changed by itself, not by triggers.
     int changedRows() const noexcept;
     bool inTransaction() const noexcept;
+    /// True when the file does not have its name any more.
+    bool isMoved() const noexcept;
     /// No trigger fires for what this connection does from now on.
     void disableTriggers();
     /// Whether the last connection of all, when it is closed, moves the write-ahead log into the

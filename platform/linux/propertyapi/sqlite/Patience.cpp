@@ -50,15 +50,20 @@ bool Patience::wait(Clock::duration& left, const Attempt& attempt) {
 }
 
 bool Patience::Allowance::waitFor(const Attempt& attempt) {
-    return patience_.wait(left_, attempt);
+    const Clock::duration before = left_;
+    const bool done = patience_.wait(left_, attempt);
+    hasWaited_ = hasWaited_ || left_ != before;
+    return done;
 }
 
 bool Patience::Allowance::pause(std::chrono::milliseconds time) {
     const Clock::duration piece = std::min(left_, Clock::duration(time));
     Clock::duration left = piece;
-    patience_.wait(left, [] { return false; });
+    const bool ended =
+        patience_.wait(left, [this] { return pointless_ != nullptr && *pointless_; });
     left_ -= piece - left;
-    return left != piece;
+    hasWaited_ = hasWaited_ || left != piece;
+    return !ended && left != piece;
 }
 
 } // namespace propertyapi

@@ -54,14 +54,21 @@ public:
         bool wait(const Try& attempt) {
             return waitFor(std::cref(attempt));
         }
-        /// Waits for that time, or for what is left of it; false when nothing is left.
+        /// Waits for that time, or for what is left of it; false when nothing is left, or when
+        /// there is no point in waiting any longer.
         bool pause(std::chrono::milliseconds time);
+        /// A flag that says, guarded by the patience's mutex, that there is no point in waiting
+        /// any longer; nullptr: none.
+        void endBy(const bool* flag) { pointless_ = flag; }
+        bool hasWaited() const { return hasWaited_; }
 
     private:
         bool waitFor(const Attempt& attempt);
 
         Patience& patience_;
         Clock::duration left_;
+        bool hasWaited_ = false;
+        const bool* pointless_ = nullptr;
     };
 
 private:

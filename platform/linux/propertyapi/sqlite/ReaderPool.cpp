@@ -36,4 +36,10 @@ void ReaderPool::giveBack(std::unique_ptr<StoreReader> reader) {
     // What is left in the parameter is closed after the lock, which is destroyed before it.
 }
 
+void ReaderPool::moveLogOnClose(bool move) noexcept {
+    const std::lock_guard lock(mutex_);
+    for (const auto& reader : idle_)
+        reader->moveLogOnClose(move);
+}
+
 } // namespace propertyapi

@@ -37,6 +37,9 @@ public:
         std::unique_ptr<StoreReader> reader_;
     };
 
+    /// See Database; of the connections that nobody has.
+    void moveLogOnClose(bool move) noexcept;
+
 private:
     std::unique_ptr<StoreReader> take(Patience::Allowance& allowance);
     void giveBack(std::unique_ptr<StoreReader> reader);

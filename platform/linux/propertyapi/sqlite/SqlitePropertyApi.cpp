@@ -1,11 +1,9 @@
 #include "SqlitePropertyApi.h"
 
 #include "Notifier.h"
+#include "OpenStore.h"
 #include "Patience.h"
-#include "ReaderPool.h"
 #include "Root.h"
-#include "StoreFile.h"
-#include "StoreWriter.h"
 #include "Subscribers.h"
 #include "text/Quote.h"
 
@@ -66,57 +64,65 @@ private:
 
 } // namespace
 
-/// The connections: one that writes, some that read, one that the notification thread reads with.
 class SqlitePropertyApi::Client {
 public:
     Client(const std::string& path, const SqliteSettings& settings,
            std::shared_ptr<Patience> patience)
-        : patience_(patience ? std::move(patience) : std::make_shared<Patience>())
-        , opening_(*patience_, settings.busyTimeout)
-        , time_(settings.busyTimeout)
-        , file_(root::toHost(path), settings)
-        , writer_(file_.prepare(opening_), settings, *patience_, [this] { notifier_.wake(); })
-        , readers_([this](Patience::Allowance& allowance) { return file_.open(allowance); })
+        : store_(StoreFile(root::toHost(path), settings), settings,
+                 patience ? std::move(patience) : std::make_shared<Patience>(),
+                 [this] { notifier_.wake(); })
         , subscribers_(std::make_shared<Subscribers>())
-        , notifier_(file_.open(opening_), subscribers_, settings, *patience_) {}
-
-    /// operation: a callable with StoreReader&.
-    template <typename Operation>
-    auto read(Operation operation) {
-        Patience::Allowance allowance(*patience_, time_);
-        const ReaderPool::Lease reader(readers_, allowance);
-        return operation(*reader);
-    }
+        , notifier_(store_, subscribers_, settings) {}
 
     Subscribers::Id subscribe(const std::string& key, Callback callback) {
         // Read first: a change that is committed while this runs may be left out, one that was
         // committed before must be.
-        const std::int64_t newest = read([](StoreReader& reader) { return reader.newestChange(); });
+        const ChangePosition newest =
+            store_.run([](Connections& connections, Allowance& allowance) {
+                const ReaderPool::Lease reader(connections.readers, allowance);
+                return ChangePosition{connections.number, reader->newestChange()};
+            });
         return subscribers_->add(key, std::move(callback), newest);
     }
 
+    /// operation: a callable with StoreReader&.
+    template <typename Operation>
+    auto read(Operation operation) {
+        return store_.run([&](Connections& connections, Allowance& allowance) {
+            const ReaderPool::Lease reader(connections.readers, allowance);
+            return operation(*reader);
+        });
+    }
+
     unsigned int write(const Batch& batch, const std::string& origin) {
-        Patience::Allowance allowance(*patience_, time_);
-        return writer_.write(batch, origin, allowance);
+        const unsigned int differing =
+            store_.run([&](Connections& connections, Allowance& allowance) {
+                return connections.writer.write(batch, origin, allowance);
+            });
+        if (differing > 0)
+            notifier_.wake();
+        return differing;
     }
 
     bool remove(const std::string& key) {
-        Patience::Allowance allowance(*patience_, time_);
-        return writer_.remove(key, allowance);
+        const bool existed = store_.run([&](Connections& connections, Allowance& allowance) {
+            return connections.writer.remove(key, allowance);
+        });
+        if (existed)
+            notifier_.wake();
+        return existed;
     }
 
     Notifier& notifier() { return notifier_; }
     const std::shared_ptr<Subscribers>& subscribers() { return subscribers_; }
 
 private:
-    const std::shared_ptr<Patience> patience_;
-    Patience::Allowance opening_;
-    const std::chrono::milliseconds time_; ///< that an operation may wait
-    const StoreFile file_;
-    StoreWriter writer_;
-    ReaderPool readers_;
+    using Connections = OpenStore::Connections;
+    using Allowance = Patience::Allowance;
+
+    OpenStore store_;
     const std::shared_ptr<Subscribers> subscribers_;
-    Notifier notifier_; // the last: its end waits for a callback, which may use the others
+    Notifier notifier_; // the last: its end waits for a callback, which may use the store
 };
 
 SqlitePropertyApi::SqlitePropertyApi(const std::string& path, const SqliteSettings& settings,

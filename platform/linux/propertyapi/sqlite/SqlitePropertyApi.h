@@ -15,7 +15,9 @@ class Patience;
 ///
 /// The store is one table, property(key, value, origin); triggers note every change of a value, by
 /// whatever program, in a bounded journal, from which each client's notification thread reads.
-/// Files: the database and beside it, while a client has it open, "-wal" and "-shm".
+/// Files: the database and beside it, while a client has it open, "-wal" and "-shm". When they are
+/// removed, or others put in their place, that is reported once, and what is there now is used;
+/// subscribers are given the values there that differ from what they were told.
 ///
 /// A key that is written twice in one batch counts twice, and is notified twice, where both writes
 /// change its value. The empty text written to a key that does not exist makes it exist, which is

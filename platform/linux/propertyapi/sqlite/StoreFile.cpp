@@ -144,6 +144,15 @@ std::unique_ptr<Database> StoreFile::open(Patience::Allowance& allowance) const 
     return database;
 }
 
+void StoreFile::removeOrphans(const StoreFiles& files, Patience::Allowance& allowance) const {
+    if (files.orphans().empty())
+        return;
+    const DirectoryLock lock(directory_, DirectoryLock::Purpose::MAKING, allowance);
+    // Another process may have removed them, and made its own, before the lock.
+    for (const std::string& orphan : files.orphans())
+        removeIfThere(orphan);
+}
+
 std::unique_ptr<Database> StoreFile::openExisting(Preparation& preparation) const {
     if (!exists(path_))
         return nullptr;

@@ -2,9 +2,9 @@
 #define STOREFILE_H
 
 #include "Database.h"
-#include "FileId.h"
 #include "Patience.h"
 #include "SqliteSettings.h"
+#include "StoreFiles.h"
 
 #include <memory>
 #include <string>
@@ -12,7 +12,7 @@
 namespace propertyapi {
 
 /// The store's files: made when they are missing, put aside when they are damaged, closed to others
-/// when they are open to them. What throws throws DatabaseError.
+/// when they are open to them. From every thread. What throws throws DatabaseError.
 class StoreFile {
 public:
     /// path: of this machine.
@@ -23,6 +23,10 @@ public:
     std::unique_ptr<Database> prepare(Patience::Allowance& allowance) const;
     /// Opens a prepared store once more. The same holds for the allowance.
     std::unique_ptr<Database> open(Patience::Allowance& allowance) const;
+    /// Removes what lost its file but not its name of files that are still open.
+    void removeOrphans(const StoreFiles& files, Patience::Allowance& allowance) const;
+
+    const std::string& path() const { return path_; }
 
 private:
     /// What is known in the course of preparing it.

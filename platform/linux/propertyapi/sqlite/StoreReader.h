@@ -19,6 +19,7 @@ public:
 
     /// See Database.
     void waitBy(Patience::Allowance* allowance) noexcept { database_->waitBy(allowance); }
+    void moveLogOnClose(bool move) noexcept { database_->moveLogOnClose(move); }
 
     bool exists(const std::string& key);
     std::optional<std::string> value(const std::string& key);

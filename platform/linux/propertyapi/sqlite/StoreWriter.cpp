@@ -47,10 +47,10 @@ private:
     StoreWriter& writer_;
 };
 
-StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSettings& settings,
-                         Patience& patience, std::function<void()> committed)
+StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
+                         const SqliteSettings& settings, Patience& patience)
     : settings_(settings)
-    , committed_(std::move(committed))
+    , files_(files)
     , patience_(patience)
     , database_(std::move(database))
     , beginRead_(*database_, "BEGIN")
@@ -73,42 +73,45 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSetting
 
 unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::string& origin,
                                 Patience::Allowance& allowance) {
+    const Turn turn(*this, allowance);
+    requireFiles(allowance);
+    if (holdsAll(batch))
+        return 0;
     unsigned int differing = 0;
-    {
-        const Turn turn(*this, allowance);
-        if (holdsAll(batch))
-            return 0;
-        transact(anyLasting(batch), [&] {
-            for (const auto& [key, value] : batch)
-                differing += writeOne(key, value, origin) ? 1U : 0U;
-        });
-    }
-    committed_();
+    transact(anyLasting(batch), allowance, [&] {
+        for (const auto& [key, value] : batch)
+            differing += writeOne(key, value, origin) ? 1U : 0U;
+    });
     return differing;
 }
 
 bool StoreWriter::remove(const std::string& key, Patience::Allowance& allowance) {
+    const Turn turn(*this, allowance);
+    requireFiles(allowance);
+    if (!Statement::Run(exists_).bind(1, key).step())
+        return false;
     bool existed = false;
-    {
-        const Turn turn(*this, allowance);
-        if (!Statement::Run(exists_).bind(1, key).step())
-            return false;
-        transact(!schema::livesForOneBoot(key), [&] {
-            Statement::Run run(delete_);
-            existed = run.bind(1, key).step();
-            if (existed && !run.text(0).empty())
-                journal_.note(key, {});
-        });
-    }
-    committed_();
+    transact(!schema::livesForOneBoot(key), allowance, [&] {
+        Statement::Run run(delete_);
+        existed = run.bind(1, key).step();
+        if (existed && !run.text(0).empty())
+            journal_.note(key, {});
+    });
     return existed;
 }
 
+/// The files were looked at when the operation began: who did not wait since need not do so again.
+void StoreWriter::requireFiles(const Patience::Allowance& allowance) const {
+    if (allowance.hasWaited() && !files_.haveNames())
+        throw DatabaseError(SQLITE_BUSY, "it was replaced meanwhile");
+}
+
 template <typename Work>
-void StoreWriter::transact(bool lasting, Work work) {
+void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, Work work) {
     shortenLog();
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);
+    requireFiles(allowance);
     journal_.reset();
     work();
     journal_.finish();
@@ -145,10 +148,14 @@ void StoreWriter::flushOnCommit(bool flush) {
     flushing_ = flush;
 }
 
-/// Bounds the log where writes follow each other so closely that the notification thread never
-/// finds the moment in which all of it has been moved.
+/// Fails when the log is not the one that has the name: nobody would ever read what is written to
+/// it. Bounds it where writes follow each other so closely that the notification thread never finds
+/// the moment in which all of it has been moved.
 void StoreWriter::shortenLog() {
-    if (database_->walSize() < settings_.walWriterLimit)
+    const std::optional<std::int64_t> size = files_.logSize();
+    if (!size)
+        throw DatabaseError(SQLITE_BUSY, "its log was removed or replaced meanwhile");
+    if (*size < settings_.walWriterLimit)
         return;
     try {
         database_->checkpoint();

@@ -6,9 +6,9 @@
 #include "Patience.h"
 #include "SqliteSettings.h"
 #include "Statement.h"
+#include "StoreFiles.h"
 #include "propertyapi/IPropertyApi.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -18,10 +18,9 @@ namespace propertyapi {
 /// operations throw DatabaseError, and then nothing is written.
 class StoreWriter {
 public:
-    /// patience: the one of all allowances. committed: called after each transaction that has
-    /// written something.
-    StoreWriter(std::unique_ptr<Database> database, const SqliteSettings& settings,
-                Patience& patience, std::function<void()> committed);
+    /// files: those that the database has open. patience: the one of all allowances.
+    StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
+                const SqliteSettings& settings, Patience& patience);
 
     /// Writes a batch in one transaction. Returns the number of writes after which the value
     /// differed. The disk is flushed once (three times by the write that begins a new log), not at
@@ -30,21 +29,23 @@ public:
                        Patience::Allowance& allowance);
     /// Removes a key; true when it existed.
     bool remove(const std::string& key, Patience::Allowance& allowance);
+    Database& database() { return *database_; }
 
 private:
     /// The use of the connection by one thread: waiting for the disk, it would otherwise hold a
-    /// lock across output.
+    /// lock across output. A thread that had to wait looks again at what it is about to write to.
     class Turn;
 
     template <typename Work>
-    void transact(bool lasting, Work work);
+    void transact(bool lasting, const Patience::Allowance& allowance, Work work);
+    void requireFiles(const Patience::Allowance& allowance) const;
     bool holdsAll(const IPropertyApi::Batch& batch);
     bool writeOne(const std::string& key, const std::string& value, const std::string& origin);
     void flushOnCommit(bool flush);
     void shortenLog();
 
     const SqliteSettings settings_;
-    const std::function<void()> committed_;
+    const StoreFiles& files_;
     Patience& patience_;
     bool isTaken_ = false; ///< somebody has the turn; guarded by the patience
     const std::unique_ptr<Database> database_;
