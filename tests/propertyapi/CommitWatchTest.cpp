@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <thread>
 
@@ -48,7 +49,7 @@ TEST_F(CommitWatchTest, WriteToTheLogIsNoticed) {
 TEST_F(CommitWatchTest, LogThatIsMadeLaterIsFollowed) {
     CommitWatch watch(log_);
     writeHostFile(log_, "log");
-    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
     EXPECT_TRUE(isCalm(watch));
     append(log_);
     EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
@@ -58,9 +59,9 @@ TEST_F(CommitWatchTest, LogThatIsRemovedAndMadeAgainIsFollowed) {
     writeHostFile(log_, "log");
     CommitWatch watch(log_);
     std::remove(log_.c_str());
-    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
     writeHostFile(log_, "another");
-    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
     EXPECT_TRUE(isCalm(watch));
     append(log_);
     EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
@@ -71,7 +72,7 @@ TEST_F(CommitWatchTest, LogThatIsReplacedOrTruncatedIsFollowed) {
     CommitWatch watch(log_);
     writeHostFile(log_ + ".new", "another");
     std::rename((log_ + ".new").c_str(), log_.c_str());
-    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
     EXPECT_TRUE(isCalm(watch));
     writeHostFile(log_, "");
     EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
@@ -80,10 +81,51 @@ TEST_F(CommitWatchTest, LogThatIsReplacedOrTruncatedIsFollowed) {
 
 TEST_F(CommitWatchTest, OtherFilesOfTheDirectoryDoNotMatter) {
     writeHostFile(log_, "log");
-    CommitWatch watch(log_);
     writeHostFile(directory_.path() + "/store", "database");
-    writeHostFile(directory_.path() + "/store-wal2", "another");
+    CommitWatch watch(log_);
+    for (const char* name : {"/store-wal2", "/store2", "/store.new", "/stor", "/another-wal"})
+        writeHostFile(directory_.path() + name, "another");
+    append(directory_.path() + "/store");
     EXPECT_TRUE(isCalm(watch));
+}
+
+TEST_F(CommitWatchTest, EachFileOfTheStoreThatGetsOrLosesItsNameIsNoticed) {
+    CommitWatch watch(log_);
+    const std::string other = directory_.path() + "/other";
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        const std::string file = directory_.path() + "/store" + suffix;
+        const auto isNoticed = [&] {
+            return watch.wait(late()) == Cause::NAMES_CHANGED && isCalm(watch);
+        };
+        writeHostFile(file, "made");
+        EXPECT_TRUE(isNoticed()) << file << " was made";
+        std::rename(file.c_str(), other.c_str());
+        EXPECT_TRUE(isNoticed()) << file << " was renamed";
+        std::rename(other.c_str(), file.c_str());
+        EXPECT_TRUE(isNoticed()) << file << " got its name";
+        std::remove(file.c_str());
+        EXPECT_TRUE(isNoticed()) << file << " was removed";
+    }
+}
+
+TEST_F(CommitWatchTest, DirectoryThatLosesItsNameIsNoticedAndTheNextOneIsFollowed) {
+    const std::string directory = directory_.path() + "/data";
+    const std::string log = directory + "/store-wal";
+    writeHostFile(log, "log");
+    CommitWatch watch(log);
+    std::filesystem::rename(directory, directory + ".away");
+    EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
+    EXPECT_FALSE(watch.follow());
+    EXPECT_TRUE(isCalm(watch));
+    writeHostFile(log, "another log");
+    EXPECT_TRUE(watch.follow());
+    EXPECT_TRUE(isCalm(watch));
+    append(directory + ".away/store-wal");
+    EXPECT_TRUE(isCalm(watch)) << "that is not the log any more";
+    append(log);
+    EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
+    std::filesystem::remove_all(directory);
+    EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
 }
 
 TEST_F(CommitWatchTest, WakeEndsTheWaitAndTheNextOneWhenNobodyWaits) {

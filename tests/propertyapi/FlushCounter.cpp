@@ -5,7 +5,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -13,10 +15,23 @@ thread_local unsigned int ownFlushes = 0;
 std::atomic<unsigned int> allFlushes = 0;
 std::atomic<std::chrono::milliseconds::rep> extraTime = 0;
 std::atomic<bool> failing = false;
+std::mutex nextMutex;
+std::function<void()> next;
+
+void runNext() {
+    std::function<void()> action;
+    {
+        const std::lock_guard lock(nextMutex);
+        action = std::exchange(next, nullptr);
+    }
+    if (action)
+        action();
+}
 
 int flush(long call, int file) {
     ++ownFlushes;
     ++allFlushes;
+    runNext();
     if (const auto time = extraTime.load(); time > 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(time));
     if (failing) {
@@ -56,6 +71,11 @@ void slowDown(std::chrono::milliseconds time) {
 
 void fail(bool fails) {
     failing = fails;
+}
+
+void beforeNext(std::function<void()> action) {
+    const std::lock_guard lock(nextMutex);
+    next = std::move(action);
 }
 
 } // namespace flushes

@@ -2,6 +2,7 @@
 #define FLUSHCOUNTER_H
 
 #include <chrono>
+#include <functional>
 
 /// Counts the flushes to the disk, fsync and fdatasync, that this process makes: the test program
 /// has its own versions of both, which the database library uses too.
@@ -15,6 +16,8 @@ unsigned int ofAllThreads();
 void slowDown(std::chrono::milliseconds time);
 /// Makes each flush fail, as a broken disk does.
 void fail(bool fails);
+/// Does something just before the next flush, by whatever thread, once.
+void beforeNext(std::function<void()> action);
 
 } // namespace flushes
 

@@ -8,11 +8,18 @@
 //                                               , then
 //                                               with space, and tells how both went
 //   property_client open [powerless]            opens the store, as a user without any rights
+//   property_client count KEY                   writes ever higher numbers to a key, until it is
+//                                               ended
+//   property_client hold FILE                   takes the write lock of a database, until it is
+//                                               ended
+//   property_client make-and-hold FILE          the same, after opening the store, which it keeps
+//                                               open
 //   property_client measure                     prints how long the operations take
 
 #include "SqlitePropertyApi.h"
 
 #include <grp.h>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -109,6 +116,29 @@ int open(const Arguments& arguments) {
     return 0;
 }
 
+int count(const Arguments& arguments) {
+    const SqlitePropertyApi api;
+    for (long number = 1;; ++number)
+        api.setValue(arguments.at(0), std::to_string(number));
+}
+
+int hold(const Arguments& arguments) {
+    sqlite3* handle = nullptr;
+    if (sqlite3_open(arguments.at(0).c_str(), &handle) != SQLITE_OK ||
+        sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) {
+        std::cout << sqlite3_errmsg(handle) << '\n';
+        return 1;
+    }
+    std::cout << "held" << std::endl;
+    for (;;)
+        ::pause();
+}
+
+int makeAndHold(const Arguments& arguments) {
+    const SqlitePropertyApi api;
+    return hold(arguments);
+}
+
 template <typename Operation>
 void time(const std::string& what, int count, Operation operation) {
     std::vector<double> times;
@@ -154,8 +184,9 @@ int measure(const Arguments&) {
 }
 
 const std::map<std::string, int (*)(const Arguments&)> COMMANDS = {
-    {"write", write}, {"burst", burst}, {"pairs", pairs},
-    {"fill", fill},   {"open", open},   {"measure", measure},
+    {"write", write},     {"burst", burst}, {"pairs", pairs}, {"fill", fill},
+    {"open", open},       {"count", count}, {"hold", hold},   {"make-and-hold", makeAndHold},
+    {"measure", measure},
 };
 
 } // namespace

@@ -11,3 +11,11 @@ std::string SharedStore::shell(const std::string& statements) const {
         finished.output.pop_back();
     return finished.output;
 }
+
+std::string SharedStore::makeAnother(const std::string& statements) const {
+    std::string path = file() + ".another";
+    const Finished finished =
+        run({"sh", "-c", "umask 077 && sqlite3 \"$0\" \"$1\"", path, statements});
+    EXPECT_EQ(finished.status, 0) << statements << "\n" << finished.output;
+    return path;
+}

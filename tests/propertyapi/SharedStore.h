@@ -19,6 +19,10 @@ public:
     /// the shell is a failure of the test.
     std::string shell(const std::string& statements) const;
 
+    /// Makes a further database of statements for the stock shell, for the owner alone: its path,
+    /// in the store's directory.
+    std::string makeAnother(const std::string& statements) const;
+
 private:
     const PhoneRoot root_;
 };

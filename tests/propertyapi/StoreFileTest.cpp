@@ -7,9 +7,11 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 using propertyapi::SqlitePropertyApi;
 using propertyapi::SqliteSettings;
@@ -48,6 +50,102 @@ TEST(StoreFile, FilesAreForTheOwnerAloneAndMissingDirectoriesAreMade) {
     ::umask(before);
     for (const char* directory : {"/data", "/data/a", "/data/a/b", "/data/c", "/data/c/d"})
         EXPECT_EQ(modeOf(store.root().host(directory)), 0775U) << directory;
+}
+
+void setMode(const std::string& path, mode_t mode) {
+    ASSERT_EQ(::chmod(path.c_str(), mode), 0) << path;
+}
+
+TEST(StoreFile, StoreThatIsOpenToOthersIsClosedToThem) {
+    const SharedStore store;
+    for (const mode_t mode : {0644U, 0640U, 0604U, 0620U, 0602U, 0610U, 0601U, 0777U}) {
+        SqlitePropertyApi().setValue("A", "1");
+        setMode(store.file(), mode);
+        const LogRecorder log;
+        const SqlitePropertyApi api;
+        EXPECT_EQ(api.getValue("A"), "1");
+        api.setValue("B", "2");
+        for (const char* suffix : {"", "-wal", "-shm"})
+            EXPECT_EQ(modeOf(store.file() + suffix), 0600U) << suffix;
+        std::ostringstream octal;
+        octal << std::oct << mode;
+        EXPECT_EQ(log.lines().size(), 1U);
+        EXPECT_TRUE(log.has(2, "Property store " + store.file() + " was open to others (mode 0" +
+                                   octal.str() + "): its mode is 0600 now"));
+    }
+}
+
+TEST(StoreFile, LogAndIndexThatAreOpenToOthersAreClosedToThemWithOneLine) {
+    const SharedStore store;
+    const SqlitePropertyApi first;
+    first.setValue("A", "1");
+    setMode(store.file() + "-wal", 0640);
+    setMode(store.file() + "-shm", 0604);
+    const LogRecorder log;
+    const SqlitePropertyApi second;
+    EXPECT_TRUE(log.has(2, "Property store " + store.file() +
+                               " was open to others (-wal 0640, -shm 0604): its mode is 0600 now"));
+    setMode(store.file(), 0644);
+    setMode(store.file() + "-wal", 0644);
+    const SqlitePropertyApi third;
+    EXPECT_TRUE(log.has(2, "Property store " + store.file() +
+                               " was open to others (mode 0644, -wal 0644): its mode is 0600 now"));
+    EXPECT_EQ(log.lines().size(), 2U);
+    for (const char* suffix : {"", "-wal", "-shm"})
+        EXPECT_EQ(modeOf(store.file() + suffix), 0600U) << suffix;
+    EXPECT_TRUE(first.setValue("A", "2"));
+}
+
+TEST(StoreFile, StoreForTheOwnerAloneIsNotMentioned) {
+    const SharedStore store;
+    const LogRecorder log;
+    SqlitePropertyApi().setValue("A", "1");
+    const SqlitePropertyApi api;
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
+}
+
+TEST(StoreFile, DamagedStoreThatIsOpenToOthersIsClosedToThemToo) {
+    const SharedStore store;
+    store.root().write(STORE, std::string(10'000, 'x'));
+    setMode(store.file(), 0644);
+    const LogRecorder log;
+    const SqlitePropertyApi api;
+    EXPECT_EQ(modeOf(store.file() + ".corrupt"), 0600U);
+    EXPECT_EQ(log.lines().size(), 2U);
+    EXPECT_TRUE(log.mentions("was open to others (mode 0644): its mode is 0600 now"));
+}
+
+TEST(StoreFile, StoreOfAnotherUserThatIsOpenToOthersIsUsedAsItIs) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs a second user";
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    setMode(store.root().path(), 0755);
+    setMode(store.root().host("/data"), 0777);
+    setMode(store.file(), 0666);
+    const Finished finished = run({PROPERTY_CLIENT, "open", "powerless"}, {{"TEST_LOG", "1"}});
+    EXPECT_EQ(modeOf(store.file()), 0666U);
+    EXPECT_THAT(finished.output,
+                AllOf(HasSubstr("Property store " + store.file() +
+                                " is open to others (mode 0666) and cannot be closed to them: "
+                                "Operation not permitted\n"),
+                      HasSubstr("opened\n")));
+}
+
+TEST(StoreFile, DamagedStoreOfAnotherUserIsMentionedOnce) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs a second user";
+    const SharedStore store;
+    store.root().write(STORE, std::string(10'000, 'x'));
+    setMode(store.root().path(), 0755);
+    setMode(store.root().host("/data"), 0777);
+    setMode(store.file(), 0666);
+    const Finished finished = run({PROPERTY_CLIENT, "open", "powerless"}, {{"TEST_LOG", "1"}});
+    const std::string mentioned = "is open to others";
+    const auto first = finished.output.find(mentioned);
+    ASSERT_NE(first, std::string::npos) << finished.output;
+    EXPECT_EQ(finished.output.find(mentioned, first + 1), std::string::npos) << finished.output;
+    EXPECT_THAT(finished.output, AllOf(HasSubstr(" is damaged "), HasSubstr("opened\n")));
 }
 
 TEST(StoreFile, TableIsTheOneThatOtherProgramsKnow) {
@@ -199,6 +297,7 @@ void fillStore() {
 
 /// Expects that opening keeps the file, whose content is given, and starts a fresh store.
 void expectReplaced(const SharedStore& store, const std::string& content) {
+    std::filesystem::permissions(store.file(), std::filesystem::perms(0600));
     const LogRecorder log;
     {
         const SqlitePropertyApi api;
@@ -325,6 +424,7 @@ TEST(DamagedStore, ClientOfAReplacedFileLeavesTheFreshOnesLogAlone) {
     const SharedStore store;
     auto old = std::make_unique<SqlitePropertyApi>();
     old->setValue("A", "old");
+    old->stop(); // it does not notice
     for (const char* suffix : {"", "-wal", "-shm"})
         std::filesystem::rename(store.file() + suffix, store.file() + ".aside" + suffix);
     const SqlitePropertyApi fresh;

@@ -1,6 +1,7 @@
 #include "PropertyList.h"
 
 #include "Database.h"
+#include "Patience.h"
 #include "Root.h"
 #include "Statement.h"
 
@@ -12,7 +13,10 @@ namespace ovoproperty {
 // program may.
 std::vector<StoredProperty> listProperties(const std::string& path, const std::string& prefix) {
     constexpr std::chrono::seconds LONGEST_WAIT(10);
-    propertyapi::Database database(root::toHost(path), LONGEST_WAIT);
+    propertyapi::Patience patience;
+    propertyapi::Patience::Allowance allowance(patience, LONGEST_WAIT);
+    propertyapi::Database database(root::toHost(path));
+    database.waitBy(&allowance);
     propertyapi::Statement select(database, "SELECT key, value, origin FROM property "
                                             "WHERE substr(key, 1, length(?1)) = ?1 ORDER BY key");
     propertyapi::Statement::Run run(select);

@@ -9,6 +9,7 @@
 #include "JsonPhoneConfig.h"
 #include "MessageThread.h"
 #include "MosquittoIpcClient.h"
+#include "Patience.h"
 #include "ProcessLock.h"
 #include "Service.h"
 #include "SignalBlock.h"
@@ -35,6 +36,8 @@ namespace app {
 namespace {
 
 constexpr unsigned int WORKING_DIRECTORY_MODE = 0775;
+/// What all waits for the property store get together once the process is ending.
+constexpr std::chrono::seconds STORE_WAITS_AT_END{2};
 
 constexpr const char* DNS_CACHE_TIMEOUT = "networking.curl.DnsCacheTimeout";
 
@@ -276,7 +279,11 @@ void HaldenApplication::createPropertyApi() {
     // be done with single keys.
     std::vector<std::string> cachedKeys;
     setupNvmCacheParameters(cachedKeys);
-    impl_->properties = std::make_shared<propertyapi::SqlitePropertyApi>();
+    // The bound of its waits is told before it is there: opening it may have to wait as well.
+    const auto patience = std::make_shared<propertyapi::Patience>();
+    onTermination([patience] { patience->limit(STORE_WAITS_AT_END); });
+    impl_->properties = std::make_shared<propertyapi::SqlitePropertyApi>(
+        propertyapi::SqlitePropertyApi::STORE, propertyapi::SqliteSettings(), patience);
     propertyApi = impl_->properties;
 }
 

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 
 namespace propertyapi {
@@ -19,6 +20,9 @@ namespace propertyapi {
 namespace {
 
 constexpr std::chrono::milliseconds RETRY_TIME{50};
+
+/// "-wal"
+constexpr std::size_t SUFFIX_SIZE = 4;
 
 [[noreturn]] void fail(const char* operation, int error) {
     throw std::runtime_error(std::string(operation) + ": " + std::strerror(error));
@@ -36,20 +40,16 @@ int pollTime(std::chrono::steady_clock::time_point until) {
 
 CommitWatch::CommitWatch(const std::string& log)
     : log_(log)
-    , name_(log.substr(log.rfind('/') + 1))
+    , directory_(log.substr(0, log.rfind('/') + 1))
+    , database_(log.substr(directory_.size(), log.size() - directory_.size() - SUFFIX_SIZE))
     , events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
     , wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-    if (events_ >= 0 && wake_ >= 0)
-        directoryWatch_ =
-            ::inotify_add_watch(events_, log.substr(0, log.rfind('/') + 1).c_str(),
-                                IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ONLYDIR);
+    if (events_ >= 0 && wake_ >= 0 && follow())
+        return;
     const int error = errno;
-    if (directoryWatch_ < 0) {
-        ::close(events_);
-        ::close(wake_);
-        fail("cannot watch its files", error);
-    }
-    followLog();
+    ::close(events_);
+    ::close(wake_);
+    fail("cannot watch its files", error);
 }
 
 CommitWatch::~CommitWatch() {
@@ -57,10 +57,36 @@ CommitWatch::~CommitWatch() {
     ::close(wake_);
 }
 
+bool CommitWatch::follow() noexcept {
+    const int before = directoryWatch_;
+    // The same directory once more keeps its watch.
+    directoryWatch_ = ::inotify_add_watch(events_, directory_.c_str(),
+                                          IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
+                                              IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
+    if (before >= 0 && before != directoryWatch_)
+        ::inotify_rm_watch(events_, before);
+    if (directoryWatch_ < 0)
+        return false;
+    followLog();
+    return true;
+}
+
+/// Watches the file that has the log's name now.
 void CommitWatch::followLog() noexcept {
+    const int before = logWatch_;
     // Not there, it is followed as soon as the directory's watch tells that it was made. The same
     // file once more keeps its watch.
     logWatch_ = ::inotify_add_watch(events_, log_.c_str(), IN_MODIFY);
+    if (before >= 0 && before != logWatch_)
+        ::inotify_rm_watch(events_, before);
+}
+
+/// The database, its log and the index of that.
+bool CommitWatch::isOurs(const char* name) const noexcept {
+    const std::string_view text(name);
+    return text.substr(0, database_.size()) == database_ &&
+           (text.size() == database_.size() || text.substr(database_.size()) == "-wal" ||
+            text.substr(database_.size()) == "-shm");
 }
 
 void CommitWatch::wake() noexcept {
@@ -78,8 +104,8 @@ CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until
             std::this_thread::sleep_until(
                 std::min(until, std::chrono::steady_clock::now() + RETRY_TIME));
         const bool woken = takeWake();
-        if (takeEvents())
-            return Cause::LOG_WRITTEN;
+        if (const Cause cause = takeEvents(); cause != Cause::TIME)
+            return cause;
         if (woken)
             return Cause::WOKEN;
         if (std::chrono::steady_clock::now() >= until)
@@ -92,9 +118,9 @@ bool CommitWatch::takeWake() noexcept {
     return ::read(wake_, &count, sizeof count) > 0;
 }
 
-/// Takes what has been told so far; true when any of it concerns the log.
-bool CommitWatch::takeEvents() noexcept {
-    bool concerned = false;
+/// Takes what has been told so far; TIME when none of it concerns the store.
+CommitWatch::Cause CommitWatch::takeEvents() noexcept {
+    bool written = false;
     bool renamed = false;
     alignas(inotify_event) std::array<char, 4096> buffer;
     for (;;) {
@@ -103,18 +129,18 @@ bool CommitWatch::takeEvents() noexcept {
             break;
         for (std::size_t at = 0; at < static_cast<std::size_t>(size);) {
             const auto* event = reinterpret_cast<const inotify_event*>(buffer.data() + at);
-            const bool overflowed = (event->mask & IN_Q_OVERFLOW) != 0;
-            const bool named =
-                event->wd == directoryWatch_ && event->len > 0 && name_ == event->name;
-            renamed = renamed || named || overflowed;
-            concerned = concerned || named || overflowed ||
-                        (event->wd == logWatch_ && (event->mask & IN_MODIFY) != 0);
+            if (event->wd == directoryWatch_) // an event without a name is one of the directory
+                renamed = renamed || event->len == 0 || isOurs(event->name);
+            renamed = renamed || (event->mask & IN_Q_OVERFLOW) != 0;
+            written = written || (event->wd == logWatch_ && (event->mask & IN_MODIFY) != 0);
             at += sizeof(inotify_event) + event->len;
         }
     }
-    if (renamed)
+    if (renamed) {
         followLog();
-    return concerned;
+        return Cause::NAMES_CHANGED;
+    }
+    return written ? Cause::LOG_WRITTEN : Cause::TIME;
 }
 
 } // namespace propertyapi

@@ -7,12 +7,14 @@
 namespace propertyapi {
 
 /// Tells a thread that somebody may have committed something: this process says so, and for others
-/// the kernel tells that the write-ahead log was written to, made or removed.
+/// the kernel tells that the write-ahead log was written to. The kernel also tells when a file of
+/// the store gets or loses its name.
 class CommitWatch {
 public:
-    enum class Cause { TIME, LOG_WRITTEN, WOKEN };
+    enum class Cause { TIME, LOG_WRITTEN, NAMES_CHANGED, WOKEN };
 
-    /// log: path of the log on this machine; it need not exist. Throws std::runtime_error.
+    /// log: path of the log on this machine; neither it nor the database need exist, its directory
+    /// must. Throws std::runtime_error.
     explicit CommitWatch(const std::string& log);
     ~CommitWatch();
     CommitWatch(const CommitWatch&) = delete;
@@ -22,15 +24,19 @@ public:
     void wake() noexcept;
     /// Waits for a cause, until the time given. From one thread.
     Cause wait(std::chrono::steady_clock::time_point until) noexcept;
+    /// Watches the directory and the files that have the names now: to be called when the directory
+    /// may be another one. False when there is none. From the thread that waits.
+    bool follow() noexcept;
 
 private:
-    /// Watches the file that has the log's name now.
     void followLog() noexcept;
-    bool takeEvents() noexcept;
+    bool isOurs(const char* name) const noexcept;
+    Cause takeEvents() noexcept;
     bool takeWake() noexcept;
 
     const std::string log_;
-    const std::string name_;
+    const std::string directory_;
+    const std::string database_; ///< the database's name, with which all names begin
     int events_ = -1;
     int wake_ = -1;
     int directoryWatch_ = -1;

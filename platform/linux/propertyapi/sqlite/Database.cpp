@@ -6,13 +6,17 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 
 namespace propertyapi {
 
 namespace {
+
+/// Milliseconds to wait before the next try, as the library itself would; the last one from then
+/// on.
+constexpr std::array<int, 12> BACK_OFF = {1, 2, 5, 10, 15, 20, 25, 25, 25, 50, 50, 100};
 
 constexpr int primary(int code) {
     return code & 0xff;
@@ -31,7 +35,7 @@ bool DatabaseError::isDamage() const noexcept {
     return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
 }
 
-Database::Database(const std::string& path, std::chrono::milliseconds busyTimeout) {
+Database::Database(const std::string& path) {
     // Nobody asks for the library's memory statistics, for which each allocation takes a lock.
     // Refused where the program has used the library before; that does no harm.
     [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
@@ -42,7 +46,7 @@ Database::Database(const std::string& path, std::chrono::milliseconds busyTimeou
     // The library opens what it may not write to for reading alone, without a word.
     const bool isReadOnly = code == SQLITE_OK && sqlite3_db_readonly(handle_, "main") != 0;
     if (code == SQLITE_OK && !isReadOnly) {
-        setBusyTimeout(busyTimeout);
+        sqlite3_busy_handler(handle_, onBusy, this);
         return;
     }
     std::string cause = "it may only be read";
@@ -57,10 +61,13 @@ Database::~Database() {
     sqlite3_close_v2(handle_);
 }
 
-void Database::setBusyTimeout(std::chrono::milliseconds timeout) noexcept {
-    using Count = std::chrono::milliseconds::rep;
-    sqlite3_busy_timeout(handle_, static_cast<int>(std::clamp<Count>(
-                                      timeout.count(), 0, std::numeric_limits<int>::max())));
+/// Called by the library, with how often it has been called for this wait.
+int Database::onBusy(void* self, int count) noexcept {
+    Patience::Allowance* allowance = static_cast<Database*>(self)->allowance_;
+    const auto index = std::min(static_cast<std::size_t>(count), BACK_OFF.size() - 1);
+    return allowance != nullptr && allowance->pause(std::chrono::milliseconds(BACK_OFF.at(index)))
+               ? 1
+               : 0;
 }
 
 void Database::execute(const std::string& statements) {
@@ -81,6 +88,12 @@ int Database::changedRows() const noexcept {
 
 bool Database::inTransaction() const noexcept {
     return sqlite3_get_autocommit(handle_) == 0;
+}
+
+bool Database::isMoved() const noexcept {
+    int moved = 0;
+    return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) != SQLITE_OK ||
+           moved != 0;
 }
 
 void Database::disableTriggers() {

@@ -2,8 +2,8 @@
 #define DATABASE_H
 
 #include "DatabaseError.h"
+#include "Patience.h"
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -15,14 +15,29 @@ namespace propertyapi {
 /// DatabaseError.
 class Database {
 public:
-    /// Opens an existing file of this machine, to read and to write. Operations on a busy store
-    /// wait for that long.
-    Database(const std::string& path, std::chrono::milliseconds busyTimeout);
+    /// Opens an existing file of this machine, to read and to write.
+    explicit Database(const std::string& path);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    void setBusyTimeout(std::chrono::milliseconds timeout) noexcept;
+    /// From now on operations on a busy store wait as the allowance says, which must live as long;
+    /// nullptr, and at first: not at all.
+    void waitBy(Patience::Allowance* allowance) noexcept { allowance_ = allowance; }
+    /// Lets it wait by an allowance for as long as this lives.
+    class Waiting {
+    public:
+        Waiting(Database& database, Patience::Allowance& allowance) : database_(database) {
+            database_.waitBy(&allowance);
+        }
+        ~Waiting() { database_.waitBy(nullptr); }
+        Waiting(const Waiting&) = delete;
+        Waiting& operator=(const Waiting&) = delete;
+
+    private:
+        Database& database_;
+    };
+
     /// Runs statements that give no rows.
     void execute(const std::string& statements);
     /// The first column of the first row; empty when there is none.
@@ -30,6 +45,8 @@ public:
     /// Rows that the statement executed last has changed by itself, not by triggers.
     int changedRows() const noexcept;
     bool inTransaction() const noexcept;
+    /// True when the file does not have its name any more.
+    bool isMoved() const noexcept;
     /// No trigger fires for what this connection does from now on.
     void disableTriggers();
     /// Whether the last connection of all, when it is closed, moves the write-ahead log into the
@@ -51,7 +68,10 @@ public:
     sqlite3* handle() const noexcept { return handle_; }
 
 private:
+    static int onBusy(void* self, int count) noexcept;
+
     sqlite3* handle_ = nullptr;
+    Patience::Allowance* allowance_ = nullptr;
 };
 
 } // namespace propertyapi

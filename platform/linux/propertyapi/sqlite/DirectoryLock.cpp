@@ -9,11 +9,12 @@
 
 #include <cerrno>
 #include <cstring>
-#include <thread>
 
 namespace propertyapi {
 
 namespace {
+
+constexpr std::chrono::milliseconds RETRY_TIME{5};
 
 [[noreturn]] void fail(const char* what, int error) {
     throw DatabaseError(error == EWOULDBLOCK ? SQLITE_BUSY : SQLITE_CANTOPEN,
@@ -23,21 +24,18 @@ namespace {
 } // namespace
 
 DirectoryLock::DirectoryLock(const std::string& directory, Purpose purpose,
-                             std::chrono::milliseconds timeout)
+                             Patience::Allowance& allowance)
     : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     if (file_ < 0)
         fail("cannot open its directory: ", errno);
     const int operation = (purpose == Purpose::MAKING ? LOCK_EX : LOCK_SH) | LOCK_NB;
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (::flock(file_, operation) != 0) {
         const int error = errno;
-        if (error != EINTR &&
-            (error != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline)) {
-            ::close(file_);
-            fail("cannot lock its directory: ", error);
-        }
         // There is no lock call with a time limit. The holder needs a few milliseconds.
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        if (error == EINTR || (error == EWOULDBLOCK && allowance.pause(RETRY_TIME)))
+            continue;
+        ::close(file_);
+        fail("cannot lock its directory: ", error);
     }
 }
 

@@ -1,7 +1,8 @@
 #ifndef DIRECTORYLOCK_H
 #define DIRECTORYLOCK_H
 
-#include <chrono>
+#include "Patience.h"
+
 #include <string>
 
 namespace propertyapi {
@@ -12,9 +13,9 @@ class DirectoryLock {
 public:
     enum class Purpose { OPENING, MAKING };
 
-    /// Waits for the lock for that long: several may open at the same time, one alone may make.
-    /// directory: a path of this machine. Throws DatabaseError.
-    DirectoryLock(const std::string& directory, Purpose purpose, std::chrono::milliseconds timeout);
+    /// Waits for the lock as the allowance says: several may open at the same time, one alone may
+    /// make. directory: a path of this machine. Throws DatabaseError.
+    DirectoryLock(const std::string& directory, Purpose purpose, Patience::Allowance& allowance);
     ~DirectoryLock();
     DirectoryLock(const DirectoryLock&) = delete;
     DirectoryLock& operator=(const DirectoryLock&) = delete;

@@ -1,9 +1,11 @@
 #include "Notifier.h"
 
+#include "FileId.h"
 #include "logger/Logger.h"
 
 #include <exception>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace propertyapi {
@@ -14,13 +16,23 @@ using Clock = std::chrono::steady_clock;
 
 } // namespace
 
-Notifier::Notifier(std::unique_ptr<Database> database, std::shared_ptr<Subscribers> subscribers,
+template <typename Operation>
+void Notifier::onJournal(Operation operation) {
+    store_.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+        const Database::Waiting waiting(connections.journal.database(), allowance);
+        operation(connections.journal, connections.number);
+    });
+}
+
+Notifier::Notifier(OpenStore& store, std::shared_ptr<Subscribers> subscribers,
                    const SqliteSettings& settings)
     : settings_(settings)
+    , store_(store)
     , subscribers_(std::move(subscribers))
-    , journal_(std::move(database))
-    , watch_(journal_.database().walPath()) {
-    subscribers_->skipWhenEmpty(journal_.newest());
+    , watch_(store_.log()) {
+    onJournal([this](ChangeJournal& journal, std::uint64_t file) {
+        subscribers_->skipWhenEmpty({file, journal.newest()});
+    });
     thread_ = std::thread([this] { run(); });
 }
 
@@ -41,6 +53,9 @@ void Notifier::run() {
     Clock::time_point next = Clock::now();
     while (!stopping_) {
         switch (watch_.wait(next)) {
+        case CommitWatch::Cause::NAMES_CHANGED:
+            isWatching_ = false;
+            [[fallthrough]];
         case CommitWatch::Cause::LOG_WRITTEN:
             schedule.restart();
             next = Clock::now() + schedule.next();
@@ -56,17 +71,25 @@ void Notifier::run() {
             look(false);
             break;
         }
+        // Somebody may have begun to commit before the files were watched.
+        if (std::exchange(isOtherFile_, false)) {
+            schedule.restart();
+            next = Clock::now() + schedule.next();
+        }
     }
 }
 
 void Notifier::look(bool quiet) {
     // A failure is not told again with each look, only once one has succeeded in between.
     try {
+        if (!isWatching_)
+            watchFiles();
         while (!stopping_ && deliverNext()) {
         }
         failingToRead_ = false;
     } catch (const std::exception& error) {
-        if (!std::exchange(failingToRead_, true)) {
+        // What cannot be opened is reported by who tried.
+        if (store_.isOpen() && !std::exchange(failingToRead_, true)) {
             LOG(3) << "Cannot read the changes of the property store: " << error.what();
         }
         return;
@@ -74,46 +97,88 @@ void Notifier::look(bool quiet) {
     if (!isLogDue(quiet))
         return;
     try {
-        journal_.database().checkpoint();
+        onJournal([](ChangeJournal& journal, std::uint64_t) { journal.database().checkpoint(); });
         failingToShorten_ = false;
     } catch (const std::exception& error) {
-        if (!std::exchange(failingToShorten_, true)) {
+        if (store_.isOpen() && !std::exchange(failingToShorten_, true)) {
             LOG(3) << "Cannot move the log of the property store into it: " << error.what();
         }
     }
 }
 
+/// Watches before it looks, so that nothing that changes goes unnoticed in between.
+void Notifier::watchFiles() {
+    isWatching_ = watch_.follow();
+    store_.check();
+}
+
 /// Delivers the next changes; false when there are none.
 bool Notifier::deliverNext() {
-    const std::int64_t position = subscribers_->position();
-    // The number is read first: who subscribes meanwhile is to get what comes behind it.
-    if (subscribers_->empty() && subscribers_->skipWhenEmpty(journal_.newest()))
-        return false;
-    const ChangeJournal::Page page = journal_.read(position);
-    if (page.trimmed > position || page.newest < position) {
-        deliverCurrent(page);
+    const ChangePosition position = subscribers_->position();
+    std::uint64_t file = 0;
+    std::optional<ChangeJournal::Page> page;
+    onJournal([&](ChangeJournal& journal, std::uint64_t number) {
+        file = number;
+        if (file != position.file)
+            return;
+        // The number is read first: who subscribes meanwhile is to get what comes behind it.
+        if (!subscribers_->empty() || !subscribers_->skipWhenEmpty({file, journal.newest()}))
+            page = journal.read(position.number);
+    });
+    if (file != position.file) {
+        deliverFromOtherFile();
         return true;
     }
-    for (const ChangeJournal::Change& change : page.changes)
-        subscribers_->deliver(change.property, change.number);
-    return !page.changes.empty();
+    if (!page)
+        return false;
+    if (page->trimmed > position.number || page->newest < position.number) {
+        deliverCurrent(*page, position);
+        return true;
+    }
+    for (const ChangeJournal::Change& change : page->changes)
+        subscribers_->deliver(change.property, {file, change.number});
+    return !page->changes.empty();
 }
 
 /// The journal no longer holds what comes behind the position, or its numbers have begun anew. As
 /// the newest number is never below the trimmed one, neither holds for the position afterwards.
-void Notifier::deliverCurrent(const ChangeJournal::Page& page) {
-    const bool anew = page.newest < subscribers_->position();
-    const std::int64_t lost = anew ? std::numeric_limits<std::int64_t>::max() : page.trimmed;
-    const std::int64_t number = anew ? page.newest : page.trimmed;
-    const std::vector<std::string> keys = subscribers_->passOver(lost, number);
-    const ChangeJournal::Values current = journal_.values(keys);
+void Notifier::deliverCurrent(const ChangeJournal::Page& page, ChangePosition position) {
+    const std::uint64_t file = position.file;
+    const bool anew = page.newest < position.number;
+    const ChangePosition lost{file, anew ? std::numeric_limits<std::int64_t>::max() : page.trimmed};
+    const std::vector<std::string> keys =
+        subscribers_->passOver(lost, {file, anew ? page.newest : page.trimmed});
+    ChangeJournal::Values current{0, {}};
+    onJournal([&](ChangeJournal& journal, std::uint64_t number) {
+        if (number == file)
+            current = journal.values(keys);
+    });
     for (const Property& property : current.properties)
-        subscribers_->deliverCurrent(property, lost, current.newest);
+        subscribers_->deliverCurrent(property, lost, {file, current.newest});
+}
+
+/// The store is another file than the one that the position is of, all of whose subscribers are
+/// behind.
+void Notifier::deliverFromOtherFile() {
+    isOtherFile_ = true;
+    watchFiles();
+    const std::vector<std::string> keys = subscribers_->keys();
+    ChangePosition begin;
+    ChangeJournal::Values current{0, {}};
+    onJournal([&](ChangeJournal& journal, std::uint64_t number) {
+        begin.file = number;
+        current = journal.values(keys);
+    });
+    const ChangePosition newest{begin.file, current.newest};
+    subscribers_->enterFile(begin, newest);
+    for (const Property& property : current.properties)
+        subscribers_->deliverDiffering(property, begin, newest);
 }
 
 /// True when the log has grown so far that it is to be moved; takes down the time then.
 bool Notifier::isLogDue(bool quiet) {
-    const std::int64_t size = journal_.database().walSize();
+    std::int64_t size = 0;
+    const FileId log(store_.log(), &size);
     const auto now = Clock::now();
     if (size < (quiet ? settings_.walIdleLimit : settings_.walBusyLimit) ||
         now - shortened_ < settings_.quietTime)

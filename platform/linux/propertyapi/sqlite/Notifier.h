@@ -4,6 +4,7 @@
 #include "ChangeJournal.h"
 #include "CommitWatch.h"
 #include "LookSchedule.h"
+#include "OpenStore.h"
 #include "SqliteSettings.h"
 #include "Subscribers.h"
 
@@ -15,33 +16,43 @@
 namespace propertyapi {
 
 /// The notification thread: finds the changes that anybody has committed and calls the subscribers
-/// back, and keeps the write-ahead log short. It never takes the store's write lock: a program that
-/// does not wait for locks, such as the stock shell, would fail because it was told of a commit.
+/// back, and keeps the write-ahead log short. For that it never takes the store's write lock: a
+/// program that does not wait for locks, such as the stock shell, would fail because it was told of
+/// a commit. It also finds out that the store was removed or replaced where no operation does;
+/// subscribers are then given current values.
 class Notifier {
 public:
     /// Throws DatabaseError, and std::runtime_error for what concerns the watch.
-    Notifier(std::unique_ptr<Database> database, std::shared_ptr<Subscribers> subscribers,
+    Notifier(OpenStore& store, std::shared_ptr<Subscribers> subscribers,
              const SqliteSettings& settings);
     ~Notifier();
     Notifier(const Notifier&) = delete;
     Notifier& operator=(const Notifier&) = delete;
 
-    /// This process has committed something. From every thread.
+    /// This process has committed something, or has opened the store again. From every thread.
     void wake() noexcept { watch_.wake(); }
     /// Ends the thread; waits for a callback that runs. Not from a callback.
     void stop();
 
 private:
+    /// Runs an operation, a callable with ChangeJournal& and the number of its file.
+    template <typename Operation>
+    void onJournal(Operation operation);
+
     void run();
     void look(bool quiet);
     bool deliverNext();
-    void deliverCurrent(const ChangeJournal::Page& page);
+    void deliverCurrent(const ChangeJournal::Page& page, ChangePosition position);
+    void deliverFromOtherFile();
+    void watchFiles();
     bool isLogDue(bool quiet);
 
     const SqliteSettings settings_;
+    OpenStore& store_;
     const std::shared_ptr<Subscribers> subscribers_;
-    ChangeJournal journal_;
     CommitWatch watch_;
+    bool isWatching_ = false;  ///< the files that have the names now
+    bool isOtherFile_ = false; ///< than the last time
     std::chrono::steady_clock::time_point shortened_{};
     bool failingToRead_ = false;
     bool failingToShorten_ = false;

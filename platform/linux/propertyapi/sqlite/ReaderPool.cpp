@@ -11,27 +11,35 @@ constexpr std::size_t KEPT = 4;
 
 } // namespace
 
-ReaderPool::ReaderPool(std::function<std::unique_ptr<Database>()> open) : open_(std::move(open)) {
+ReaderPool::ReaderPool(Open open) : open_(std::move(open)) {
     idle_.reserve(KEPT);
 }
 
-std::unique_ptr<StoreReader> ReaderPool::take() {
+std::unique_ptr<StoreReader> ReaderPool::take(Patience::Allowance& allowance) {
     {
         const std::lock_guard lock(mutex_);
         if (!idle_.empty()) {
             auto reader = std::move(idle_.back());
             idle_.pop_back();
+            reader->waitBy(&allowance);
             return reader;
         }
     }
-    return std::make_unique<StoreReader>(open_());
+    return std::make_unique<StoreReader>(open_(allowance));
 }
 
 void ReaderPool::giveBack(std::unique_ptr<StoreReader> reader) {
+    reader->waitBy(nullptr);
     const std::lock_guard lock(mutex_);
     if (idle_.size() < KEPT)
         idle_.push_back(std::move(reader));
     // What is left in the parameter is closed after the lock, which is destroyed before it.
+}
+
+void ReaderPool::moveLogOnClose(bool move) noexcept {
+    const std::lock_guard lock(mutex_);
+    for (const auto& reader : idle_)
+        reader->moveLogOnClose(move);
 }
 
 } // namespace propertyapi

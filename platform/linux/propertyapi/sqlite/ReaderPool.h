@@ -14,17 +14,22 @@ namespace propertyapi {
 /// DatabaseError, from every thread.
 class ReaderPool {
 public:
-    /// open: opens a further connection.
-    explicit ReaderPool(std::function<std::unique_ptr<Database>()> open);
+    using Open = std::function<std::unique_ptr<Database>(Patience::Allowance&)>;
 
-    /// A connection that belongs to the holder until it gives it back by its end.
+    /// open: opens a further connection, which waits by the allowance.
+    explicit ReaderPool(Open open);
+
+    /// A connection that belongs to the holder until it gives it back by its end, and waits by the
+    /// allowance.
     class Lease {
     public:
-        explicit Lease(ReaderPool& pool) : pool_(pool), reader_(pool.take()) {}
+        Lease(ReaderPool& pool, Patience::Allowance& allowance)
+            : pool_(pool), reader_(pool.take(allowance)) {}
         ~Lease() { pool_.giveBack(std::move(reader_)); }
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
 
+        StoreReader& operator*() const { return *reader_; }
         StoreReader* operator->() const { return reader_.get(); }
 
     private:
@@ -32,11 +37,14 @@ public:
         std::unique_ptr<StoreReader> reader_;
     };
 
+    /// See Database; of the connections that nobody has.
+    void moveLogOnClose(bool move) noexcept;
+
 private:
-    std::unique_ptr<StoreReader> take();
+    std::unique_ptr<StoreReader> take(Patience::Allowance& allowance);
     void giveBack(std::unique_ptr<StoreReader> reader);
 
-    const std::function<std::unique_ptr<Database>()> open_;
+    const Open open_;
     std::mutex mutex_;
     std::vector<std::unique_ptr<StoreReader>> idle_;
 };

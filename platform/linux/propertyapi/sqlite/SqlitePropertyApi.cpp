@@ -1,10 +1,9 @@
 #include "SqlitePropertyApi.h"
 
 #include "Notifier.h"
-#include "ReaderPool.h"
+#include "OpenStore.h"
+#include "Patience.h"
 #include "Root.h"
-#include "StoreFile.h"
-#include "StoreWriter.h"
 #include "Subscribers.h"
 #include "text/Quote.h"
 
@@ -65,39 +64,74 @@ private:
 
 } // namespace
 
-/// The connections: one that writes, some that read, one that the notification thread reads with.
 class SqlitePropertyApi::Client {
 public:
-    Client(const std::string& path, const SqliteSettings& settings)
-        : file_(root::toHost(path), settings)
-        , writer_(file_.prepare(), settings, [this] { notifier_.wake(); })
-        , readers_([this] { return file_.open(); })
+    Client(const std::string& path, const SqliteSettings& settings,
+           std::shared_ptr<Patience> patience)
+        : store_(StoreFile(root::toHost(path), settings), settings,
+                 patience ? std::move(patience) : std::make_shared<Patience>(),
+                 [this] { notifier_.wake(); })
         , subscribers_(std::make_shared<Subscribers>())
-        , notifier_(file_.open(), subscribers_, settings) {}
+        , notifier_(store_, subscribers_, settings) {}
 
     Subscribers::Id subscribe(const std::string& key, Callback callback) {
         // Read first: a change that is committed while this runs may be left out, one that was
         // committed before must be.
-        const std::int64_t newest = ReaderPool::Lease(readers_)->newestChange();
+        const ChangePosition newest =
+            store_.run([](Connections& connections, Allowance& allowance) {
+                const ReaderPool::Lease reader(connections.readers, allowance);
+                return ChangePosition{connections.number, reader->newestChange()};
+            });
         return subscribers_->add(key, std::move(callback), newest);
     }
 
-    ReaderPool& readers() { return readers_; }
-    StoreWriter& writer() { return writer_; }
+    /// operation: a callable with StoreReader&.
+    template <typename Operation>
+    auto read(Operation operation) {
+        return store_.run([&](Connections& connections, Allowance& allowance) {
+            const ReaderPool::Lease reader(connections.readers, allowance);
+            return operation(*reader);
+        });
+    }
+
+    unsigned int write(const Batch& batch, const std::string& origin) {
+        const unsigned int differing =
+            store_.run([&](Connections& connections, Allowance& allowance) {
+                return connections.writer.write(batch, origin, allowance);
+            });
+        if (differing > 0)
+            notifier_.wake();
+        return differing;
+    }
+
+    bool remove(const std::string& key) {
+        const bool existed = store_.run([&](Connections& connections, Allowance& allowance) {
+            return connections.writer.remove(key, allowance);
+        });
+        if (existed)
+            notifier_.wake();
+        return existed;
+    }
+
     Notifier& notifier() { return notifier_; }
     const std::shared_ptr<Subscribers>& subscribers() { return subscribers_; }
 
 private:
-    const StoreFile file_;
-    StoreWriter writer_;
-    ReaderPool readers_;
+    using Connections = OpenStore::Connections;
+    using Allowance = Patience::Allowance;
+
+    OpenStore store_;
     const std::shared_ptr<Subscribers> subscribers_;
-    Notifier notifier_; // the last: its end waits for a callback, which may use the others
+    Notifier notifier_; // the last: its end waits for a callback, which may use the store
 };
 
-SqlitePropertyApi::SqlitePropertyApi(const std::string& path, const SqliteSettings& settings)
+SqlitePropertyApi::SqlitePropertyApi(const std::string& path, const SqliteSettings& settings,
+                                     std::shared_ptr<Patience> patience)
     : client_(translating([&] { return "open property store " + quote(path); },
-                          [&] { return std::make_unique<Client>(path, withBootId(settings)); })) {}
+                          [&] {
+                              return std::make_unique<Client>(path, withBootId(settings),
+                                                              std::move(patience));
+                          })) {}
 
 SqlitePropertyApi::~SqlitePropertyApi() = default;
 
@@ -106,8 +140,9 @@ void SqlitePropertyApi::stop() {
 }
 
 bool SqlitePropertyApi::exists(const std::string& key) const {
-    return onProperty("look for", key,
-                      [&] { return ReaderPool::Lease(client_->readers())->exists(key); });
+    return onProperty("look for", key, [&] {
+        return client_->read([&](StoreReader& reader) { return reader.exists(key); });
+    });
 }
 
 std::string SqlitePropertyApi::getValue(const std::string& key) const {
@@ -117,7 +152,8 @@ std::string SqlitePropertyApi::getValue(const std::string& key) const {
 std::string SqlitePropertyApi::getValue(const std::string& key,
                                         const std::string& defaultValue) const {
     return onProperty("read", key, [&] {
-        return ReaderPool::Lease(client_->readers())->value(key).value_or(defaultValue);
+        return client_->read([&](StoreReader& reader) { return reader.value(key); })
+            .value_or(defaultValue);
     });
 }
 
@@ -134,25 +170,23 @@ std::unique_ptr<ISubscription> SqlitePropertyApi::subscribeScoped(const std::str
 }
 
 bool SqlitePropertyApi::setValue(const std::string& key, const std::string& value) const {
-    return onProperty("write", key, [&] {
-        return client_->writer().write({{key, value}}, {}) != 0;
-    });
+    return onProperty("write", key, [&] { return client_->write({{key, value}}, {}) != 0; });
 }
 
 bool SqlitePropertyApi::removeValue(const std::string& key) const {
-    return onProperty("remove", key, [&] { return client_->writer().remove(key); });
+    return onProperty("remove", key, [&] { return client_->remove(key); });
 }
 
 unsigned int SqlitePropertyApi::setValues(const Batch& batch, const std::string& origin) const {
     if (batch.size() == 1)
         return onProperty("write", batch.front().first,
-                          [&] { return client_->writer().write(batch, origin); });
+                          [&] { return client_->write(batch, origin); });
     return translating(
         [&] {
             return "write batch of " + std::to_string(batch.size()) + " properties" +
                    (batch.empty() ? "" : ", first " + quote(batch.front().first));
         },
-        [&] { return client_->writer().write(batch, origin); });
+        [&] { return client_->write(batch, origin); });
 }
 
 } // namespace propertyapi

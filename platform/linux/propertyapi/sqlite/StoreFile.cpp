@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <utility>
 
 namespace propertyapi {
@@ -20,6 +21,8 @@ namespace {
 
 constexpr mode_t DIRECTORY_MODE = 0775;
 constexpr mode_t FILE_MODE = 0600;
+constexpr mode_t OTHERS = 0077;
+constexpr mode_t ALL_BITS = 07777;
 
 [[noreturn]] void failOn(const char* operation, const std::string& path) {
     const int error = errno;
@@ -36,6 +39,13 @@ std::string parentOf(const std::string& path) {
 bool exists(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0;
+}
+
+/// 0 where there is no such file.
+mode_t modeOf(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_mode & ALL_BITS
+                                                                         : 0;
 }
 
 /// Brings a file, or the names in a directory, to the disk. Not for a database in use: closing it
@@ -107,48 +117,59 @@ struct RemoveAtEnd {
 StoreFile::StoreFile(std::string path, const SqliteSettings& settings)
     : path_(std::move(path)), directory_(parentOf(path_)), settings_(settings) {}
 
-std::unique_ptr<Database> StoreFile::prepare() const {
+std::unique_ptr<Database> StoreFile::prepare(Patience::Allowance& allowance) const {
     makeDirectories(directory_);
-    std::string damage;
+    Preparation preparation{allowance};
     {
-        const DirectoryLock lock(directory_, DirectoryLock::Purpose::OPENING,
-                                 settings_.busyTimeout);
-        if (auto database = openExisting(damage))
+        const DirectoryLock lock(directory_, DirectoryLock::Purpose::OPENING, allowance);
+        if (auto database = openExisting(preparation))
             return database;
     }
-    const DirectoryLock lock(directory_, DirectoryLock::Purpose::MAKING, settings_.busyTimeout);
+    const DirectoryLock lock(directory_, DirectoryLock::Purpose::MAKING, allowance);
     // Another process may have made or replaced it between the two locks.
-    if (auto database = openExisting(damage))
+    if (auto database = openExisting(preparation))
         return database;
     if (exists(path_))
-        putAside(damage);
+        putAside(preparation.damage);
     make();
     lock.flush();
-    return openSound();
+    return openSound(preparation);
 }
 
-std::unique_ptr<Database> StoreFile::open() const {
-    auto database = std::make_unique<Database>(path_, settings_.busyTimeout);
+std::unique_ptr<Database> StoreFile::open(Patience::Allowance& allowance) const {
+    auto database = std::make_unique<Database>(path_);
+    database->waitBy(&allowance);
     // The log is moved into the database by the notification thread, not by a write.
     database->execute("PRAGMA wal_autocheckpoint = 0");
     return database;
 }
 
-std::unique_ptr<Database> StoreFile::openExisting(std::string& damage) const {
+void StoreFile::removeOrphans(const StoreFiles& files, Patience::Allowance& allowance) const {
+    if (files.orphans().empty())
+        return;
+    const DirectoryLock lock(directory_, DirectoryLock::Purpose::MAKING, allowance);
+    // Another process may have removed them, and made its own, before the lock.
+    for (const std::string& orphan : files.orphans())
+        removeIfThere(orphan);
+}
+
+std::unique_ptr<Database> StoreFile::openExisting(Preparation& preparation) const {
     if (!exists(path_))
         return nullptr;
     try {
-        return openSound();
+        return openSound(preparation);
     } catch (const DatabaseError& error) {
         if (!error.isDamage())
             throw;
-        damage = error.what();
+        preparation.damage = error.what();
         return nullptr;
     }
 }
 
-std::unique_ptr<Database> StoreFile::openSound() const {
-    auto database = open();
+std::unique_ptr<Database> StoreFile::openSound(Preparation& preparation) const {
+    // First: log and index are made with the mode of the database.
+    closeToOthers(preparation);
+    auto database = open(preparation.allowance);
     // A damaged file is left as it was found, its log beside it.
     database->moveLogOnClose(false);
     if (const std::string found = database->query("PRAGMA integrity_check(1)"); found != "ok")
@@ -160,6 +181,34 @@ std::unique_ptr<Database> StoreFile::openSound() const {
     schema::enterBoot(*database, settings_.bootId);
     database->moveLogOnClose(true);
     return database;
+}
+
+void StoreFile::closeToOthers(Preparation& preparation) const {
+    const FileId file(path_);
+    if (file == preparation.closed)
+        return;
+    preparation.closed = file;
+    std::ostringstream modes;
+    int error = 0;
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        const std::string path = path_ + suffix;
+        const mode_t mode = modeOf(path);
+        if ((mode & OTHERS) == 0)
+            continue;
+        modes << (modes.tellp() > 0 ? ", " : "") << (*suffix == 0 ? "mode" : suffix) << " 0"
+              << std::oct << mode;
+        // By its name: closing a descriptor of a database in use would give up its locks.
+        if (::chmod(path.c_str(), FILE_MODE) != 0)
+            error = errno;
+    }
+    if (modes.tellp() == 0)
+        return;
+    if (error == 0)
+        LOG(2) << "Property store " << path_ << " was open to others (" << modes.str()
+               << "): its mode is 0600 now";
+    else
+        LOG(2) << "Property store " << path_ << " is open to others (" << modes.str()
+               << ") and cannot be closed to them: " << std::strerror(error);
 }
 
 /// The log goes first, and with it whatever it could do to the fresh store. Under the name that it
@@ -180,7 +229,7 @@ void StoreFile::make() const {
     removeIfThere(draft);
     createEmpty(draft);
     {
-        Database database(draft, settings_.busyTimeout);
+        Database database(draft);
         // Until it has its name, only the whole of it matters.
         database.execute("PRAGMA synchronous = OFF; PRAGMA journal_mode = MEMORY");
         schema::prepare(database, settings_.journalBound);

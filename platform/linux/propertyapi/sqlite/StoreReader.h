@@ -17,6 +17,10 @@ class StoreReader {
 public:
     explicit StoreReader(std::unique_ptr<Database> database);
 
+    /// See Database.
+    void waitBy(Patience::Allowance* allowance) noexcept { database_->waitBy(allowance); }
+    void moveLogOnClose(bool move) noexcept { database_->moveLogOnClose(move); }
+
     bool exists(const std::string& key);
     std::optional<std::string> value(const std::string& key);
     /// Number of the newest change.

@@ -13,15 +13,8 @@ namespace propertyapi {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 /// A log shorter than its header has none yet.
 constexpr std::int64_t WAL_HEADER = 32;
-
-void requireTurn(const common::TurnTaker::Turn& turn) {
-    if (!turn.isHeld())
-        throw DatabaseError(SQLITE_BUSY, "other threads are writing");
-}
 
 bool anyLasting(const IPropertyApi::Batch& batch) {
     return std::any_of(batch.begin(), batch.end(),
@@ -30,10 +23,35 @@ bool anyLasting(const IPropertyApi::Batch& batch) {
 
 } // namespace
 
-StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSettings& settings,
-                         std::function<void()> committed)
+class StoreWriter::Turn {
+public:
+    Turn(StoreWriter& writer, Patience::Allowance& allowance) : writer_(writer) {
+        const auto take = [&] {
+            return !std::exchange(writer.isTaken_, true);
+        };
+        if (!allowance.wait(take))
+            throw DatabaseError(SQLITE_BUSY, "other threads are writing");
+        writer.database_->waitBy(&allowance);
+    }
+    ~Turn() {
+        writer_.database_->waitBy(nullptr);
+        writer_.patience_.change([this] {
+            writer_.isTaken_ = false;
+            return true;
+        });
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+private:
+    StoreWriter& writer_;
+};
+
+StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
+                         const SqliteSettings& settings, Patience& patience)
     : settings_(settings)
-    , committed_(std::move(committed))
+    , files_(files)
+    , patience_(patience)
     , database_(std::move(database))
     , beginRead_(*database_, "BEGIN")
     , beginWrite_(*database_, "BEGIN IMMEDIATE")
@@ -53,55 +71,47 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const SqliteSetting
         database_->flushWal();
 }
 
-unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::string& origin) {
-    const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
+unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::string& origin,
+                                Patience::Allowance& allowance) {
+    const Turn turn(*this, allowance);
+    requireFiles(allowance);
+    if (holdsAll(batch))
+        return 0;
     unsigned int differing = 0;
-    {
-        const common::TurnTaker::Turn turn(turns_, deadline);
-        requireTurn(turn);
-        waitUntil(deadline);
-        if (holdsAll(batch))
-            return 0;
-        transact(anyLasting(batch), [&] {
-            for (const auto& [key, value] : batch)
-                differing += writeOne(key, value, origin) ? 1U : 0U;
-        });
-    }
-    committed_();
+    transact(anyLasting(batch), allowance, [&] {
+        for (const auto& [key, value] : batch)
+            differing += writeOne(key, value, origin) ? 1U : 0U;
+    });
     return differing;
 }
 
-bool StoreWriter::remove(const std::string& key) {
-    const Clock::time_point deadline = Clock::now() + settings_.busyTimeout;
+bool StoreWriter::remove(const std::string& key, Patience::Allowance& allowance) {
+    const Turn turn(*this, allowance);
+    requireFiles(allowance);
+    if (!Statement::Run(exists_).bind(1, key).step())
+        return false;
     bool existed = false;
-    {
-        const common::TurnTaker::Turn turn(turns_, deadline);
-        requireTurn(turn);
-        waitUntil(deadline);
-        if (!Statement::Run(exists_).bind(1, key).step())
-            return false;
-        transact(!schema::livesForOneBoot(key), [&] {
-            Statement::Run run(delete_);
-            existed = run.bind(1, key).step();
-            if (existed && !run.text(0).empty())
-                journal_.note(key, {});
-        });
-    }
-    committed_();
+    transact(!schema::livesForOneBoot(key), allowance, [&] {
+        Statement::Run run(delete_);
+        existed = run.bind(1, key).step();
+        if (existed && !run.text(0).empty())
+            journal_.note(key, {});
+    });
     return existed;
 }
 
-/// What the connection does from now on waits for others until then.
-void StoreWriter::waitUntil(Clock::time_point deadline) {
-    database_->setBusyTimeout(
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()));
+/// The files were looked at when the operation began: who did not wait since need not do so again.
+void StoreWriter::requireFiles(const Patience::Allowance& allowance) const {
+    if (allowance.hasWaited() && !files_.haveNames())
+        throw DatabaseError(SQLITE_BUSY, "it was replaced meanwhile");
 }
 
 template <typename Work>
-void StoreWriter::transact(bool lasting, Work work) {
+void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, Work work) {
     shortenLog();
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);
+    requireFiles(allowance);
     journal_.reset();
     work();
     journal_.finish();
@@ -138,10 +148,14 @@ void StoreWriter::flushOnCommit(bool flush) {
     flushing_ = flush;
 }
 
-/// Bounds the log where writes follow each other so closely that the notification thread never
-/// finds the moment in which all of it has been moved.
+/// Fails when the log is not the one that has the name: nobody would ever read what is written to
+/// it. Bounds it where writes follow each other so closely that the notification thread never finds
+/// the moment in which all of it has been moved.
 void StoreWriter::shortenLog() {
-    if (database_->walSize() < settings_.walWriterLimit)
+    const std::optional<std::int64_t> size = files_.logSize();
+    if (!size)
+        throw DatabaseError(SQLITE_BUSY, "its log was removed or replaced meanwhile");
+    if (*size < settings_.walWriterLimit)
         return;
     try {
         database_->checkpoint();

@@ -3,12 +3,12 @@
 
 #include "Database.h"
 #include "JournalWriter.h"
+#include "Patience.h"
 #include "SqliteSettings.h"
 #include "Statement.h"
-#include "TurnTaker.h"
+#include "StoreFiles.h"
 #include "propertyapi/IPropertyApi.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -18,31 +18,36 @@ namespace propertyapi {
 /// operations throw DatabaseError, and then nothing is written.
 class StoreWriter {
 public:
-    /// committed: called after each transaction that has written something.
-    StoreWriter(std::unique_ptr<Database> database, const SqliteSettings& settings,
-                std::function<void()> committed);
+    /// files: those that the database has open. patience: the one of all allowances.
+    StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
+                const SqliteSettings& settings, Patience& patience);
 
     /// Writes a batch in one transaction. Returns the number of writes after which the value
     /// differed. The disk is flushed once (three times by the write that begins a new log), not at
     /// all for keys of one boot, and nothing is locked when every key has its value already.
-    unsigned int write(const IPropertyApi::Batch& batch, const std::string& origin);
+    unsigned int write(const IPropertyApi::Batch& batch, const std::string& origin,
+                       Patience::Allowance& allowance);
     /// Removes a key; true when it existed.
-    bool remove(const std::string& key);
+    bool remove(const std::string& key, Patience::Allowance& allowance);
+    Database& database() { return *database_; }
 
 private:
-    void waitUntil(std::chrono::steady_clock::time_point deadline);
+    /// The use of the connection by one thread: waiting for the disk, it would otherwise hold a
+    /// lock across output. A thread that had to wait looks again at what it is about to write to.
+    class Turn;
+
     template <typename Work>
-    void transact(bool lasting, Work work);
+    void transact(bool lasting, const Patience::Allowance& allowance, Work work);
+    void requireFiles(const Patience::Allowance& allowance) const;
     bool holdsAll(const IPropertyApi::Batch& batch);
     bool writeOne(const std::string& key, const std::string& value, const std::string& origin);
     void flushOnCommit(bool flush);
     void shortenLog();
 
     const SqliteSettings settings_;
-    const std::function<void()> committed_;
-    /// The connection is used by the thread whose turn it is: waiting for the disk, it would
-    /// otherwise hold a lock across output.
-    common::TurnTaker turns_;
+    const StoreFiles& files_;
+    Patience& patience_;
+    bool isTaken_ = false; ///< somebody has the turn; guarded by the patience
     const std::unique_ptr<Database> database_;
     bool flushing_ = true;
     Statement beginRead_;

@@ -22,8 +22,8 @@ void callBack(const IPropertyApi::Callback& callback, const Property& property) 
 
 } // namespace
 
-Subscribers::Id Subscribers::add(const std::string& key, Callback callback, std::int64_t behind) {
-    auto subscriber = std::make_shared<Subscriber>(Subscriber{std::move(callback), behind});
+Subscribers::Id Subscribers::add(const std::string& key, Callback callback, ChangePosition behind) {
+    auto subscriber = std::make_shared<Subscriber>(Subscriber{std::move(callback), behind, {}});
     const std::lock_guard lock(mutex_);
     subscriber->behind = std::max(behind, position_);
     subscribers_[key].emplace(nextId_, std::move(subscriber));
@@ -50,7 +50,7 @@ void Subscribers::close() {
     closed_ = true;
 }
 
-std::int64_t Subscribers::position() const {
+ChangePosition Subscribers::position() const {
     const std::lock_guard lock(mutex_);
     return position_;
 }
@@ -60,23 +60,32 @@ bool Subscribers::empty() const {
     return subscribers_.empty();
 }
 
-bool Subscribers::skipWhenEmpty(std::int64_t number) {
+std::vector<std::string> Subscribers::keys() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::string> keys;
+    for (const auto& [key, subscribers] : subscribers_)
+        keys.push_back(key);
+    return keys;
+}
+
+bool Subscribers::skipWhenEmpty(ChangePosition position) {
     const std::lock_guard lock(mutex_);
     if (subscribers_.empty())
-        position_ = number;
+        position_ = position;
     return subscribers_.empty();
 }
 
-void Subscribers::deliver(const Property& change, std::int64_t number) {
+void Subscribers::deliver(const Property& change, ChangePosition position) {
     std::unique_lock lock(mutex_);
     // Before the callbacks: who subscribes from now on does not get this change.
-    position_ = number;
-    callEach(lock, change, [number](Subscriber& subscriber) { return subscriber.behind < number; });
+    position_ = position;
+    callEach(lock, change,
+             [position](Subscriber& subscriber) { return subscriber.behind < position; });
 }
 
-std::vector<std::string> Subscribers::passOver(std::int64_t lost, std::int64_t number) {
+std::vector<std::string> Subscribers::passOver(ChangePosition lost, ChangePosition position) {
     const std::lock_guard lock(mutex_);
-    position_ = number;
+    position_ = position;
     std::vector<std::string> keys;
     for (const auto& [key, subscribers] : subscribers_)
         if (std::any_of(subscribers.begin(), subscribers.end(),
@@ -85,13 +94,34 @@ std::vector<std::string> Subscribers::passOver(std::int64_t lost, std::int64_t n
     return keys;
 }
 
-void Subscribers::deliverCurrent(const Property& current, std::int64_t lost, std::int64_t newest) {
+void Subscribers::deliverCurrent(const Property& current, ChangePosition lost,
+                                 ChangePosition newest) {
     std::unique_lock lock(mutex_);
     callEach(lock, current, [lost, newest](Subscriber& subscriber) {
-        if (subscriber.behind >= lost)
+        if (!(subscriber.behind < lost))
             return false;
         subscriber.behind = newest;
         return true;
+    });
+}
+
+void Subscribers::enterFile(ChangePosition begin, ChangePosition newest) {
+    const std::lock_guard lock(mutex_);
+    position_ = newest;
+    for (const auto& [key, subscribers] : subscribers_)
+        for (const auto& [id, subscriber] : subscribers)
+            if (!(subscriber->behind < begin))
+                position_ = std::min(position_, subscriber->behind);
+}
+
+void Subscribers::deliverDiffering(const Property& current, ChangePosition begin,
+                                   ChangePosition newest) {
+    std::unique_lock lock(mutex_);
+    callEach(lock, current, [&](Subscriber& subscriber) {
+        if (!(subscriber.behind < begin))
+            return false;
+        subscriber.behind = newest;
+        return subscriber.told != current.value;
     });
 }
 
@@ -111,6 +141,7 @@ void Subscribers::callEach(std::unique_lock<std::mutex>& lock, const Property& p
         if (!wanted(*next->second))
             continue;
         std::shared_ptr<Subscriber> subscriber = next->second;
+        subscriber->told = property.value;
         running_ = last;
         runner_ = std::this_thread::get_id();
         lock.unlock();

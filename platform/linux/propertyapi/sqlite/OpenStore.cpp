@@ -1,0 +1,219 @@
+#include "OpenStore.h"
+
+#include "logger/Logger.h"
+
+#include <sqlite3.h>
+
+#include <exception>
+#include <utility>
+
+namespace propertyapi {
+
+namespace {
+
+/// Between two tries to open files that are being replaced.
+constexpr std::chrono::milliseconds RETRY_TIME{5};
+
+[[noreturn]] void failBusy(const char* cause) {
+    throw DatabaseError(SQLITE_BUSY, cause);
+}
+
+} // namespace
+
+OpenStore::Connections::Connections(const StoreFile& file, const SqliteSettings& settings,
+                                    Patience& patience, std::uint64_t fileNumber,
+                                    Patience::Allowance& allowance)
+    : Connections(file, settings, patience, fileNumber, allowance, file.prepare(allowance)) {}
+
+OpenStore::Connections::Connections(const StoreFile& file, const SqliteSettings& settings,
+                                    Patience& patience, std::uint64_t fileNumber,
+                                    Patience::Allowance& allowance,
+                                    std::unique_ptr<Database> forWriting)
+    : number(fileNumber)
+    , files(file.path(), forWriting->walPath())
+    , writer(std::move(forWriting), files, settings, patience)
+    , readers([this, &file](Patience::Allowance& readersAllowance) {
+        auto database = file.open(readersAllowance);
+        if (!files.haveDatabase() || database->isMoved())
+            failBusy("it was replaced meanwhile");
+        return database;
+    })
+    , journal(file.open(allowance)) {
+    writer.database().waitBy(nullptr);
+    journal.database().waitBy(nullptr);
+}
+
+bool OpenStore::Connections::areOfOneFile() {
+    return files.areComplete() && files.haveNames() && !writer.database().isMoved() &&
+           !journal.database().isMoved();
+}
+
+OpenStore::OpenStore(StoreFile file, const SqliteSettings& settings,
+                     std::shared_ptr<Patience> patience, std::function<void()> reopened)
+    : file_(std::move(file))
+    , settings_(settings)
+    , patience_(std::move(patience))
+    , reopened_(std::move(reopened)) {
+    Patience::Allowance allowance(*patience_, settings_.busyTimeout);
+    open(allowance);
+    log_ = connections_->writer.database().walPath();
+}
+
+OpenStore::~OpenStore() {
+    if (connections_)
+        close();
+}
+
+OpenStore::Use::Use(OpenStore& store, Patience::Allowance& allowance)
+    : store_(store), allowance_(allowance) {
+    while (!store_.enter(allowance_))
+        store_.reopen(allowance_);
+    allowance_.endBy(&store_.isLost_);
+}
+
+OpenStore::Use::~Use() {
+    allowance_.endBy(nullptr);
+    store_.leave();
+}
+
+void OpenStore::check() {
+    run([](const Connections& connections, const Patience::Allowance&) {
+        if (!connections.files.haveNames())
+            failBusy("its files were replaced");
+    });
+}
+
+/// For who uses the connections.
+bool OpenStore::isReplaced() {
+    const bool isLost = !connections_->files.haveNames();
+    bool replaced = false;
+    patience_->change([&] { return replaced = isLost_ = isLost_ || isLost; });
+    return replaced;
+}
+
+/// False when the connections are to be replaced first.
+bool OpenStore::enter(Patience::Allowance& allowance) {
+    bool entered = false;
+    const auto attempt = [&] {
+        if (isReopening_)
+            return false;
+        entered = connections_ && !isLost_;
+        users_ += entered ? 1 : 0;
+        return true;
+    };
+    if (!allowance.wait(attempt))
+        failBusy("another thread is opening it");
+    if (!entered)
+        return false;
+    if (connections_->files.haveDatabase())
+        return true;
+    lose();
+    leave();
+    return false;
+}
+
+void OpenStore::leave() {
+    patience_->change([this] { return --users_ == 0; });
+}
+
+void OpenStore::lose() {
+    patience_->change([this] { return isLost_ = true; });
+}
+
+bool OpenStore::isOpen() {
+    bool open = false;
+    patience_->change([&] {
+        open = !isReopening_ && connections_ && !isLost_;
+        return false;
+    });
+    return open;
+}
+
+/// Replaces the connections, unless another thread does or has done so.
+void OpenStore::reopen(Patience::Allowance& allowance) {
+    bool isMine = false;
+    const auto attempt = [&] {
+        if (isReopening_)
+            return false;
+        isMine = isReopening_ = !connections_ || isLost_;
+        return true;
+    };
+    if (!allowance.wait(attempt))
+        failBusy("another thread is opening it");
+    if (!isMine)
+        return;
+    try {
+        if (!allowance.wait([this] { return users_ == 0; }))
+            failBusy("other threads are using it");
+        replace(allowance);
+    } catch (...) {
+        endReopening(false);
+        throw;
+    }
+    endReopening(true);
+    reopened_();
+}
+
+void OpenStore::endReopening(bool succeeded) {
+    patience_->change([&] {
+        isReopening_ = false;
+        isLost_ = isLost_ && !succeeded;
+        return true;
+    });
+}
+
+void OpenStore::replace(Patience::Allowance& allowance) {
+    const std::string line = "Property store " + file_.path();
+    try {
+        if (connections_) {
+            file_.removeOrphans(connections_->files, allowance);
+            close();
+        }
+        open(allowance);
+    } catch (const std::exception& error) {
+        // One line for all tries.
+        if (!std::exchange(isReported_, true))
+            LOG(3) << line << " was removed or replaced while it was open, and what is there now "
+                   << "cannot be opened: " << error.what();
+        throw;
+    }
+    if (std::exchange(isReported_, false))
+        LOG(2) << line << " could be opened again";
+    else
+        LOG(3) << line << " was removed or replaced while it was open: what is there now is used "
+               << "instead";
+}
+
+/// All connections to one file, which has its name when the last one was opened; somebody may
+/// replace it meanwhile.
+void OpenStore::open(Patience::Allowance& allowance) {
+    for (;;) {
+        const FileId before(file_.path());
+        try {
+            connections_ =
+                std::make_unique<Connections>(file_, settings_, *patience_, number_ + 1, allowance);
+            if (connections_->areOfOneFile()) {
+                ++number_;
+                return;
+            }
+            close();
+        } catch (const DatabaseError&) {
+            if (FileId(file_.path()) == before)
+                throw;
+        }
+        if (!allowance.pause(RETRY_TIME))
+            failBusy("its files are being replaced");
+    }
+}
+
+/// Closes all connections. The last one moves the log into the database and removes it, by its
+/// name, where both are still what they were.
+void OpenStore::close() {
+    const bool move = connections_->files.mayRemoveLog();
+    connections_->writer.database().moveLogOnClose(move);
+    connections_->journal.database().moveLogOnClose(move);
+    connections_->readers.moveLogOnClose(move);
+    connections_.reset();
+}
+
+} // namespace propertyapi

@@ -1,0 +1,123 @@
+#ifndef OPENSTORE_H
+#define OPENSTORE_H
+
+#include "ChangeJournal.h"
+#include "DatabaseError.h"
+#include "Patience.h"
+#include "ReaderPool.h"
+#include "SqliteSettings.h"
+#include "StoreFile.h"
+#include "StoreFiles.h"
+#include "StoreWriter.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace propertyapi {
+
+/// The store as a client has it open: the connections to the files that have its names.
+///
+/// Every operation begins with a look at whether the database still has its name. Where it was
+/// removed or replaced, the thread that finds out closes all connections, as soon as the others
+/// have left them, and opens what is there now, which the others wait for; a wait for the old file
+/// ends at once. No lock is held meanwhile: a flag guarded by the patience says who does it.
+///
+/// All operations throw DatabaseError, from every thread.
+class OpenStore {
+public:
+    /// What an operation works with.
+    struct Connections {
+        Connections(const StoreFile& file, const SqliteSettings& settings, Patience& patience,
+                    std::uint64_t fileNumber, Patience::Allowance& allowance);
+
+        /// All were opened before the files were replaced, if they were.
+        bool areOfOneFile();
+
+        const std::uint64_t number; ///< of the file that the client has open, counted from 1
+        const StoreFiles files;
+        StoreWriter writer;
+        ReaderPool readers;
+        ChangeJournal journal; ///< for the notification thread
+
+    private:
+        Connections(const StoreFile& file, const SqliteSettings& settings, Patience& patience,
+                    std::uint64_t fileNumber, Patience::Allowance& allowance,
+                    std::unique_ptr<Database> forWriting);
+    };
+
+    /// Opens the store. reopened: called when it was opened again.
+    OpenStore(StoreFile file, const SqliteSettings& settings, std::shared_ptr<Patience> patience,
+              std::function<void()> reopened);
+    ~OpenStore();
+    OpenStore(const OpenStore&) = delete;
+    OpenStore& operator=(const OpenStore&) = delete;
+
+    /// Runs an operation, a callable with Connections& and Patience::Allowance&, on the files that
+    /// have the store's names; once more when they lost them and the operation failed. Not from
+    /// within another one.
+    template <typename Operation>
+    auto run(Operation operation) {
+        Patience::Allowance allowance(*patience_, settings_.busyTimeout);
+        for (;;) {
+            const Use use(*this, allowance);
+            try {
+                return operation(*connections_, allowance);
+            } catch (const DatabaseError&) {
+                if (!isReplaced())
+                    throw;
+            }
+        }
+    }
+    /// Looks at the log and its index too, as single operations do not, and opens the store again
+    /// where any file lost its name.
+    void check();
+    /// False while what has the store's name could not be opened, which has been reported.
+    bool isOpen();
+    /// The write-ahead log, a path of this machine.
+    const std::string& log() const { return log_; }
+
+private:
+    /// The use of the connections by one operation.
+    class Use {
+    public:
+        Use(OpenStore& store, Patience::Allowance& allowance);
+        ~Use();
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+
+    private:
+        OpenStore& store_;
+        Patience::Allowance& allowance_;
+    };
+
+    bool enter(Patience::Allowance& allowance);
+    void leave();
+    void lose();
+    bool isReplaced();
+    void reopen(Patience::Allowance& allowance);
+    void endReopening(bool succeeded);
+    void replace(Patience::Allowance& allowance);
+    void open(Patience::Allowance& allowance);
+    void close();
+
+    const StoreFile file_;
+    const SqliteSettings settings_;
+    const std::shared_ptr<Patience> patience_;
+    const std::function<void()> reopened_;
+    std::string log_;
+
+    // Guarded by the patience.
+    int users_ = 0;
+    bool isLost_ = false;      ///< the connections are to be replaced
+    bool isReopening_ = false; ///< by a thread, to which alone what follows belongs
+
+    std::uint64_t number_ = 0;                 ///< of the file opened last
+    bool isReported_ = false;                  ///< that it could not be opened
+    std::unique_ptr<Connections> connections_; ///< none when it could not be opened
+};
+
+} // namespace propertyapi
+
+#endif

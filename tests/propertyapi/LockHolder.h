@@ -1,0 +1,22 @@
+#ifndef LOCKHOLDER_H
+#define LOCKHOLDER_H
+
+#include "ChildProcess.h"
+#include "PhoneRoot.h"
+
+#include <string>
+
+/// Another process that has begun to write to a database and does not end, until the object goes.
+class LockHolder {
+public:
+    enum class Make { NOTHING, STORE };
+
+    /// file: a path of this machine. STORE: the process makes the store first, as a client of it.
+    explicit LockHolder(const std::string& file, Make make = Make::NOTHING);
+
+private:
+    const TemporaryDirectory directory_;
+    ChildProcess process_;
+};
+
+#endif
