@@ -68,6 +68,36 @@ TEST(Download, KeepsCredentialsTypedInThatTheServerTookThoughTheDiskDidNotTakeTh
     EXPECT_EQ(phone.value("System.Security.HTTPAuthPassword"), Phone::PASSWORD);
 }
 
+TEST(Download, TellsADocumentThatIsTooLargeFromADownloadThatIs) {
+    constexpr std::size_t LARGEST = std::size_t{16} << 20U;
+    constexpr std::size_t ROOM = std::size_t{64} << 10U;
+    Phone phone("gzip on; gzip_types text/xml;");
+    const std::string begin = R"(<settings version="1.1"><param name="A" value=")";
+    const std::string end = R"("/></settings>)";
+    const auto fileOf = [&](std::size_t size) {
+        return begin + std::string(size - begin.size() - end.size(), 'x') + end;
+    };
+    phone.publishPlain("/largest.xml", fileOf(LARGEST));
+    phone.publishPlain("/document.xml", fileOf(LARGEST + 1));
+    phone.publishPlain("/last.xml", fileOf(LARGEST + ROOM));
+    phone.publishPlain("/download.xml", fileOf(LARGEST + ROOM + 1));
+    phone.boot(phone.url("/largest.xml"));
+    EXPECT_EQ(phone.value("State.Provisioning"), "success") << phone.log();
+    for (const char* name : {"document.xml", "last.xml"}) {
+        phone.provision(phone.url(std::string("/") + name));
+        EXPECT_EQ(phone.value("State.Provisioning"), "fail");
+        const std::string path = std::string("/var/volatile/provisioning/") + name;
+        EXPECT_EQ(phone.countLog("file " + path + " is corrupted"), 1U);
+        EXPECT_EQ(phone.countLog("File " + path + " is corrupted"), 1U);
+    }
+    // Compressed on its way, it is small.
+    phone.provision(phone.url("/download.xml"));
+    EXPECT_EQ(phone.value("State.Provisioning"), "fail");
+    EXPECT_EQ(phone.countLog(" failed: the file is larger than 16842752 bytes"), 2U)
+        << "by the downloader, and as the run's cause";
+    EXPECT_FALSE(phone.root().exists("/var/volatile/provisioning/download.xml"));
+}
+
 TEST(Download, TellsAPlainFileFromAWrongKey) {
     Phone phone;
     const std::string file = parameterFile(param("Time.Zone", "UTC"));
