@@ -72,6 +72,7 @@ void ProvisioningFileParser::reset(const std::string& path) {
     std::string text = filesystem::read(path);
     try {
         document = std::make_unique<common::xml::Document>(common::xml::parse(std::move(text)));
+        report->suspect({}); // it can be read
     } catch (const common::xml::XmlException& exception) {
         LOG(2) << "file " << path << " is corrupted";
         LOG(2) << "XML error in " << path << ": " << exception.what();

@@ -91,7 +91,6 @@ std::vector<ProvisioningNode> Provisioning::parse() {
         report.failed(exception.what());
         nodes.clear();
     }
-    report.suspect({});
     return nodes;
 }
 

@@ -35,7 +35,8 @@ public:
     /// Something that was asked for cannot be done. what: a clause for people, without credentials
     /// and values of parameters. The first one of a run counts.
     void failed(const std::string& what);
-    /// Something that explains a failure of the current file, should one follow.
+    /// Something that explains it, should the current file turn out to be unreadable; empty: it
+    /// does not.
     void suspect(const std::string& what) { suspicion = what; }
     /// The process is ending: runs are to be cut short, for good.
     void cancel() { cancelled = true; }

@@ -205,6 +205,7 @@ TEST_F(TrustedCertificateTest, WhoseCheckThrowsFailsTheStep) {
     EXPECT_EQ(statusOf({step("FORCE_ACCEPT")}), Fail);
     EXPECT_THAT(bus.published(), IsEmpty());
     EXPECT_EQ(ownLines().back(), "3 Error applying certificate \"Accept\"=\"ca.pem\"\"no memory\"");
+    EXPECT_EQ(reportedCause(), "certificate \"ca.pem\": no memory");
 }
 
 TEST_F(TrustedCertificateTest, WhoseAnnouncementThrowsFailsTheStep) {

@@ -19,6 +19,13 @@ void WatchedBus::publish(const std::string& destination, const ipc::IPCMessage& 
     FakeIpcClient::publish(destination, message);
 }
 
+std::string JobTest::reportedCause() {
+    report.end(ovo::ProvisioningStatus::Fail);
+    const std::string line = log.texts().back();
+    const std::string mark = ", first failure: ";
+    return line.substr(line.find(mark) + mark.size());
+}
+
 std::vector<ovo::ProvisioningFileContext> takeFiles(ovo::ProvisioningContext& result) {
     std::vector<ovo::ProvisioningFileContext> files;
     while (!result.empty())

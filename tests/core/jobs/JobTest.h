@@ -62,6 +62,9 @@ protected:
     ovo::RunReport report;
     ovo::LocalPhoneBookUpdater phoneBook{*store, downloader};
     http::UrlInfo server{"http://10.0.0.5/prov/"};
+
+    /// What the report has been told of as the first failure, from the line of a run that ends now.
+    std::string reportedCause();
 };
 
 /// Takes all files out of a result.

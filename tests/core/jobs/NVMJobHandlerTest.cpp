@@ -92,6 +92,7 @@ TEST_F(NVMJobHandlerTest, FailsAsAWholeWhenTheBatchCannotBeWritten) {
     EXPECT_THAT(log.texts(), ElementsAre("1 NVMJobHandler: None of parameters set: " +
                                          errorOf([&] { store->setValue("B", "2"); })));
     EXPECT_TRUE(hasProgressed());
+    EXPECT_EQ(reportedCause(), errorOf([&] { store->setValue("B", "2"); }));
 }
 
 TEST_F(NVMJobHandlerTest, SkipsRecordsWithoutNameOrValue) {
