@@ -199,6 +199,13 @@ TEST_F(ProvisioningFileParserTest, ElementInsideClearsTheNamesSeenAroundIt) {
     EXPECT_TRUE(log.has(1, "XML child nodes have inconsistient names, please verify xml job: nvm"));
 }
 
+TEST_F(ProvisioningFileParserTest, TheTypeIsTheNameOfTheLastLeafAlsoOfOneWithoutAttributes) {
+    // The element inside makes the walk forget that the leaves have two names.
+    EXPECT_THAT(nodesInside("nvm", "<file a='1'/><settings><param b='1'/></settings><param/>"),
+                ElementsAre("settings/param (1)", "nvm/param (1)"));
+    EXPECT_FALSE(log.mentions("inconsistient"));
+}
+
 // Whom a file is for.
 
 TEST_F(ProvisioningFileParserTest, RootIsOneOfSixNames) {
