@@ -31,6 +31,7 @@ RecordingPropertyApi::subscribeScoped(const std::string& key, Callback callback)
 }
 
 bool RecordingPropertyApi::setValue(const std::string& key, const std::string& value) const {
+    beforeSet(key);
     journal_.add("set " + key + "=" + value);
     return FakePropertyApi::setValue(key, value);
 }

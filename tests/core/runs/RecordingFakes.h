@@ -28,6 +28,10 @@ public:
     /// A failed write is noted too.
     bool setValue(const std::string& key, const std::string& value) const override;
 
+    /// Called before each single write is noted. Set it before others use the object.
+    std::function<void(const std::string& key)> beforeSet = [](const std::string&) {
+    };
+
 private:
     Journal& journal_;
 };
