@@ -15,10 +15,12 @@ namespace {
 using ovo::ProvisioningNode;
 using ovo::XMLParser::getNodeTypeName;
 using ovo::XMLParser::XMLNodeType;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr char MAC_KEY[] = "NET.MAC.Address";
 
@@ -355,9 +357,12 @@ TEST_F(ProvisioningFileParserTest, CorruptedFileIsRefusedAndTheDocumentBeforeIsK
 
 TEST_F(ProvisioningFileParserTest, CorruptedFileIsReportedWithThePlaceOfTheError) {
     errorOf([&] { parse("<settings version='1.1'>\n  <param></settings>"); });
-    EXPECT_THAT(log.texts(),
-                ElementsAre(std::string("2 ProvisioningFileParser: file ") + PATH + " is corrupted",
-                            HasSubstr("line 2")));
+    EXPECT_THAT(
+        log.texts(),
+        ElementsAre(
+            std::string("2 ProvisioningFileParser: file ") + PATH + " is corrupted",
+            AllOf(StartsWith(std::string("2 ProvisioningFileParser: XML error in ") + PATH + ": "),
+                  HasSubstr("line 2"))));
 }
 
 TEST_F(ProvisioningFileParserTest, TheDocumentGoesWhenAFileHasBeenParsedHoweverThatEnds) {

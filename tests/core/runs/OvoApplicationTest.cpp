@@ -381,11 +381,36 @@ TEST_F(OvoApplicationTest, DestructionWaitsForARunWhichStillUsesEverything) {
     request("startProvisioning", location("http://h/p.xml"));
     ASSERT_TRUE(phone.restApi->waitForRequests(1));
     auto destroyed = std::async(std::launch::async, [this] { application.reset(); });
-    EXPECT_EQ(destroyed.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
+    // What was made after the worker has gone: its turn has come.
+    EXPECT_TRUE(
+        waitUntil([&] { return phone.propertyApi->subscriptionsOf("State.Provisioning") == 0; }));
     phone.restApi->release();
     destroyed.get();
     EXPECT_EQ(phone.root.read("/var/volatile/contacts/book.xml"), "<book/>");
     EXPECT_TRUE(phone.journal.log().has(1, "Provisioning succeeded. Status: success"));
+}
+
+TEST_F(OvoApplicationTest, ItsPartsGoInTheReverseOrderOfTheirMaking) {
+    const std::map<std::string, std::string> owners = {
+        {"System.Provision.Period", "timer"},
+        {"State.System.TimeChanged", "timer"},
+        {"State.LocalDirectoryUpdate.Period", "timer"},
+        {"State.Provisioning", "message handlers"},
+        {"State.FirmwareUpdate.TriggerAuto", "message handlers"},
+        {"State.Security.Certificates.UpdateCABundle", "message handlers"},
+        {"System.Provision.ProvisioningServer", "message handlers"},
+        {"State.Network.Ready", "worker"}};
+    application->setup();
+    application.reset();
+    std::vector<std::string> ended; // by whom, subscriptions in a row as one
+    const std::string prefix = "unsubscribe ";
+    for (const std::string& call : phone.journal.calls({prefix})) {
+        const std::string& owner = owners.at(call.substr(prefix.size()));
+        if (ended.empty() || ended.back() != owner)
+            ended.push_back(owner);
+    }
+    EXPECT_THAT(ended, ElementsAre("timer", "message handlers", "worker"));
+    EXPECT_EQ(phone.journal.calls({prefix}).size(), owners.size());
 }
 
 TEST_F(OvoApplicationTest, AFireOfTheTimerLeavesTheRunToATaskOfTheMessageThread) {

@@ -1,6 +1,7 @@
 // The signs of life that a run gives, and where they stand among everything else that the worker
 // does. The progress reporter is played by this file in place of the real one, and notes its calls
-// in the journal; log lines pass through this file on their way to the journal's recorder.
+// in the journal; log lines pass through this file on their way to the journal's recorder, and
+// threads on their way to the library that makes them.
 
 #include "JobHandlers/NVMJobHandler.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
@@ -9,10 +10,15 @@
 
 #include <gmock/gmock.h>
 
+#include <system_error>
+#include <thread>
+
 namespace {
 
 /// Where the calls are noted; nullptr: nowhere.
 std::atomic<Journal*> theJournal = nullptr;
+/// What the making of a thread throws; no code: nothing.
+std::error_code theThreadFailure;
 /// Set: called with each dropping of signs and each line that the worker logs, before it.
 std::function<void(const std::string& what)> theObserver;
 
@@ -28,9 +34,22 @@ void tellObserver(const std::string& what) {
 
 } // namespace
 
-// The names are the linker's: --wrap with that of logger::write in object files.
+// The names are the linker's: --wrap with those that logger::write and the start of a std::thread
+// have in object files.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
+/// state: a reference to what the thread owns, which stays its caller's when this throws.
+void __real__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+    std::thread* thread, void* state, void (*depend)());
+void __wrap__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+    std::thread* thread, void* state, void (*depend)());
+void __wrap__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+    std::thread* thread, void* state, void (*depend)()) {
+    if (theThreadFailure)
+        throw std::system_error(theThreadFailure);
+    __real__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+        thread, state, depend);
+}
 void __real__ZN6logger5writeERKNS_6RecordE(const logger::Record&);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record) {
@@ -83,6 +102,17 @@ protected:
         downloader->release();
         worker.reset();
         theJournal = nullptr;
+        theObserver = nullptr;
+    }
+
+    /// From now on notes whether a run counts as finished when the worker logs, drops signs or
+    /// writes a property.
+    void observeMoments() {
+        theObserver = [this](const std::string& what) {
+            moments.push_back((worker->isProvisioningFinished() ? "finished: " : "unfinished: ") +
+                              what);
+        };
+        propertyApi->beforeSet = theObserver;
     }
 
     /// What the worker does in sight of others, in order; of its log lines those that it writes
@@ -97,6 +127,8 @@ protected:
     }
 
     std::size_t signs() const { return journal.count("progress"); }
+
+    std::vector<std::string> moments; ///< by one thread at a time: who starts a run, then the run
 };
 
 TEST_F(ProgressSignsTest, AWholeRunInItsOrder) {
@@ -131,15 +163,26 @@ TEST_F(ProgressSignsTest, AUrlThatIsNoneDropsTheSignsOfBeforeAndGivesOneAfterIts
     EXPECT_EQ(signs(), 1U);
 }
 
-TEST_F(ProgressSignsTest, ARunIsUnfinishedFromTheDroppingOfOldSignsToTheSignInTheStore) {
-    std::vector<std::string> moments; // by one thread at a time: the run begins and ends in between
-    theObserver = [&](const std::string& what) {
-        moments.push_back((worker->isProvisioningFinished() ? "finished: " : "unfinished: ") +
-                          what);
-    };
-    propertyApi->beforeSet = theObserver;
+TEST_F(ProgressSignsTest, ARunWhoseThreadCannotBeMadeIsPublishedAsAFailedOne) {
+    theThreadFailure = std::make_error_code(std::errc::resource_unavailable_try_again);
+    worker->startProvisioning(URL);
+    const std::string text = theThreadFailure.message();
+    theThreadFailure.clear();
+    EXPECT_TRUE(worker->isProvisioningFinished());
+    EXPECT_THAT(
+        actions(),
+        ElementsAre(PUBLISH_BEGIN, "1 ProvisioningWorker: Start provisioning thread", "reset",
+                    "3 ProvisioningWorker: Provisioning not started. Error: " + text, PUBLISH_END,
+                    "set State.Provisioning.HttpErrorCode=0", "set State.Provisioning=fail",
+                    "1 ProvisioningWorker: Provisioning failed. ", "progress"));
+    journal.clear();
     run();
-    theObserver = nullptr;
+    EXPECT_TRUE(journal.log().has(1, "Provisioning Finished")) << "the next one goes its way";
+}
+
+TEST_F(ProgressSignsTest, ARunIsUnfinishedFromTheDroppingOfOldSignsToTheSignInTheStore) {
+    observeMoments();
+    run();
     EXPECT_THAT(moments,
                 ElementsAre("finished: Start provisioning thread", "finished: reset",
                             "unfinished: Provisioning Started",
@@ -148,6 +191,16 @@ TEST_F(ProgressSignsTest, ARunIsUnfinishedFromTheDroppingOfOldSignsToTheSignInTh
                             "finished: Provisioning Finished",
                             "finished: State.Provisioning.HttpErrorCode",
                             "finished: State.Provisioning", "finished: Provisioning failed. "));
+}
+
+TEST_F(ProgressSignsTest, ARunThatCannotBeStartedIsFinishedBeforeItIsToldOf) {
+    observeMoments();
+    worker->startProvisioning("no url");
+    ASSERT_EQ(moments.size(), 6U);
+    EXPECT_EQ(moments[0], "finished: Start provisioning thread");
+    EXPECT_EQ(moments[1], "finished: reset");
+    EXPECT_THAT(moments[2], testing::StartsWith("finished: Provisioning not started. Error: "));
+    EXPECT_EQ(moments[3], "finished: State.Provisioning.HttpErrorCode");
 }
 
 TEST_F(ProgressSignsTest, OnlyAChangedCountOfBytesIsASignAndTheCountBeginsWithNothing) {

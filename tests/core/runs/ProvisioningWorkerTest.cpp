@@ -1,5 +1,6 @@
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
 
+#include "JoinWatch.h"
 #include "WaitUntil.h"
 #include "WorkerTest.h"
 
@@ -11,7 +12,9 @@
 namespace {
 
 using ovo::ProvisioningNode;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::StartsWith;
 using namespace std::chrono_literals;
@@ -123,8 +126,10 @@ TEST_F(ProvisioningWorkerTest, AUrlThatIsNoneIsPublishedAsAFailedRunWithoutAThre
         ASSERT_EQ(all.size(), 9U) << url;
         EXPECT_EQ(all[0], PUBLISH_BEGIN);
         EXPECT_EQ(all[1], "1 ProvisioningWorker: Start provisioning thread");
-        EXPECT_THAT(all[2], StartsWith("3 ProvisioningWorker: Provisioning not started. Error: "));
-        EXPECT_THAT(all[3], StartsWith("2 RunReport: Run of what is not a URL: fail, "));
+        const std::string error = "3 ProvisioningWorker: Provisioning not started. Error: ";
+        ASSERT_THAT(all[2], StartsWith(error));
+        EXPECT_THAT(all[3], AllOf(StartsWith("2 RunReport: Run of what is not a URL: fail, "),
+                                  EndsWith(", first failure: " + all[2].substr(error.size()))));
         EXPECT_EQ(all[4], PUBLISH_END);
         EXPECT_EQ(all[5], "set State.Provisioning.HttpErrorCode=0");
         EXPECT_EQ(all[6], "set State.Provisioning=fail");
@@ -304,8 +309,11 @@ TEST_F(ProvisioningWorkerTest, ItIsFinishedExactlyWhileNoRunIsInProgress) {
 
 TEST_F(ProvisioningWorkerTest, AStartDuringARunWaitsForItsEndAndThenRuns) {
     startHeldRun();
+    const JoinWatch watch;
     auto second = std::async(std::launch::async, [this] { worker->startProvisioning(URL); });
-    ASSERT_TRUE(journal.log().waitFor(2, WAITING));
+    EXPECT_TRUE(watch.waitForJoin());
+    EXPECT_TRUE(journal.log().has(2, WAITING));
+    EXPECT_EQ(journal.log().count(1, "Start provisioning thread"), 1U) << "that of the first";
     downloader->release();
     second.get();
     worker->waitForProvisioningEnd();
@@ -333,11 +341,13 @@ TEST_F(ProvisioningWorkerTest, AStartAfterARunDoesNotSayThatItWaits) {
 
 TEST_F(ProvisioningWorkerTest, DestructionWaitsForTheRunAndLeavesNothingBehind) {
     startHeldRun();
+    const JoinWatch watch;
     auto destroyed = std::async(std::launch::async, [this] { worker.reset(); });
-    EXPECT_EQ(destroyed.wait_for(30ms), std::future_status::timeout);
+    EXPECT_TRUE(watch.waitForJoin());
     downloader->release();
     destroyed.get();
-    EXPECT_TRUE(journal.has("take"));
+    EXPECT_THAT(journal.calls({"take", "no progress"}), ElementsAre("take", "no progress callback"))
+        << "further files of the run are watched as the first one";
     EXPECT_EQ(propertyApi->subscriptionsOf(NETWORK_READY), 0U);
     downloader->download(http::UrlInfo(URL), PATH); // would call a worker that is gone
 }

@@ -15,7 +15,8 @@
 #include <mutex>
 #include <string>
 
-/// "get KEY", "get KEY or DEFAULT", "set KEY=VALUE", "subscribe KEY".
+/// "get KEY", "get KEY or DEFAULT", "set KEY=VALUE", "subscribe KEY", and "unsubscribe KEY" when a
+/// scoped subscription ends.
 class RecordingPropertyApi : public FakePropertyApi {
 public:
     explicit RecordingPropertyApi(Journal& journal, std::map<std::string, std::string> values = {});
@@ -60,10 +61,12 @@ private:
     Journal& journal_;
 };
 
-/// "download URL to PATH".
+/// "download URL to PATH", and "no progress callback" when that is taken away.
 class RecordingDownloader : public FakeFileDownloader {
 public:
     explicit RecordingDownloader(Journal& journal) : journal_(journal) {}
+
+    void setProgressCallback(ProgressCallback callback) override;
 
     http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
                                   http::Access access = http::Access::OwnerOnly) override;

@@ -1,5 +1,6 @@
 #include "TimerScheduler.h"
 
+#include "JoinWatch.h"
 #include "LongestSleep.h"
 #include "WaitUntil.h"
 #include "WatchedThreads.h"
@@ -332,17 +333,21 @@ TEST(TimerScheduler, DestructionDropsPendingEntriesAndWaitsForACallbackInProgres
     scheduler->schedule(2, 0);
     scheduler->schedule(3, NEVER_MS);
     entered.get_future().wait();
+    const JoinWatch watch;
     auto destroyed = std::async(std::launch::async, [&] {
         scheduler.reset();
         return left.load();
     });
-    EXPECT_EQ(destroyed.wait_for(30ms), std::future_status::timeout);
+    EXPECT_TRUE(watch.waitForJoin());
     mayLeave.set_value();
     EXPECT_TRUE(destroyed.get());
     EXPECT_EQ(calls, 1);
 }
 
 TEST(TimerScheduler, AWorkerThatWaitsForItsOwnEndGoesOn) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer loses a thread that waits for itself";
+#endif
     // The system refuses to let a thread wait for itself, and that stays inside.
     std::promise<std::string> result;
     common::TimerScheduler<int>* self = nullptr;

@@ -1,5 +1,8 @@
 #include "TurnTaker.h"
 
+#include "WaitUntil.h"
+#include "WatchedThreads.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -46,16 +49,31 @@ TEST(TurnTaker, ATurnThatDoesNotComeInTimeIsNotHeldAndNotGivenBack) {
 }
 
 TEST(TurnTaker, AWaiterGetsTheTurnThatIsGivenBack) {
+    std::atomic<int> waits = 0;
+    const WatchedThreads watched({.onWait =
+                                      [&] {
+                                          ++waits;
+                                          return false;
+                                      },
+                                  .onTimedWait =
+                                      [&](const WatchedThreads::TimedWait&) {
+                                          ++waits;
+                                          return false;
+                                      }});
     TurnTaker taker;
-    std::future<bool> waiting;
+    std::future<bool> withDeadline;
+    std::future<bool> withoutDeadline;
     {
         const TurnTaker::Turn turn(taker);
-        waiting = std::async(std::launch::async, [&] {
+        withDeadline = std::async(std::launch::async, [&] {
             return TurnTaker::Turn(taker, std::chrono::steady_clock::now() + 20s).isHeld();
         });
-        EXPECT_EQ(waiting.wait_for(10ms), std::future_status::timeout);
+        withoutDeadline =
+            std::async(std::launch::async, [&] { return TurnTaker::Turn(taker).isHeld(); });
+        EXPECT_TRUE(waitUntil([&] { return waits >= 2; }));
     }
-    EXPECT_TRUE(waiting.get());
+    EXPECT_TRUE(withDeadline.get());
+    EXPECT_TRUE(withoutDeadline.get());
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <ctime>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -32,9 +33,8 @@ bool isCutShort(clockid_t clock, const timespec& deadline) {
 
 } // namespace
 
-// The names are the linker's: --wrap=pthread_mutex_lock, and for the two operations of
-// std::condition_variable their names in object files.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// The names are the linker's: --wrap=pthread_mutex_lock, and for operations of the C++ library
+// their names in object files. NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 int __real_pthread_mutex_lock(pthread_mutex_t*);
 int __real_pthread_mutex_unlock(pthread_mutex_t*);
@@ -43,6 +43,7 @@ int __real_pthread_cond_clockwait(pthread_cond_t*, pthread_mutex_t*, clockid_t, 
 void __real__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(
     std::condition_variable*, std::unique_lock<std::mutex>&);
 void __real__ZNSt18condition_variable10notify_oneEv(std::condition_variable*);
+void __real__ZNSt6thread4joinEv(std::thread*);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex);
@@ -53,6 +54,7 @@ int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mu
 void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(
     std::condition_variable* condition, std::unique_lock<std::mutex>& lock);
 void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* condition);
+void __wrap__ZNSt6thread4joinEv(std::thread* thread);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     const int result = __real_pthread_mutex_lock(mutex);
@@ -99,6 +101,11 @@ void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* con
     if (const WatchedThreads::Hooks* const hooks = current)
         hooks->onNotifyOne();
     __real__ZNSt18condition_variable10notify_oneEv(condition);
+}
+void __wrap__ZNSt6thread4joinEv(std::thread* thread) {
+    if (const WatchedThreads::Hooks* const hooks = current)
+        hooks->onJoin();
+    __real__ZNSt6thread4joinEv(thread);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)

@@ -6,9 +6,9 @@
 #include <chrono>
 #include <functional>
 
-/// While it lives, the waits and notifications of condition variables in this program are told to a
-/// test, by the threads that make them: the linker leads the calls here on their way to the
-/// libraries. One at a time; made before and destroyed after the threads that it watches.
+/// While it lives, the waits of threads in this program and the notifications that end them are
+/// told to a test, by the threads that make them: the linker leads the calls here on their way to
+/// the libraries. One at a time; made before and destroyed after the threads that it watches.
 class WatchedThreads {
 public:
     struct TimedWait {
@@ -17,18 +17,21 @@ public:
         std::chrono::nanoseconds left;     ///< from now to the deadline
     };
 
-    /// Called with the mutex of the wait held; a hook must not take it.
     struct Hooks {
-        /// A wait without a deadline begins. True ends it at once, as one that wakes by itself.
+        /// A wait on a condition variable without a deadline begins, with its mutex held, which the
+        /// hook must not take. True ends it at once, as one that wakes by itself.
         std::function<bool()> onWait = [] {
             return false;
         };
-        /// A wait with a deadline begins. True ends it at once, as when the deadline has come.
+        /// One with a deadline begins. True ends it at once, as when the deadline has come.
         std::function<bool(const TimedWait&)> onTimedWait = [](const TimedWait&) {
             return false;
         };
         /// A waiter is notified.
         std::function<void()> onNotifyOne = [] {
+        };
+        /// A wait for the end of a thread begins.
+        std::function<void()> onJoin = [] {
         };
     };
 
