@@ -51,10 +51,13 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mu
                                   const timespec* deadline);
 int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                   clockid_t clock, const timespec* deadline);
-void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(
+
+// Even addresses, as member functions have: a pointer to a member takes others for virtual ones.
+[[gnu::aligned(16)]] void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(
     std::condition_variable* condition, std::unique_lock<std::mutex>& lock);
-void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* condition);
-void __wrap__ZNSt6thread4joinEv(std::thread* thread);
+[[gnu::aligned(16)]] void
+__wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* condition);
+[[gnu::aligned(16)]] void __wrap__ZNSt6thread4joinEv(std::thread* thread);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     const int result = __real_pthread_mutex_lock(mutex);
