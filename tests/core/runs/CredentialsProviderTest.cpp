@@ -283,6 +283,7 @@ TEST_F(CredentialsProviderTest, TwoWhoAskAtOnceAreAnsweredOneAfterTheOther) {
     });
     ASSERT_TRUE(waitUntil([&] { return turnsWaitedFor > 0 || journal.count(QUESTION) > 1; }));
     EXPECT_EQ(journal.count(QUESTION), 1U) << "the user sees one question at a time";
+    EXPECT_EQ(journal.log().count(1, "Waiting for input from phoneUI"), 1U);
     provider.credentialsProvided("a:b");
     EXPECT_EQ(first.get(), "a:b");
     ASSERT_TRUE(journal.waitFor(QUESTION, 2));

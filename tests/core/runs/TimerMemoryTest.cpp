@@ -1,6 +1,7 @@
-// What arming the provisioning timer at start does when it is out of memory for a moment: this file
-// brings its own operator new, and sees the log lines before the recorder.
+// What arming the provisioning timer at start does when it is out of memory for a moment. The
+// program has its own operator new, and this file sees the log lines before the recorder.
 
+#include "MemoryShortage.h"
 #include "PhoneRoot.h"
 #include "ProvisioningTimer.h"
 #include "RecordingFakes.h"
@@ -8,33 +9,14 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <new>
 
 namespace {
 
-/// The next allocation of this thread fails.
-thread_local bool isOutOfMemory = false;
 /// How often memory is short, each time once a timer has been armed.
 int shortages = 0;
 
 } // namespace
-
-void* operator new(std::size_t size) {
-    if (std::exchange(isOutOfMemory, false))
-        throw std::bad_alloc();
-    if (void* const memory = std::malloc(size == 0 ? 1 : size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 // The names are the linker's: --wrap with that of logger::write in object files.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -43,7 +25,7 @@ void __real__ZN6logger5writeERKNS_6RecordE(const logger::Record&);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record) {
     __real__ZN6logger5writeERKNS_6RecordE(record);
-    isOutOfMemory = record.text == "Timer setting done" && shortages-- > 0;
+    setOutOfMemory(record.text == "Timer setting done" && shortages-- > 0);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)
@@ -52,7 +34,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using namespace std::chrono_literals;
 
 /// One that is not stored in place, so that copying it takes memory.
 constexpr char PERIOD[] = "3600 seconds from one run to the next";
