@@ -369,6 +369,8 @@ TEST_F(ProvisioningFileParserTest, TheDocumentGoesWhenAFileHasBeenParsedHoweverT
     for (const char* text : {"<settings version='1.1'><param a='1'/></settings>",
                              "<settings version='1.1'/>", "<settings version='2.0'/>", "broken"}) {
         SCOPED_TRACE(text);
+        phone.write(PATH, "<settings version='1.1'/>");
+        parser.reset(PATH); // the one before goes, too
         errorOf([&] { parse(text); });
         EXPECT_EQ(errorOf([&] { parser.validate(PATH); }), "xml document not parsed");
     }
