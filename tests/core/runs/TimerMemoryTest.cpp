@@ -10,11 +10,16 @@
 #include <gmock/gmock.h>
 
 #include <new>
+#include <string_view>
 
 namespace {
 
-/// How often memory is short, each time once a timer has been armed.
+/// How often memory is short, each time once an attempt to arm the timer has come to its end.
 int shortages = 0;
+
+bool endsAttempt(std::string_view line) {
+    return line == "Timer setting done" || line == "stoi";
+}
 
 } // namespace
 
@@ -25,7 +30,7 @@ void __real__ZN6logger5writeERKNS_6RecordE(const logger::Record&);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record) {
     __real__ZN6logger5writeERKNS_6RecordE(record);
-    setOutOfMemory(record.text == "Timer setting done" && shortages-- > 0);
+    setOutOfMemory(endsAttempt(record.text) && shortages-- > 0);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)
@@ -35,32 +40,62 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// One that is not stored in place, so that copying it takes memory.
-constexpr char PERIOD[] = "3600 seconds from one run to the next";
+// Periods that are not stored in place, so that copying them takes memory.
+constexpr char AN_HOUR[] = "3600 seconds from one run to the next";
+constexpr char NO_NUMBER[] = "an hour from one run to the next";
+
+constexpr char NOT_SET[] = "Timer not set. Automatic provisioning disabled!";
 
 class TimerMemoryTest : public testing::Test {
 protected:
+    /// Arms the timer with this period; the scheduler's id of what it is armed with.
+    unsigned long long init(const char* period) {
+        RecordingPropertyApi store(journal, {{"System.Provision.Period", period}});
+        ovo::LocalPhoneBookUpdater updater(store, std::make_shared<RecordingDownloader>(journal));
+        ovo::ProvisioningTimer timer(
+            store, updater, [] {}, std::chrono::system_clock::now, sleep.operation());
+        timer.init();
+        return timer.getProvisioningTimerDef().id;
+    }
+
+    std::size_t shortagesLogged() const { return journal.log().count(3, std::bad_alloc().what()); }
+
     PhoneRoot root;
     Journal journal;
-    RecordingPropertyApi propertyApi{journal, {{"System.Provision.Period", PERIOD}}};
-    ovo::LocalPhoneBookUpdater updater{propertyApi, std::make_shared<RecordingDownloader>(journal)};
     FakeSleep sleep{journal};
-    ovo::ProvisioningTimer timer{propertyApi, updater, [] {}, std::chrono::system_clock::now,
-                                 sleep.operation()};
 };
 
 TEST_F(TimerMemoryTest, WhatComesOutOfAnAttemptIsLoggedAndSleptUpon) {
     shortages = 1;
-    timer.init();
-    EXPECT_EQ(journal.log().count(3, std::bad_alloc().what()), 1U);
+    EXPECT_EQ(init(AN_HOUR), 1U);
+    EXPECT_EQ(shortagesLogged(), 1U);
     EXPECT_THAT(journal.calls({"sleep"}), ElementsAre("sleep 10000 ms"));
-    EXPECT_EQ(timer.getProvisioningTimerDef().id, 1U) << "it had been armed: no further attempt";
-    EXPECT_FALSE(journal.log().has(3, "Timer not set. Automatic provisioning disabled!"));
+    EXPECT_EQ(journal.log().count(1, "Timer setting done"), 1U)
+        << "it had been armed: no further attempt";
+    EXPECT_FALSE(journal.log().has(3, NOT_SET));
+}
+
+TEST_F(TimerMemoryTest, AfterTheSleepFurtherAttemptsFollowUpToTen) {
+    shortages = 2;
+    EXPECT_EQ(init(NO_NUMBER), ovo::ProvisioningTimer::TimerDef::NOT_ARMED);
+    EXPECT_EQ(shortagesLogged(), 2U);
+    EXPECT_THAT(journal.calls({"sleep"}), ElementsAre("sleep 10000 ms", "sleep 10000 ms"));
+    EXPECT_EQ(journal.log().count(3, "stoi"), 10U);
+    EXPECT_EQ(journal.log().count(3, NOT_SET), 1U);
+}
+
+TEST_F(TimerMemoryTest, TheEndOfTheProcessEndsTheAttempts) {
+    shortages = 1;
+    sleep.endProcess();
+    EXPECT_EQ(init(NO_NUMBER), ovo::ProvisioningTimer::TimerDef::NOT_ARMED);
+    EXPECT_THAT(journal.calls({"sleep"}), ElementsAre("sleep 10000 ms"));
+    EXPECT_EQ(journal.log().count(3, "stoi"), 1U);
+    EXPECT_FALSE(journal.log().has(3, NOT_SET));
 }
 
 TEST_F(TimerMemoryTest, WithMemoryNobodySleeps) {
     shortages = 0;
-    timer.init();
+    EXPECT_EQ(init(AN_HOUR), 1U);
     EXPECT_THAT(journal.calls({"sleep"}), IsEmpty());
     EXPECT_TRUE(journal.log().has(1, "Timer set to 3600 seconds"));
 }
