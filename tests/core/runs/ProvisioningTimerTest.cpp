@@ -135,6 +135,24 @@ TEST_F(ProvisioningTimerTest, AChangeWhileItArmsItselfCounts) {
     EXPECT_EQ(timer.getProvisioningTimerDef().nextDelay, 900s);
 }
 
+/// The time changes while the timer sets its clock, so that two threads arm it.
+TEST_F(ProvisioningTimerTest, OfTwoThreadsThatArmItTheLaterOneCancelsTheEntryOfTheOther) {
+    std::atomic<bool> interrupted = false;
+    ProvisioningTimer timer(
+        propertyApi, updater, [] {},
+        [&] {
+            if (!interrupted.exchange(true))
+                change(TIME_CHANGED, "1");
+            return TimePoint(MORNING + 90min - 500ms); // due after a second
+        },
+        sleep.operation());
+    timer.init();
+    EXPECT_EQ(timer.getProvisioningTimerDef().id, 2U);
+    // The entry of the other thread would fire first.
+    ASSERT_TRUE(journal.log().waitFor(1, "Provisioning timer: 2 0 Provisioning ready to go "));
+    EXPECT_FALSE(journal.log().mentions("Provisioning timer: 1 0"));
+}
+
 TEST_F(ProvisioningTimerTest, TheSubscriptionsGoWithTheTimer) {
     makeTimer().reset();
     for (const char* key : {PERIOD, TIME_CHANGED, PHONE_BOOK_PERIOD})
