@@ -466,6 +466,22 @@ TEST_F(ProvisioningWorkerTest, CallersOfTheSameMomentGetRunsOneAfterAnother) {
     EXPECT_TRUE(worker->isProvisioningFinished());
 }
 
+TEST_F(ProvisioningWorkerTest, WhoWaitsForTheEndOfARunMayMeetWhoStartsTheNext) {
+    std::atomic<bool> over = false;
+    std::thread waiting([&] {
+        while (!over) {
+            worker->waitForProvisioningEnd();
+            std::this_thread::yield();
+        }
+    });
+    for (int round = 0; round < 30; ++round)
+        worker->startProvisioning(URL);
+    over = true;
+    waiting.join();
+    worker->waitForProvisioningEnd();
+    EXPECT_EQ(journal.log().count(1, "Provisioning Finished"), 30U);
+}
+
 TEST_F(ProvisioningWorkerTest, RunsNetworkChangesAndASupervisorMayMeet) {
     std::atomic<bool> over = false;
     std::thread network([&] {
