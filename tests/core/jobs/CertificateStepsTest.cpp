@@ -29,6 +29,32 @@ std::vector<std::string> announced(const FakeIpcClient& bus) {
     return result;
 }
 
+/// A security service whose certificates and keys are valid, and throw when they are saved.
+class UnsavableSecurity : public FakeSecurity {
+public:
+    static constexpr char TEXT[] = "no space left";
+
+    std::shared_ptr<http::ICertificate> loadCertificate(const std::string&) const override {
+        class Unsavable : public http::ICertificate {
+        public:
+            bool isValid() const override { return true; }
+            bool save(const std::string&) const override { throw std::runtime_error(TEXT); }
+        };
+        return std::make_shared<Unsavable>();
+    }
+    std::shared_ptr<http::IPrivateKey> loadPrivateKey(const std::string&,
+                                                      const std::string&) const override {
+        class Unsavable : public http::IPrivateKey {
+        public:
+            bool isValid() const override { return true; }
+            bool save(const std::string&, const std::string&) const override {
+                throw std::runtime_error(TEXT);
+            }
+        };
+        return std::make_shared<Unsavable>();
+    }
+};
+
 class ScenarioTest : public CustomScenarioTest {};
 
 TEST_F(ScenarioTest, HasItsName) {
@@ -291,6 +317,13 @@ TEST_F(ClientCertificateTest, ThatCannotBeSavedIsAnnouncedAllTheSame) {
     EXPECT_THAT(bus.published("prov-client/sip-client", "update_tls_security"), SizeIs(1));
 }
 
+TEST_F(ClientCertificateTest, WhoseSavingThrowsIsNotAnnounced) {
+    security = std::make_shared<UnsavableSecurity>();
+    EXPECT_EQ(runStep(), Fail);
+    EXPECT_THAT(bus.published(), IsEmpty());
+    EXPECT_EQ(ownLines().back(), std::string("3 ") + UnsavableSecurity::TEXT);
+}
+
 TEST_F(ClientCertificateTest, ThatCannotBeFetchedIsNotLoaded) {
     downloader->fail("http://10.0.0.5/prov/me.pem", 503, "the server is busy");
     EXPECT_EQ(runStep(), Fail);
@@ -432,6 +465,15 @@ TEST_F(ClientKeyTest, ThatCannotBeSavedKeepsTheOldPasswordAndIsNotAnnounced) {
     EXPECT_EQ(runStep(), Fail);
     EXPECT_EQ(phone.read(PASSWORD_FILE), "old");
     EXPECT_THAT(bus.published(), IsEmpty());
+}
+
+TEST_F(ClientKeyTest, WhoseSavingThrowsKeepsTheOldPasswordAndIsNotAnnounced) {
+    phone.write(PASSWORD_FILE, "old");
+    security = std::make_shared<UnsavableSecurity>();
+    EXPECT_EQ(runStep(), Fail);
+    EXPECT_EQ(phone.read(PASSWORD_FILE), "old");
+    EXPECT_THAT(bus.published(), IsEmpty());
+    EXPECT_EQ(ownLines().back(), std::string("3 ") + UnsavableSecurity::TEXT);
 }
 
 TEST_F(ClientKeyTest, WhosePasswordCannotBeWrittenIsNotAnnounced) {

@@ -4,8 +4,10 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <filesystem>
 #include <stdexcept>
+#include <thread>
 
 namespace {
 
@@ -280,6 +282,23 @@ TEST_F(LocalPhoneBookUpdaterTest, FailsInTheDownloadBeforeAnyUrlIsSet) {
     EXPECT_THAT(store->writes(), IsEmpty());
     EXPECT_EQ(log.texts().front(), "1 LocalPhoneBookUpdater: Downloading PhoneBook from URL: ://");
     EXPECT_THAT(log.texts().back(), StartsWith("3 LocalPhoneBookUpdater: "));
+}
+
+// For the thread sanitizer: a run that sets the URL, and the timer that renews the phone book.
+TEST_F(LocalPhoneBookUpdaterTest, ANewUrlMayMeetARenewal) {
+    serve();
+    phoneBook.setUrl(http::UrlInfo(URL));
+    std::atomic<bool> over = false;
+    std::thread run([&] {
+        while (!over) {
+            phoneBook.setUrl(http::UrlInfo(URL));
+            std::this_thread::yield();
+        }
+    });
+    for (int round = 0; round < 20; ++round)
+        EXPECT_TRUE(phoneBook.update());
+    over = true;
+    run.join();
 }
 
 } // namespace

@@ -35,6 +35,7 @@ using enum ovo::ProvisioningStatus;
 
 constexpr char AUTOMATIC_CHECK[] = "FirmwareManagment.AutomaticCheckForUpdates";
 constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
+constexpr char UPDATE_SYSTEM[] = "State.FirmwareUpdate.UpdateSystem";
 constexpr char MAC_ADDRESS[] = "NET.MAC.Address";
 
 class FirmwareCleanupTest : public JobTest {
@@ -47,6 +48,13 @@ protected:
         downloader->serve("http://10.0.0.5/prov/fw.bin", "image");
         store->setValue(AUTOMATIC_CHECK, "1");
         store->clearWrites();
+    }
+
+    std::vector<std::string> writtenKeys() const {
+        std::vector<std::string> keys;
+        for (const FakePropertyApi::Write& write : store->writes())
+            keys.push_back(write.key);
+        return keys;
     }
 
     ovo::ProvisioningNode node{"firmware", "file", {{{"version", "1.3.0"}, {"url", "/fw.bin"}}}};
@@ -75,6 +83,42 @@ TEST_F(FirmwareCleanupTest, DoesNotRunWithoutAnUpdate) {
     store->setValue(AUTOMATIC_CHECK, "0");
     EXPECT_EQ(handler.runImpl().status(), Success);
     EXPECT_THAT(executed, IsEmpty());
+}
+
+// Who asked for the update counts as it was when the job began, whatever comes in the meantime.
+
+TEST_F(FirmwareCleanupTest, ATriggerThatComesDuringTheJobIsNotAnsweredByIt) {
+    duringCleanup = [this] {
+        store->setValue(TRIGGER_AUTO, "request");
+        store->clearWrites();
+    };
+    EXPECT_EQ(handler.runImpl().status(), Success);
+    EXPECT_THAT(writtenKeys(), ElementsAre("State.FirmwareUpdate.Filename",
+                                           "State.FirmwareUpdate.Verify", UPDATE_SYSTEM));
+    EXPECT_EQ(store->getValue(TRIGGER_AUTO), "request");
+}
+
+TEST_F(FirmwareCleanupTest, ATriggerThatGoesDuringTheJobIsAnsweredAllTheSame) {
+    store->setValue(TRIGGER_AUTO, "request");
+    duringCleanup = [this] {
+        store->setValue(TRIGGER_AUTO, "");
+        store->clearWrites();
+    };
+    EXPECT_EQ(handler.runImpl().status(), Success);
+    EXPECT_THAT(writtenKeys(), ElementsAre("State.FirmwareUpdate.Filename",
+                                           "State.FirmwareUpdate.Verify", TRIGGER_AUTO));
+    EXPECT_EQ(store->getValue(TRIGGER_AUTO), "success");
+}
+
+TEST_F(FirmwareCleanupTest, TheTriggerIsReadOnceAndBeforeEverythingElse) {
+    std::vector<std::string> reads;
+    store->beforeRead = [&](const std::string& key) {
+        reads.push_back(key);
+    };
+    EXPECT_EQ(handler.runImpl().status(), Success);
+    ASSERT_FALSE(reads.empty());
+    EXPECT_EQ(reads.front(), TRIGGER_AUTO);
+    EXPECT_EQ(store->readsOf(TRIGGER_AUTO), 1U);
 }
 
 /// Where something else than a standard exception can come up.

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <future>
 
 namespace {
@@ -184,6 +186,16 @@ TEST_F(NVMJobHandlerTest, FunctionKeyLockCannotBeSetByAFile) {
                             "\"PhoneUI.Keys.FunctionKeys.2.LockProvisioning\""));
 }
 
+TEST_F(NVMJobHandlerTest, FunctionKeyLockInAFileIsRefusedWithoutLookingAtThatOfTheKey) {
+    constexpr char LOCK[] = "FunctionKeys.2.LockProvisioning";
+    store->failReads(LOCK);
+    EXPECT_EQ(run({param("PhoneUI.Keys.FunctionKeys.2.LockProvisioning", "0")}), Fail);
+    EXPECT_EQ(store->readsOf(LOCK), 0U);
+    EXPECT_THAT(log.texts(),
+                ElementsAre("2 NVMJobHandler: This parameter can not be set by provisioning "
+                            "\"PhoneUI.Keys.FunctionKeys.2.LockProvisioning\""));
+}
+
 TEST_F(NVMJobHandlerTest, FunctionKeyLockIsKnownByItsWholeName) {
     store->setValue("FunctionKeys.12.LockProvisioning", "0");
     EXPECT_EQ(run({param("PhoneUI.Keys.FunctionKeys.12.LockProvisioning.x", "1"),
@@ -315,6 +327,30 @@ TEST_F(NVMJobHandlerTest, PrefixesAreCaseSensitiveAndStandAtTheBeginning) {
               Success);
     EXPECT_EQ(batch().size(), 6U);
     EXPECT_EQ(store->readsOf("NET.VLAN.Locked"), 0U);
+}
+
+TEST_F(NVMJobHandlerTest, WhatIsNotAStandardExceptionPassesOutOfTheWritingOfTheBatch) {
+    store->beforeBatch = [] {
+        throw 7;
+    };
+    EXPECT_THROW(run({param("A", "1")}), int);
+    EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+using NVMJobHandlerDeathTest = NVMJobHandlerTest;
+
+TEST_F(NVMJobHandlerDeathTest, WhatIsNotAStandardExceptionEndsTheProcessDuringThePreparation) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    store->beforeRead = [](const std::string&) {
+        throw 7;
+    };
+    EXPECT_EXIT(
+        {
+            // Whoever catches it, it does not come that far.
+            EXPECT_THROW(run({param("NET.VLAN.Id", "7")}), int);
+            std::_Exit(0);
+        },
+        testing::KilledBySignal(SIGABRT), "");
 }
 
 TEST_F(NVMJobHandlerTest, KnowsRingtonesByTheirNames) {

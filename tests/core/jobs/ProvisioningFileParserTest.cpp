@@ -15,10 +15,12 @@ namespace {
 using ovo::ProvisioningNode;
 using ovo::XMLParser::getNodeTypeName;
 using ovo::XMLParser::XMLNodeType;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr char MAC_KEY[] = "NET.MAC.Address";
 
@@ -199,6 +201,13 @@ TEST_F(ProvisioningFileParserTest, ElementInsideClearsTheNamesSeenAroundIt) {
     EXPECT_TRUE(log.has(1, "XML child nodes have inconsistient names, please verify xml job: nvm"));
 }
 
+TEST_F(ProvisioningFileParserTest, TheTypeIsTheNameOfTheLastLeafAlsoOfOneWithoutAttributes) {
+    // The element inside makes the walk forget that the leaves have two names.
+    EXPECT_THAT(nodesInside("nvm", "<file a='1'/><settings><param b='1'/></settings><param/>"),
+                ElementsAre("settings/param (1)", "nvm/param (1)"));
+    EXPECT_FALSE(log.mentions("inconsistient"));
+}
+
 // Whom a file is for.
 
 TEST_F(ProvisioningFileParserTest, RootIsOneOfSixNames) {
@@ -348,15 +357,20 @@ TEST_F(ProvisioningFileParserTest, CorruptedFileIsRefusedAndTheDocumentBeforeIsK
 
 TEST_F(ProvisioningFileParserTest, CorruptedFileIsReportedWithThePlaceOfTheError) {
     errorOf([&] { parse("<settings version='1.1'>\n  <param></settings>"); });
-    EXPECT_THAT(log.texts(),
-                ElementsAre(std::string("2 ProvisioningFileParser: file ") + PATH + " is corrupted",
-                            HasSubstr("line 2")));
+    EXPECT_THAT(
+        log.texts(),
+        ElementsAre(
+            std::string("2 ProvisioningFileParser: file ") + PATH + " is corrupted",
+            AllOf(StartsWith(std::string("2 ProvisioningFileParser: XML error in ") + PATH + ": "),
+                  HasSubstr("line 2"))));
 }
 
 TEST_F(ProvisioningFileParserTest, TheDocumentGoesWhenAFileHasBeenParsedHoweverThatEnds) {
     for (const char* text : {"<settings version='1.1'><param a='1'/></settings>",
                              "<settings version='1.1'/>", "<settings version='2.0'/>", "broken"}) {
         SCOPED_TRACE(text);
+        phone.write(PATH, "<settings version='1.1'/>");
+        parser.reset(PATH); // the one before goes, too
         errorOf([&] { parse(text); });
         EXPECT_EQ(errorOf([&] { parser.validate(PATH); }), "xml document not parsed");
     }

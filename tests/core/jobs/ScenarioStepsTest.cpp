@@ -177,6 +177,16 @@ TEST_F(PhoneBookStepTest, IsSkippedForTheExactRequestOnly) {
     EXPECT_THAT(downloader->requests(), SizeIs(4));
 }
 
+TEST_F(PhoneBookStepTest, WhosePeriodCannotBeWrittenLeavesTheUrlOfBefore) {
+    phoneBook.setUrl(http::UrlInfo("http://10.0.0.5/prov/old.xml"));
+    downloader->serve("http://10.0.0.5/prov/old.xml", "old contacts");
+    store->failWrites(PERIOD);
+    EXPECT_EQ(statusOf({stepWithPeriod("600")}), Fail);
+    EXPECT_THAT(downloader->requests(), IsEmpty());
+    EXPECT_TRUE(phoneBook.update());
+    EXPECT_EQ(downloader->requests().back().url, "http://10.0.0.5/prov/old.xml");
+}
+
 TEST_F(PhoneBookStepTest, ResultIsThatOfTheUpdate) {
     EXPECT_EQ(statusOf({step("/missing.xml")}), Fail);
 }

@@ -14,6 +14,8 @@ using http::UrlInfo;
 using ovo::Utils;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr char TOO_SHORT[] = "2 Utils: Period must be at least 10 min., setting period to 10 min.";
 constexpr char TOO_LONG[] = "2 Utils: Period must be no longer than 24h, setting period to 24h";
@@ -70,12 +72,16 @@ TEST(WrongUrl, GivesOneErrorForEveryCause) {
     };
     for (const auto& [url, serverAddress] : cases) {
         SCOPED_TRACE(url);
+        const LogRecorder log;
         try {
             Utils::prependServerAddressToRelativeURL(url, serverAddress);
             ADD_FAILURE() << "nothing thrown";
         } catch (const http::UrlException& exception) {
             EXPECT_STREQ(exception.what(), "Url is incorrect, please verify");
         }
+        ASSERT_THAT(log.lines(), SizeIs(1)) << "which says what is wrong";
+        EXPECT_THAT(log.texts().front(), StartsWith("2 Utils: "));
+        EXPECT_EQ(log.has(2, "The URL is empty"), std::string(url).empty());
     }
 }
 

@@ -2,10 +2,13 @@
 
 #include "FakePhoneConfig.h"
 #include "RecordingFakes.h"
+#include "WaitUntil.h"
+#include "WatchedThreads.h"
 
 #include <gmock/gmock.h>
 
 #include <future>
+#include <optional>
 #include <stdexcept>
 
 namespace {
@@ -21,6 +24,9 @@ constexpr char FACTORY_PASSWORD[] = "System.Provision.FactoryAuthPassword";
 constexpr char TIMEOUT[] = "ui.security.CredentialRequestTimeout";
 constexpr char QUESTION[] = "publish prov-client/phone-ui GetHttpCredentials {}";
 
+/// Of the thread that has to wait for its turn.
+thread_local bool asksSecond = false;
+
 class CredentialsProviderTest : public testing::Test {
 protected:
     /// Asks the user on another thread, and waits until the question is on the bus.
@@ -30,6 +36,28 @@ protected:
                                  [this] { return provider.getHttpCredentialsFromPhoneUI(); });
         EXPECT_TRUE(journal.waitFor(QUESTION, asked + 1));
         return answer;
+    }
+
+    /// Asks the user, and waits until the thread that asks sleeps for the answer.
+    std::future<std::string> askAndSleep() {
+        const std::size_t begun = sleepsBegun();
+        auto answer = ask();
+        EXPECT_TRUE(waitUntil([&] { return sleepsBegun() > begun || isReady(answer); }));
+        EXPECT_FALSE(isReady(answer));
+        return answer;
+    }
+
+    static bool isReady(const std::future<std::string>& answer) {
+        return answer.wait_for(0s) == std::future_status::ready;
+    }
+
+    std::size_t sleepsBegun() const {
+        const std::lock_guard lock(sleepMutex);
+        return sleeps.size();
+    }
+    WatchedThreads::TimedWait lastSleep() const {
+        const std::lock_guard lock(sleepMutex);
+        return sleeps.back();
     }
 
     /// The text of what asking the user throws.
@@ -42,6 +70,21 @@ protected:
         return "nothing thrown";
     }
 
+    mutable std::mutex sleepMutex;
+    std::vector<WatchedThreads::TimedWait> sleeps;
+    std::atomic<int> wakeUpsWithoutReason = 0; ///< still to come, each ends a sleep
+    std::atomic<int> turnsWaitedFor = 0;
+    const WatchedThreads watched{{.onWait =
+                                      [this] {
+                                          turnsWaitedFor += asksSecond ? 1 : 0;
+                                          return false;
+                                      },
+                                  .onTimedWait =
+                                      [this](const WatchedThreads::TimedWait& sleep) {
+                                          const std::lock_guard lock(sleepMutex);
+                                          sleeps.push_back(sleep);
+                                          return wakeUpsWithoutReason-- > 0;
+                                      }}};
     Journal journal;
     std::shared_ptr<RecordingPropertyApi> propertyApi =
         std::make_shared<RecordingPropertyApi>(journal);
@@ -108,6 +151,23 @@ TEST_F(CredentialsProviderTest, FactoryCredentialsThatCannotBeReadAreEmpty) {
     }
 }
 
+TEST_F(CredentialsProviderTest, ItIsWaitingBeforeTheQuestionIsOnTheBus) {
+    class Bus : public FakeIpcClient {
+    public:
+        void publish(const std::string&, const ipc::IPCMessage&) override { onQuestion(); }
+        std::function<void()> onQuestion;
+    };
+    const auto bus = std::make_shared<Bus>();
+    ovo::CredentialsProvider asking(propertyApi, phoneConfig, bus);
+    bool wasWaiting = false;
+    bus->onQuestion = [&] {
+        wasWaiting = asking.getIsWaitingForCredentials();
+    };
+    phoneConfig.set(TIMEOUT, "0");
+    EXPECT_THROW(asking.getHttpCredentialsFromPhoneUI(), std::runtime_error);
+    EXPECT_TRUE(wasWaiting);
+}
+
 TEST_F(CredentialsProviderTest, TheUsersAnswerIsReturnedExactlyAsGiven) {
     EXPECT_FALSE(provider.getIsWaitingForCredentials());
     auto answer = ask();
@@ -132,6 +192,30 @@ TEST_F(CredentialsProviderTest, TheTimeOutIsInSeconds) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 950ms); // on the wall clock
 }
 
+TEST_F(CredentialsProviderTest, TheDeadlineIsOnTheWallClock) {
+    const auto wallClock = [] {
+        return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch());
+    };
+    phoneConfig.set(TIMEOUT, "600");
+    const auto earliest = wallClock() + 600s;
+    auto answer = askAndSleep();
+    const auto latest = wallClock() + 600s;
+    EXPECT_EQ(lastSleep().clock, CLOCK_REALTIME);
+    EXPECT_GE(lastSleep().deadline, earliest);
+    EXPECT_LE(lastSleep().deadline, latest);
+    provider.credentialsProvided("a:b");
+    EXPECT_EQ(answer.get(), "a:b");
+}
+
+TEST_F(CredentialsProviderTest, AWaitThatWakesWithoutAnAnswerGoesOn) {
+    wakeUpsWithoutReason = 3;
+    auto answer = ask();
+    ASSERT_TRUE(waitUntil([&] { return sleepsBegun() == 4 || isReady(answer); }));
+    EXPECT_FALSE(isReady(answer));
+    provider.credentialsProvided("a:b");
+    EXPECT_EQ(answer.get(), "a:b");
+}
+
 TEST_F(CredentialsProviderTest, AnAnswerAfterTheTimeOutEndsTheWaitingButIsNotForTheNextQuestion) {
     phoneConfig.set(TIMEOUT, "0");
     askInVain();
@@ -142,8 +226,7 @@ TEST_F(CredentialsProviderTest, AnAnswerAfterTheTimeOutEndsTheWaitingButIsNotFor
 
 TEST_F(CredentialsProviderTest, AnAnswerThatNobodyAskedForIsNotForTheNextQuestion) {
     provider.credentialsProvided("un:asked");
-    auto answer = ask();
-    EXPECT_EQ(answer.wait_for(30ms), std::future_status::timeout);
+    auto answer = askAndSleep();
     provider.credentialsProvided("a:b");
     EXPECT_EQ(answer.get(), "a:b");
 }
@@ -152,8 +235,7 @@ TEST_F(CredentialsProviderTest, EveryQuestionNeedsAnAnswerOfItsOwn) {
     auto first = ask();
     provider.credentialsProvided("a:b");
     EXPECT_EQ(first.get(), "a:b");
-    auto second = ask();
-    EXPECT_EQ(second.wait_for(30ms), std::future_status::timeout);
+    auto second = askAndSleep();
     provider.credentialsProvided("c:d");
     EXPECT_EQ(second.get(), "c:d");
 }
@@ -173,8 +255,9 @@ TEST_F(CredentialsProviderTest, ATimeOutThatIsNoNumberPassesOutAfterTheQuestion)
 TEST_F(CredentialsProviderTest, ALongTimeOutIsWaitedFor) {
     for (const char* text : {"4294967295", "18446744073709551615", "-1"}) {
         phoneConfig.set(TIMEOUT, text);
-        auto answer = ask();
-        EXPECT_EQ(answer.wait_for(10ms), std::future_status::timeout) << text;
+        auto answer = askAndSleep();
+        EXPECT_LE(lastSleep().left, 4294967295s) << text;
+        EXPECT_GT(lastSleep().left, 4294967295s - 20s) << text;
         provider.credentialsProvided("a:b");
         EXPECT_EQ(answer.get(), "a:b");
     }
@@ -194,10 +277,13 @@ TEST_F(CredentialsProviderTest, CancellingEndsAWaitAndRefusesEveryLaterQuestion)
 
 TEST_F(CredentialsProviderTest, TwoWhoAskAtOnceAreAnsweredOneAfterTheOther) {
     auto first = ask();
-    auto second =
-        std::async(std::launch::async, [this] { return provider.getHttpCredentialsFromPhoneUI(); });
-    EXPECT_EQ(second.wait_for(30ms), std::future_status::timeout);
+    auto second = std::async(std::launch::async, [this] {
+        asksSecond = true;
+        return provider.getHttpCredentialsFromPhoneUI();
+    });
+    ASSERT_TRUE(waitUntil([&] { return turnsWaitedFor > 0 || journal.count(QUESTION) > 1; }));
     EXPECT_EQ(journal.count(QUESTION), 1U) << "the user sees one question at a time";
+    EXPECT_EQ(journal.log().count(1, "Waiting for input from phoneUI"), 1U);
     provider.credentialsProvided("a:b");
     EXPECT_EQ(first.get(), "a:b");
     ASSERT_TRUE(journal.waitFor(QUESTION, 2));

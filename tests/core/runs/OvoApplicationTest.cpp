@@ -33,7 +33,8 @@ public:
         changed_.wait(lock, [this] { return !held_; });
         http::HttpResponse response;
         const auto body = bodies_.find(request.url.getUrl());
-        response.status = body == bodies_.end() ? 404 : 200;
+        response.status = body == bodies_.end() ? missingStatus : 200;
+        response.offersBasic = response.status == 401;
         if (body != bodies_.end())
             request.onBody(body->second.data(), body->second.size());
         return response;
@@ -41,6 +42,8 @@ public:
     void shutdown() noexcept override {}
     void proxyChanged() override {}
     void setDnsCacheTimeout(std::chrono::seconds) override {}
+
+    int missingStatus = 404; ///< of what is not served; set it before others use the object
 
     void serve(const std::string& url, const std::string& body) { bodies_[url] = body; }
     void hold() {
@@ -137,6 +140,14 @@ protected:
             ready.add("value", true);
             EXPECT_TRUE(request("AreYouReadyResponse", ready).empty());
         }
+    }
+
+    /// The user types credentials in.
+    void answerUserQuestion() {
+        ipc::IpcMsgParams credentials;
+        credentials.add("username", "u");
+        credentials.add("password", "p");
+        EXPECT_TRUE(request("HttpCredentialsEntered", credentials).empty());
     }
 
     static ipc::IpcMsgParams location(const std::string& url) {
@@ -275,10 +286,7 @@ TEST_F(OvoApplicationTest, ARequestWithoutALocationStartsNothing) {
 
 TEST_F(OvoApplicationTest, CredentialsAndReadinessAreServedWithoutParametersInTheReply) {
     start();
-    ipc::IpcMsgParams credentials;
-    credentials.add("username", "u");
-    credentials.add("password", "p");
-    EXPECT_TRUE(request("HttpCredentialsEntered", credentials).empty());
+    answerUserQuestion();
     EXPECT_TRUE(phone.journal.log().has(1, "Received httpAuthPasswordChanged: "));
     answerBoth();
     EXPECT_TRUE(phone.journal.log().has(1, "network manager is ready"));
@@ -324,6 +332,44 @@ TEST_F(OvoApplicationTest, AHealthyFrameworkWaitsForTheProgressOfARun) {
     exec.join();
 }
 
+TEST_F(OvoApplicationTest, AHealthCheckThatWaitsForProgressEndsWhenTheRunAsksTheUser) {
+    phone.propertyApi->setValue("State.Provisioning.OnBootUp", "done");
+    phone.phoneConfig->set("ui.security.CredentialRequestTimeout", "600");
+    phone.restApi->missingStatus = 401;
+    phone.restApi->hold();
+    std::thread exec([this] { application->exec(); });
+    ASSERT_TRUE(phone.messageThread->waitForTasks(1)); // it waits for termination
+    request("startProvisioning", location("http://h/p.xml"));
+    EXPECT_TRUE(application->checkHealthStatus()) << "the start of the run";
+    auto check =
+        std::async(std::launch::async, [this] { return application->checkHealthStatus(); });
+    EXPECT_TRUE(
+        waitUntil([&] { return phone.journal.log().count(1, "Waiting for progress") == 2; }));
+    phone.restApi->release();
+    EXPECT_EQ(check.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_TRUE(phone.ipcClient->waitForPublished("prov-client/phone-ui", "GetHttpCredentials"));
+    EXPECT_TRUE(application->checkHealthStatus()) << "nobody waits for what waits for the user";
+    EXPECT_EQ(phone.journal.log().count(1, "Waiting for progress"), 2U);
+    answerUserQuestion();
+    EXPECT_TRUE(check.get());
+    application->signalTermination();
+    exec.join();
+}
+
+TEST_F(OvoApplicationTest, TheEndOfTheProcessEndsAQuestionToTheUser) {
+    phone.propertyApi->setValue("State.Provisioning.OnBootUp", "done");
+    phone.phoneConfig->set("ui.security.CredentialRequestTimeout", "600");
+    phone.restApi->missingStatus = 401;
+    start();
+    request("startProvisioning", location("http://h/p.xml"));
+    ASSERT_TRUE(phone.ipcClient->waitForPublished("prov-client/phone-ui", "GetHttpCredentials"));
+    application->signalTermination();
+    EXPECT_TRUE(phone.journal.log().waitFor(1, "Provisioning failed. "));
+    EXPECT_TRUE(
+        phone.journal.log().mentions("HTTP credentials input cancelled: the process is ending"));
+    answerUserQuestion(); // ends a question that is still open
+}
+
 TEST_F(OvoApplicationTest, DestructionWaitsForARunWhichStillUsesEverything) {
     phone.propertyApi->setValue("State.Provisioning.OnBootUp", "done");
     phone.restApi->serve("http://h/p.xml",
@@ -335,11 +381,36 @@ TEST_F(OvoApplicationTest, DestructionWaitsForARunWhichStillUsesEverything) {
     request("startProvisioning", location("http://h/p.xml"));
     ASSERT_TRUE(phone.restApi->waitForRequests(1));
     auto destroyed = std::async(std::launch::async, [this] { application.reset(); });
-    EXPECT_EQ(destroyed.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
+    // What was made after the worker has gone: its turn has come.
+    EXPECT_TRUE(
+        waitUntil([&] { return phone.propertyApi->subscriptionsOf("State.Provisioning") == 0; }));
     phone.restApi->release();
     destroyed.get();
     EXPECT_EQ(phone.root.read("/var/volatile/contacts/book.xml"), "<book/>");
     EXPECT_TRUE(phone.journal.log().has(1, "Provisioning succeeded. Status: success"));
+}
+
+TEST_F(OvoApplicationTest, ItsPartsGoInTheReverseOrderOfTheirMaking) {
+    const std::map<std::string, std::string> owners = {
+        {"System.Provision.Period", "timer"},
+        {"State.System.TimeChanged", "timer"},
+        {"State.LocalDirectoryUpdate.Period", "timer"},
+        {"State.Provisioning", "message handlers"},
+        {"State.FirmwareUpdate.TriggerAuto", "message handlers"},
+        {"State.Security.Certificates.UpdateCABundle", "message handlers"},
+        {"System.Provision.ProvisioningServer", "message handlers"},
+        {"State.Network.Ready", "worker"}};
+    application->setup();
+    application.reset();
+    std::vector<std::string> ended; // by whom, subscriptions in a row as one
+    const std::string prefix = "unsubscribe ";
+    for (const std::string& call : phone.journal.calls({prefix})) {
+        const std::string& owner = owners.at(call.substr(prefix.size()));
+        if (ended.empty() || ended.back() != owner)
+            ended.push_back(owner);
+    }
+    EXPECT_THAT(ended, ElementsAre("timer", "message handlers", "worker"));
+    EXPECT_EQ(phone.journal.calls({prefix}).size(), owners.size());
 }
 
 TEST_F(OvoApplicationTest, AFireOfTheTimerLeavesTheRunToATaskOfTheMessageThread) {

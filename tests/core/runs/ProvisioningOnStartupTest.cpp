@@ -1,5 +1,6 @@
 #include "ProvisioningOnStartup.h"
 
+#include "JoinWatch.h"
 #include "RecordingFakes.h"
 #include "WaitUntil.h"
 
@@ -270,8 +271,9 @@ TEST_F(ProvisioningOnStartupTest, DestructionWaitsForTheReadinessOfBothServices)
     onStartup->run();
     ASSERT_TRUE(journal.waitFor(READY_SLEEP));
     ProvisioningOnStartup& answered = *onStartup;
+    const JoinWatch watch;
     auto destroyed = std::async(std::launch::async, [&] { onStartup.reset(); });
-    EXPECT_EQ(destroyed.wait_for(30ms), std::future_status::timeout);
+    EXPECT_TRUE(watch.waitForJoin());
     answerBoth(answered);
     sleep.releaseAll();
     destroyed.get();

@@ -18,6 +18,7 @@ using ovo::ProvisioningStatus;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -366,6 +367,41 @@ TEST_F(ProvisioningTest, AStoreThatDoesNotGiveTheMacAddressPassesThrough) {
 TEST_F(ProvisioningTest, AFileWithoutUrlPassesThrough) {
     EXPECT_THROW(provisioning.execute({}), std::exception);
     EXPECT_THAT(journal.calls({"download"}), IsEmpty());
+}
+
+// What the report of the run is told.
+
+class ReportedProvisioning : public ProvisioningTest {
+protected:
+    /// The report's line on a run of these files.
+    std::string lineOf(const std::vector<std::string>& urls) {
+        report.begin("http://h/p.xml");
+        for (const std::string& url : urls)
+            execute(url);
+        journal.clear();
+        report.end(ProvisioningStatus::Fail);
+        return journal.log().texts().at(0);
+    }
+};
+
+TEST_F(ReportedProvisioning, FilesAndJobsAreCounted) {
+    parser.nodes = {node("a"), ProvisioningNode{"skipped", "", {}}, node("b")};
+    EXPECT_THAT(lineOf({"http://h/p.xml", "http://h/%MACC.xml"}),
+                HasSubstr(": fail, files 2, jobs 4, "));
+}
+
+TEST_F(ReportedProvisioning, AFailedDownloadIsTheCauseWithTheUrlThatWasAskedFor) {
+    downloader.failure = "Download from h failed: no route";
+    EXPECT_THAT(lineOf({"http://u:p@h/%MACC.xml"}),
+                EndsWith(", first failure: http://h/02:1a:e8:01:02:03.xml: Download from h failed: "
+                         "no route"));
+}
+
+TEST_F(ReportedProvisioning, AFailedDecryptionExplainsWhyTheFileIsRefused) {
+    decrypter.failure = "wrong key";
+    parser.failure = "the file is corrupted";
+    EXPECT_THAT(lineOf({"http://h/p.xml"}),
+                EndsWith(", first failure: wrong key; then the file is corrupted"));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "ProvisioningTimer.h"
 
+#include "LongestSleep.h"
 #include "PhoneRoot.h"
 #include "RecordingFakes.h"
 #include "WaitUntil.h"
@@ -132,6 +133,24 @@ TEST_F(ProvisioningTimerTest, AChangeWhileItArmsItselfCounts) {
     timer.init(); // no period: the wall clock is asked for the night
     EXPECT_EQ(timer.getProvisioningTimerDef().seconds, 900U);
     EXPECT_EQ(timer.getProvisioningTimerDef().nextDelay, 900s);
+}
+
+/// The time changes while the timer sets its clock, so that two threads arm it.
+TEST_F(ProvisioningTimerTest, OfTwoThreadsThatArmItTheLaterOneCancelsTheEntryOfTheOther) {
+    std::atomic<bool> interrupted = false;
+    ProvisioningTimer timer(
+        propertyApi, updater, [] {},
+        [&] {
+            if (!interrupted.exchange(true))
+                change(TIME_CHANGED, "1");
+            return TimePoint(MORNING + 90min - 500ms); // due after a second
+        },
+        sleep.operation());
+    timer.init();
+    EXPECT_EQ(timer.getProvisioningTimerDef().id, 2U);
+    // The entry of the other thread would fire first.
+    ASSERT_TRUE(journal.log().waitFor(1, "Provisioning timer: 2 0 Provisioning ready to go "));
+    EXPECT_FALSE(journal.log().mentions("Provisioning timer: 1 0"));
 }
 
 TEST_F(ProvisioningTimerTest, TheSubscriptionsGoWithTheTimer) {
@@ -359,6 +378,34 @@ TEST_F(ProvisioningTimerTest, AStaleFiringArmsNothing) {
     EXPECT_EQ(timer->getProvisioningTimerDef().id, 2U);
 }
 
+TEST_F(ProvisioningTimerTest, AStaleFiringWithBothTimersArmedStartsNothing) {
+    propertyApi.setValue(PERIOD, "3600");
+    const auto timer = makeTimer();
+    timer->init();
+    change(PHONE_BOOK_PERIOD, "900");
+    change(PHONE_BOOK_PERIOD, "1000");
+    change(PERIOD, "7200");
+    for (const unsigned long long stale : {0ULL, 1ULL, 2ULL, 5ULL}) {
+        journal.clear();
+        int value = 0;
+        timer->timerHandler(stale, value);
+        EXPECT_THAT(journal.all(),
+                    ElementsAre("1 ProvisioningTimer: Provisioning timer: " +
+                                    std::to_string(stale) + " 0 Provisioning ready to go ",
+                                "2 ProvisioningTimer: unknow timer"));
+    }
+    EXPECT_EQ(timer->getPhoneBookTimerDef().id, 3U);
+    EXPECT_EQ(timer->getProvisioningTimerDef().id, 4U);
+}
+
+TEST_F(ProvisioningTimerTest, WithBothTimersDisarmedItsThreadLooksEverySecond) {
+    LongestSleep sleepOfTheThread;
+    const auto timer = makeTimer();
+    const auto longest = sleepOfTheThread.measure();
+    EXPECT_LE(longest, 1000ms);
+    EXPECT_GT(longest, 900ms);
+}
+
 TEST_F(ProvisioningTimerTest, StopTimersDisarmsBoth) {
     const auto timer = makeTimer();
     timer->init();
@@ -436,6 +483,49 @@ TEST_F(ProvisioningTimerTest, TheArmedTimerFiresAgainAndAgainOnTheSchedulersThre
     EXPECT_EQ(threads[0], threads[2]);
     EXPECT_NE(threads[0], std::this_thread::get_id());
     EXPECT_FALSE(journal.log().has(2, "unknow timer"));
+}
+
+/// A provisioning timer whose periods count as 8 ms, until it arms nothing more.
+class DueTimer : public ProvisioningTimer {
+public:
+    using ProvisioningTimer::ProvisioningTimer;
+
+    void startTimer(TimerDef& def) override {
+        if (!isArming)
+            return;
+        def.seconds = WRAPS_TO_8_MS;
+        ProvisioningTimer::startTimer(def);
+    }
+
+    std::atomic<bool> isArming = true;
+};
+
+TEST_F(ProvisioningTimerTest, StoppedTimersLoseTheirEntries) {
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    DueTimer timer(
+        propertyApi, updater,
+        [&] {
+            entered.set_value();
+            mayLeave.get_future().wait();
+        },
+        [this] { return TimePoint(wallClock.load()); }, sleep.operation());
+    timer.init();
+    entered.get_future().wait();
+    // The scheduler's thread is held up in a firing, so that what falls due from now on waits.
+    change(PERIOD, "3600");
+    change(PHONE_BOOK_PERIOD, "900");
+    EXPECT_EQ(timer.getProvisioningTimerDef().id, 2U);
+    EXPECT_EQ(timer.getPhoneBookTimerDef().id, 3U);
+    timer.stopTimers();
+    timer.isArming = false;
+    TimerDef later;
+    later.seconds = WRAPS_TO_8_MS;
+    timer.ProvisioningTimer::startTimer(later);
+    mayLeave.set_value();
+    ASSERT_TRUE(journal.log().waitFor(1, "Provisioning timer: 4 0 Provisioning ready to go "));
+    EXPECT_FALSE(journal.log().mentions("Provisioning timer: 2 0"));
+    EXPECT_FALSE(journal.log().mentions("Provisioning timer: 3 0"));
 }
 
 TEST_F(ProvisioningTimerTest, TheNightOffsetIsAlwaysTheSameForAMacAddress) {

@@ -1,10 +1,8 @@
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
 
-#include "FakeCredentialsProvider.h"
-#include "FakePhoneConfig.h"
-#include "PhoneRoot.h"
-#include "RecordingFakes.h"
+#include "JoinWatch.h"
 #include "WaitUntil.h"
+#include "WorkerTest.h"
 
 #include <gmock/gmock.h>
 
@@ -14,102 +12,19 @@
 namespace {
 
 using ovo::ProvisioningNode;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::StartsWith;
 using namespace std::chrono_literals;
 
-constexpr char URL[] = "http://h/prov/p.xml";
-constexpr char PATH[] = "/var/volatile/provisioning/p.xml";
 constexpr char NETWORK_READY[] = "State.Network.Ready";
 constexpr char STATUS[] = "State.Provisioning";
-constexpr char IN_PROGRESS[] = "State.Provisioning.InProgress";
 constexpr char HTTP_ERROR_CODE[] = "State.Provisioning.HttpErrorCode";
 constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
-constexpr char PUBLISH_BEGIN[] =
-    "publish prov-client/sip-client provisioningStatus {\"provInProgress\":true}";
-constexpr char PUBLISH_END[] =
-    "publish prov-client/sip-client provisioningStatus {\"provInProgress\":false}";
-constexpr char WAITING[] = "Previous provisioning is not finished yet. Waiting...";
 
-/// Every file has the nodes that the test sets between runs.
-class StubParser : public ovo::IProvisioningFileParser {
-public:
-    void parse(std::string, std::vector<ProvisioningNode>& result) override { result = nodes; }
-
-    std::vector<ProvisioningNode> nodes;
-};
-
-class StubDecrypter : public http::IDecrypter {
-public:
-    std::string decrypt(const std::string&) override {
-        throw std::runtime_error("the file is not encrypted");
-    }
-};
-
-class WaitingCredentialsProvider : public FakeCredentialsProvider {
-public:
-    bool getIsWaitingForCredentials() override { return isWaiting; }
-
-    std::atomic<bool> isWaiting{false};
-};
-
-ProvisioningNode succeeding() {
-    return {"settings", "param", {{{"name", "Some.Key"}, {"value", "1"}}}};
-}
-
-ProvisioningNode failing() {
-    return {"settings", "param", {{{"name", "Some.Key"}}}};
-}
-
-ProvisioningNode skipped() {
-    return {"settings", "param", {}};
-}
-
-class ProvisioningWorkerTest : public testing::Test {
-protected:
-    ProvisioningWorkerTest() {
-        parser->nodes = {succeeding()};
-        downloader->serve(URL, "<file/>");
-        security->setDirectory("/etc/ssl/certs/", {"a.pem"});
-    }
-    ~ProvisioningWorkerTest() override { downloader->release(); }
-
-    std::unique_ptr<ovo::ProvisioningWorker> makeWorker() {
-        return std::make_unique<ovo::ProvisioningWorker>(propertyApi, phoneConfig, security,
-                                                         downloader, parser, credentials,
-                                                         *ipcClient, updater, decrypter, runReport);
-    }
-
-    void run(const std::string& url = URL) {
-        worker->startProvisioning(url);
-        worker->waitForProvisioningEnd();
-    }
-
-    /// Starts a run whose download does not end.
-    void startHeldRun() {
-        downloader->hold();
-        worker->startProvisioning(URL);
-        ASSERT_TRUE(downloader->waitForRequests(1));
-    }
-
-    PhoneRoot root;
-    Journal journal;
-    std::shared_ptr<RecordingPropertyApi> propertyApi =
-        std::make_shared<RecordingPropertyApi>(journal);
-    std::shared_ptr<FakePhoneConfig> phoneConfig = std::make_shared<FakePhoneConfig>();
-    std::shared_ptr<RecordingSecurity> security = std::make_shared<RecordingSecurity>(journal);
-    std::shared_ptr<RecordingDownloader> downloader =
-        std::make_shared<RecordingDownloader>(journal);
-    std::shared_ptr<StubParser> parser = std::make_shared<StubParser>();
-    std::shared_ptr<WaitingCredentialsProvider> credentials =
-        std::make_shared<WaitingCredentialsProvider>();
-    std::shared_ptr<RecordingIpcClient> ipcClient = std::make_shared<RecordingIpcClient>(journal);
-    ovo::LocalPhoneBookUpdater updater{*propertyApi, downloader};
-    const std::shared_ptr<ovo::RunReport> runReport = std::make_shared<ovo::RunReport>();
-    StubDecrypter decrypter;
-    std::unique_ptr<ovo::ProvisioningWorker> worker = makeWorker();
-};
+class ProvisioningWorkerTest : public WorkerTest {};
 
 TEST_F(ProvisioningWorkerTest, ConstructionSubscribesThenSetsTheState) {
     EXPECT_THAT(journal.all(),
@@ -211,8 +126,10 @@ TEST_F(ProvisioningWorkerTest, AUrlThatIsNoneIsPublishedAsAFailedRunWithoutAThre
         ASSERT_EQ(all.size(), 9U) << url;
         EXPECT_EQ(all[0], PUBLISH_BEGIN);
         EXPECT_EQ(all[1], "1 ProvisioningWorker: Start provisioning thread");
-        EXPECT_THAT(all[2], StartsWith("3 ProvisioningWorker: Provisioning not started. Error: "));
-        EXPECT_THAT(all[3], StartsWith("2 RunReport: Run of what is not a URL: fail, "));
+        const std::string error = "3 ProvisioningWorker: Provisioning not started. Error: ";
+        ASSERT_THAT(all[2], StartsWith(error));
+        EXPECT_THAT(all[3], AllOf(StartsWith("2 RunReport: Run of what is not a URL: fail, "),
+                                  EndsWith(", first failure: " + all[2].substr(error.size()))));
         EXPECT_EQ(all[4], PUBLISH_END);
         EXPECT_EQ(all[5], "set State.Provisioning.HttpErrorCode=0");
         EXPECT_EQ(all[6], "set State.Provisioning=fail");
@@ -261,6 +178,32 @@ TEST_F(ProvisioningWorkerTest, TheStatusOfTheServerIsPublished) {
     EXPECT_EQ(propertyApi->getValue(HTTP_ERROR_CODE), "200");
 }
 
+/// A downloader that does not say where a file came from.
+class SilentDownloader : public RecordingDownloader {
+public:
+    using RecordingDownloader::RecordingDownloader;
+
+    http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
+                                  http::Access access, std::uint64_t maxBytes) override {
+        const http::DownloadResult result =
+            RecordingDownloader::download(url, path, access, maxBytes);
+        return {result.downloaded(), result.httpStatus()};
+    }
+};
+
+TEST_F(ProvisioningWorkerTest, TheServerOfTheFirstFileIsThatOfTheRunsUrlUnlessTheDownloadSaysMore) {
+    worker.reset();
+    downloader = std::make_shared<SilentDownloader>(journal);
+    downloader->serve("https://h:8443/prov/deep/p.xml", "<file/>");
+    worker = makeWorker();
+    parser->nodes = {{"nvm", "file", {{{"url", "/next.xml"}}}}};
+    run("https://u:p@h:8443/prov/deep/p.xml");
+    EXPECT_THAT(journal.calls({"download"}),
+                ElementsAre(std::string("download https://u:p@h:8443/prov/deep/p.xml to ") + PATH,
+                            "download https://h:8443/prov/deep/next.xml to "
+                            "/var/volatile/provisioning/nvm/next.xml"));
+}
+
 TEST_F(ProvisioningWorkerTest, AFirmwareRequestThatIsStillThereHasFoundNoVersion) {
     for (const bool succeeds : {true, false}) {
         parser->nodes = {succeeds ? succeeding() : failing()};
@@ -296,6 +239,33 @@ TEST_F(ProvisioningWorkerTest, AStoreThatFailsWhilePublishingSkipsTheRest) {
     propertyApi->failWrites(HTTP_ERROR_CODE, false);
     run();
     EXPECT_EQ(propertyApi->getValue(STATUS), "success");
+}
+
+/// A bus that does not take the news that a run has ended.
+class DeafBus : public RecordingIpcClient {
+public:
+    using RecordingIpcClient::RecordingIpcClient;
+
+    void publish(const std::string& destination, const ipc::IPCMessage& message) override {
+        if (message.name == "provisioningStatus" && !message.params.get<bool>("provInProgress"))
+            throw std::runtime_error("no bus");
+        RecordingIpcClient::publish(destination, message);
+    }
+};
+
+TEST_F(ProvisioningWorkerTest, ABusThatFailsWhilePublishingSkipsTheRest) {
+    worker.reset();
+    ipcClient = std::make_shared<DeafBus>(journal);
+    worker = makeWorker();
+    security->updateCaBundle("/etc/ssl/certs/");
+    propertyApi->clearWrites();
+    run();
+    EXPECT_TRUE(journal.log().has(3, "no bus"));
+    EXPECT_THAT(propertyApi->writesOf(HTTP_ERROR_CODE), IsEmpty());
+    EXPECT_THAT(propertyApi->writesOf(STATUS), IsEmpty());
+    EXPECT_EQ(ipcClient->published("prov-client/sysconf", "MODIFY_CERTIFICATES").size(), 1U)
+        << "the finish actions go on";
+    EXPECT_TRUE(worker->isProvisioningFinished());
 }
 
 TEST_F(ProvisioningWorkerTest, AStoreThatFailsLaterKeepsWhatWasPublishedBefore) {
@@ -340,11 +310,11 @@ TEST_F(ProvisioningWorkerTest, ItIsFinishedExactlyWhileNoRunIsInProgress) {
 
 TEST_F(ProvisioningWorkerTest, AStartDuringARunWaitsForItsEndAndThenRuns) {
     startHeldRun();
+    const JoinWatch watch;
     auto second = std::async(std::launch::async, [this] { worker->startProvisioning(URL); });
-    ASSERT_TRUE(journal.log().waitFor(2, WAITING));
-    EXPECT_EQ(journal.count(PUBLISH_BEGIN), 2U) << "announced before it waits";
-    EXPECT_EQ(second.wait_for(30ms), std::future_status::timeout);
-    EXPECT_EQ(journal.log().count(1, "Start provisioning thread"), 1U);
+    EXPECT_TRUE(watch.waitForJoin());
+    EXPECT_TRUE(journal.log().has(2, WAITING));
+    EXPECT_EQ(journal.log().count(1, "Start provisioning thread"), 1U) << "that of the first";
     downloader->release();
     second.get();
     worker->waitForProvisioningEnd();
@@ -354,7 +324,11 @@ TEST_F(ProvisioningWorkerTest, AStartDuringARunWaitsForItsEndAndThenRuns) {
                             PUBLISH_BEGIN, PUBLISH_END, "take",
                             std::string("download ") + URL + " to " + PATH, PUBLISH_END, "take"));
     const auto all = journal.all();
-    const auto take = std::find(all.begin(), all.end(), "take");
+    const auto waits =
+        std::find(all.begin(), all.end(), std::string("2 ProvisioningWorker: ") + WAITING);
+    EXPECT_EQ(std::count(all.begin(), waits, PUBLISH_BEGIN), 2) << "announced before it waits";
+    const auto take = std::find(waits, all.end(), "take");
+    EXPECT_NE(take, all.end());
     EXPECT_EQ(std::count(take, all.end(), "1 ProvisioningWorker: Start provisioning thread"), 1)
         << "the second starts when the first has announced everything";
 }
@@ -368,11 +342,13 @@ TEST_F(ProvisioningWorkerTest, AStartAfterARunDoesNotSayThatItWaits) {
 
 TEST_F(ProvisioningWorkerTest, DestructionWaitsForTheRunAndLeavesNothingBehind) {
     startHeldRun();
+    const JoinWatch watch;
     auto destroyed = std::async(std::launch::async, [this] { worker.reset(); });
-    EXPECT_EQ(destroyed.wait_for(30ms), std::future_status::timeout);
+    EXPECT_TRUE(watch.waitForJoin());
     downloader->release();
     destroyed.get();
-    EXPECT_TRUE(journal.has("take"));
+    EXPECT_THAT(journal.calls({"take", "no progress"}), ElementsAre("take", "no progress callback"))
+        << "further files of the run are watched as the first one";
     EXPECT_EQ(propertyApi->subscriptionsOf(NETWORK_READY), 0U);
     downloader->download(http::UrlInfo(URL), PATH); // would call a worker that is gone
 }
@@ -417,16 +393,6 @@ TEST_F(ProvisioningWorkerTest, ARunThatWaitsForTheUserIsNotStalled) {
     EXPECT_FALSE(journal.log().has(1, "Waiting for progress"));
 }
 
-TEST_F(ProvisioningWorkerTest, OnlyAChangedCountOfBytesIsProgress) {
-    startHeldRun();            // calls back with 0 bytes again and again
-    worker->waitForProgress(); // the start itself
-    auto waiting = std::async(std::launch::async, [this] { worker->waitForProgress(); });
-    ASSERT_TRUE(waitUntil([&] { return journal.log().count(1, "Waiting for progress") == 2; }));
-    EXPECT_EQ(waiting.wait_for(60ms), std::future_status::timeout);
-    worker->curlProgressCallback(100, 50, 0, 0);
-    waiting.get();
-}
-
 TEST_F(ProvisioningWorkerTest, TheEndOfTheRunWakesAWaiter) {
     startHeldRun();
     worker->waitForProgress();
@@ -436,38 +402,6 @@ TEST_F(ProvisioningWorkerTest, TheEndOfTheRunWakesAWaiter) {
     downloader->release();
     waiting.get();
     worker->waitForProvisioningEnd();
-}
-
-/// Holds up the writing of one value until it is released.
-class HeldPropertyApi : public RecordingPropertyApi {
-public:
-    using RecordingPropertyApi::RecordingPropertyApi;
-
-    bool setValue(const std::string& key, const std::string& value) const override {
-        if (held && key == IN_PROGRESS && value == "1")
-            released.get_future().wait();
-        return RecordingPropertyApi::setValue(key, value);
-    }
-
-    std::atomic<bool> held{false};
-    mutable std::promise<void> released;
-};
-
-TEST_F(ProvisioningWorkerTest, AStartDropsTheSignsOfTheRunBefore) {
-    const auto store = std::make_shared<HeldPropertyApi>(journal);
-    ovo::LocalPhoneBookUpdater storeUpdater{*store, downloader};
-    ovo::ProvisioningWorker held(store, phoneConfig, security, downloader, parser, credentials,
-                                 *ipcClient, storeUpdater, decrypter, runReport);
-    held.startProvisioning(URL);
-    held.waitForProvisioningEnd(); // it left a sign
-    store->held = true;
-    held.startProvisioning(URL);
-    // The new run gives its first sign only behind the write that is held up.
-    auto waiting = std::async(std::launch::async, [&] { held.waitForProgress(); });
-    EXPECT_EQ(waiting.wait_for(50ms), std::future_status::timeout);
-    store->released.set_value();
-    waiting.get();
-    held.waitForProvisioningEnd();
 }
 
 TEST_F(ProvisioningWorkerTest, AStoreThatDoesNotTakeTheSignOfARunDoesNotEndTheStart) {
@@ -531,6 +465,22 @@ TEST_F(ProvisioningWorkerTest, CallersOfTheSameMomentGetRunsOneAfterAnother) {
     EXPECT_EQ(journal.count(PUBLISH_BEGIN), static_cast<std::size_t>(CALLERS * RUNS));
     EXPECT_EQ(journal.count(PUBLISH_END), static_cast<std::size_t>(CALLERS * RUNS));
     EXPECT_TRUE(worker->isProvisioningFinished());
+}
+
+TEST_F(ProvisioningWorkerTest, WhoWaitsForTheEndOfARunMayMeetWhoStartsTheNext) {
+    std::atomic<bool> over = false;
+    std::thread waiting([&] {
+        while (!over) {
+            worker->waitForProvisioningEnd();
+            std::this_thread::yield();
+        }
+    });
+    for (int round = 0; round < 30; ++round)
+        worker->startProvisioning(URL);
+    over = true;
+    waiting.join();
+    worker->waitForProvisioningEnd();
+    EXPECT_EQ(journal.log().count(1, "Provisioning Finished"), 30U);
 }
 
 TEST_F(ProvisioningWorkerTest, RunsNetworkChangesAndASupervisorMayMeet) {

@@ -26,11 +26,26 @@ void RecordingPropertyApi::subscribe(const std::string& key, Callback callback) 
 
 std::unique_ptr<propertyapi::ISubscription>
 RecordingPropertyApi::subscribeScoped(const std::string& key, Callback callback) const {
+    class Scoped : public propertyapi::ISubscription {
+    public:
+        Scoped(Journal& journal, std::string key, std::unique_ptr<ISubscription> subscription)
+            : journal_(journal), key_(std::move(key)), subscription_(std::move(subscription)) {}
+        ~Scoped() override { journal_.add("unsubscribe " + key_); }
+        Scoped(const Scoped&) = delete;
+        Scoped& operator=(const Scoped&) = delete;
+
+    private:
+        Journal& journal_;
+        const std::string key_;
+        const std::unique_ptr<ISubscription> subscription_;
+    };
     journal_.add("subscribe " + key);
-    return FakePropertyApi::subscribeScoped(key, std::move(callback));
+    return std::make_unique<Scoped>(journal_, key,
+                                    FakePropertyApi::subscribeScoped(key, std::move(callback)));
 }
 
 bool RecordingPropertyApi::setValue(const std::string& key, const std::string& value) const {
+    beforeSet(key);
     journal_.add("set " + key + "=" + value);
     return FakePropertyApi::setValue(key, value);
 }
@@ -63,6 +78,12 @@ http::DownloadResult RecordingDownloader::download(const http::UrlInfo& url,
                                                    std::uint64_t maxBytes) {
     journal_.add("download " + url.getUrl() + " to " + path);
     return FakeFileDownloader::download(url, path, access, maxBytes);
+}
+
+void RecordingDownloader::setProgressCallback(ProgressCallback callback) {
+    if (!callback)
+        journal_.add("no progress callback");
+    FakeFileDownloader::setProgressCallback(std::move(callback));
 }
 
 void FakeWorker::startProvisioning(const std::string& url) {

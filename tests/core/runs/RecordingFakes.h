@@ -15,7 +15,8 @@
 #include <mutex>
 #include <string>
 
-/// "get KEY", "get KEY or DEFAULT", "set KEY=VALUE", "subscribe KEY".
+/// "get KEY", "get KEY or DEFAULT", "set KEY=VALUE", "subscribe KEY", and "unsubscribe KEY" when a
+/// scoped subscription ends.
 class RecordingPropertyApi : public FakePropertyApi {
 public:
     explicit RecordingPropertyApi(Journal& journal, std::map<std::string, std::string> values = {});
@@ -27,6 +28,10 @@ public:
     subscribeScoped(const std::string& key, Callback callback) const override;
     /// A failed write is noted too.
     bool setValue(const std::string& key, const std::string& value) const override;
+
+    /// Called before each single write is noted. Set it before others use the object.
+    std::function<void(const std::string& key)> beforeSet = [](const std::string&) {
+    };
 
 private:
     Journal& journal_;
@@ -56,10 +61,12 @@ private:
     Journal& journal_;
 };
 
-/// "download URL to PATH".
+/// "download URL to PATH", and "no progress callback" when that is taken away.
 class RecordingDownloader : public FakeFileDownloader {
 public:
     explicit RecordingDownloader(Journal& journal) : journal_(journal) {}
+
+    void setProgressCallback(ProgressCallback callback) override;
 
     http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
                                   http::Access access = http::Access::OwnerOnly,

@@ -1,5 +1,8 @@
 #include "TurnTaker.h"
 
+#include "WaitUntil.h"
+#include "WatchedThreads.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -35,12 +38,17 @@ TEST(TurnTaker, OneThreadAtATimeHasTheTurn) {
 }
 
 TEST(TurnTaker, AWaiterGetsTheTurnThatIsGivenBack) {
+    std::atomic<int> waits = 0;
+    const WatchedThreads watched({.onWait = [&] {
+        ++waits;
+        return false;
+    }});
     TurnTaker taker;
     std::future<void> waiting;
     {
         const TurnTaker::Turn turn(taker);
         waiting = std::async(std::launch::async, [&] { const TurnTaker::Turn next(taker); });
-        EXPECT_EQ(waiting.wait_for(10ms), std::future_status::timeout);
+        EXPECT_TRUE(waitUntil([&] { return waits >= 1; }));
     }
     EXPECT_EQ(waiting.wait_for(20s), std::future_status::ready);
 }

@@ -1,0 +1,199 @@
+// What the parts of a run tell its report: the numbers, and the first cause of a failure in words.
+
+#include "CustomScenarioTest.h"
+#include "JobHandlers/FileDownloadHandler.h"
+#include "JobHandlers/FirmwareJobHandler.h"
+#include "JobHandlers/JobHandlerBuilder.h"
+#include "JobHandlers/NVMJobHandler.h"
+#include "JobHandlers/ProvisioningFileParser.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <stdexcept>
+
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using enum ovo::ProvisioningStatus;
+
+constexpr char NO_CAUSE[] = "no job reported a result";
+
+class JobReportsTest : public CustomScenarioTest {
+protected:
+    /// The report's line on a run that consists of this.
+    std::string lineOf(const std::function<void()>& run) {
+        report.begin("http://10.0.0.5/prov/p.xml");
+        run();
+        log.clear();
+        report.end(Fail);
+        return log.texts().at(0);
+    }
+
+    /// The cause in that line.
+    std::string causeOf(const std::function<void()>& run) {
+        const std::string line = lineOf(run);
+        const std::string label = ", first failure: ";
+        const auto begin = line.find(label);
+        return begin == std::string::npos ? line : line.substr(begin + label.size());
+    }
+
+    std::string causeOfParameters(std::vector<Attributes> parameters) {
+        return causeOf([&] { runParameters(std::move(parameters)); });
+    }
+    void runParameters(std::vector<Attributes> parameters) {
+        node = {"settings", "param", std::move(parameters)};
+        ovo::NVMJobHandler(node, store, progress, report).runImpl();
+    }
+    static Attributes param(const std::string& name, const std::string& value) {
+        return {{"name", name}, {"value", value}};
+    }
+
+    std::string causeOfFirmware(std::vector<Attributes> files) {
+        return causeOf([&] {
+            node = {"firmware", "file", std::move(files)};
+            ovo::FirmwareJobHandler(node, store, configuration, downloader, server, report)
+                .runImpl();
+        });
+    }
+
+    std::string causeOfStep(const Step& step) {
+        return causeOf([&] { statusOf({step}); });
+    }
+};
+
+TEST_F(JobReportsTest, ParametersAreCountedAsRequestedAppliedAndRefused) {
+    store->setValue("Old", "same");
+    store->setValue("FunctionKeys.1.LockProvisioning", "1");
+    store->setValue("NET.VLAN.Locked", "1");
+    const std::string key = "PhoneUI.Keys.FunctionKeys.";
+    const std::string line = lineOf([&] {
+        runParameters({param("New", "1"), param("Old", "same"), param("Other", "2")});
+        runParameters({param(key + "1.Label", "locked"),
+                       param(key + "1.LockProvisioning", "0"),
+                       param(key + "x.Label", "no number"),
+                       param("NET.VLAN.Id", "7"),
+                       {{"name", "no value"}},
+                       param("Third", "3")});
+    });
+    EXPECT_THAT(line, HasSubstr("parameters requested 9 applied 3 refused 5, "));
+    EXPECT_THAT(line, EndsWith(NO_CAUSE)) << "something was set by each job";
+}
+
+TEST_F(JobReportsTest, AJobWithoutAParameterToSetSaysWhyTheFirstWasRefused) {
+    store->setValue("FunctionKeys.1.LockProvisioning", "1");
+    store->setValue("NET.VLAN.Locked", "1");
+    const std::string key = "PhoneUI.Keys.FunctionKeys.";
+    const std::string none = "no parameter is left to be set: ";
+    const std::pair<Attributes, std::string> cases[] = {
+        {param(key + "1.Label", "x"),
+         R"("PhoneUI.Keys.FunctionKeys.1.Label" is locked by "FunctionKeys.1.LockProvisioning")"},
+        {param(key + "1.LockProvisioning", "x"),
+         R"("PhoneUI.Keys.FunctionKeys.1.LockProvisioning" can not be set by provisioning)"},
+        {param(key + "x.Label", "x"),
+         R"(Function key parameter name invalid "PhoneUI.Keys.FunctionKeys.x.Label")"},
+        {param("NET.VLAN.Id", "7"), R"("NET.VLAN.Id" is locked by "NET.VLAN.Locked")"},
+        {{{"name", "A"}}, R"("A": attribute "value" is missing)"},
+        {{{"value", "s3cret"}}, R"("???": attribute "name" is missing)"},
+    };
+    for (const auto& [parameter, cause] : cases)
+        EXPECT_EQ(causeOfParameters({parameter, {{"value", "another"}}}), none + cause);
+}
+
+TEST_F(JobReportsTest, ParametersThatCannotBeWrittenAreTheCause) {
+    store->failWrites("A");
+    const std::string line = lineOf([&] { runParameters({param("A", "1"), param("B", "2")}); });
+    EXPECT_THAT(line, HasSubstr("parameters requested 2 applied 0 refused 0, "));
+    EXPECT_THAT(line, EndsWith(", first failure: " + errorOf([&] { store->setValue("A", "1"); })));
+}
+
+TEST_F(JobReportsTest, FirmwareThatIsNotInstalledIsTheCause) {
+    phone.write("/etc/firmware-version", "1.2.0\n");
+    store->setValue("FirmwareManagment.AutomaticCheckForUpdates", "1");
+    EXPECT_EQ(causeOfFirmware({}), "multiple firmware version entries are not supported");
+    EXPECT_EQ(causeOfFirmware({{{"version", "1.1"}, {"url", "/fw.bin"}}}),
+              R"(firmware: "1.1" is older than "1.2.0")");
+    EXPECT_EQ(causeOfFirmware({{{"url", "/fw.bin"}}}), R"(attribute "version" is missing)");
+    EXPECT_EQ(causeOfFirmware({{{"version", "1.3"}, {"url", "/fw.bin"}}}),
+              "Download from 10.0.0.5 failed: the server answered with status 404");
+}
+
+TEST_F(JobReportsTest, AStepThatFailsIsTheCause) {
+    const std::string url = "http://10.0.0.5/prov/";
+    downloader->serve(url + "a.pem", "certificate or key");
+    const std::string missing = "Download from 10.0.0.5 failed: the server answered with status "
+                                "404";
+    EXPECT_EQ(causeOfStep({{"url", "/a"}}), R"(step "???": attribute "type" is missing)");
+    EXPECT_EQ(causeOfStep({{"type", "DownloadWallpaper"}}),
+              R"(step "DownloadWallpaper": attribute "url" is missing)");
+    for (const char* type : {"certificate", "Clientcertificate", "Clientkey", "DownloadWallpaper"})
+        EXPECT_EQ(causeOfStep({{"type", type}, {"url", "/missing"}}), missing) << type;
+    EXPECT_EQ(causeOfStep({{"type", "LocalPhoneBook"}, {"url", "/missing"}}),
+              R"(step "LocalPhoneBook" failed)");
+    EXPECT_EQ(causeOfStep({{"type", "Redirect"}, {"url", ""}}), "Empty url attribute.");
+    EXPECT_EQ(causeOfStep({{"type", "Fly"}}), NO_CAUSE) << "an unknown step is no failure";
+}
+
+TEST_F(JobReportsTest, ACertificateOrKeyThatIsRefusedIsTheCause) {
+    const std::string url = "http://10.0.0.5/prov/";
+    const std::string fetched = "/var/volatile/provisioning/custom/";
+    downloader->serve(url + "a.pem", "certificate or key");
+    security->setInvalid(fetched + "user_cert.pem");
+    EXPECT_EQ(causeOfStep({{"type", "Clientcertificate"}, {"url", "/a.pem"}}),
+              "the client certificate is not valid");
+    security->setKeyPassword(fetched + "user_key.pem", "s3cret");
+    const std::string cause =
+        causeOfStep({{"type", "Clientkey"}, {"url", "/a.pem"}, {"password", "wr0ng"}});
+    EXPECT_EQ(cause, "the client private key is not valid");
+    security->setCheckError("no memory");
+    EXPECT_EQ(causeOfStep({{"type", "certificate"}, {"url", "/a.pem"}}),
+              R"(certificate "a.pem": no memory)");
+}
+
+TEST_F(JobReportsTest, AFileThatCannotBeQueuedIsTheCause) {
+    EXPECT_EQ(causeOf([&] {
+                  node = {"provisioning", "category", {{{"type", "x"}, {"url", "/a.xml"}}}};
+                  ovo::FileDownloadHandler(node, store, configuration, server, report).runImpl();
+              }),
+              "Node category failed to validate");
+}
+
+TEST_F(JobReportsTest, ANodeThatIsNoJobIsTheCause) {
+    const ovo::JobHandlerBuilder builder(store, configuration, downloader, security, progress, bus,
+                                         phoneBook, report);
+    EXPECT_EQ(causeOf([&] {
+                  node = {"nvm", "Param", {}};
+                  builder.makeJobHandler(node, server);
+              }),
+              R"(element "nvm" with "Param" in it is no job)");
+}
+
+TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {
+    const auto runReport = std::make_shared<ovo::RunReport>();
+    ovo::ProvisioningFileParser parser(store, runReport);
+    const auto causeOfFile = [&](const std::string& text) {
+        runReport->begin("http://10.0.0.5/prov/p.xml");
+        phone.write("/p.xml", text);
+        std::vector<ovo::ProvisioningNode> nodes;
+        errorOf([&] { parser.parse("/p.xml", nodes); });
+        log.clear();
+        runReport->end(Fail);
+        return log.texts().at(0);
+    };
+    EXPECT_THAT(causeOfFile("<settings version='1.1'/>"),
+                EndsWith(", first failure: the file holds no job"));
+    EXPECT_THAT(causeOfFile("<settings version='1.1'>\n<a>"),
+                MatchesRegex(".*, first failure: line 2, .*"));
+    EXPECT_THAT(causeOfFile("<step version='1.1'/>"),
+                EndsWith(R"(, first failure: the file is not for this phone: its root element is )"
+                         R"("step")"));
+    EXPECT_THAT(causeOfFile("<settings version='2.0'><a b='1'/></settings>"),
+                AllOf(HasSubstr(", first failure: the file is not for this phone: product ID "),
+                      Not(HasSubstr("no job"))));
+}
+
+} // namespace
