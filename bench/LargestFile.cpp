@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 // The largest provisioning files that are allowed: what a run with one takes in time and memory,
 // each in a process of its own. Prints a table.
 
-#include "Broker.h"
-#include "ChildProcess.h"
-#include "Nginx.h"
-#include "PhoneRoot.h"
 #include "System.h"
+#include "support/http/Nginx.h"
+#include "support/ipc/Broker.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 #include "xml/Xml.h"
 
 #include <malloc.h>

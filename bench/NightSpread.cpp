@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the night runs of many phones spread: draws the offset of 1,000,000 consecutive MAC
 // addresses, prints the busiest second and a chi-squared figure, and draws the histogram.
 

@@ -1,5 +1,5 @@
-#ifndef RAWRUN_H
-#define RAWRUN_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <memory>
@@ -30,5 +30,3 @@ private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
-
-#endif

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
 // A run of 10,000 parameters, from trigger to published result, beside the raw cost of the same
 // work, round by round in one process. Prints medians, and their ratio.
 
-#include "Broker.h"
-#include "ChildProcess.h"
-#include "Nginx.h"
-#include "PhoneRoot.h"
 #include "RawRun.h"
 #include "System.h"
+#include "support/http/Nginx.h"
+#include "support/ipc/Broker.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 
 #include <unistd.h>
 

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "System.h"
 
 #include "CredentialsProvider.h"
-#include "CurlRestApi.h"
 #include "JobHandlers/ProvisioningFileParser.h"
+#include "http/curl/CurlRestApi.h"
 
 #include <vector>
 

@@ -1,15 +1,15 @@
-#ifndef SYSTEM_H
-#define SYSTEM_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "JsonPhoneConfig.h"
 #include "LocalPhoneBookUpdater.h"
-#include "MessageThread.h"
-#include "MosquittoIpcClient.h"
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
-#include "SqlitePropertyApi.h"
 #include "http/Aes128CbcDecrypter.h"
 #include "http/FileDownloader.h"
 #include "http/Security.h"
+#include "ipc/mosquitto/MessageThread.h"
+#include "ipc/mosquitto/MosquittoIpcClient.h"
+#include "phoneconfig/json/JsonPhoneConfig.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <chrono>
 #include <memory>
@@ -42,5 +42,3 @@ private:
     const std::shared_ptr<ovo::RunReport> report;
     ovo::ProvisioningWorker worker;
 };
-
-#endif

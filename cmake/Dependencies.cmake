@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The libraries behind the platform, each from the distribution's packages.
 
 find_package(PkgConfig REQUIRED)

@@ -1,11 +1,17 @@
+# SPDX-License-Identifier: Apache-2.0
 # ovo_module(NAME SOURCES ... [PUBLIC ...] [PRIVATE ...])
 #
-# One static library per module. A module's directory is its include root, and a target sees the
-# headers of exactly those modules that it links: an include that is not linked does not compile.
+# One static library per module. Its include root is OVO_INCLUDE_ROOT of its part of the tree, or its
+# own directory where there is none; headers of other modules are included by their path below it.
+# scripts/check-structure holds includes of other modules against what the target links.
 function(ovo_module NAME)
   cmake_parse_arguments(M "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${NAME} STATIC ${M_SOURCES})
-  target_include_directories(${NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+  if(DEFINED OVO_INCLUDE_ROOT)
+    target_include_directories(${NAME} PUBLIC ${OVO_INCLUDE_ROOT})
+  else()
+    target_include_directories(${NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+  endif()
   target_link_libraries(${NAME} PUBLIC ${M_PUBLIC} PRIVATE ovo_flags ${M_PRIVATE})
 endfunction()
 

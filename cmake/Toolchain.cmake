@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Compiler flags for every target of this project; libraries' own headers are SYSTEM and stay quiet.
 
 add_library(ovo_flags INTERFACE)

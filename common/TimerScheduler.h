@@ -1,5 +1,5 @@
-#ifndef TIMERSCHEDULER_H
-#define TIMERSCHEDULER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <algorithm>
 #include <atomic>
@@ -153,5 +153,3 @@ private:
 };
 
 } // namespace common
-
-#endif

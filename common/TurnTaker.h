@@ -1,5 +1,5 @@
-#ifndef TURNTAKER_H
-#define TURNTAKER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <condition_variable>
 #include <mutex>
@@ -43,5 +43,3 @@ private:
 };
 
 } // namespace common
-
-#endif

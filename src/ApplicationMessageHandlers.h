@@ -1,5 +1,5 @@
-#ifndef APPLICATIONMESSAGEHANDLERS_H
-#define APPLICATIONMESSAGEHANDLERS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningOnStartup.h"
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
@@ -61,5 +61,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

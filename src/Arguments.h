@@ -1,5 +1,5 @@
-#ifndef ARGUMENTS_H
-#define ARGUMENTS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <optional>
 
@@ -12,5 +12,3 @@ namespace ovo {
 std::optional<int> answerArguments(int argc, char** argv);
 
 } // namespace ovo
-
-#endif

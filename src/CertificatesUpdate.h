@@ -1,5 +1,5 @@
-#ifndef CERTIFICATESUPDATE_H
-#define CERTIFICATESUPDATE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "dto/SysConf.h"
 #include "ipc/IIPCPublisher.h"
@@ -13,5 +13,3 @@ void publishCertificatesUpdate(ipc::IIPCPublisher& publisher,
                                const dto::SysConf::ModifyCertificates& record);
 
 } // namespace ovo
-
-#endif

@@ -1,7 +1,7 @@
-#ifndef CREDENTIALSPROVIDER_H
-#define CREDENTIALSPROVIDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "TurnTaker.h"
+#include "common/TurnTaker.h"
 #include "http/ICredentialsProvider.h"
 #include "ipc/IIPCClient.h"
 #include "phoneconfig/IPhoneConfig.h"
@@ -62,5 +62,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

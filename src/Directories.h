@@ -1,5 +1,5 @@
-#ifndef DIRECTORIES_H
-#define DIRECTORIES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -35,5 +35,3 @@ struct Files {
 };
 
 } // namespace ovo
-
-#endif

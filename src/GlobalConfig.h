@@ -1,5 +1,5 @@
-#ifndef GLOBALCONFIG_H
-#define GLOBALCONFIG_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Sleep.h"
 #include "propertyapi/IPropertyApi.h"
@@ -27,5 +27,3 @@ public:
 };
 
 } // namespace ovo
-
-#endif

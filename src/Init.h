@@ -1,5 +1,5 @@
-#ifndef INIT_H
-#define INIT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningTimer.h"
 #include "Sleep.h"
@@ -28,5 +28,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef LOCALPHONEBOOKUPDATER_H
-#define LOCALPHONEBOOKUPDATER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/IFileDownloader.h"
 #include "http/UrlInfo.h"
@@ -33,5 +33,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

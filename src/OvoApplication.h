@@ -1,5 +1,5 @@
-#ifndef OVOAPPLICATION_H
-#define OVOAPPLICATION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ApplicationMessageHandlers.h"
 #include "LocalPhoneBookUpdater.h"
@@ -46,5 +46,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

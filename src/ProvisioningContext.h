@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGCONTEXT_H
-#define PROVISIONINGCONTEXT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningFileContext.h"
 #include "ProvisioningStatus.h"
@@ -38,5 +38,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGFILECONTEXT_H
-#define PROVISIONINGFILECONTEXT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/UrlInfo.h"
 
@@ -21,5 +21,3 @@ struct ProvisioningFileContext {
 };
 
 } // namespace ovo
-
-#endif

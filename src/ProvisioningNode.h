@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGNODE_H
-#define PROVISIONINGNODE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <iosfwd>
 #include <map>
@@ -26,5 +26,3 @@ const std::string& attributeOf(const ProvisioningNode::Attributes& child, const 
 std::ostream& operator<<(std::ostream& stream, const ProvisioningNode& node);
 
 } // namespace ovo
-
-#endif

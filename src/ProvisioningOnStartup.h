@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGONSTARTUP_H
-#define PROVISIONINGONSTARTUP_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
 #include "Sleep.h"
@@ -62,5 +62,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGSTATUS_H
-#define PROVISIONINGSTATUS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 namespace ovo {
 
@@ -12,5 +12,3 @@ enum class ProvisioningStatus : int {
 };
 
 } // namespace ovo
-
-#endif

@@ -1,9 +1,9 @@
-#ifndef PROVISIONINGTIMER_H
-#define PROVISIONINGTIMER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "LocalPhoneBookUpdater.h"
 #include "Sleep.h"
-#include "TimerScheduler.h"
+#include "common/TimerScheduler.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <chrono>
@@ -99,5 +99,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

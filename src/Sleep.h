@@ -1,5 +1,5 @@
-#ifndef SLEEP_H
-#define SLEEP_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -18,5 +18,3 @@ inline bool sleepThrough(std::chrono::milliseconds duration) {
 }
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef UTILS_H
-#define UTILS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningStatus.h"
 #include "http/UrlInfo.h"
@@ -31,5 +31,3 @@ struct Utils {
 };
 
 } // namespace ovo
-
-#endif

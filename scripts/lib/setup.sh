@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # What every script needs: the tree, the packages and the builds. Sourced, never run.
 

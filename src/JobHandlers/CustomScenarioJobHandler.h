@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_CUSTOMSCENARIOJOBHANDLER_H
-#define JOBHANDLERS_CUSTOMSCENARIOJOBHANDLER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/JobHandler.h"
 #include "LocalPhoneBookUpdater.h"
@@ -78,5 +78,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

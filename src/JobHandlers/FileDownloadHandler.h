@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_FILEDOWNLOADHANDLER_H
-#define JOBHANDLERS_FILEDOWNLOADHANDLER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/JobHandler.h"
 #include "http/UrlInfo.h"
@@ -32,5 +32,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

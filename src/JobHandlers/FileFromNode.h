@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_FILEFROMNODE_H
-#define JOBHANDLERS_FILEFROMNODE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningFileContext.h"
 #include "http/UrlInfo.h"
@@ -27,5 +27,3 @@ ProvisioningFileContext getFileFromNode(const std::map<std::string, std::string>
                                         const phoneconfig::IPhoneConfig& phoneConfig);
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_FIRMWAREJOBHANDLER_H
-#define JOBHANDLERS_FIRMWAREJOBHANDLER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/JobHandler.h"
 #include "http/IFileDownloader.h"
@@ -56,5 +56,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

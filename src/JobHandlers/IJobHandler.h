@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_IJOBHANDLER_H
-#define JOBHANDLERS_IJOBHANDLER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningContext.h"
 
@@ -24,5 +24,3 @@ protected:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_IJOBHANDLERBUILDER_H
-#define JOBHANDLERS_IJOBHANDLERBUILDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/IJobHandler.h"
 #include "ProvisioningNode.h"
@@ -20,5 +20,3 @@ public:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_IPROVISIONINGFILEPARSER_H
-#define JOBHANDLERS_IPROVISIONINGFILEPARSER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningNode.h"
 
@@ -19,5 +19,3 @@ public:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_INVALIDFORMATEXCEPTION_H
-#define JOBHANDLERS_INVALIDFORMATEXCEPTION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <exception>
 #include <string>
@@ -17,5 +17,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

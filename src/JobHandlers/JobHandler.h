@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_JOBHANDLER_H
-#define JOBHANDLERS_JOBHANDLER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/IJobHandler.h"
 #include "ProvisioningNode.h"
@@ -35,5 +35,3 @@ protected:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_JOBHANDLERBUILDER_H
-#define JOBHANDLERS_JOBHANDLERBUILDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/IJobHandlerBuilder.h"
 #include "LocalPhoneBookUpdater.h"
@@ -53,5 +53,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_NVMJOBHANDLER_H
-#define JOBHANDLERS_NVMJOBHANDLER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/JobHandler.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
@@ -58,5 +58,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_NULLJOBHANDLER_H
-#define JOBHANDLERS_NULLJOBHANDLER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/IJobHandler.h"
 
@@ -13,5 +13,3 @@ public:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_PROVISIONINGFILEPARSER_H
-#define JOBHANDLERS_PROVISIONINGFILEPARSER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/IProvisioningFileParser.h"
 #include "ProvisioningWatchdog/RunReport.h"
@@ -52,5 +52,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

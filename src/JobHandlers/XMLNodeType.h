@@ -1,5 +1,5 @@
-#ifndef JOBHANDLERS_XMLNODETYPE_H
-#define JOBHANDLERS_XMLNODETYPE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -64,5 +64,3 @@ inline constexpr char CUSTOM_STEP_ATTR_TYPE_STR[] = "type";
 const std::string& getNodeTypeName(XMLNodeType type);
 
 } // namespace ovo::XMLParser
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_IPROVISIONING_H
-#define PROVISIONINGWATCHDOG_IPROVISIONING_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningContext.h"
 #include "ProvisioningFileContext.h"
@@ -16,5 +16,3 @@ public:
 };
 
 } // namespace ovo
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_IPROVISIONINGWORKER_H
-#define PROVISIONINGWATCHDOG_IPROVISIONINGWORKER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -16,5 +16,3 @@ public:
     virtual bool isProvisioningFinished() const = 0;
     virtual ~IProvisioningWorker() = default;
 };
-
-#endif

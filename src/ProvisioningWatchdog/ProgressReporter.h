@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_PROGRESSREPORTER_H
-#define PROVISIONINGWATCHDOG_PROGRESSREPORTER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <condition_variable>
 #include <mutex>
@@ -29,5 +29,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

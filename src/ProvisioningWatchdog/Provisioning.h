@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_PROVISIONING_H
-#define PROVISIONINGWATCHDOG_PROVISIONING_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/IJobHandlerBuilder.h"
 #include "JobHandlers/IProvisioningFileParser.h"
@@ -52,5 +52,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

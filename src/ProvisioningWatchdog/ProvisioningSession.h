@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_PROVISIONINGSESSION_H
-#define PROVISIONINGWATCHDOG_PROVISIONINGSESSION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningFileContext.h"
 #include "ProvisioningStatus.h"
@@ -23,5 +23,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

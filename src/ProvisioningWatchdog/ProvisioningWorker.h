@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_PROVISIONINGWORKER_H
-#define PROVISIONINGWATCHDOG_PROVISIONINGWORKER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/IJobHandlerBuilder.h"
 #include "JobHandlers/IProvisioningFileParser.h"
@@ -8,7 +8,7 @@
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
 #include "ProvisioningWatchdog/RunReport.h"
-#include "TurnTaker.h"
+#include "common/TurnTaker.h"
 #include "http/ICredentialsProvider.h"
 #include "http/IDecrypter.h"
 #include "http/IFileDownloader.h"
@@ -93,5 +93,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

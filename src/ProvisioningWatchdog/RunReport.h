@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_RUNREPORT_H
-#define PROVISIONINGWATCHDOG_RUNREPORT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ProvisioningStatus.h"
 #include "http/UrlInfo.h"
@@ -71,5 +71,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

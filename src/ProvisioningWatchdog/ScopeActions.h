@@ -1,5 +1,5 @@
-#ifndef PROVISIONINGWATCHDOG_SCOPEACTIONS_H
-#define PROVISIONINGWATCHDOG_SCOPEACTIONS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <functional>
 #include <utility>
@@ -23,5 +23,3 @@ private:
 };
 
 } // namespace ovo
-
-#endif

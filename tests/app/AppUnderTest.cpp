@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A service for tests that need a process of their own: its end by signals, its start. It writes
 // what happens to it to stdout, one line each. Arguments, in any number:
 //   end=MS               time from the first signal to the forced end
@@ -8,10 +9,10 @@
 //   kill-own-pipe        setup() writes to a pipe that nobody reads
 // PLACE: setup, termination (signalTermination), health (checkHealthStatus), cleanup, member (the
 // destructor of a member of the service).
-#include "FakeIpcClient.h"
-#include "Root.h"
-#include "WaitUntil.h"
 #include "app/HaldenApplication.h"
+#include "root/Root.h"
+#include "support/ipc/FakeIpcClient.h"
+#include "support/process/WaitUntil.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,9 +1,10 @@
-#include "Broker.h"
-#include "BusPeer.h"
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "RecordingApplication.h"
-#include "WaitUntil.h"
+#include "support/ipc/Broker.h"
+#include "support/ipc/BusPeer.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

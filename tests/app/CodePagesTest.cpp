@@ -1,4 +1,5 @@
-#include "CodePages.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "app/CodePages.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
-#include "DeferredCall.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "app/DeferredCall.h"
 
-#include "WaitUntil.h"
+#include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
 

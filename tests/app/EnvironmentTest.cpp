@@ -1,6 +1,7 @@
-#include "Environment.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "app/Environment.h"
 
-#include "PhoneRoot.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
 

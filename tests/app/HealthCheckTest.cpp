@@ -1,7 +1,8 @@
-#include "HealthCheck.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "app/HealthCheck.h"
 
-#include "LogRecorder.h"
-#include "WaitUntil.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
 

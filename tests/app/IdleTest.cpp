@@ -1,8 +1,9 @@
-#include "Broker.h"
-#include "BusPeer.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "RunningProgram.h"
 #include "Sanitizers.h"
-#include "WaitUntil.h"
+#include "support/ipc/Broker.h"
+#include "support/ipc/BusPeer.h"
+#include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,9 @@
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "RecordingApplication.h"
-#include "SqlitePropertyApi.h"
-#include "WaitUntil.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#ifndef NOTIFYSOCKET_H
-#define NOTIFYSOCKET_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "PhoneRoot.h"
+#include "support/process/PhoneRoot.h"
 
 #include <chrono>
 #include <optional>
@@ -29,5 +29,3 @@ private:
     const TemporaryDirectory directory_;
     int socket_ = -1;
 };
-
-#endif

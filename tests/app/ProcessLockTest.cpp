@@ -1,8 +1,9 @@
-#include "ProcessLock.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "app/ProcessLock.h"
 
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
 #include "RecordingApplication.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

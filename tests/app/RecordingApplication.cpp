@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "RecordingApplication.h"
 
-#include "WaitUntil.h"
+#include "support/process/WaitUntil.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,5 +1,5 @@
-#ifndef RECORDINGAPPLICATION_H
-#define RECORDINGAPPLICATION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "app/HaldenApplication.h"
 
@@ -84,5 +84,3 @@ private:
     std::exception_ptr thrown_;
     std::thread thread_;
 };
-
-#endif

@@ -1,7 +1,8 @@
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "RecordingApplication.h"
 #include "SilentServer.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
 

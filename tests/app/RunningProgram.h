@@ -1,8 +1,8 @@
-#ifndef RUNNINGPROGRAM_H
-#define RUNNINGPROGRAM_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "ChildProcess.h"
-#include "PhoneRoot.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 
 #include <map>
 #include <memory>
@@ -31,5 +31,3 @@ private:
     const TemporaryDirectory directory_;
     std::unique_ptr<ChildProcess> process_;
 };
-
-#endif

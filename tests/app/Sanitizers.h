@@ -1,5 +1,5 @@
-#ifndef SANITIZERS_H
-#define SANITIZERS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string_view>
 
@@ -8,5 +8,3 @@
 constexpr bool SANITIZED = !std::string_view(OVO_SANITIZE).empty();
 constexpr bool THREAD_SANITIZED =
     std::string_view(OVO_SANITIZE).find("thread") != std::string_view::npos;
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "RunningProgram.h"
-#include "SignalThread.h"
 #include "app/HaldenApplication.h"
+#include "app/SignalThread.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

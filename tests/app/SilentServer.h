@@ -1,5 +1,5 @@
-#ifndef SILENTSERVER_H
-#define SILENTSERVER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -23,5 +23,3 @@ private:
     mutable int connection_ = -1;
     std::uint16_t port_ = 0;
 };
-
-#endif

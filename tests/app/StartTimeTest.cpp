@@ -1,7 +1,8 @@
-#include "Broker.h"
-#include "BusPeer.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "RunningProgram.h"
 #include "Sanitizers.h"
+#include "support/ipc/Broker.h"
+#include "support/ipc/BusPeer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,11 @@
-#include "FakeIpcClient.h"
-#include "LogRecorder.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "NotifySocket.h"
-#include "PhoneRoot.h"
 #include "RecordingApplication.h"
-#include "Service.h"
-#include "WaitUntil.h"
+#include "support/ipc/FakeIpcClient.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
+#include "systemd/Service.h"
 
 #include <gtest/gtest.h>
 

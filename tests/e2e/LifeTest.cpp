@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Phone.h"
-#include "TimeZone.h"
-#include "WaitUntil.h"
+#include "support/process/TimeZone.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,13 +1,13 @@
-#ifndef PHONE_H
-#define PHONE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "Broker.h"
-#include "BusPeer.h"
-#include "ChildProcess.h"
-#include "Nginx.h"
-#include "PhoneRoot.h"
-#include "SqlitePropertyApi.h"
-#include "TestCa.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/http/Nginx.h"
+#include "support/http/TestCa.h"
+#include "support/ipc/Broker.h"
+#include "support/ipc/BusPeer.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 
 #include <chrono>
 #include <map>
@@ -92,5 +92,3 @@ private:
 std::string parameterFile(const std::string& params);
 /// One element "param".
 std::string param(const std::string& name, const std::string& value);
-
-#endif

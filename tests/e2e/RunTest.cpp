@@ -1,5 +1,6 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Phone.h"
-#include "WaitUntil.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

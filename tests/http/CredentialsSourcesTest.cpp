@@ -1,6 +1,7 @@
-#include "CredentialsSources.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "http/downloader/CredentialsSources.h"
 
-#include "FakeCredentialsProvider.h"
+#include "support/http/FakeCredentialsProvider.h"
 
 #include <gmock/gmock.h>
 

@@ -1,13 +1,14 @@
-#include "CurlRestApi.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "http/curl/CurlRestApi.h"
 
-#include "FaultyServer.h"
-#include "FreePort.h"
 #include "Guarded.h"
 #include "Gzip.h"
-#include "Nginx.h"
 #include "NoProxy.h"
-#include "ServerDigest.h"
-#include "WaitUntil.h"
+#include "support/http/FaultyServer.h"
+#include "support/http/Nginx.h"
+#include "support/http/ServerDigest.h"
+#include "support/process/FreePort.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

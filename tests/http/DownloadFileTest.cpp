@@ -1,7 +1,8 @@
-#include "DownloadFile.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "http/downloader/DownloadFile.h"
 
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>

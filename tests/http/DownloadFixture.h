@@ -1,14 +1,14 @@
-#ifndef DOWNLOADFIXTURE_H
-#define DOWNLOADFIXTURE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "CurlRestApi.h"
-#include "FakeCredentialsProvider.h"
-#include "FakePhoneConfig.h"
-#include "FakeSecurity.h"
-#include "LogRecorder.h"
 #include "NoProxy.h"
-#include "PhoneRoot.h"
 #include "http/FileDownloader.h"
+#include "http/curl/CurlRestApi.h"
+#include "support/http/FakeCredentialsProvider.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/security/FakePhoneConfig.h"
+#include "support/security/FakeSecurity.h"
 
 #include <gtest/gtest.h>
 
@@ -81,5 +81,3 @@ protected:
 private:
     std::unique_ptr<http::FileDownloader> downloader_;
 };
-
-#endif

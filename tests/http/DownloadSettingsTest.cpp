@@ -1,7 +1,8 @@
-#include "DownloadSettings.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "http/downloader/DownloadSettings.h"
 
-#include "FakePhoneConfig.h"
-#include "LogRecorder.h"
+#include "support/logger/LogRecorder.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gmock/gmock.h>
 

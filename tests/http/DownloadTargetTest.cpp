@@ -1,14 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a download ends: what stands in the way of its file is found before anything is fetched,
 // and every service finds the file again, however long its name.
 
-#include "ChildProcess.h"
-#include "DownloadFile.h"
 #include "DownloadFixture.h"
-#include "Nginx.h"
-#include "TestCa.h"
 #include "filesystem/Filesystem.h"
 #include "http/Aes128CbcDecrypter.h"
 #include "http/Security.h"
+#include "http/downloader/DownloadFile.h"
+#include "support/http/Nginx.h"
+#include "support/http/TestCa.h"
+#include "support/process/ChildProcess.h"
 
 #include <gmock/gmock.h>
 

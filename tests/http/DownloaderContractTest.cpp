@@ -1,15 +1,16 @@
-#include "CurlRestApi.h"
-#include "FakeCredentialsProvider.h"
-#include "FakeFileDownloader.h"
-#include "FakePhoneConfig.h"
-#include "FakeSecurity.h"
-#include "FaultyServer.h"
-#include "LogRecorder.h"
-#include "Nginx.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "NoProxy.h"
-#include "PhoneRoot.h"
-#include "WaitUntil.h"
 #include "http/FileDownloader.h"
+#include "http/curl/CurlRestApi.h"
+#include "support/http/FakeCredentialsProvider.h"
+#include "support/http/FakeFileDownloader.h"
+#include "support/http/FaultyServer.h"
+#include "support/http/Nginx.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
+#include "support/security/FakePhoneConfig.h"
+#include "support/security/FakeSecurity.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DownloadFixture.h"
-#include "FaultyServer.h"
-#include "FreePort.h"
 #include "Guarded.h"
 #include "Gzip.h"
-#include "Nginx.h"
-#include "WaitUntil.h"
+#include "support/http/FaultyServer.h"
+#include "support/http/Nginx.h"
+#include "support/process/FreePort.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>

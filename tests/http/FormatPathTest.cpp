@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "http/formatPath.h"
 
-#include "FakePhoneConfig.h"
-#include "FakePropertyApi.h"
+#include "support/propertyapi/FakePropertyApi.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gmock/gmock.h>
 

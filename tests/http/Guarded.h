@@ -1,5 +1,5 @@
-#ifndef GUARDED_H
-#define GUARDED_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <mutex>
 #include <utility>
@@ -23,5 +23,3 @@ private:
     mutable std::mutex mutex_;
     Value value_{};
 };
-
-#endif

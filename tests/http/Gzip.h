@@ -1,5 +1,5 @@
-#ifndef GZIP_H
-#define GZIP_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <zlib.h>
 
@@ -19,5 +19,3 @@ inline std::string gzip(const std::string& text) {
     ::deflateEnd(&z);
     return result;
 }
-
-#endif

@@ -1,4 +1,5 @@
-#include "GzipInflater.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "http/curl/GzipInflater.h"
 
 #include "Gzip.h"
 

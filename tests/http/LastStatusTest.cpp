@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DownloadFixture.h"
-#include "FaultyServer.h"
 #include "Gzip.h"
+#include "support/http/FaultyServer.h"
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>

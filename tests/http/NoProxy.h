@@ -1,5 +1,5 @@
-#ifndef NOPROXY_H
-#define NOPROXY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstdlib>
 #include <initializer_list>
@@ -10,5 +10,3 @@ inline void forgetProxies() {
                              "no_proxy", "NO_PROXY"})
         ::unsetenv(name);
 }
-
-#endif

@@ -1,5 +1,6 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "NoProxy.h"
-#include "Proxy.h"
+#include "http/curl/Proxy.h"
 
 #include <arpa/inet.h>
 #include <curl/curl.h>

@@ -1,7 +1,8 @@
-#include "FaultyServer.h"
-#include "FreePort.h"
-#include "TestProxy.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "TlsFixture.h"
+#include "support/http/FaultyServer.h"
+#include "support/http/TestProxy.h"
+#include "support/process/FreePort.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DownloadFixture.h"
-#include "FaultyServer.h"
-#include "FreePort.h"
-#include "Nginx.h"
+#include "support/http/FaultyServer.h"
+#include "support/http/Nginx.h"
+#include "support/process/FreePort.h"
 
 #include <gmock/gmock.h>
 

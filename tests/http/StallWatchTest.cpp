@@ -1,4 +1,5 @@
-#include "StallWatch.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "http/curl/StallWatch.h"
 
 #include <gtest/gtest.h>
 

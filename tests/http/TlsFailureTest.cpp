@@ -1,9 +1,10 @@
-#include "ChildProcess.h"
-#include "FreePort.h"
-#include "RawServer.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "TlsFixture.h"
-#include "TlsWire.h"
-#include "WaitUntil.h"
+#include "support/http/RawServer.h"
+#include "support/http/TlsWire.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/FreePort.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

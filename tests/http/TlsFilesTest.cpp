@@ -1,6 +1,7 @@
-#include "TlsFiles.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "http/curl/TlsFiles.h"
 
-#include "PhoneRoot.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#ifndef TLSFIXTURE_H
-#define TLSFIXTURE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "CurlRestApi.h"
-#include "Nginx.h"
 #include "NoProxy.h"
-#include "PhoneRoot.h"
-#include "TestCa.h"
+#include "http/curl/CurlRestApi.h"
+#include "support/http/Nginx.h"
+#include "support/http/TestCa.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
 
@@ -61,5 +61,3 @@ protected:
     std::chrono::milliseconds connectTimeout = std::chrono::seconds(10);
     http::CurlRestApi api;
 };
-
-#endif

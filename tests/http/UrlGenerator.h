@@ -1,5 +1,5 @@
-#ifndef URLGENERATOR_H
-#define URLGENERATOR_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <random>
 #include <string>
@@ -38,5 +38,3 @@ private:
 
     std::mt19937 random_{20240229}; // NOLINT(cert-msc51-cpp): the same texts in every run
 };
-
-#endif

@@ -1,7 +1,8 @@
-#include "Root.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "UrlGenerator.h"
 #include "http/UrlException.h"
 #include "http/UrlInfo.h"
+#include "root/Root.h"
 
 #include <gmock/gmock.h>
 

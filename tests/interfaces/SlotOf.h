@@ -1,5 +1,5 @@
-#ifndef SLOTOF_H
-#define SLOTOF_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstddef>
 #include <cstring>
@@ -19,5 +19,3 @@ std::size_t slotOf(Member member) {
 #endif
     return static_cast<std::size_t>(offset) / sizeof(void*) + 1;
 }
-
-#endif

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "SlotOf.h"
 #include "app/HaldenApplication.h"
 #include "http/ICertificate.h"

@@ -1,4 +1,5 @@
-#include "BusAddress.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/mosquitto/BusAddress.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

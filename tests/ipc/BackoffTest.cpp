@@ -1,4 +1,5 @@
-#include "Backoff.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/mosquitto/Backoff.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

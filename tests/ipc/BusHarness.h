@@ -1,11 +1,11 @@
-#ifndef BUSHARNESS_H
-#define BUSHARNESS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "Broker.h"
-#include "BusPeer.h"
-#include "LogRecorder.h"
-#include "MessageThread.h"
-#include "MosquittoIpcClient.h"
+#include "ipc/mosquitto/MessageThread.h"
+#include "ipc/mosquitto/MosquittoIpcClient.h"
+#include "support/ipc/Broker.h"
+#include "support/ipc/BusPeer.h"
+#include "support/logger/LogRecorder.h"
 
 #include <gtest/gtest.h>
 
@@ -45,5 +45,3 @@ protected:
     std::shared_ptr<ipc::MessageThread> messageThread = std::make_shared<ipc::MessageThread>();
     std::unique_ptr<ipc::MosquittoIpcClient> client;
 };
-
-#endif

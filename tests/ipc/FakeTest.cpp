@@ -1,5 +1,6 @@
-#include "FakeIpcClient.h"
-#include "FakeMessageThread.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "support/ipc/FakeIpcClient.h"
+#include "support/ipc/FakeMessageThread.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

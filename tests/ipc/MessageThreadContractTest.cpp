@@ -1,6 +1,7 @@
-#include "FakeMessageThread.h"
-#include "LogRecorder.h"
-#include "MessageThread.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/mosquitto/MessageThread.h"
+#include "support/ipc/FakeMessageThread.h"
+#include "support/logger/LogRecorder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
-#include "MessageThread.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/mosquitto/MessageThread.h"
 
-#include "LogRecorder.h"
+#include "support/logger/LogRecorder.h"
 
 #include <gtest/gtest.h>
 

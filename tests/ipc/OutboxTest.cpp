@@ -1,6 +1,7 @@
-#include "Outbox.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/mosquitto/Outbox.h"
 
-#include "LogRecorder.h"
+#include "support/logger/LogRecorder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
-#include "Payload.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/mosquitto/Payload.h"
 
-#include "JsonScan.h"
+#include "ipc/mosquitto/JsonScan.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "BusHarness.h"
-#include "MqttConnection.h"
-#include "Payload.h"
-#include "WaitUntil.h"
+#include "ipc/mosquitto/MqttConnection.h"
+#include "ipc/mosquitto/Payload.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

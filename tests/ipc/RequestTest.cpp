@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "BusHarness.h"
-#include "FakeMessageThread.h"
-#include "Payload.h"
-#include "RequestQueue.h"
-#include "WaitUntil.h"
+#include "ipc/mosquitto/Payload.h"
+#include "ipc/mosquitto/RequestQueue.h"
+#include "support/ipc/FakeMessageThread.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,8 @@
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
-#include "WaitUntil.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "os/Execute.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

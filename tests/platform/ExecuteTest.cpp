@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "os/Execute.h"
 
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
-#include "WaitUntil.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,8 +1,9 @@
-#include "AtomicFile.h"
-#include "LogRecorder.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "Names.h"
-#include "PhoneRoot.h"
 #include "filesystem/Filesystem.h"
+#include "filesystem/posix/AtomicFile.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -53,7 +54,7 @@ protected:
 
     /// A name has to be short for a socket's address.
     void makeSocket(const std::string& path) const {
-        const filesystem::Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const posix::Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         const std::string host = phone.host(path);
@@ -148,8 +149,8 @@ TEST_F(FileRemoval, OfAbandonedFilesLeavesThoseThatAnotherProcessWrites) {
     // The parent's ends only, so that a child that dies is not waited for.
     ::close(toChild[0]);
     ::close(toParent[1]);
-    const filesystem::Descriptor told(toChild[1]);
-    const filesystem::Descriptor heard(toParent[0]);
+    const posix::Descriptor told(toChild[1]);
+    const posix::Descriptor heard(toParent[0]);
     char ready = 0;
     ASSERT_EQ(::read(heard.get(), &ready, 1), 1);
     phone.write("/d/" + std::string(ABANDONED), "left behind");

@@ -1,8 +1,9 @@
-#include "AtomicFile.h"
-#include "DownloadFile.h"
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "filesystem/Filesystem.h"
+#include "filesystem/posix/AtomicFile.h"
+#include "http/downloader/DownloadFile.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -162,7 +163,7 @@ protected:
     }
 
     bool isLocked(const std::string& path) const {
-        const filesystem::Descriptor file(::open(phone.host(path).c_str(), O_RDONLY));
+        const posix::Descriptor file(::open(phone.host(path).c_str(), O_RDONLY));
         return __real_flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     }
 

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "filesystem/Filesystem.h"
 
-#include "AtomicFile.h"
 #include "Names.h"
-#include "PhoneRoot.h"
+#include "filesystem/posix/AtomicFile.h"
+#include "support/process/PhoneRoot.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -159,7 +160,7 @@ TEST_F(Filesystem, ReplacesAFileAndLeavesNoOther) {
 
 TEST_F(Filesystem, AReaderOfTheOldFileKeepsItWhole) {
     phone.write("/d/file", "old");
-    const filesystem::Descriptor reader(::open(phone.host("/d/file").c_str(), O_RDONLY));
+    const posix::Descriptor reader(::open(phone.host("/d/file").c_str(), O_RDONLY));
     filesystem::write("/d/file", "new!");
     char content[8] = {};
     EXPECT_EQ(::read(reader.get(), content, sizeof content), 3);

@@ -1,6 +1,7 @@
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "firmware/HaldenFirmwareVersion.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
-#include "ChildProcess.h"
-#include "PhoneRoot.h"
-#include "WaitUntil.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes log lines through the real logger, as its arguments say:
 //   line LEVEL TEXT       one statement
 //   input                 each line of the input as one statement, "ok" on the output after each

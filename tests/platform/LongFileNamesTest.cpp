@@ -1,7 +1,8 @@
-#include "AtomicFile.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "Names.h"
-#include "PhoneRoot.h"
 #include "filesystem/Filesystem.h"
+#include "filesystem/posix/AtomicFile.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

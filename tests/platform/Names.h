@@ -1,5 +1,5 @@
-#ifndef PLATFORM_NAMES_H
-#define PLATFORM_NAMES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <filesystem>
 #include <set>
@@ -28,5 +28,3 @@ inline const std::set<std::string> ALIKE{
     ".download-Ab3dEf",
     ".download-bg.png",
 };
-
-#endif

@@ -1,7 +1,8 @@
-#include "FakePhoneConfig.h"
-#include "JsonPhoneConfig.h"
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "phoneconfig/json/JsonPhoneConfig.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

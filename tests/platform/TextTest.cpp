@@ -1,6 +1,7 @@
-#include "Escape.h"
-#include "Utf8.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "text/Escape.h"
 #include "text/Quote.h"
+#include "text/Utf8.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#ifndef ALLOCATIONLIMIT_H
-#define ALLOCATIONLIMIT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstddef>
 
@@ -12,5 +12,3 @@ public:
     AllocationLimit(const AllocationLimit&) = delete;
     AllocationLimit& operator=(const AllocationLimit&) = delete;
 };
-
-#endif

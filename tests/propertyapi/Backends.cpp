@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Backends.h"
 
-#include "FakePropertyApi.h"
-#include "PhoneRoot.h"
-#include "SqlitePropertyApi.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/process/PhoneRoot.h"
+#include "support/propertyapi/FakePropertyApi.h"
 
 namespace {
 

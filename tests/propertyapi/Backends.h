@@ -1,5 +1,5 @@
-#ifndef BACKENDS_H
-#define BACKENDS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "propertyapi/IPropertyApi.h"
 
@@ -27,5 +27,3 @@ std::ostream& operator<<(std::ostream& stream, const BackendKind& kind);
 
 BackendKind inMemory();
 BackendKind inDatabase();
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef CHANGERECORDER_H
-#define CHANGERECORDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "propertyapi/IPropertyApi.h"
 
@@ -46,5 +46,3 @@ private:
 /// Waits until everything committed so far has been delivered by a client: a change of a key of its
 /// own comes last.
 bool waitForDelivery(const propertyapi::IPropertyApi& api);
-
-#endif

@@ -1,7 +1,8 @@
-#include "CommitWatch.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "propertyapi/sqlite/CommitWatch.h"
 
-#include "LookSchedule.h"
-#include "PhoneRoot.h"
+#include "propertyapi/sqlite/LookSchedule.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>

@@ -1,4 +1,5 @@
-#include "FakePropertyApi.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "support/propertyapi/FakePropertyApi.h"
 
 #include "ChangeRecorder.h"
 

@@ -1,5 +1,5 @@
-#ifndef FLUSHCOUNTER_H
-#define FLUSHCOUNTER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -20,5 +20,3 @@ void fail(bool fails);
 void beforeNext(std::function<void()> action);
 
 } // namespace flushes
-
-#endif

@@ -1,8 +1,8 @@
-#ifndef LOCKHOLDER_H
-#define LOCKHOLDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "ChildProcess.h"
-#include "PhoneRoot.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 
 #include <string>
 
@@ -18,5 +18,3 @@ private:
     const TemporaryDirectory directory_;
     ChildProcess process_;
 };
-
-#endif

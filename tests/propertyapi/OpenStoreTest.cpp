@@ -1,7 +1,8 @@
-#include "OpenStore.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "propertyapi/sqlite/OpenStore.h"
 
 #include "SharedStore.h"
-#include "SqlitePropertyApi.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <gmock/gmock.h>
 

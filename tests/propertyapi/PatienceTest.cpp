@@ -1,10 +1,11 @@
-#include "Patience.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "propertyapi/sqlite/Patience.h"
 
-#include "ChildProcess.h"
 #include "LockHolder.h"
 #include "SharedStore.h"
-#include "SqlitePropertyApi.h"
-#include "WaitUntil.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>

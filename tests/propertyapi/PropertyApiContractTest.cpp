@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Backends.h"
 #include "ChangeRecorder.h"
-#include "LogRecorder.h"
-#include "WaitUntil.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client of the property store in a process of its own, for the tests.
 //
 //   property_client write KEY COUNT             writes 1 ... COUNT to a key, one at a time
@@ -16,7 +17,7 @@
 //                                               open
 //   property_client measure                     prints how long the operations take
 
-#include "SqlitePropertyApi.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <grp.h>
 #include <sqlite3.h>

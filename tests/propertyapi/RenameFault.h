@@ -1,5 +1,5 @@
-#ifndef RENAMEFAULT_H
-#define RENAMEFAULT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <functional>
 
@@ -16,5 +16,3 @@ public:
     /// How often it was called.
     unsigned int calls() const;
 };
-
-#endif

@@ -1,7 +1,7 @@
-#ifndef SHAREDSTORE_H
-#define SHAREDSTORE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "PhoneRoot.h"
+#include "support/process/PhoneRoot.h"
 
 #include <string>
 
@@ -26,5 +26,3 @@ public:
 private:
     const PhoneRoot root_;
 };
-
-#endif

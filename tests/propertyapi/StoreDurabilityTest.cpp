@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ChangeRecorder.h"
 #include "FlushCounter.h"
-#include "LogRecorder.h"
 #include "SharedStore.h"
-#include "SqlitePropertyApi.h"
-#include "WaitUntil.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "AllocationLimit.h"
 #include "ChangeRecorder.h"
-#include "ChildProcess.h"
-#include "LogRecorder.h"
 #include "SharedStore.h"
-#include "SqlitePropertyApi.h"
-#include "WaitUntil.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ChangeRecorder.h"
-#include "ChildProcess.h"
-#include "LogRecorder.h"
 #include "RenameFault.h"
 #include "SharedStore.h"
-#include "SqlitePropertyApi.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/ChildProcess.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ChangeRecorder.h"
-#include "ChildProcess.h"
 #include "SharedStore.h"
-#include "SqlitePropertyApi.h"
-#include "WaitUntil.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ChangeRecorder.h"
-#include "ChildProcess.h"
 #include "FlushCounter.h"
 #include "LockHolder.h"
-#include "LogRecorder.h"
 #include "SharedStore.h"
-#include "SqlitePropertyApi.h"
-#include "WaitUntil.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/WaitUntil.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
-#include "Subscribers.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "propertyapi/sqlite/Subscribers.h"
 
 #include "ChangeRecorder.h"
 

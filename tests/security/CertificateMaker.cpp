@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CertificateMaker.h"
 
-#include "ChildProcess.h"
+#include "support/process/ChildProcess.h"
 
 #include <gtest/gtest.h>
 

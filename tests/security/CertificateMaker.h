@@ -1,7 +1,7 @@
-#ifndef CERTIFICATEMAKER_H
-#define CERTIFICATEMAKER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "PhoneRoot.h"
+#include "support/process/PhoneRoot.h"
 
 #include <string>
 #include <vector>
@@ -42,5 +42,3 @@ private:
 
     const TemporaryDirectory directory_;
 };
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CertificateMaker.h"
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
 #include "http/Security.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

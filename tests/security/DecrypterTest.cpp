@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CertificateMaker.h"
-#include "PhoneRoot.h"
 #include "http/Aes128CbcDecrypter.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

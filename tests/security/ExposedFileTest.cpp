@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CertificateMaker.h"
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
-#include "TestCa.h"
 #include "http/Aes128CbcDecrypter.h"
 #include "http/Security.h"
+#include "support/http/TestCa.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "http/Secret.h"
 
-#include "PhoneRoot.h"
-#include "TestCa.h"
 #include "http/Security.h"
+#include "support/http/TestCa.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
 #include <malloc.h>

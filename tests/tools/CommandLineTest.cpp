@@ -1,7 +1,8 @@
-#include "CommandLine.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "phone-simulator/CommandLine.h"
 
-#include "ChildProcess.h"
-#include "PropertyWatch.h"
+#include "phone-simulator/PropertyWatch.h"
+#include "support/process/ChildProcess.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-#include "EventPrinter.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "phone-simulator/EventPrinter.h"
 
 #include "SimulatorProcess.h"
 

@@ -1,7 +1,8 @@
-#include "ChildProcess.h"
-#include "PhoneRoot.h"
-#include "SqlitePropertyApi.h"
-#include "WaitUntil.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
-#include "Readiness.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "phone-simulator/Readiness.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,8 @@
-#include "Broker.h"
-#include "BusPeer.h"
-#include "PhoneRoot.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "SimulatorProcess.h"
+#include "support/ipc/Broker.h"
+#include "support/ipc/BusPeer.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
 

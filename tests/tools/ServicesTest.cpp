@@ -1,8 +1,9 @@
-#include "FakePropertyApi.h"
-#include "PhoneRoot.h"
-#include "StoreServiceTable.h"
-#include "TrustedCertificates.h"
-#include "WaitUntil.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "phone-simulator/StoreServiceTable.h"
+#include "phone-simulator/TrustedCertificates.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
+#include "support/propertyapi/FakePropertyApi.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "SimulatorProcess.h"
 
-#include "WaitUntil.h"
+#include "support/process/WaitUntil.h"
 
 #include <json/reader.h>
 

@@ -1,8 +1,8 @@
-#ifndef SIMULATORPROCESS_H
-#define SIMULATORPROCESS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "ChildProcess.h"
-#include "PhoneRoot.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 
 #include <json/value.h>
 
@@ -33,5 +33,3 @@ private:
 
 /// One JSON text; null when it is none.
 Json::Value parsed(const std::string& text);
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef XML_REFUSAL_H
-#define XML_REFUSAL_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "xml/Xml.h"
 
@@ -15,5 +15,3 @@ inline std::string refusalOf(std::string text) {
     }
     return "not refused";
 }
-
-#endif

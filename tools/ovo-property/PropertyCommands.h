@@ -1,5 +1,5 @@
-#ifndef OVOPROPERTY_PROPERTYCOMMANDS_H
-#define OVOPROPERTY_PROPERTYCOMMANDS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "propertyapi/IPropertyApi.h"
 
@@ -31,5 +31,3 @@ private:
 };
 
 } // namespace ovoproperty
-
-#endif

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "PropertyList.h"
 
-#include "Database.h"
-#include "Patience.h"
-#include "Root.h"
-#include "Statement.h"
+#include "propertyapi/sqlite/Database.h"
+#include "propertyapi/sqlite/Patience.h"
+#include "propertyapi/sqlite/Statement.h"
+#include "root/Root.h"
 
 #include <chrono>
 

@@ -1,5 +1,5 @@
-#ifndef OVOPROPERTY_PROPERTYLIST_H
-#define OVOPROPERTY_PROPERTYLIST_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 #include <vector>
@@ -18,5 +18,3 @@ struct StoredProperty {
 std::vector<StoredProperty> listProperties(const std::string& path, const std::string& prefix);
 
 } // namespace ovoproperty
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "PropertyCommands.h"
 #include "PropertyList.h"
-#include "SignalBlock.h"
-#include "SqlitePropertyApi.h"
+#include "app/SignalBlock.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "BusThread.h"
 
-#include "MessageThread.h"
+#include "ipc/mosquitto/MessageThread.h"
 
 namespace simulator {
 

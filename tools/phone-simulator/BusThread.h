@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_BUSTHREAD_H
-#define SIMULATOR_BUSTHREAD_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IMessageThreadStrategy.h"
 
@@ -27,5 +27,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

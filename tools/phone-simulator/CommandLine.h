@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_COMMANDLINE_H
-#define SIMULATOR_COMMANDLINE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "EventPrinter.h"
 #include "NeighbourTable.h"
@@ -60,5 +60,3 @@ public:
 Command parseCommandLine(int argc, const char* const* argv);
 
 } // namespace simulator
-
-#endif

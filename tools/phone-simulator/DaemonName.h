@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_DAEMONNAME_H
-#define SIMULATOR_DAEMONNAME_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 namespace simulator {
 
@@ -7,5 +7,3 @@ namespace simulator {
 inline constexpr const char* DAEMON_NAME = "prov-client";
 
 } // namespace simulator
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_EVENT_H
-#define SIMULATOR_EVENT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <json/value.h>
 
@@ -24,5 +24,3 @@ struct Event {
 };
 
 } // namespace simulator
-
-#endif

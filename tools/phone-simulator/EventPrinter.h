@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_EVENTPRINTER_H
-#define SIMULATOR_EVENTPRINTER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Event.h"
 
@@ -50,5 +50,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Neighbour.h"
 
 #include "DaemonName.h"
-#include "MosquittoIpcClient.h"
+#include "ipc/mosquitto/MosquittoIpcClient.h"
 
 #include <utility>
 

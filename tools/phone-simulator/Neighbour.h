@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_NEIGHBOUR_H
-#define SIMULATOR_NEIGHBOUR_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "EventPrinter.h"
 #include "ipc/IIPCClient.h"
@@ -61,5 +61,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_NEIGHBOURTABLE_H
-#define SIMULATOR_NEIGHBOURTABLE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Neighbour.h"
 #include "Readiness.h"
@@ -33,5 +33,3 @@ std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
 extern const char* const SYSTEM_CONFIGURATION;
 
 } // namespace simulator
-
-#endif

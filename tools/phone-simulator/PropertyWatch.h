@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_PROPERTYWATCH_H
-#define SIMULATOR_PROPERTYWATCH_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "EventPrinter.h"
 #include "propertyapi/IPropertyApi.h"
@@ -25,5 +25,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_READINESS_H
-#define SIMULATOR_READINESS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <set>
@@ -23,5 +23,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Requester.h"
 
 #include "BusThread.h"
 #include "DaemonName.h"
-#include "MosquittoIpcClient.h"
+#include "ipc/mosquitto/MosquittoIpcClient.h"
 
 #include <future>
 #include <stdexcept>

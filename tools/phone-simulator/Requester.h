@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_REQUESTER_H
-#define SIMULATOR_REQUESTER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "EventPrinter.h"
 #include "ipc/IMessageThreadStrategy.h"
@@ -37,5 +37,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_SECRETS_H
-#define SIMULATOR_SECRETS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <json/value.h>
 
@@ -14,5 +14,3 @@ namespace simulator::secrets {
 Json::Value masked(const std::string& name, const Json::Value& value);
 
 } // namespace simulator::secrets
-
-#endif

@@ -1,15 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Simulator.h"
 
 #include "BusThread.h"
-#include "Environment.h"
 #include "Neighbour.h"
 #include "PropertyWatch.h"
 #include "Requester.h"
-#include "SignalBlock.h"
-#include "SqlitePropertyApi.h"
 #include "StoreServiceTable.h"
 #include "Termination.h"
 #include "TrustedCertificates.h"
+#include "app/Environment.h"
+#include "app/SignalBlock.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_SIMULATOR_H
-#define SIMULATOR_SIMULATOR_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "CommandLine.h"
 
@@ -24,5 +24,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_STORESERVICE_H
-#define SIMULATOR_STORESERVICE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "EventPrinter.h"
 #include "propertyapi/IPropertyApi.h"
@@ -44,5 +44,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_STORESERVICETABLE_H
-#define SIMULATOR_STORESERVICETABLE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "StoreService.h"
 
@@ -12,5 +12,3 @@ namespace simulator {
 std::vector<StoreServiceDescription> storeServiceTable(bool refusesFirmware);
 
 } // namespace simulator
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Termination.h"
 
-#include "SignalBlock.h"
+#include "app/SignalBlock.h"
 
 #include <unistd.h>
 

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_TERMINATION_H
-#define SIMULATOR_TERMINATION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <optional>
@@ -16,5 +16,3 @@ bool waitUntil(std::optional<Clock::time_point> deadline);
 void request();
 
 } // namespace simulator::termination
-
-#endif

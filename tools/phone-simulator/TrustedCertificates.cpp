@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "TrustedCertificates.h"
 
-#include "Root.h"
 #include "filesystem/Filesystem.h"
+#include "root/Root.h"
 
 #include <exception>
 #include <filesystem>

@@ -1,5 +1,5 @@
-#ifndef SIMULATOR_TRUSTEDCERTIFICATES_H
-#define SIMULATOR_TRUSTEDCERTIFICATES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "EventPrinter.h"
 #include "ipc/IpcMsgParams.h"
@@ -34,5 +34,3 @@ private:
 };
 
 } // namespace simulator
-
-#endif

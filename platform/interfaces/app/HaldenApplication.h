@@ -1,5 +1,5 @@
-#ifndef APP_HALDENAPPLICATION_H
-#define APP_HALDENAPPLICATION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/IRestApi.h"
 #include "ipc/IIPCClient.h"
@@ -121,5 +121,3 @@ private:
 };
 
 } // namespace app
-
-#endif

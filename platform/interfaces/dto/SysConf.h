@@ -1,5 +1,5 @@
-#ifndef DTO_SYSCONF_H
-#define DTO_SYSCONF_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IpcMsgParams.h"
 
@@ -31,5 +31,3 @@ struct ModifyCertificates {
 ipc::IpcMsgParams toMsgParams(const ModifyCertificates& record);
 
 } // namespace dto::SysConf
-
-#endif

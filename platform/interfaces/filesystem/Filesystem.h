@@ -1,5 +1,5 @@
-#ifndef FILESYSTEM_FILESYSTEM_H
-#define FILESYSTEM_FILESYSTEM_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 #include <vector>
@@ -54,5 +54,3 @@ bool doesDirectoryExist(const std::string& path);
 void makeDirectory(const std::string& path, unsigned int mode);
 
 } // namespace filesystem
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef FIRMWARE_HALDENFIRMWAREVERSION_H
-#define FIRMWARE_HALDENFIRMWAREVERSION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -34,5 +34,3 @@ private:
 };
 
 } // namespace version
-
-#endif

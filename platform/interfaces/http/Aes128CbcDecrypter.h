@@ -1,5 +1,5 @@
-#ifndef HTTP_AES128CBCDECRYPTER_H
-#define HTTP_AES128CBCDECRYPTER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/IDecrypter.h"
 
@@ -27,5 +27,3 @@ private:
 };
 
 } // namespace http
-
-#endif

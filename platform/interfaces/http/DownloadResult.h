@@ -1,5 +1,5 @@
-#ifndef HTTP_DOWNLOADRESULT_H
-#define HTTP_DOWNLOADRESULT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/UrlInfo.h"
 
@@ -31,5 +31,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef HTTP_FILEDOWNLOADER_H
-#define HTTP_FILEDOWNLOADER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/ICredentialsProvider.h"
 #include "http/IFileDownloader.h"
@@ -42,5 +42,3 @@ private:
 };
 
 } // namespace http
-
-#endif

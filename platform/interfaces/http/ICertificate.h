@@ -1,5 +1,5 @@
-#ifndef HTTP_ICERTIFICATE_H
-#define HTTP_ICERTIFICATE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -17,5 +17,3 @@ public:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef HTTP_ICREDENTIALSPROVIDER_H
-#define HTTP_ICREDENTIALSPROVIDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -26,5 +26,3 @@ public:
 };
 
 } // namespace http
-
-#endif

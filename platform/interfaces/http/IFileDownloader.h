@@ -1,5 +1,5 @@
-#ifndef HTTP_IFILEDOWNLOADER_H
-#define HTTP_IFILEDOWNLOADER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/DownloadResult.h"
 #include "http/UrlInfo.h"
@@ -44,5 +44,3 @@ public:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef HTTP_IRESTAPI_H
-#define HTTP_IRESTAPI_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/ISecurity.h"
 #include "http/UrlInfo.h"
@@ -70,5 +70,3 @@ public:
 };
 
 } // namespace http
-
-#endif

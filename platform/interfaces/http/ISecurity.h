@@ -1,5 +1,5 @@
-#ifndef HTTP_ISECURITY_H
-#define HTTP_ISECURITY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/ICertificate.h"
 #include "http/IPrivateKey.h"
@@ -56,5 +56,3 @@ public:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef HTTP_SECRET_H
-#define HTTP_SECRET_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <memory>
 #include <string>
@@ -31,5 +31,3 @@ private:
 };
 
 } // namespace http
-
-#endif

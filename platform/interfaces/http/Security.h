@@ -1,5 +1,5 @@
-#ifndef HTTP_SECURITY_H
-#define HTTP_SECURITY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/ISecurity.h"
 #include "propertyapi/IPropertyApi.h"
@@ -32,5 +32,3 @@ private:
 };
 
 } // namespace http
-
-#endif

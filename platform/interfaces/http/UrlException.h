@@ -1,5 +1,5 @@
-#ifndef HTTP_URLEXCEPTION_H
-#define HTTP_URLEXCEPTION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <exception>
 #include <string>
@@ -18,5 +18,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef HTTP_URLINFO_H
-#define HTTP_URLINFO_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -45,5 +45,3 @@ struct UrlInfo {
 std::string withoutCredentials(const std::string& url);
 
 } // namespace http
-
-#endif

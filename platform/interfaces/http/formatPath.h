@@ -1,5 +1,5 @@
-#ifndef HTTP_FORMATPATH_H
-#define HTTP_FORMATPATH_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "phoneconfig/IPhoneConfig.h"
 #include "propertyapi/IPropertyApi.h"
@@ -20,5 +20,3 @@ std::string formatPath(const std::string& text, const propertyapi::IPropertyApi&
                        const phoneconfig::IPhoneConfig& phoneConfig);
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_IIPCCLIENT_H
-#define IPC_IIPCCLIENT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IIPCPublisher.h"
 #include "ipc/IpcMsgParams.h"
@@ -31,5 +31,3 @@ public:
 };
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_IIPCPUBLISHER_H
-#define IPC_IIPCPUBLISHER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IPCMessage.h"
 
@@ -21,5 +21,3 @@ public:
 };
 
 } // namespace ipc
-
-#endif

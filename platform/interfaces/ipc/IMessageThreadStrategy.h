@@ -1,5 +1,5 @@
-#ifndef IPC_IMESSAGETHREADSTRATEGY_H
-#define IPC_IMESSAGETHREADSTRATEGY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <functional>
 
@@ -15,5 +15,3 @@ public:
 };
 
 } // namespace ipc
-
-#endif

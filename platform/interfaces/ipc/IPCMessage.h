@@ -1,5 +1,5 @@
-#ifndef IPC_IPCMESSAGE_H
-#define IPC_IPCMESSAGE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IpcMsgParams.h"
 
@@ -29,5 +29,3 @@ inline constexpr std::size_t LARGEST_PAYLOAD = 64UL * 1024UL;
 std::string encode(const IPCMessage& message);
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_IPCMSGPARAMS_H
-#define IPC_IPCMSGPARAMS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <json/value.h>
 
@@ -45,5 +45,3 @@ template <>
 bool IpcMsgParams::get<bool>(const std::string& name) const;
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef LOGGER_LOGGER_H
-#define LOGGER_LOGGER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <sstream>
 #include <string>
@@ -66,5 +66,3 @@ constexpr std::string_view sourceName(std::string_view path) {
 #define LOG(level)                                                                                 \
     for (bool logThisLine = ::logger::isEnabled(level); logThisLine; logThisLine = false)          \
     ::logger::Logger(level, ::logger::sourceName(__FILE__), __LINE__)
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef OS_EXECUTE_H
-#define OS_EXECUTE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -19,5 +19,3 @@ int execute(const std::string& command, unsigned int timeoutMs);
 void endCommands() noexcept;
 
 } // namespace os
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef PHONECONFIG_IPHONECONFIG_H
-#define PHONECONFIG_IPHONECONFIG_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -16,5 +16,3 @@ public:
 };
 
 } // namespace phoneconfig
-
-#endif

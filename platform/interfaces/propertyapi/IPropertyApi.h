@@ -1,5 +1,5 @@
-#ifndef PROPERTYAPI_IPROPERTYAPI_H
-#define PROPERTYAPI_IPROPERTYAPI_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "propertyapi/ISubscription.h"
 #include "propertyapi/Property.h"
@@ -56,5 +56,3 @@ public:
 };
 
 } // namespace propertyapi
-
-#endif

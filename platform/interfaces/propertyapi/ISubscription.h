@@ -1,5 +1,5 @@
-#ifndef PROPERTYAPI_ISUBSCRIPTION_H
-#define PROPERTYAPI_ISUBSCRIPTION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 namespace propertyapi {
 
@@ -11,5 +11,3 @@ public:
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef PROPERTYAPI_PROPERTY_H
-#define PROPERTYAPI_PROPERTY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -12,5 +12,3 @@ struct Property {
 };
 
 } // namespace propertyapi
-
-#endif

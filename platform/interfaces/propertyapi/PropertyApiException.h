@@ -1,5 +1,5 @@
-#ifndef PROPERTYAPI_PROPERTYAPIEXCEPTION_H
-#define PROPERTYAPI_PROPERTYAPIEXCEPTION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <stdexcept>
 
@@ -13,5 +13,3 @@ public:
 };
 
 } // namespace propertyapi
-
-#endif

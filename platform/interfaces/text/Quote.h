@@ -1,5 +1,5 @@
-#ifndef TEXT_QUOTE_H
-#define TEXT_QUOTE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -12,5 +12,3 @@ std::string quote(const std::string& text);
 /// "1.0" is older than "1.1".
 std::string quote(const std::string& first, const std::string& second,
                   const std::string& separator);
-
-#endif

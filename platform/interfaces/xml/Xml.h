@@ -1,5 +1,5 @@
-#ifndef XML_XML_H
-#define XML_XML_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstddef>
 #include <iterator>
@@ -126,5 +126,3 @@ constexpr std::size_t MAX_ELEMENTS_AND_ATTRIBUTES = 500'000; ///< together
 Document parse(std::string text);
 
 } // namespace common::xml
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef CODEPAGES_H
-#define CODEPAGES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 namespace app {
 
@@ -11,5 +11,3 @@ namespace app {
 void unmapCodePages() noexcept;
 
 } // namespace app
-
-#endif

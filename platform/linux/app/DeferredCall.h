@@ -1,5 +1,5 @@
-#ifndef DEFERREDCALL_H
-#define DEFERREDCALL_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <condition_variable>
 #include <functional>
@@ -36,5 +36,3 @@ private:
 };
 
 } // namespace app
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef EMPTYPHONECONFIG_H
-#define EMPTYPHONECONFIG_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "phoneconfig/IPhoneConfig.h"
 
@@ -14,5 +14,3 @@ public:
 };
 
 } // namespace app
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Environment.h"
 
-#include "Root.h"
+#include "root/Root.h"
 
 #include <cstdlib>
 

@@ -1,29 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "app/HaldenApplication.h"
 
 #include "CodePages.h"
-#include "CurlRestApi.h"
 #include "DeferredCall.h"
 #include "EmptyPhoneConfig.h"
 #include "Environment.h"
 #include "HealthCheck.h"
-#include "JsonPhoneConfig.h"
-#include "MessageThread.h"
-#include "MosquittoIpcClient.h"
-#include "Patience.h"
 #include "ProcessLock.h"
-#include "Service.h"
 #include "SignalBlock.h"
 #include "SignalThread.h"
-#include "SqlitePropertyApi.h"
 #include "filesystem/Filesystem.h"
+#include "http/curl/CurlRestApi.h"
+#include "ipc/mosquitto/MessageThread.h"
+#include "ipc/mosquitto/MosquittoIpcClient.h"
 #include "logger/Logger.h"
 #include "os/Execute.h"
+#include "phoneconfig/json/JsonPhoneConfig.h"
+#include "propertyapi/sqlite/Patience.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "systemd/Service.h"
+#include "text/Number.h"
 
 #include <malloc.h>
 #include <string.h>
 
 #include <atomic>
-#include <charconv>
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
@@ -55,11 +56,8 @@ void setDnsCacheTimeout(http::IRestApi& client, const phoneconfig::IPhoneConfig*
     const std::string text = config == nullptr ? "" : config->getValue(DNS_CACHE_TIMEOUT);
     if (text.empty())
         return;
-    std::uint32_t seconds = 0;
-    const char* const end = text.data() + text.size();
-    const auto [position, error] = std::from_chars(text.data(), end, seconds);
-    if (error == std::errc() && position == end)
-        client.setDnsCacheTimeout(std::chrono::seconds(seconds));
+    if (const auto seconds = parseNumber<std::uint32_t>(text))
+        client.setDnsCacheTimeout(std::chrono::seconds(*seconds));
     else
         LOG(2) << "Phone configuration " << DNS_CACHE_TIMEOUT
                << " is not a number of seconds and is ignored";

@@ -1,5 +1,5 @@
-#ifndef HEALTHCHECK_H
-#define HEALTHCHECK_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <condition_variable>
@@ -42,5 +42,3 @@ private:
 };
 
 } // namespace app
-
-#endif

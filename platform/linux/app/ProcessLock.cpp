@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ProcessLock.h"
 
-#include "Root.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
+#include "root/Root.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -44,12 +45,12 @@ ProcessLock::ProcessLock(const std::string& name) {
     const std::string path = DIRECTORY + name + ".lock";
     try {
         filesystem::makeDirectory(DIRECTORY, DIRECTORY_MODE);
-        file_ = ::open(root::toHost(path).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
-                       FILE_MODE);
-        if (file_ < 0)
+        file_.reset(::open(root::toHost(path).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                           FILE_MODE));
+        if (!file_.isOpen())
             throw std::system_error(errno, std::generic_category(), "opening it");
-        if (::flock(file_, LOCK_EX | LOCK_NB) == 0) {
-            note(file_);
+        if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0) {
+            note(file_.get());
             return;
         }
         if (errno != EWOULDBLOCK)
@@ -60,14 +61,8 @@ ProcessLock::ProcessLock(const std::string& name) {
         return;
     }
     const std::string owner = ownerOf(path);
-    ::close(file_);
     throw std::runtime_error("Another process" + (owner.empty() ? "" : " (" + owner + ")") +
                              " serves as " + name + " already: it holds the lock " + path);
-}
-
-ProcessLock::~ProcessLock() {
-    if (file_ >= 0)
-        ::close(file_);
 }
 
 } // namespace app

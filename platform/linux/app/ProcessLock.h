@@ -1,5 +1,7 @@
-#ifndef PROCESSLOCK_H
-#define PROCESSLOCK_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "posix/Descriptor.h"
 
 #include <string>
 
@@ -15,14 +17,9 @@ public:
     /// lock. A lock that the system refuses for another reason is one level 2 line, and the object
     /// is made without it: a phone without its services could not be repaired from afar.
     explicit ProcessLock(const std::string& name);
-    ~ProcessLock();
-    ProcessLock(const ProcessLock&) = delete;
-    ProcessLock& operator=(const ProcessLock&) = delete;
 
 private:
-    int file_ = -1;
+    posix::Descriptor file_;
 };
 
 } // namespace app
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SIGNALBLOCK_H
-#define SIGNALBLOCK_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <pthread.h>
 #include <signal.h>
@@ -27,5 +27,3 @@ private:
 };
 
 } // namespace app
-
-#endif

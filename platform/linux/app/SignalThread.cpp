@@ -1,18 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "SignalThread.h"
 
 #include "SignalBlock.h"
 #include "logger/Logger.h"
+#include "posix/PollTimeout.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -31,15 +30,6 @@ struct Event {
     int signal = 0;
 };
 
-/// The deadline as a time-out of poll(): rounded up, so that it has passed when poll() returns.
-int pollTimeout(const std::optional<Clock::time_point>& deadline) {
-    if (!deadline)
-        return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
-    using Count = std::chrono::milliseconds::rep;
-    return static_cast<int>(std::clamp<Count>(left.count(), 0, std::numeric_limits<int>::max()));
-}
-
 /// Takes one pending signal: its number; 0 when there is none.
 int takeSignal(int descriptor) {
     signalfd_siginfo info{};
@@ -50,7 +40,7 @@ int takeSignal(int descriptor) {
 Event waitForEvent(int signals, int stop, const std::optional<Clock::time_point>& deadline) {
     for (;;) {
         std::array<pollfd, 2> watched{{{signals, POLLIN, 0}, {stop, POLLIN, 0}}};
-        ::poll(watched.data(), watched.size(), pollTimeout(deadline));
+        ::poll(watched.data(), watched.size(), deadline ? posix::pollTimeout(*deadline) : -1);
         if ((watched[1].revents & POLLIN) != 0)
             return {Event::Kind::Stop};
         if ((watched[0].revents & POLLIN) != 0) {
@@ -62,9 +52,12 @@ Event waitForEvent(int signals, int stop, const std::optional<Clock::time_point>
     }
 }
 
-int openSignals() {
+posix::Descriptor openSignals() {
     const sigset_t set = SignalBlock::signals();
-    return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+    posix::Descriptor signals(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!signals.isOpen())
+        throw std::system_error(errno, std::generic_category(), "Opening the signal descriptor");
+    return signals;
 }
 
 /// Ends the process by SIGALRM should the caller not get to ::alarm(0) in time.
@@ -81,36 +74,23 @@ void armAlarm() {
 
 } // namespace
 
-SignalThread::Descriptor::Descriptor(int descriptor, const char* operation)
-    : descriptor_(descriptor) {
-    if (descriptor_ < 0)
-        throw std::system_error(errno, std::generic_category(), operation);
-}
-
-SignalThread::Descriptor::~Descriptor() {
-    ::close(descriptor_);
-}
-
 SignalThread::SignalThread(std::string name, std::chrono::milliseconds timeToEnd,
                            std::function<void(int)> onFirstSignal)
     : name_(std::move(name))
     , timeToEnd_(timeToEnd)
     , onFirstSignal_(std::move(onFirstSignal))
-    , signals_(openSignals(), "Opening the signal descriptor")
-    , stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "Opening the signal thread's stop event")
+    , signals_(openSignals())
     , thread_([this] { run(); }) {}
 
 SignalThread::~SignalThread() {
-    const std::uint64_t one = 1;
-    // Cannot fail: the counter is 0 and the descriptor is open.
-    [[maybe_unused]] const ssize_t written = ::write(stop_.get(), &one, sizeof one);
+    stop_.signal();
     thread_.join();
 }
 
 void SignalThread::run() {
     std::optional<Clock::time_point> deadline;
     for (;;) {
-        const Event event = waitForEvent(signals_.get(), stop_.get(), deadline);
+        const Event event = waitForEvent(signals_.get(), stop_.descriptor(), deadline);
         switch (event.kind) {
         case Event::Kind::Stop:
             return;

@@ -1,5 +1,8 @@
-#ifndef SIGNALTHREAD_H
-#define SIGNALTHREAD_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "posix/Descriptor.h"
+#include "posix/WakeUp.h"
 
 #include <chrono>
 #include <functional>
@@ -29,29 +32,15 @@ public:
     SignalThread& operator=(const SignalThread&) = delete;
 
 private:
-    class Descriptor {
-    public:
-        Descriptor(int descriptor, const char* operation);
-        ~Descriptor();
-        Descriptor(const Descriptor&) = delete;
-        Descriptor& operator=(const Descriptor&) = delete;
-        int get() const { return descriptor_; }
-
-    private:
-        const int descriptor_;
-    };
-
     void run();
     [[noreturn]] void endProcess(const std::string& reason) const;
 
     const std::string name_;
     const std::chrono::milliseconds timeToEnd_;
     const std::function<void(int)> onFirstSignal_;
-    const Descriptor signals_;
-    const Descriptor stop_;
+    const posix::Descriptor signals_;
+    const posix::WakeUp stop_;
     std::thread thread_;
 };
 
 } // namespace app
-
-#endif

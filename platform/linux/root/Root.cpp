@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Root.h"
 
-#include "Ascii.h"
+#include "text/Ascii.h"
 #include "text/Quote.h"
 
 #include <openssl/sha.h>

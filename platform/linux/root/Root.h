@@ -1,5 +1,5 @@
-#ifndef ROOT_ROOT_H
-#define ROOT_ROOT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -24,5 +24,3 @@ std::string onDisk(const std::string& phonePath);
 std::string toHost(const std::string& phonePath);
 
 } // namespace root
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SYSTEMD_DATAGRAM_H
-#define SYSTEMD_DATAGRAM_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string_view>
 #include <system_error>
@@ -14,5 +14,3 @@ namespace systemd {
 std::error_code sendDatagram(std::string_view socket, std::string_view content) noexcept;
 
 } // namespace systemd
-
-#endif

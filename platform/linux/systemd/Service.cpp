@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Service.h"
 
 #include "Datagram.h"
 #include "logger/Logger.h"
+#include "text/Number.h"
 
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
@@ -32,11 +33,8 @@ std::optional<std::int64_t> positiveNumber(const char* variable) {
     const char* const value = std::getenv(variable);
     if (value == nullptr)
         return std::nullopt;
-    const std::string_view text = value;
-    std::int64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [position, error] = std::from_chars(text.data(), end, number);
-    if (error == std::errc() && position == end && number > 0)
+    const auto number = parseNumber<std::int64_t>(value);
+    if (number && *number > 0)
         return number;
     LOG(2) << "Cannot read systemd's " << variable << ": not a positive number";
     return std::nullopt;

@@ -1,5 +1,5 @@
-#ifndef SYSTEMD_SERVICE_H
-#define SYSTEMD_SERVICE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <optional>
@@ -18,5 +18,3 @@ void feedWatchdog();
 std::optional<std::chrono::microseconds> watchdogTimeout();
 
 } // namespace systemd
-
-#endif

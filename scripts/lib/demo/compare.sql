@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 -- Prints a line about every parameter that did not fare as the hand-written table ("expected") says.
 DROP TABLE IF EXISTS expected;
 CREATE TABLE expected(name TEXT, expectation TEXT, stored TEXT);

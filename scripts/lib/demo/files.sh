@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # The provisioning files of the demo. Sourced by scripts/demo.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The parameters of a provisioning file, in order: number, name, value, and whether there was a
 # value, separated by the ASCII unit separator and ended by the record separator.
 function decoded(text) {

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # The phone: its root directory, its bus, its neighbours, the daemon. Sourced by scripts/demo.
 #

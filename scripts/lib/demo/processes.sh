@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # The demo's processes and what they write. Sourced by scripts/demo.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # What became of the parameters of a run. Sourced by scripts/demo.
 #

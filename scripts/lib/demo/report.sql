@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 -- What became of the parameters of a run: fills the table "outcome". Run in the demo's directory,
 -- which holds the parameters of the file ("asked"), the daemon's log of the run ("run.log") and
 -- copies of the store from before and after.

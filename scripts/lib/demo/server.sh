@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # The provisioning server: a CA of its own, nginx with HTTPS and Basic authentication, encrypted
 # files. Sourced by scripts/demo.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # A whole provisioning tree: lists of files, firmware, parameters, certificates, wallpaper, phone book,
 # function keys, redirect; and a server that only this phone can enter then. Sourced by scripts/demo.

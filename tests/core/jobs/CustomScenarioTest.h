@@ -1,5 +1,5 @@
-#ifndef CUSTOMSCENARIOTEST_H
-#define CUSTOMSCENARIOTEST_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "JobHandlers/CustomScenarioJobHandler.h"
 #include "JobTest.h"
@@ -37,5 +37,3 @@ protected:
 
     ovo::ProvisioningNode node{"scenario", "step", {}};
 };
-
-#endif

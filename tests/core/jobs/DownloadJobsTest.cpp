@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "JobHandlers/FileDownloadHandler.h"
 #include "JobTest.h"
 #include "http/UrlException.h"

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
 // File names come from the net: wherever a job writes a file, or names one for a run to write, it
 // stays in the directory that is meant for it. The downloads of all jobs go through the path check
 // of the platform here, once in the stand-in and once in the real downloader.
 
 #include "CustomScenarioTest.h"
-#include "FakeCredentialsProvider.h"
 #include "JobHandlers/FileDownloadHandler.h"
 #include "JobHandlers/FirmwareJobHandler.h"
 #include "http/FileDownloader.h"
+#include "support/http/FakeCredentialsProvider.h"
 
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the firmware job calls its clean-up command, with the execution of commands played by this
 // file in place of the real one.
 

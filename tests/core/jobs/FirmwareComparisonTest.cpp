@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the firmware job makes of each result of the version library, played by this file in place
 // of the real one, results that the real one never gives included.
 

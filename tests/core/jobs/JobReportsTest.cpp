@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the parts of a run tell its report: the numbers, and the first cause of a failure in words.
 
 #include "CustomScenarioTest.h"

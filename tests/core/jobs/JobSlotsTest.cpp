@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "JobHandlers/FirmwareJobHandler.h"
 #include "JobHandlers/IJobHandlerBuilder.h"
 #include "JobHandlers/IProvisioningFileParser.h"

@@ -1,18 +1,18 @@
-#ifndef JOBTEST_H
-#define JOBTEST_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "FakeFileDownloader.h"
-#include "FakeIpcClient.h"
-#include "FakePhoneConfig.h"
-#include "FakePropertyApi.h"
-#include "FakeSecurity.h"
 #include "LocalPhoneBookUpdater.h"
-#include "LogRecorder.h"
-#include "PhoneRoot.h"
 #include "ProvisioningContext.h"
 #include "ProvisioningNode.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
 #include "ProvisioningWatchdog/RunReport.h"
+#include "support/http/FakeFileDownloader.h"
+#include "support/ipc/FakeIpcClient.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/PhoneRoot.h"
+#include "support/propertyapi/FakePropertyApi.h"
+#include "support/security/FakePhoneConfig.h"
+#include "support/security/FakeSecurity.h"
 
 #include <gtest/gtest.h>
 
@@ -78,5 +78,3 @@ unsigned int modeOf(const std::string& hostPath);
 
 /// The "LEVEL SOURCE: TEXT" lines that one source file wrote.
 std::vector<std::string> linesFrom(const LogRecorder& log, const std::string& source);
-
-#endif

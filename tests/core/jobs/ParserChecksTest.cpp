@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The checks of a provisioning file's root where the XML reader itself fails, and what they read in
 // which order. The reader is played by this file in place of the real one: a document has a root,
 // and the root has nothing in it.

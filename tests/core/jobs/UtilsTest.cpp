@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Utils.h"
 
-#include "LogRecorder.h"
 #include "http/UrlException.h"
+#include "support/logger/LogRecorder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CertificatesUpdate.h"
 
-#include "FakeIpcClient.h"
+#include "support/ipc/FakeIpcClient.h"
 
 #include <gmock/gmock.h>
 

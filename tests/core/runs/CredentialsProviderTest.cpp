@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CredentialsProvider.h"
 
-#include "FakePhoneConfig.h"
 #include "RecordingFakes.h"
-#include "WaitUntil.h"
 #include "WatchedThreads.h"
+#include "support/process/WaitUntil.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gmock/gmock.h>
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the application calls the framework that it is built on. The framework is played by this
 // file in place of the real one, whose own lists of requests and topics are empty.
 
-#include "FakeMessageThread.h"
-#include "FakePhoneConfig.h"
 #include "OvoApplication.h"
-#include "PhoneRoot.h"
 #include "RecordingFakes.h"
+#include "support/ipc/FakeMessageThread.h"
+#include "support/process/PhoneRoot.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gmock/gmock.h>
 

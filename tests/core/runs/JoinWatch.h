@@ -1,8 +1,8 @@
-#ifndef JOINWATCH_H
-#define JOINWATCH_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "WaitUntil.h"
 #include "WatchedThreads.h"
+#include "support/process/WaitUntil.h"
 
 #include <atomic>
 
@@ -19,5 +19,3 @@ private:
         ++joins;
     }}};
 };
-
-#endif

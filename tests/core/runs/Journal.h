@@ -1,7 +1,7 @@
-#ifndef JOURNAL_H
-#define JOURNAL_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "LogRecorder.h"
+#include "support/logger/LogRecorder.h"
 
 #include <mutex>
 #include <string>
@@ -36,5 +36,3 @@ private:
     mutable std::mutex mutex_;
     std::vector<Entry> entries_;
 };
-
-#endif

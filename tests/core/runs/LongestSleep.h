@@ -1,8 +1,8 @@
-#ifndef LONGESTSLEEP_H
-#define LONGESTSLEEP_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "WaitUntil.h"
 #include "WatchedThreads.h"
+#include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
@@ -46,5 +46,3 @@ private:
         return begin(wait);
     }}};
 };
-
-#endif

@@ -1,8 +1,9 @@
-#include "FakeFileDownloader.h"
-#include "FakePropertyApi.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "LocalPhoneBookUpdater.h"
 #include "ProvisioningTimer.h"
-#include "TimeZone.h"
+#include "support/http/FakeFileDownloader.h"
+#include "support/process/TimeZone.h"
+#include "support/propertyapi/FakePropertyApi.h"
 
 #include <gmock/gmock.h>
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "OvoApplication.h"
 
-#include "FakeMessageThread.h"
-#include "FakePhoneConfig.h"
-#include "PhoneRoot.h"
 #include "RecordingFakes.h"
-#include "TimeZone.h"
-#include "WaitUntil.h"
+#include "support/ipc/FakeMessageThread.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/TimeZone.h"
+#include "support/process/WaitUntil.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 // The hand-shake, down to where its threads wait, are woken and hold its mutex. Its log lines come
 // to this file, which brings a logger of its own.
 
 #include "ProvisioningWatchdog/ProgressReporter.h"
 
-#include "WaitUntil.h"
 #include "WatchedThreads.h"
 #include "logger/Logger.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

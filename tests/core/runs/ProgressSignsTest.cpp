@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The signs of life that a run gives, and where they stand among everything else that the worker
 // does. The progress reporter is played by this file in place of the real one, and notes its calls
 // in the journal; log lines pass through this file on their way to the journal's recorder, and

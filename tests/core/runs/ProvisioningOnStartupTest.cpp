@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ProvisioningOnStartup.h"
 
 #include "JoinWatch.h"
 #include "RecordingFakes.h"
-#include "WaitUntil.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

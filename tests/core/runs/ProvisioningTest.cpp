@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ProvisioningWatchdog/Provisioning.h"
 
-#include "FakePhoneConfig.h"
-#include "PhoneRoot.h"
 #include "RecordingFakes.h"
+#include "support/process/PhoneRoot.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gmock/gmock.h>
 

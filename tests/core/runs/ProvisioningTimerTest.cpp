@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ProvisioningTimer.h"
 
 #include "LongestSleep.h"
-#include "PhoneRoot.h"
 #include "RecordingFakes.h"
-#include "WaitUntil.h"
+#include "support/process/PhoneRoot.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
 
 #include "JoinWatch.h"
-#include "WaitUntil.h"
 #include "WorkerTest.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "RecordingFakes.h"
 
 #include <json/writer.h>

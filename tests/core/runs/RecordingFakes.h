@@ -1,13 +1,13 @@
-#ifndef RECORDINGFAKES_H
-#define RECORDINGFAKES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "FakeFileDownloader.h"
-#include "FakeIpcClient.h"
-#include "FakePropertyApi.h"
-#include "FakeSecurity.h"
 #include "Journal.h"
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
 #include "Sleep.h"
+#include "support/http/FakeFileDownloader.h"
+#include "support/ipc/FakeIpcClient.h"
+#include "support/propertyapi/FakePropertyApi.h"
+#include "support/security/FakeSecurity.h"
 
 #include <atomic>
 #include <functional>
@@ -120,5 +120,3 @@ private:
     unsigned int tickets_ = 0;
     bool isEnding_ = false;
 };
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ProvisioningWatchdog/RunReport.h"
 
-#include "LogRecorder.h"
+#include "support/logger/LogRecorder.h"
 
 #include <gmock/gmock.h>
 

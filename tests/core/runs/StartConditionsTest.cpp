@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "GlobalConfig.h"
 #include "Init.h"
-#include "PhoneRoot.h"
 #include "RecordingFakes.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 // What arming the provisioning timer at start does when it is out of memory for a moment. The
 // program has its own operator new, and this file sees the log lines before the recorder.
 
 #include "MemoryShortage.h"
-#include "PhoneRoot.h"
 #include "ProvisioningTimer.h"
 #include "RecordingFakes.h"
 #include "logger/Logger.h"
+#include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,10 @@
-#include "TimerScheduler.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "common/TimerScheduler.h"
 
 #include "JoinWatch.h"
 #include "LongestSleep.h"
-#include "WaitUntil.h"
 #include "WatchedThreads.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 

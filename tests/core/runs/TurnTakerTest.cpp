@@ -1,7 +1,8 @@
-#include "TurnTaker.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "common/TurnTaker.h"
 
-#include "WaitUntil.h"
 #include "WatchedThreads.h"
+#include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#ifndef WATCHEDTHREADS_H
-#define WATCHEDTHREADS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <sys/types.h>
 
@@ -46,5 +46,3 @@ public:
 private:
     const Hooks hooks;
 };
-
-#endif

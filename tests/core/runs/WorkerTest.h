@@ -1,11 +1,11 @@
-#ifndef WORKERTEST_H
-#define WORKERTEST_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "FakeCredentialsProvider.h"
-#include "FakePhoneConfig.h"
-#include "PhoneRoot.h"
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
 #include "RecordingFakes.h"
+#include "support/http/FakeCredentialsProvider.h"
+#include "support/process/PhoneRoot.h"
+#include "support/security/FakePhoneConfig.h"
 
 #include <gtest/gtest.h>
 
@@ -103,5 +103,3 @@ protected:
     StubDecrypter decrypter;
     std::unique_ptr<ovo::ProvisioningWorker> worker = makeWorker();
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef FAKECREDENTIALSPROVIDER_H
-#define FAKECREDENTIALSPROVIDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/ICredentialsProvider.h"
 
@@ -36,5 +36,3 @@ private:
     std::vector<std::string> calls_;
     std::string savingFails_;
 };
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "FakeFileDownloader.h"
 
-#include "Root.h"
 #include "logger/Logger.h"
+#include "root/Root.h"
 
 #include <sys/stat.h>
 

@@ -1,5 +1,5 @@
-#ifndef FAKEFILEDOWNLOADER_H
-#define FAKEFILEDOWNLOADER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/IFileDownloader.h"
 
@@ -70,5 +70,3 @@ private:
     ProgressCallback progress_;
     http::DownloadResult lastResult_;
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef FAULTYSERVER_H
-#define FAULTYSERVER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "RawServer.h"
 
@@ -57,5 +57,3 @@ private:
 
 /// Text of an answer. headers: further lines, each ended by "\r\n". The body's length is told.
 std::string answer(int status, const std::string& body = {}, const std::string& headers = {});
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Nginx.h"
 
-#include "FreePort.h"
-#include "WaitUntil.h"
+#include "support/process/FreePort.h"
+#include "support/process/WaitUntil.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,9 +1,9 @@
-#ifndef NGINX_H
-#define NGINX_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "ChildProcess.h"
-#include "PhoneRoot.h"
 #include "TestCa.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 
 #include <cstdint>
 #include <memory>
@@ -68,5 +68,3 @@ private:
 
 /// What was asked for, in the order of the requests.
 std::vector<std::string> pathsOf(const std::vector<Nginx::Access>& accesses);
-
-#endif

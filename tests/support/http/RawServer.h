@@ -1,5 +1,5 @@
-#ifndef RAWSERVER_H
-#define RAWSERVER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Wire.h"
 
@@ -46,5 +46,3 @@ private:
     int listener_ = -1;
     std::vector<int> waiting_;
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SERVERDIGEST_H
-#define SERVERDIGEST_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "FaultyServer.h"
 
@@ -19,5 +19,3 @@ private:
     std::string user_;
     std::string password_;
 };
-
-#endif

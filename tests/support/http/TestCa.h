@@ -1,5 +1,5 @@
-#ifndef TESTCA_H
-#define TESTCA_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <memory>
@@ -39,5 +39,3 @@ private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef TESTPROXY_H
-#define TESTPROXY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "RawServer.h"
 #include "TlsWire.h"
@@ -39,5 +39,3 @@ private:
     std::vector<std::string> requests_;
     RawServer server_; ///< the first to go
 };
-
-#endif

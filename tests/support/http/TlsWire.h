@@ -1,5 +1,5 @@
-#ifndef TLSWIRE_H
-#define TLSWIRE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "TestCa.h"
 #include "Wire.h"
@@ -53,5 +53,3 @@ private:
     Wire& below_;
     std::unique_ptr<Impl> impl_;
 };
-
-#endif

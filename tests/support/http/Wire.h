@@ -1,5 +1,5 @@
-#ifndef WIRE_H
-#define WIRE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -48,5 +48,3 @@ public:
 
 /// Passes on in both directions until one of them has gone.
 void relay(Wire& one, Wire& other);
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Broker.h"
 
-#include "FreePort.h"
-#include "WaitUntil.h"
+#include "support/process/FreePort.h"
+#include "support/process/WaitUntil.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>

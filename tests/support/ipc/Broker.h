@@ -1,8 +1,8 @@
-#ifndef BROKER_H
-#define BROKER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "ChildProcess.h"
-#include "PhoneRoot.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/PhoneRoot.h"
 
 #include <cstdint>
 #include <optional>
@@ -60,5 +60,3 @@ private:
     std::uint16_t port_;
     std::optional<ChildProcess> process_;
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef BUSPEER_H
-#define BUSPEER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -58,5 +58,3 @@ private:
     class Connection;
     std::unique_ptr<Connection> connection_;
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef FAKEIPCCLIENT_H
-#define FAKEIPCCLIENT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IIPCClient.h"
 #include "ipc/IMessageThreadStrategy.h"
@@ -66,5 +66,3 @@ private:
     const std::shared_ptr<ipc::IMessageThreadStrategy> messageThread_;
     const std::shared_ptr<State> state_; ///< kept by the posted tasks too
 };
-
-#endif

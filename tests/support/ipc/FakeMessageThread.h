@@ -1,5 +1,5 @@
-#ifndef FAKEMESSAGETHREAD_H
-#define FAKEMESSAGETHREAD_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IMessageThreadStrategy.h"
 
@@ -31,5 +31,3 @@ private:
     std::deque<std::function<void()>> tasks_;
     bool isStopped_ = false;
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef LOGRECORDER_H
-#define LOGRECORDER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -34,5 +34,3 @@ public:
                  std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
     void clear();
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef CHILDPROCESS_H
-#define CHILDPROCESS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <sys/types.h>
 
@@ -40,5 +40,3 @@ struct Finished {
 };
 Finished run(std::vector<std::string> arguments,
              const std::map<std::string, std::string>& environment = {});
-
-#endif

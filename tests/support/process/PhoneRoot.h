@@ -1,5 +1,5 @@
-#ifndef PHONEROOT_H
-#define PHONEROOT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -42,5 +42,3 @@ private:
 /// Content of a file of this machine; empty when there is none.
 std::string readHostFile(const std::string& path);
 void writeHostFile(const std::string& path, const std::string& content);
-
-#endif

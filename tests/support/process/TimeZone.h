@@ -1,5 +1,5 @@
-#ifndef TIMEZONE_H
-#define TIMEZONE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -18,5 +18,3 @@ public:
     /// that waits for a time of the night takes it a moment ahead.
     static std::string at(std::chrono::seconds timeOfDay);
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef WAITUNTIL_H
-#define WAITUNTIL_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <thread>
@@ -18,5 +18,3 @@ bool waitUntil(Condition condition, std::chrono::milliseconds timeout = std::chr
     }
     return true;
 }
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef FAKEPROPERTYAPI_H
-#define FAKEPROPERTYAPI_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "propertyapi/IPropertyApi.h"
 
@@ -69,5 +69,3 @@ private:
 
     const std::shared_ptr<Store> store_;
 };
-
-#endif

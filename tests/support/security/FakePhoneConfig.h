@@ -1,5 +1,5 @@
-#ifndef FAKEPHONECONFIG_H
-#define FAKEPHONECONFIG_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "phoneconfig/IPhoneConfig.h"
 
@@ -21,5 +21,3 @@ private:
     mutable std::mutex mutex_;
     std::map<std::string, std::string> values_;
 };
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef FAKESECURITY_H
-#define FAKESECURITY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/ISecurity.h"
 
@@ -62,5 +62,3 @@ private:
     std::optional<http::ClientIdentity> identity_;
     std::string checkError_;
 };
-
-#endif

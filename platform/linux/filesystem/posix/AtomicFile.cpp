@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "AtomicFile.h"
 
-#include "Root.h"
 #include "TemporaryName.h"
+#include "root/Root.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
@@ -147,7 +148,7 @@ void AtomicFile::flush() {
         fail(Step::Flush, errno);
     // Network file systems report a failed write when a descriptor is closed, at the latest. This
     // one is a second one: the lock lasts until the file has its name.
-    Descriptor second(::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
+    posix::Descriptor second(::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
     if (!second.isOpen() || (second.close() != 0 && errno != EINTR))
         fail(Step::Flush, errno);
 }

@@ -1,9 +1,9 @@
-#ifndef FILESYSTEM_POSIX_ATOMICFILE_H
-#define FILESYSTEM_POSIX_ATOMICFILE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "Descriptor.h"
 #include "Directory.h"
 #include "WriteError.h"
+#include "posix/Descriptor.h"
 
 #include <cstddef>
 #include <optional>
@@ -54,9 +54,7 @@ private:
     std::string name_;      ///< in directory_, on the disk
     std::string temporary_; ///< in directory_; empty when there is none
     std::optional<Directory> directory_;
-    Descriptor file_;
+    posix::Descriptor file_;
 };
 
 } // namespace filesystem
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Directory.h"
 
-#include "Root.h"
+#include "root/Root.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -50,7 +51,7 @@ bool isLink(int directory, const std::string& name) {
 
 /// A directory is flushed through a descriptor that may read it.
 bool flush(int directory) {
-    const Descriptor readable(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const posix::Descriptor readable(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return readable.isOpen() && ::fsync(readable.get()) == 0;
 }
 
@@ -127,7 +128,7 @@ bool Directory::make(const std::string& name, int flags) {
         directory_.reset(next);
         return true;
     }
-    Descriptor made(::openat(parent, name.c_str(), READ | O_NOFOLLOW));
+    posix::Descriptor made(::openat(parent, name.c_str(), READ | O_NOFOLLOW));
     // mkdir() takes the umask's bits away.
     if (!made.isOpen() || ::fchmod(made.get(), mode) != 0 || !flush(parent))
         return stop(errno);

@@ -1,7 +1,7 @@
-#ifndef FILESYSTEM_POSIX_DIRECTORY_H
-#define FILESYSTEM_POSIX_DIRECTORY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "Descriptor.h"
+#include "posix/Descriptor.h"
 
 #include <cerrno>
 #include <optional>
@@ -45,12 +45,10 @@ private:
     bool stop(int cause);
 
     std::optional<unsigned int> modeOfMissing_;
-    Descriptor directory_;
+    posix::Descriptor directory_;
     int cause_ = 0;
     bool isLink_ = false; ///< a symbolic link is in the way ...
     std::string path_;    ///< ... which has this phone path
 };
 
 } // namespace filesystem
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DirectoryListing.h"
 
-#include "Descriptor.h"
+#include "posix/Descriptor.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
@@ -14,7 +15,7 @@ namespace filesystem {
 DirectoryListing::DirectoryListing(int directory, const std::string& phonePath)
     : phonePath_(phonePath) {
     // A descriptor of its own: the stream moves its position and closes it.
-    Descriptor listed(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    posix::Descriptor listed(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (listed.isOpen())
         stream_.reset(::fdopendir(listed.get()));
     if (!stream_)

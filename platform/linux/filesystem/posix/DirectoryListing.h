@@ -1,5 +1,5 @@
-#ifndef FILESYSTEM_POSIX_DIRECTORYLISTING_H
-#define FILESYSTEM_POSIX_DIRECTORYLISTING_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <dirent.h>
 
@@ -31,5 +31,3 @@ private:
 };
 
 } // namespace filesystem
-
-#endif

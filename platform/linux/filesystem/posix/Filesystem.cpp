@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "filesystem/Filesystem.h"
 
 #include "AtomicFile.h"
-#include "Descriptor.h"
 #include "Directory.h"
-#include "Root.h"
+#include "posix/Descriptor.h"
+#include "root/Root.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -38,7 +39,7 @@ constexpr const char* MAKING = "Making the directory";
 }
 
 /// Size of an open file that has been found to be a regular one.
-std::uint64_t sizeOf(const Descriptor& file, const std::string& path) {
+std::uint64_t sizeOf(const posix::Descriptor& file, const std::string& path) {
     struct stat status {};
     if (::fstat(file.get(), &status) != 0)
         fail(READING, path, errno);
@@ -48,7 +49,7 @@ std::uint64_t sizeOf(const Descriptor& file, const std::string& path) {
 }
 
 /// Reads up to the end or until the buffer is full; the bytes read.
-std::size_t readInto(char* buffer, std::size_t size, const Descriptor& file,
+std::size_t readInto(char* buffer, std::size_t size, const posix::Descriptor& file,
                      const std::string& path) {
     std::size_t filled = 0;
     while (filled < size) {
@@ -67,7 +68,7 @@ std::size_t readInto(char* buffer, std::size_t size, const Descriptor& file,
 
 std::string read(const std::string& path, unsigned long long maxBytes) {
     // Not blocking: opening a FIFO that has no writer would wait for one.
-    const Descriptor file(
+    const posix::Descriptor file(
         ::open(root::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file.isOpen())
         fail(READING, path, errno);

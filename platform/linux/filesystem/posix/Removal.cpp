@@ -1,10 +1,11 @@
-#include "Descriptor.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "Directory.h"
 #include "DirectoryListing.h"
-#include "Root.h"
 #include "TemporaryName.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
+#include "posix/Descriptor.h"
+#include "root/Root.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
@@ -71,7 +72,7 @@ void lookThrough(int directory, const std::string& path, Within within,
 /// What cannot be read does not keep the rest from being looked through.
 void lookThroughInner(const Found& inner, const Operation& operation) {
     try {
-        const Descriptor directory(
+        const posix::Descriptor directory(
             ::openat(inner.directory, inner.name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (!directory.isOpen())
             throw std::system_error(errno, std::generic_category(), readingOf(inner.path()));
@@ -102,7 +103,7 @@ void removeIfAbandoned(const Found& file) {
         return;
     // Locked until it is removed: a writer that has made it, but not locked it yet, gives it up.
     // The kernel drops a lock with the process that holds it.
-    const Descriptor locked(
+    const posix::Descriptor locked(
         ::openat(file.directory, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     if (locked.isOpen() && ::flock(locked.get(), LOCK_EX | LOCK_NB) == 0 &&

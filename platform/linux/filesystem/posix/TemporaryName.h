@@ -1,5 +1,5 @@
-#ifndef FILESYSTEM_POSIX_TEMPORARYNAME_H
-#define FILESYSTEM_POSIX_TEMPORARYNAME_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -15,5 +15,3 @@ std::string makeTemporaryName();
 bool isTemporaryName(std::string_view name);
 
 } // namespace filesystem
-
-#endif

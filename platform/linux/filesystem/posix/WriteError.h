@@ -1,5 +1,5 @@
-#ifndef FILESYSTEM_POSIX_WRITEERROR_H
-#define FILESYSTEM_POSIX_WRITEERROR_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 #include <system_error>
@@ -22,5 +22,3 @@ private:
 };
 
 } // namespace filesystem
-
-#endif

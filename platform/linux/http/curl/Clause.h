@@ -1,5 +1,5 @@
-#ifndef CLAUSE_H
-#define CLAUSE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstddef>
 
@@ -24,5 +24,3 @@ const char* find(const Clause<Code> (&table)[Count], Code code) {
 }
 
 } // namespace http
-
-#endif

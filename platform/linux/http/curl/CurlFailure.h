@@ -1,5 +1,5 @@
-#ifndef CURLFAILURE_H
-#define CURLFAILURE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Proxy.h"
 #include "TlsWatch.h"
@@ -36,5 +36,3 @@ std::string describeFailure(const FailedRequest& request);
 std::string describeProxyAuthentication(const Route& route);
 
 } // namespace http
-
-#endif

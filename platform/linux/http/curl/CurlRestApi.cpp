@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CurlRestApi.h"
 
-#include "Ascii.h"
 #include "CurlSession.h"
 #include "TlsFiles.h"
+#include "text/Ascii.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,5 +1,5 @@
-#ifndef CURLRESTAPI_H
-#define CURLRESTAPI_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/IRestApi.h"
 
@@ -29,5 +29,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef CURLSESSION_H
-#define CURLSESSION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "CurlFailure.h"
 #include "TlsFiles.h"
@@ -60,5 +60,3 @@ private:
 };
 
 } // namespace http
-
-#endif

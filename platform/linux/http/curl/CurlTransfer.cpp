@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CurlTransfer.h"
 
-#include "Ascii.h"
+#include "text/Ascii.h"
+#include "text/Number.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 
 namespace http {
@@ -18,15 +19,6 @@ constexpr std::chrono::milliseconds REPORT_INTERVAL{100};
 constexpr int PROXY_AUTHENTICATION_REQUIRED = 407;
 
 constexpr const char* ABORTED = "the transfer was aborted";
-
-std::optional<std::uint64_t> number(const std::string& text) {
-    std::uint64_t value = 0;
-    const char* end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || parsed != end || text.empty())
-        return std::nullopt;
-    return value;
-}
 
 bool isInformational(int status) {
     return status >= 100 && status < 200;
@@ -109,7 +101,8 @@ void CurlTransfer::beginBody() {
         return;
     // Where both are sent, the length says nothing.
     const bool chunked = !header("Transfer-Encoding").empty();
-    const auto length = chunked ? std::nullopt : number(header("Content-Length"));
+    const auto length =
+        chunked ? std::nullopt : parseNumber<std::uint64_t>(header("Content-Length"));
     if (length)
         total_ = static_cast<std::int64_t>(std::min<std::uint64_t>(*length, INT64_MAX));
     const std::string encoding = header("Content-Encoding");

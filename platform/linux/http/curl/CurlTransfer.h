@@ -1,5 +1,5 @@
-#ifndef CURLTRANSFER_H
-#define CURLTRANSFER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "CurlFailure.h"
 #include "GzipInflater.h"
@@ -73,5 +73,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef GZIPINFLATER_H
-#define GZIPINFLATER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -29,5 +29,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Proxy.h"
 
-#include "Ascii.h"
+#include "text/Ascii.h"
 
 #include <arpa/inet.h>
 #include <curl/curl.h>

@@ -1,5 +1,5 @@
-#ifndef PROXY_H
-#define PROXY_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/UrlInfo.h"
 
@@ -25,5 +25,3 @@ struct Proxy {
 };
 
 } // namespace http
-
-#endif

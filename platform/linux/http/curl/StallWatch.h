@@ -1,5 +1,5 @@
-#ifndef STALLWATCH_H
-#define STALLWATCH_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -30,5 +30,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef TLSFAILURE_H
-#define TLSFAILURE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "TlsWatch.h"
 
@@ -10,5 +10,3 @@ namespace http {
 const char* describeHandshake(const TlsWatch& tls, bool offered);
 
 } // namespace http
-
-#endif

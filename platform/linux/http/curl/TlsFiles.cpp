@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "TlsFiles.h"
 
-#include "Root.h"
+#include "root/Root.h"
 
 #include <sys/stat.h>
 

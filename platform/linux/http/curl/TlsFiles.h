@@ -1,5 +1,5 @@
-#ifndef TLSFILES_H
-#define TLSFILES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/IRestApi.h"
 #include "http/Secret.h"
@@ -26,5 +26,3 @@ struct TlsFiles {
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef TLSWATCH_H
-#define TLSWATCH_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <curl/curl.h>
 #include <openssl/ssl.h>
@@ -59,5 +59,3 @@ private:
 };
 
 } // namespace http
-
-#endif

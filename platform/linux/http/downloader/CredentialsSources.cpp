@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CredentialsSources.h"
 
-#include "Ascii.h"
+#include "text/Ascii.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,5 +1,5 @@
-#ifndef CREDENTIALSSOURCES_H
-#define CREDENTIALSSOURCES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "http/ICredentialsProvider.h"
 #include "http/UrlInfo.h"
@@ -55,5 +55,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,7 +1,7 @@
-#ifndef DOWNLOADFILE_H
-#define DOWNLOADFILE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "AtomicFile.h"
+#include "filesystem/posix/AtomicFile.h"
 #include "http/IFileDownloader.h"
 
 #include <cstddef>
@@ -37,5 +37,3 @@ private:
 };
 
 } // namespace http
-
-#endif

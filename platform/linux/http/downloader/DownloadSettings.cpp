@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DownloadSettings.h"
 
 #include "logger/Logger.h"
+#include "text/Number.h"
 #include "text/Quote.h"
 
-#include <charconv>
 #include <limits>
 #include <optional>
 #include <string>
@@ -17,12 +18,8 @@ constexpr std::uint64_t MAX_BYTES =
     static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 
 std::optional<std::uint64_t> parse(const std::string& text, std::uint64_t max) {
-    std::uint64_t value = 0;
-    const char* end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || parsed != end || value == 0 || value > max)
-        return std::nullopt;
-    return value;
+    const auto value = parseNumber<std::uint64_t>(text);
+    return value && *value > 0 && *value <= max ? value : std::nullopt;
 }
 
 std::uint64_t readNumber(const phoneconfig::IPhoneConfig& phoneConfig, const std::string& key,
@@ -33,7 +30,7 @@ std::uint64_t readNumber(const phoneconfig::IPhoneConfig& phoneConfig, const std
     const std::optional<std::uint64_t> value = parse(text, max);
     if (!value) {
         LOG(2) << "Phone configuration " << key << " is " << quote(text)
-               << ", which is no number from 1 to " << max << "; " << defaultValue << " is used";
+               << ", which is not a number from 1 to " << max << "; " << defaultValue << " is used";
     }
     return value.value_or(defaultValue);
 }

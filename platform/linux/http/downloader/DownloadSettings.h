@@ -1,5 +1,5 @@
-#ifndef DOWNLOADSETTINGS_H
-#define DOWNLOADSETTINGS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "phoneconfig/IPhoneConfig.h"
 
@@ -20,5 +20,3 @@ struct DownloadSettings {
 };
 
 } // namespace http
-
-#endif

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Transfer.h"
 
-#include "Ascii.h"
 #include "http/UrlException.h"
 #include "logger/Logger.h"
+#include "text/Ascii.h"
 
 #include <algorithm>
 #include <array>

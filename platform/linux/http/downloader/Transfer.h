@@ -1,5 +1,5 @@
-#ifndef TRANSFER_H
-#define TRANSFER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "CredentialsSources.h"
 #include "DownloadFile.h"
@@ -66,5 +66,3 @@ private:
 };
 
 } // namespace http
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_BACKOFF_H
-#define IPC_BACKOFF_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -30,5 +30,3 @@ private:
 };
 
 } // namespace ipc
-
-#endif

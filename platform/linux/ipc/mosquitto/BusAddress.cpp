@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "BusAddress.h"
 
 #include "ForeignText.h"
+#include "text/Number.h"
 
 #include <sys/un.h>
 
 #include <algorithm>
-#include <charconv>
 #include <stdexcept>
 #include <string_view>
 
@@ -15,7 +16,7 @@ namespace {
 
 constexpr std::string_view UNIX_SCHEME = "unix:";
 constexpr std::string_view TCP_SCHEME = "tcp:";
-constexpr int LARGEST_PORT = 65535;
+constexpr std::uint32_t LARGEST_PORT = 65535;
 
 [[noreturn]] void refuse(const std::string& text, const char* why) {
     throw std::runtime_error("Bus address " + foreignText(text) + " is malformed: " + why);
@@ -30,11 +31,8 @@ bool holdsControlCharacter(const std::string& text) {
 
 /// 0 for anything but a port's number in decimal digits.
 int portNumber(std::string_view digits) {
-    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos)
-        return 0;
-    int port = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-    return error == std::errc() && port <= LARGEST_PORT ? port : 0;
+    const auto port = parseNumber<std::uint32_t>(digits);
+    return port && *port <= LARGEST_PORT ? static_cast<int>(*port) : 0;
 }
 
 BusAddress parseUnix(const std::string& text) {

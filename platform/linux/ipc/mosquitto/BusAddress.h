@@ -1,5 +1,5 @@
-#ifndef IPC_BUSADDRESS_H
-#define IPC_BUSADDRESS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -19,5 +19,3 @@ struct BusAddress {
 };
 
 } // namespace ipc
-
-#endif

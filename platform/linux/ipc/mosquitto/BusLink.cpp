@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "BusLink.h"
 
 #include "MqttConnection.h"
 #include "logger/Logger.h"
+#include "posix/PollTimeout.h"
 
 #include <poll.h>
 #include <pthread.h>
@@ -9,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <limits>
 #include <random>
 #include <stdexcept>
 #include <utility>
@@ -25,13 +26,6 @@ std::function<double()> uniformRandom() {
             distribution = std::uniform_real_distribution<double>(0.0, 1.0)]() mutable {
         return distribution(engine);
     };
-}
-
-/// Time left for poll(), rounded up so that it does not return just before the deadline.
-int pollTimeout(Clock::time_point deadline) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    const auto longest = std::chrono::milliseconds(std::numeric_limits<int>::max());
-    return static_cast<int>(std::clamp(left, std::chrono::milliseconds(0), longest).count());
 }
 
 /// Signals are for other threads. SIGPIPE, which the library's writes raise when the broker is
@@ -147,7 +141,7 @@ void BusLink::waitForEvents(MqttConnection& connection, Clock::time_point readyD
         static_cast<short>(connection.wantsToWrite() ? POLLIN | POLLOUT : POLLIN);
     std::array<pollfd, 2> descriptors{
         {{connection.socket(), socketEvents, 0}, {outbox_->descriptor(), POLLIN, 0}}};
-    ::poll(descriptors.data(), descriptors.size(), pollTimeout(deadline));
+    ::poll(descriptors.data(), descriptors.size(), posix::pollTimeout(deadline));
     outbox_->clearWakeUp();
     const int events = descriptors[0].revents;
     connection.handleEvents((events & ~POLLOUT) != 0, (events & POLLOUT) != 0);
@@ -158,7 +152,7 @@ bool BusLink::waitForNextAttempt() {
     const Clock::time_point deadline = Clock::now() + backoff_.next();
     while (!outbox_->isClosed() && Clock::now() < deadline) {
         pollfd wakeUp{outbox_->descriptor(), POLLIN, 0};
-        ::poll(&wakeUp, 1, pollTimeout(deadline));
+        ::poll(&wakeUp, 1, posix::pollTimeout(deadline));
         outbox_->clearWakeUp();
     }
     return !outbox_->isClosed();

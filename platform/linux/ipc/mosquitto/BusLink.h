@@ -1,5 +1,5 @@
-#ifndef IPC_BUSLINK_H
-#define IPC_BUSLINK_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Backoff.h"
 #include "BusAddress.h"
@@ -64,5 +64,3 @@ private:
 };
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_BUSSETTINGS_H
-#define IPC_BUSSETTINGS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -29,5 +29,3 @@ struct BusSettings {
 };
 
 } // namespace ipc
-
-#endif

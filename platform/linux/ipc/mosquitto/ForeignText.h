@@ -1,5 +1,5 @@
-#ifndef IPC_FOREIGNTEXT_H
-#define IPC_FOREIGNTEXT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -10,5 +10,3 @@ namespace ipc {
 std::string foreignText(const std::string& text);
 
 } // namespace ipc
-
-#endif

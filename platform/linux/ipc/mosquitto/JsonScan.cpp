@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "JsonScan.h"
 
-#include "Utf8.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 

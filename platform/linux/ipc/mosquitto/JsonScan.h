@@ -1,5 +1,5 @@
-#ifndef IPC_JSONSCAN_H
-#define IPC_JSONSCAN_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstddef>
 #include <string_view>
@@ -19,5 +19,3 @@ struct JsonScan {
 JsonScan scanJson(std::string_view text);
 
 } // namespace ipc
-
-#endif

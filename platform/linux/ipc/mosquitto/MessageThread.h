@@ -1,5 +1,5 @@
-#ifndef IPC_MESSAGETHREAD_H
-#define IPC_MESSAGETHREAD_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IMessageThreadStrategy.h"
 
@@ -43,5 +43,3 @@ private:
 };
 
 } // namespace ipc
-
-#endif

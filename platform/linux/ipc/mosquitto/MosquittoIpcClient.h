@@ -1,5 +1,5 @@
-#ifndef IPC_MOSQUITTOIPCCLIENT_H
-#define IPC_MOSQUITTOIPCCLIENT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "BusSettings.h"
 #include "ipc/IIPCClient.h"
@@ -57,5 +57,3 @@ private:
 };
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_MQTTCONNECTION_H
-#define IPC_MQTTCONNECTION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "BusAddress.h"
 #include "Outbox.h"
@@ -92,5 +92,3 @@ private:
 };
 
 } // namespace ipc
-
-#endif

@@ -1,7 +1,7 @@
-#ifndef IPC_OUTBOX_H
-#define IPC_OUTBOX_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "WakeUp.h"
+#include "posix/WakeUp.h"
 
 #include <cstddef>
 #include <deque>
@@ -59,7 +59,7 @@ private:
 
     const std::size_t waitingLimit_;
     const std::size_t byteLimit_;
-    WakeUp wakeUp_;
+    posix::WakeUp wakeUp_;
     mutable std::mutex mutex_;
     std::deque<OutgoingMessage> messages_;
     std::size_t bytes_ = 0;
@@ -68,5 +68,3 @@ private:
 };
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_PAYLOAD_H
-#define IPC_PAYLOAD_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ipc/IPCMessage.h"
 
@@ -17,5 +17,3 @@ inline constexpr std::size_t DEEPEST_NESTING = 32;
 IPCMessage decode(std::string_view payload);
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_REQUESTQUEUE_H
-#define IPC_REQUESTQUEUE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Outbox.h"
 #include "ipc/IIPCClient.h"
@@ -81,5 +81,3 @@ private:
 };
 
 } // namespace ipc
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef IPC_TOPIC_H
-#define IPC_TOPIC_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <optional>
 #include <string>
@@ -14,5 +14,3 @@ bool isSubscriptionTopic(const std::string& topic);
 std::optional<std::string> mirrored(const std::string& topic);
 
 } // namespace ipc
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "JournalWriter.h"
 
-#include "Datagram.h"
 #include "logger/Logger.h"
+#include "systemd/Datagram.h"
 
 #include <errno.h>
 #include <sys/stat.h>

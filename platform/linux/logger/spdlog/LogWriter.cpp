@@ -1,8 +1,9 @@
-#include "Escape.h"
+// SPDX-License-Identifier: Apache-2.0
 #include "JournalWriter.h"
 #include "MaskedText.h"
 #include "StderrWriter.h"
 #include "logger/Logger.h"
+#include "text/Escape.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>

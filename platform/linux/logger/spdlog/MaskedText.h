@@ -1,5 +1,5 @@
-#ifndef LOGGER_SPDLOG_MASKEDTEXT_H
-#define LOGGER_SPDLOG_MASKEDTEXT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -12,5 +12,3 @@ namespace logger {
 std::string withMaskedPasswords(std::string_view text);
 
 } // namespace logger
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef LOGGER_SPDLOG_STDERRWRITER_H
-#define LOGGER_SPDLOG_STDERRWRITER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string_view>
 
@@ -20,5 +20,3 @@ private:
 };
 
 } // namespace logger
-
-#endif

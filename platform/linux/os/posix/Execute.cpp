@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "os/Execute.h"
 
-#include "Root.h"
 #include "logger/Logger.h"
+#include "posix/Descriptor.h"
+#include "root/Root.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -93,23 +95,21 @@ private:
 class Process {
 public:
     explicit Process(pid_t pid) : pid_(pid), descriptor_(openDescriptor(pid)) {
-        if (descriptor_ < 0) {
+        if (!descriptor_.isOpen()) {
             const int cause = errno;
             killGroup();
             wait();
             fail(cause, "Watching the process");
         }
     }
-    ~Process() { ::close(descriptor_); }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
 
     enum class Outcome { Ended, TimedOut, ToBeEnded };
 
     /// Waits for its end, the deadline or endCommands().
     Outcome waitUntil(Clock::time_point deadline) const {
         for (;;) {
-            std::array<pollfd, 2> awaited{{{endEvent(), POLLIN, 0}, {descriptor_, POLLIN, 0}}};
+            std::array<pollfd, 2> awaited{
+                {{endEvent(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}}};
             const timespec remaining = until(deadline);
             const int ready = ::ppoll(awaited.data(), awaited.size(), &remaining, nullptr);
             if (ready < 0 && errno == EINTR)
@@ -149,7 +149,7 @@ private:
     }
 
     pid_t pid_;
-    int descriptor_;
+    posix::Descriptor descriptor_;
 };
 
 std::vector<std::string> split(const std::string& command) {

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "JsonPhoneConfig.h"
 
-#include "Utf8.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
 #include "text/Quote.h"
+#include "text/Utf8.h"
 
 #include <json/reader.h>
 #include <json/value.h>

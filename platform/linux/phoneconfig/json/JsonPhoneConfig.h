@@ -1,5 +1,5 @@
-#ifndef PHONECONFIG_JSON_JSONPHONECONFIG_H
-#define PHONECONFIG_JSON_JSONPHONECONFIG_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "phoneconfig/IPhoneConfig.h"
 
@@ -25,5 +25,3 @@ private:
 };
 
 } // namespace phoneconfig
-
-#endif

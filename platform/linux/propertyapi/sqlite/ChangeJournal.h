@@ -1,5 +1,5 @@
-#ifndef CHANGEJOURNAL_H
-#define CHANGEJOURNAL_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Database.h"
 #include "Statement.h"
@@ -52,5 +52,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

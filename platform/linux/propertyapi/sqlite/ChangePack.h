@@ -1,5 +1,5 @@
-#ifndef CHANGEPACK_H
-#define CHANGEPACK_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "propertyapi/Property.h"
 
@@ -29,5 +29,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef CHANGEPOSITION_H
-#define CHANGEPOSITION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstdint>
 #include <tuple>
@@ -19,5 +19,3 @@ struct ChangePosition {
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CommitWatch.h"
 
+#include "posix/PollTimeout.h"
+
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -10,7 +12,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <stdexcept>
 #include <string_view>
 #include <thread>
@@ -28,43 +29,25 @@ constexpr std::size_t SUFFIX_SIZE = 4;
     throw std::runtime_error(std::string(operation) + ": " + std::strerror(error));
 }
 
-/// Time to wait for poll, rounded up: a wait that is cut short would be repeated at once.
-int pollTime(std::chrono::steady_clock::time_point until) {
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
-    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(
-        left.count(), 0, std::numeric_limits<int>::max()));
-}
-
 } // namespace
 
 CommitWatch::CommitWatch(const std::string& log)
     : log_(log)
     , directory_(log.substr(0, log.rfind('/') + 1))
     , database_(log.substr(directory_.size(), log.size() - directory_.size() - SUFFIX_SIZE))
-    , events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
-    , wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-    if (events_ >= 0 && wake_ >= 0 && follow())
-        return;
-    const int error = errno;
-    ::close(events_);
-    ::close(wake_);
-    fail("cannot watch its files", error);
-}
-
-CommitWatch::~CommitWatch() {
-    ::close(events_);
-    ::close(wake_);
+    , events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    if (!events_.isOpen() || !follow())
+        fail("cannot watch its files", errno);
 }
 
 bool CommitWatch::follow() noexcept {
     const int before = directoryWatch_;
     // The same directory once more keeps its watch.
-    directoryWatch_ = ::inotify_add_watch(events_, directory_.c_str(),
+    directoryWatch_ = ::inotify_add_watch(events_.get(), directory_.c_str(),
                                           IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
                                               IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
     if (before >= 0 && before != directoryWatch_)
-        ::inotify_rm_watch(events_, before);
+        ::inotify_rm_watch(events_.get(), before);
     if (directoryWatch_ < 0)
         return false;
     followLog();
@@ -76,9 +59,9 @@ void CommitWatch::followLog() noexcept {
     const int before = logWatch_;
     // Not there, it is followed as soon as the directory's watch tells that it was made. The same
     // file once more keeps its watch.
-    logWatch_ = ::inotify_add_watch(events_, log_.c_str(), IN_MODIFY);
+    logWatch_ = ::inotify_add_watch(events_.get(), log_.c_str(), IN_MODIFY);
     if (before >= 0 && before != logWatch_)
-        ::inotify_rm_watch(events_, before);
+        ::inotify_rm_watch(events_.get(), before);
 }
 
 /// The database, its log and the index of that.
@@ -89,21 +72,15 @@ bool CommitWatch::isOurs(const char* name) const noexcept {
             text.substr(database_.size()) == "-shm");
 }
 
-void CommitWatch::wake() noexcept {
-    const std::uint64_t one = 1;
-    // Fails only when it is about to overflow, that is when it is set already.
-    [[maybe_unused]] const auto written = ::write(wake_, &one, sizeof one);
-}
-
 CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until) noexcept {
     for (;;) {
-        std::array<pollfd, 2> files{{{events_, POLLIN, 0}, {wake_, POLLIN, 0}}};
-        const int ready = ::poll(files.data(), files.size(), pollTime(until));
-        // The kernel has no memory for it: what the wait is for is looked for at times.
+        std::array<pollfd, 2> files{{{events_.get(), POLLIN, 0}, {wake_.descriptor(), POLLIN, 0}}};
+        const int ready = ::poll(files.data(), files.size(), posix::pollTimeout(until));
+        // poll() failed for want of memory: fall back to looking every RETRY_TIME.
         if (ready < 0 && errno != EINTR)
             std::this_thread::sleep_until(
                 std::min(until, std::chrono::steady_clock::now() + RETRY_TIME));
-        const bool woken = takeWake();
+        const bool woken = wake_.clear();
         if (const Cause cause = takeEvents(); cause != Cause::TIME)
             return cause;
         if (woken)
@@ -113,18 +90,13 @@ CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until
     }
 }
 
-bool CommitWatch::takeWake() noexcept {
-    std::uint64_t count = 0;
-    return ::read(wake_, &count, sizeof count) > 0;
-}
-
 /// Takes what has been told so far; TIME when none of it concerns the store.
 CommitWatch::Cause CommitWatch::takeEvents() noexcept {
     bool written = false;
     bool renamed = false;
     alignas(inotify_event) std::array<char, 4096> buffer;
     for (;;) {
-        const ssize_t size = ::read(events_, buffer.data(), buffer.size());
+        const ssize_t size = ::read(events_.get(), buffer.data(), buffer.size());
         if (size <= 0)
             break;
         for (std::size_t at = 0; at < static_cast<std::size_t>(size);) {

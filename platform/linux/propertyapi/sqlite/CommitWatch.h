@@ -1,5 +1,8 @@
-#ifndef COMMITWATCH_H
-#define COMMITWATCH_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "posix/Descriptor.h"
+#include "posix/WakeUp.h"
 
 #include <chrono>
 #include <string>
@@ -16,12 +19,9 @@ public:
     /// log: path of the log on this machine; neither it nor the database need exist, its directory
     /// must. Throws std::runtime_error.
     explicit CommitWatch(const std::string& log);
-    ~CommitWatch();
-    CommitWatch(const CommitWatch&) = delete;
-    CommitWatch& operator=(const CommitWatch&) = delete;
 
     /// Ends the wait that is in progress or the next one. From every thread.
-    void wake() noexcept;
+    void wake() noexcept { wake_.signal(); }
     /// Waits for a cause, until the time given. From one thread.
     Cause wait(std::chrono::steady_clock::time_point until) noexcept;
     /// Watches the directory and the files that have the names now: to be called when the directory
@@ -32,17 +32,14 @@ private:
     void followLog() noexcept;
     bool isOurs(const char* name) const noexcept;
     Cause takeEvents() noexcept;
-    bool takeWake() noexcept;
 
     const std::string log_;
     const std::string directory_;
     const std::string database_; ///< the database's name, with which all names begin
-    int events_ = -1;
-    int wake_ = -1;
+    posix::Descriptor events_;   ///< of inotify
+    posix::WakeUp wake_;
     int directoryWatch_ = -1;
     int logWatch_ = -1;
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef DATABASE_H
-#define DATABASE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "DatabaseError.h"
 #include "Patience.h"
@@ -75,5 +75,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

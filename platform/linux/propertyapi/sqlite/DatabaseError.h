@@ -1,5 +1,5 @@
-#ifndef DATABASEERROR_H
-#define DATABASEERROR_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -20,5 +20,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "DirectoryLock.h"
 
 #include "DatabaseError.h"
@@ -25,26 +26,21 @@ constexpr std::chrono::milliseconds RETRY_TIME{5};
 
 DirectoryLock::DirectoryLock(const std::string& directory, Purpose purpose,
                              Patience::Allowance& allowance)
-    : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    if (file_ < 0)
+    : directory_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (!directory_.isOpen())
         fail("cannot open its directory: ", errno);
     const int operation = (purpose == Purpose::MAKING ? LOCK_EX : LOCK_SH) | LOCK_NB;
-    while (::flock(file_, operation) != 0) {
+    while (::flock(directory_.get(), operation) != 0) {
         const int error = errno;
         // There is no lock call with a time limit. The holder needs a few milliseconds.
         if (error == EINTR || (error == EWOULDBLOCK && allowance.pause(RETRY_TIME)))
             continue;
-        ::close(file_);
         fail("cannot lock its directory: ", error);
     }
 }
 
-DirectoryLock::~DirectoryLock() {
-    ::close(file_);
-}
-
 void DirectoryLock::flush() const {
-    if (::fsync(file_) != 0)
+    if (::fsync(directory_.get()) != 0)
         fail("cannot flush its directory: ", errno);
 }
 

@@ -1,7 +1,8 @@
-#ifndef DIRECTORYLOCK_H
-#define DIRECTORYLOCK_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Patience.h"
+#include "posix/Descriptor.h"
 
 #include <string>
 
@@ -16,17 +17,12 @@ public:
     /// Waits for the lock as the allowance says: several may open at the same time, one alone may
     /// make. directory: a path of this machine. Throws DatabaseError.
     DirectoryLock(const std::string& directory, Purpose purpose, Patience::Allowance& allowance);
-    ~DirectoryLock();
-    DirectoryLock(const DirectoryLock&) = delete;
-    DirectoryLock& operator=(const DirectoryLock&) = delete;
 
     /// Brings names made, changed and removed in the directory to the disk. Throws DatabaseError.
     void flush() const;
 
 private:
-    int file_;
+    posix::Descriptor directory_;
 };
 
 } // namespace propertyapi
-
-#endif

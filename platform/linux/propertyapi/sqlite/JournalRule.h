@@ -1,5 +1,5 @@
-#ifndef JOURNALRULE_H
-#define JOURNALRULE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -7,7 +7,7 @@
 namespace propertyapi {
 
 /// How the journal of changes is numbered and trimmed, in SQL: the triggers, which keep the journal
-/// for all other programs, and JournalWriter are made of the same pieces.
+/// for all other programs, and ChangeWriter are made of the same pieces.
 ///
 /// The number of a change is its property_change.sequence. Numbers rise in commit order, by one and
 /// by the size of the value in KiB, so that keeping a range of them bounds the journal's rows and
@@ -34,5 +34,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef LOOKSCHEDULE_H
-#define LOOKSCHEDULE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 
@@ -34,5 +34,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

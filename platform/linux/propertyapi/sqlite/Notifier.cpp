@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Notifier.h"
 
-#include "FileId.h"
 #include "logger/Logger.h"
+#include "posix/FileStamp.h"
 
 #include <exception>
 #include <limits>
@@ -177,10 +178,9 @@ void Notifier::deliverFromOtherFile() {
 
 /// True when the log has grown so far that it is to be moved; takes down the time then.
 bool Notifier::isLogDue(bool quiet) {
-    std::int64_t size = 0;
-    const FileId log(store_.log(), &size);
     const auto now = Clock::now();
-    if (size < (quiet ? settings_.walIdleLimit : settings_.walBusyLimit) ||
+    if (posix::FileStamp::of(store_.log()).size <
+            (quiet ? settings_.walIdleLimit : settings_.walBusyLimit) ||
         now - shortened_ < settings_.quietTime)
         return false;
     shortened_ = now;

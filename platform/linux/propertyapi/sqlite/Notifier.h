@@ -1,5 +1,5 @@
-#ifndef NOTIFIER_H
-#define NOTIFIER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ChangeJournal.h"
 #include "CommitWatch.h"
@@ -61,5 +61,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

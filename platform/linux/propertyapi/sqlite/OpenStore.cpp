@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "OpenStore.h"
 
 #include "logger/Logger.h"
+#include "posix/FileStamp.h"
 
 #include <sqlite3.h>
 
@@ -188,7 +190,7 @@ void OpenStore::replace(Patience::Allowance& allowance) {
 /// replace it meanwhile.
 void OpenStore::open(Patience::Allowance& allowance) {
     for (;;) {
-        const FileId before(file_.path());
+        const auto before = posix::FileStamp::of(file_.path()).id;
         try {
             connections_ =
                 std::make_unique<Connections>(file_, settings_, *patience_, number_ + 1, allowance);
@@ -198,7 +200,7 @@ void OpenStore::open(Patience::Allowance& allowance) {
             }
             close();
         } catch (const DatabaseError&) {
-            if (FileId(file_.path()) == before)
+            if (posix::FileStamp::of(file_.path()).id == before)
                 throw;
         }
         if (!allowance.pause(RETRY_TIME))

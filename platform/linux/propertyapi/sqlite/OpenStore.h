@@ -1,5 +1,5 @@
-#ifndef OPENSTORE_H
-#define OPENSTORE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ChangeJournal.h"
 #include "DatabaseError.h"
@@ -119,5 +119,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

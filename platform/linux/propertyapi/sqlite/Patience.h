@@ -1,5 +1,5 @@
-#ifndef PATIENCE_H
-#define PATIENCE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <condition_variable>
@@ -83,5 +83,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

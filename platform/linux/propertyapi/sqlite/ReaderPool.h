@@ -1,5 +1,5 @@
-#ifndef READERPOOL_H
-#define READERPOOL_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "StoreReader.h"
 
@@ -50,5 +50,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

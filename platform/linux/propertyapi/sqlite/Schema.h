@@ -1,5 +1,5 @@
-#ifndef SCHEMA_H
-#define SCHEMA_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -25,5 +25,3 @@ bool livesForOneBoot(const std::string& key);
 } // namespace schema
 
 } // namespace propertyapi
-
-#endif

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "SqlitePropertyApi.h"
 
 #include "Notifier.h"
 #include "OpenStore.h"
 #include "Patience.h"
-#include "Root.h"
 #include "Subscribers.h"
+#include "root/Root.h"
 #include "text/Quote.h"
 
 #include <fstream>

@@ -1,5 +1,5 @@
-#ifndef SQLITEPROPERTYAPI_H
-#define SQLITEPROPERTYAPI_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "SqliteSettings.h"
 #include "propertyapi/IPropertyApi.h"
@@ -59,5 +59,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef SQLITESETTINGS_H
-#define SQLITESETTINGS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -28,5 +28,3 @@ struct SqliteSettings {
 };
 
 } // namespace propertyapi
-
-#endif

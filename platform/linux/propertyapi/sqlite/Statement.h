@@ -1,5 +1,5 @@
-#ifndef STATEMENT_H
-#define STATEMENT_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -51,5 +51,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

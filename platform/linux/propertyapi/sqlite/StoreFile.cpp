@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "StoreFile.h"
 
 #include "DirectoryLock.h"
 #include "Schema.h"
 #include "logger/Logger.h"
+#include "posix/FileStamp.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -184,7 +186,7 @@ std::unique_ptr<Database> StoreFile::openSound(Preparation& preparation) const {
 }
 
 void StoreFile::closeToOthers(Preparation& preparation) const {
-    const FileId file(path_);
+    const auto file = posix::FileStamp::of(path_).id;
     if (file == preparation.closed)
         return;
     preparation.closed = file;

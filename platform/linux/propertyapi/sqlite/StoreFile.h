@@ -1,5 +1,5 @@
-#ifndef STOREFILE_H
-#define STOREFILE_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Database.h"
 #include "Patience.h"
@@ -32,8 +32,8 @@ private:
     /// What is known in the course of preparing it.
     struct Preparation {
         Patience::Allowance& allowance;
-        std::string damage = {}; ///< of the file that was found
-        FileId closed = {};      ///< the file that was looked at for being open to others
+        std::string damage = {};   ///< of the file that was found
+        posix::FileId closed = {}; ///< the file that was looked at for being open to others
     };
 
     /// Nothing when the store is missing or damaged.
@@ -49,5 +49,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

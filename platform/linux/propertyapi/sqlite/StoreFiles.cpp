@@ -1,4 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "StoreFiles.h"
+
+#include "posix/FileStamp.h"
 
 #include <string_view>
 #include <utility>
@@ -14,44 +17,52 @@ std::string indexOf(const std::string& log) {
     return log.substr(0, log.size() - LOG_SUFFIX.size()) + "-shm";
 }
 
+posix::FileId idOf(const std::string& path) noexcept {
+    return posix::FileStamp::of(path).id;
+}
+
 } // namespace
 
 StoreFiles::StoreFiles(std::string database, std::string log)
     : databasePath_(std::move(database))
     , logPath_(std::move(log))
     , indexPath_(indexOf(logPath_))
-    , database_(databasePath_)
-    , log_(logPath_)
-    , index_(indexPath_) {}
+    , database_(idOf(databasePath_))
+    , log_(idOf(logPath_))
+    , index_(idOf(indexPath_)) {}
 
 bool StoreFiles::areComplete() const noexcept {
-    return database_.isFile() && log_.isFile() && index_.isFile();
+    return database_.isFile && log_.isFile && index_.isFile;
 }
 
 std::optional<std::int64_t> StoreFiles::logSize() const noexcept {
-    std::int64_t size = 0;
-    if (FileId(logPath_, &size) != log_)
+    const auto log = posix::FileStamp::of(logPath_);
+    if (log.id != log_)
         return std::nullopt;
-    return size;
+    return log.size;
+}
+
+bool StoreFiles::haveDatabase() const noexcept {
+    return idOf(databasePath_) == database_;
 }
 
 bool StoreFiles::haveNames() const noexcept {
-    return haveDatabase() && FileId(logPath_) == log_ && FileId(indexPath_) == index_;
+    return haveDatabase() && idOf(logPath_) == log_ && idOf(indexPath_) == index_;
 }
 
 bool StoreFiles::mayRemoveLog() const noexcept {
-    const FileId log(logPath_);
-    return haveDatabase() && (!log.isFile() || log == log_);
+    const posix::FileId log = idOf(logPath_);
+    return haveDatabase() && (!log.isFile || log == log_);
 }
 
 std::vector<std::string> StoreFiles::orphans() const {
     const bool hasDatabase = haveDatabase();
-    const bool hasLog = FileId(logPath_) == log_;
+    const bool hasLog = idOf(logPath_) == log_;
     std::vector<std::string> paths;
     // The log belongs to the database, the index to both.
-    if (index_.isFile() && FileId(indexPath_) == index_ && !(hasDatabase && hasLog))
+    if (index_.isFile && idOf(indexPath_) == index_ && !(hasDatabase && hasLog))
         paths.push_back(indexPath_);
-    if (log_.isFile() && hasLog && !hasDatabase)
+    if (log_.isFile && hasLog && !hasDatabase)
         paths.push_back(logPath_);
     return paths;
 }

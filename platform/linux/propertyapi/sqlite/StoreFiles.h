@@ -1,7 +1,7 @@
-#ifndef STOREFILES_H
-#define STOREFILES_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
-#include "FileId.h"
+#include "posix/FileId.h"
 
 #include <cstdint>
 #include <optional>
@@ -21,7 +21,7 @@ public:
     /// All three were there.
     bool areComplete() const noexcept;
     /// Looks at the database alone.
-    bool haveDatabase() const noexcept { return FileId(databasePath_) == database_; }
+    bool haveDatabase() const noexcept;
     /// Looks at the log alone: its size, nothing when it lost its name.
     std::optional<std::int64_t> logSize() const noexcept;
     /// Looks at all three.
@@ -37,11 +37,9 @@ private:
     std::string databasePath_;
     std::string logPath_;
     std::string indexPath_;
-    FileId database_;
-    FileId log_;
-    FileId index_;
+    posix::FileId database_;
+    posix::FileId log_;
+    posix::FileId index_;
 };
 
 } // namespace propertyapi
-
-#endif

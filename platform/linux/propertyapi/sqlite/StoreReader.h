@@ -1,5 +1,5 @@
-#ifndef STOREREADER_H
-#define STOREREADER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Database.h"
 #include "Statement.h"
@@ -34,5 +34,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

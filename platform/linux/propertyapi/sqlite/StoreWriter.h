@@ -1,8 +1,8 @@
-#ifndef STOREWRITER_H
-#define STOREWRITER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
+#include "ChangeWriter.h"
 #include "Database.h"
-#include "JournalWriter.h"
 #include "Patience.h"
 #include "SqliteSettings.h"
 #include "Statement.h"
@@ -57,9 +57,7 @@ private:
     Statement upsert_;
     Statement exists_;
     Statement delete_;
-    JournalWriter journal_;
+    ChangeWriter journal_;
 };
 
 } // namespace propertyapi
-
-#endif

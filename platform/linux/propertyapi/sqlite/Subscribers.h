@@ -1,5 +1,5 @@
-#ifndef SUBSCRIBERS_H
-#define SUBSCRIBERS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "ChangePosition.h"
 #include "propertyapi/IPropertyApi.h"
@@ -84,5 +84,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef TRANSACTION_H
-#define TRANSACTION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 namespace propertyapi {
 
@@ -23,5 +23,3 @@ private:
 };
 
 } // namespace propertyapi
-
-#endif

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Declaration.h"
 
-#include "Ascii.h"
+#include "text/Ascii.h"
 
 #include <algorithm>
 #include <array>

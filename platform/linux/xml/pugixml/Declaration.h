@@ -1,5 +1,5 @@
-#ifndef XML_PUGIXML_DECLARATION_H
-#define XML_PUGIXML_DECLARATION_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include "Scanner.h"
 
@@ -14,5 +14,3 @@ enum class Encoding { Utf8, UsAscii };
 Encoding passDeclaration(Scanner& document);
 
 } // namespace common::xml
-
-#endif

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Scanner.h"
 
-#include "Utf8.h"
 #include "text/Quote.h"
+#include "text/Utf8.h"
 #include "xml/Xml.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-#ifndef XML_PUGIXML_SCANNER_H
-#define XML_PUGIXML_SCANNER_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -61,5 +61,3 @@ private:
 };
 
 } // namespace common::xml
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef XML_PUGIXML_TEXTREMOVAL_H
-#define XML_PUGIXML_TEXTREMOVAL_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string>
 
@@ -11,5 +11,3 @@ namespace common::xml {
 void removeText(std::string& document);
 
 } // namespace common::xml
-
-#endif

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "WellFormedness.h"
 
-#include "Ascii.h"
 #include "Declaration.h"
 #include "Scanner.h"
-#include "Utf8.h"
+#include "text/Ascii.h"
+#include "text/Utf8.h"
 #include "xml/Xml.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-#ifndef XML_PUGIXML_WELLFORMEDNESS_H
-#define XML_PUGIXML_WELLFORMEDNESS_H
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
 
 #include <string_view>
 
@@ -11,5 +11,3 @@ namespace common::xml {
 void checkWellFormed(std::string_view text);
 
 } // namespace common::xml
-
-#endif

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "http/Security.h"
+
+#include "CaBundle.h"
+#include "Certificate.h"
+#include "CertificateDirectory.h"
+#include "ClientIdentityFiles.h"
+#include "PrivateKey.h"
+#include "SavedFile.h"
+#include "X509Text.h"
+#include "common/TurnTaker.h"
+#include "filesystem/Filesystem.h"
+#include "http/Secret.h"
+#include "logger/Logger.h"
+#include "root/Root.h"
+#include "text/Quote.h"
+
+#include <map>
+#include <mutex>
+#include <set>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace http {
+
+namespace {
+
+constexpr const char* BUNDLE = "/data/certs/ca-bundle.pem";
+constexpr unsigned long long MAX_FILE_BYTES = 4ULL << 20U;
+
+using Operations = ISecurity::CertificateOperations;
+using Names = std::map<std::string, std::string>;
+
+/// File names by fingerprint of what the bundle holds now.
+Names readBundle() {
+    try {
+        return parseBundle(filesystem::read(BUNDLE));
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::no_such_file_or_directory)
+            return {};
+        throw;
+    }
+}
+
+/// What the step from one bundle to the next one means: first what goes, then what comes, so that a
+/// file whose certificate was replaced ends as accepted.
+Operations compare(const Names& before, const std::vector<BundleEntry>& after) {
+    std::set<std::string> kept;
+    std::set<std::string> accepted;
+    for (const BundleEntry& entry : after) {
+        kept.insert(entry.fingerprint);
+        if (before.count(entry.fingerprint) == 0)
+            accepted.insert(entry.fileName);
+    }
+    std::set<std::string> removed;
+    for (const auto& [fingerprint, name] : before) {
+        if (kept.count(fingerprint) == 0 && !name.empty())
+            removed.insert(name);
+    }
+    Operations operations;
+    for (const std::string& name : removed)
+        operations.emplace_back("Remove", name);
+    for (const std::string& name : accepted)
+        operations.emplace_back("Accept", name);
+    return operations;
+}
+
+/// Null: one of the certificates is usable as trusted; otherwise what is wrong with the first.
+const char* whyUnusable(std::string_view content) {
+    const char* reason = nullptr;
+    for (const X509Ptr& certificate : x509::parse(content)) {
+        const char* const why = x509::whyUnusable(certificate.get());
+        if (why == nullptr)
+            return nullptr;
+        if (reason == nullptr)
+            reason = why;
+    }
+    return reason == nullptr ? x509::NO_CERTIFICATE : reason;
+}
+
+void logProblem(const char* what, const std::string& path, const char* problem) {
+    if (problem != nullptr) {
+        LOG(2) << what << " " << quote(path) << " is not usable: " << problem;
+    }
+}
+
+} // namespace
+
+struct Security::Impl {
+    /// An operation takes the place of the same one found before: the list does not grow without
+    /// end when nobody reads it, and its last word on a file is right.
+    void note(const Operations& found) {
+        const std::lock_guard lock(mutex);
+        for (const auto& operation : found) {
+            std::erase(operations, operation);
+            operations.push_back(operation);
+        }
+    }
+
+    std::mutex mutex;
+    Operations operations;
+    common::TurnTaker rebuilds; ///< each against the bundle of the one before
+    ClientIdentityFiles clientIdentity;
+};
+
+// Everything that this service knows lies in files; the property store is part of its interface for
+// phones that keep settings of it there.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+Security::Security(std::shared_ptr<propertyapi::IPropertyApi> /*propertyApi*/)
+    : impl_(std::make_unique<Impl>()) {}
+
+Security::~Security() = default;
+
+bool Security::checkCertificate(const std::string& path) const {
+    root::check(path);
+    std::string content;
+    try {
+        content = filesystem::read(path, MAX_FILE_BYTES);
+    } catch (const std::exception& exception) {
+        LOG(2) << "Certificate is not usable: " << exception.what();
+        return false;
+    }
+    const char* const problem = whyUnusable(content);
+    logProblem("Certificate", path, problem);
+    return problem == nullptr;
+}
+
+void Security::updateCaBundle(const std::string& directory) {
+    const common::TurnTaker::Turn turn(impl_->rebuilds);
+    const Names before = readBundle();
+    const std::vector<BundleEntry> after = readCertificateDirectory(directory);
+    makeDirectoryOf(BUNDLE);
+    filesystem::write(BUNDLE, formatBundle(after), filesystem::PUBLIC_FILE);
+    impl_->note(compare(before, after));
+}
+
+Security::CertificateOperations Security::takeCertificateOperations() {
+    const std::lock_guard lock(impl_->mutex);
+    return std::exchange(impl_->operations, {});
+}
+
+std::string Security::getCaBundlePath() const {
+    return BUNDLE;
+}
+
+std::optional<ClientIdentity> Security::getClientIdentity() const {
+    return impl_->clientIdentity.offered();
+}
+
+std::shared_ptr<ICertificate> Security::loadCertificate(const std::string& path) const {
+    auto certificate = std::make_shared<Certificate>(filesystem::read(path, MAX_FILE_BYTES));
+    logProblem("Certificate", path, certificate->whyInvalid());
+    return certificate;
+}
+
+std::shared_ptr<IPrivateKey> Security::loadPrivateKey(const std::string& path,
+                                                      const std::string& password) const {
+    const Secret content = filesystem::read(path, MAX_FILE_BYTES);
+    auto key = std::make_shared<PrivateKey>(content.text(), password);
+    logProblem("Private key", path, key->whyInvalid());
+    return key;
+}
+
+} // namespace http
