@@ -4,6 +4,7 @@
 #include "CertificatesUpdate.h"
 #include "Directories.h"
 #include "dto/SysConf.h"
+#include "http/UrlInfo.h"
 #include "logger/Logger.h"
 
 #include <utility>
@@ -78,7 +79,8 @@ ApplicationMessageHandlers::httpAuthPasswordChanged(const ipc::IpcMsgParams& par
 void ApplicationMessageHandlers::handleProvisioningRequest(const std::string& url) noexcept {
     try {
         if (!provisioningOnStartup.isComplete()) {
-            LOG(2) << "Provisioning request dropped: " << provisioningOnStartup.describeState();
+            LOG(2) << "Provisioning request dropped: " << provisioningOnStartup.describeState()
+                   << " (" << (url.empty() ? "no URL" : http::withoutCredentials(url)) << ")";
             return;
         }
         worker->startProvisioning(url);

@@ -9,6 +9,7 @@ const std::string Directories::NVM = WORKING_ROOT + "nvm/";
 const std::string Directories::CUSTOM = WORKING_ROOT + "custom/";
 const std::string Directories::PROVISIONING = WORKING_ROOT + "provisioning/";
 const std::string Directories::TRUSTED_CERTIFICATES = "/etc/ssl/certs/";
+const std::string Directories::CERTIFICATES = "/data/certs/";
 const std::string Directories::CERTIFICATE_STORAGE = "/data/certs/_storage/";
 const std::string Directories::CLIENT_CERTIFICATES = "/data/certs/client/";
 const std::string Directories::WALLPAPERS = "/data/images/";

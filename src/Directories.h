@@ -15,6 +15,7 @@ struct Directories {
     /// Certificates that the phone trusts, one a file.
     static const std::string TRUSTED_CERTIFICATES;
     // Where what is fetched is put, for other services and the downloader.
+    static const std::string CERTIFICATES; ///< the CA bundle
     static const std::string CERTIFICATE_STORAGE;
     static const std::string CLIENT_CERTIFICATES;
     static const std::string WALLPAPERS;

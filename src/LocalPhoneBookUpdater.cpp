@@ -26,6 +26,11 @@ void LocalPhoneBookUpdater::setUrl(const http::UrlInfo& newUrl) {
 }
 
 bool LocalPhoneBookUpdater::update() {
+    std::string cause;
+    return update(cause);
+}
+
+bool LocalPhoneBookUpdater::update(std::string& cause) {
     http::UrlInfo source;
     {
         const std::lock_guard lock(urlMutex);
@@ -43,6 +48,7 @@ bool LocalPhoneBookUpdater::update() {
         return true;
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
+        cause = exception.what();
         return false;
     }
 }

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 
 namespace ovo {
 
@@ -24,6 +25,8 @@ public:
     /// True when the phone book was fetched and announced; does not throw what goes wrong on the
     /// way.
     bool update();
+    /// The same; cause: gets what went wrong, in words.
+    bool update(std::string& cause);
 
 private:
     const propertyapi::IPropertyApi& propertyApi;

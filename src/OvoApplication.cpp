@@ -70,7 +70,7 @@ void OvoApplication::setup() {
 /// What a power cut or the end of a process has left of files that were being written.
 void OvoApplication::removeAbandonedFiles() {
     for (const std::string& directory :
-         {Directories::WALLPAPERS, Directories::CERTIFICATE_STORAGE,
+         {Directories::WALLPAPERS, Directories::CERTIFICATES, Directories::CERTIFICATE_STORAGE,
           Directories::CLIENT_CERTIFICATES, Directories::FIRMWARE_UPDATES, Directories::CONTACTS})
         filesystem::removeAbandonedFiles(directory, filesystem::Within::Directory);
     filesystem::removeAbandonedFiles(Directories::WORKING_ROOT,

@@ -70,10 +70,10 @@ void ProvisioningOnStartup::setPhoneuiInitState(bool ready) {
 }
 
 std::string ProvisioningOnStartup::silentNeighbours() const {
-    if (nmReady)
-        return "the phone user interface";
-    return phoneuiReady ? "the network manager"
-                        : "the network manager and the phone user interface";
+    std::string names = nmReady ? "" : "the network manager";
+    if (!phoneuiReady)
+        names += (names.empty() ? "" : " and ") + std::string("the phone user interface");
+    return names;
 }
 
 std::string ProvisioningOnStartup::describeState() const {
@@ -86,7 +86,9 @@ std::string ProvisioningOnStartup::describeState() const {
         return "the boot-up provisioning could not be done; the next start of the daemon tries "
                "again";
     default:
-        return "the boot-up provisioning waits for " + silentNeighbours();
+        const std::string silent = silentNeighbours();
+        return silent.empty() ? "the boot-up provisioning is about to begin"
+                              : "the boot-up provisioning waits for " + silent;
     }
 }
 
@@ -110,10 +112,11 @@ bool ProvisioningOnStartup::waitForNeighbours() {
         if (!sleep(READY_INTERVAL))
             return false;
         waited += READY_INTERVAL;
-        if (waited < nextNote)
+        const std::string silent = silentNeighbours();
+        if (waited < nextNote || silent.empty())
             continue;
         LOG(2) << "The boot-up provisioning has waited " << waited.count() / 1000 << " s for "
-               << silentNeighbours();
+               << silent;
         nextNote = waited + NOTE_INTERVAL;
     }
     return true;

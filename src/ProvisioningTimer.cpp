@@ -3,6 +3,7 @@
 
 #include "Utils.h"
 #include "logger/Logger.h"
+#include "text/Quote.h"
 
 #include <ctime>
 #include <random>
@@ -38,6 +39,18 @@ TimePoint localMidnight(TimePoint now) {
     // The daylight saving flag stays now's: where it has changed since midnight, the next night's
     // run keeps its time of day.
     return std::chrono::system_clock::from_time_t(std::mktime(&local));
+}
+
+/// A period as the property key holds it; one that was never set reads as the empty text.
+std::uint32_t secondsOf(const std::string& period, const char* key) {
+    try {
+        return period.empty() ? 0 : Utils::convertTimeStringToSeconds(period);
+    } catch (const std::exception&) {
+        constexpr std::size_t LONGEST_SHOWN = 64;
+        LOG(2) << key << " is " << quote(Utils::shortened(period, LONGEST_SHOWN))
+               << ", which is not a number of seconds";
+        throw;
+    }
 }
 
 } // namespace
@@ -135,14 +148,16 @@ bool ProvisioningTimer::setupTimer(TimerDef& def, bool restart) {
     }
 }
 
+const char* ProvisioningTimer::keyOf(const TimerDef& def) const {
+    return &def == &phoneBookTimerDef ? PHONE_BOOK_PERIOD : PROVISIONING_PERIOD;
+}
+
 /// Seconds and text of a definition change together: another thread may bring a newer text while
 /// this one converts.
 std::uint32_t ProvisioningTimer::convertPeriod(TimerDef& def) {
     for (;;) {
         const std::string timeString = copyOf(def).timeString;
-        // A key that was never set reads as the empty text.
-        const std::uint32_t seconds =
-            timeString.empty() ? 0 : Utils::convertTimeStringToSeconds(timeString);
+        const std::uint32_t seconds = secondsOf(timeString, keyOf(def));
         const std::lock_guard lock(mutex);
         if (def.timeString == timeString)
             return def.seconds = seconds;

@@ -79,6 +79,7 @@ private:
     void takePeriod(TimerDef& def, std::string timeString);
     void onPeriodChanged(TimerDef& def, const std::string& timeString);
     std::uint32_t convertPeriod(TimerDef& def);
+    const char* keyOf(const TimerDef& def) const;
     bool schedule(TimerDef& def, std::uint32_t seconds);
     void stopTimer(TimerDef& def);
     TimerDef copyOf(const TimerDef& def) const;

@@ -41,6 +41,16 @@ std::string Utils::constructXMLPath(const std::string& directory, const std::str
     return Directories::WORKING_ROOT + directory + "/" + file;
 }
 
+std::string Utils::shortened(const std::string& text, std::size_t longest) {
+    if (text.size() <= longest)
+        return text;
+    // Not within a character: the further bytes of one are 10xxxxxx.
+    std::size_t end = longest;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U)
+        --end;
+    return text.substr(0, end) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
 std::uint32_t Utils::convertTimeStringToSeconds(const std::string& text) {
     // A negative number becomes a large one here and so counts as too long.
     const auto seconds = static_cast<std::uint32_t>(std::stoi(text));

@@ -4,6 +4,7 @@
 #include "ProvisioningStatus.h"
 #include "http/UrlInfo.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -23,6 +24,10 @@ struct Utils {
 
     /// Local path of a further provisioning file. Joins the texts as they are.
     static std::string constructXMLPath(const std::string& directory, const std::string& file);
+
+    /// A text in UTF-8 for a log line: one of more bytes than longest ends there, with "..." and
+    /// its size behind.
+    static std::string shortened(const std::string& text, std::size_t longest);
 
     /// A period in seconds from decimal text: 0, or 600 to 86400; what lies outside is put to the
     /// nearer end with a level 2 log line (a negative number to 86400). Throws

@@ -174,6 +174,8 @@ bool CustomScenarioJobHandler::downloadClientCertificate(const Step& step) {
             return false;
         }
         const bool saved = certificate->save(Files::CLIENT_CERTIFICATE);
+        if (!saved)
+            report.failed("the client certificate cannot be saved as " + Files::CLIENT_CERTIFICATE);
         notifyCertChanged(); // also when it was not saved
         return saved;
     });
@@ -190,8 +192,10 @@ bool CustomScenarioJobHandler::downloadPrivateKey(const Step& step) {
             report.failed("the client private key is not valid");
             return false;
         }
-        if (!key->save(Files::CLIENT_KEY, password))
+        if (!key->save(Files::CLIENT_KEY, password)) {
+            report.failed("the client private key cannot be saved as " + Files::CLIENT_KEY);
             return false;
+        }
         filesystem::write(Files::CLIENT_KEY_PASSWORD, password);
         notifyCertChanged();
         return true;
@@ -234,7 +238,11 @@ bool CustomScenarioJobHandler::downloadLocalPhoneBook(const Step& step) const {
     if (const std::string period = valueOrEmpty(step, ATTR_RENEW_PERIOD); !period.empty())
         propertyApi->setValue(PHONE_BOOK_PERIOD, period);
     localPhoneBookUpdater.setUrl(url);
-    return localPhoneBookUpdater.update();
+    std::string cause;
+    const bool updated = localPhoneBookUpdater.update(cause);
+    if (!updated)
+        report.failed("the phone book: " + cause);
+    return updated;
 }
 
 bool CustomScenarioJobHandler::unlockFunctionKeys(const Step&) const {

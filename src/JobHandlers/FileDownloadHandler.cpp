@@ -3,12 +3,20 @@
 
 #include "JobHandlers/FileFromNode.h"
 #include "JobHandlers/XMLNodeType.h"
+#include "Utils.h"
 #include "logger/Logger.h"
+#include "text/Quote.h"
 
 #include <stdexcept>
 #include <utility>
 
 namespace ovo {
+
+namespace {
+
+constexpr std::size_t LONGEST_SHOWN = 256; ///< bytes of a foreign text in a log line
+
+} // namespace
 
 FileDownloadHandler::FileDownloadHandler(
     ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
@@ -56,6 +64,9 @@ bool FileDownloadHandler::validateNode(const ProvisioningNode::Attributes& child
          {XMLParser::FIRMWARE_ROOT_STR, XMLParser::NVM_ROOT_STR, XMLParser::CUSTOM_ROOT_STR})
         if (type == accepted)
             return true;
+    LOG(2) << "Attribute " << quote(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR) << " of "
+           << quote(node.type) << " is " << quote(Utils::shortened(type, LONGEST_SHOWN))
+           << ", which is not a category";
     throw std::runtime_error("Node " + node.type + " failed to validate");
 }
 

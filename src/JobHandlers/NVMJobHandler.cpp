@@ -126,11 +126,23 @@ void NVMJobHandler::prepareNvmParams() noexcept {
             value = &attributeOf(child, ATTR_VALUE);
             addParameter(*key, *value);
         } catch (const std::exception& exception) {
-            LOG(3) << "Parameter preparation failed: " << quote(*key, *value, "=") << " (exception "
-                   << exception.what() << ")";
-            refuse(quote(*key) + ": " + exception.what());
+            noteFailedPreparation(*key, *value, exception.what());
         }
         progressReporter.doProgress();
+    }
+}
+
+/// What failed for want of memory may fail here again: the record counts as refused in any case.
+void NVMJobHandler::noteFailedPreparation(const std::string& key, const std::string& value,
+                                          const char* why) noexcept {
+    report.parameterRefused();
+    try {
+        const std::string parameter = quote(key, value, "=");
+        LOG(3) << "Parameter preparation failed: " << parameter << " (exception " << why << ")";
+        noteRefusal(quote(key) + ": " + why);
+    } catch (const std::exception&) {
+        LOG(3) << "Parameter preparation failed: a parameter that there is no memory to name ("
+               << "exception " << why << ")";
     }
 }
 
@@ -205,6 +217,10 @@ void NVMJobHandler::append(const std::string& key, const std::string& value) {
 
 void NVMJobHandler::refuse(const std::string& why) {
     report.parameterRefused();
+    noteRefusal(why);
+}
+
+void NVMJobHandler::noteRefusal(const std::string& why) {
     if (firstRefusal.empty())
         firstRefusal = why;
 }

@@ -49,6 +49,9 @@ private:
     void prepareVlanParams(const std::string& name, const std::string& value);
     void append(const std::string& name, const std::string& value);
     void refuse(const std::string& why);
+    void noteRefusal(const std::string& why);
+    void noteFailedPreparation(const std::string& key, const std::string& value,
+                               const char* why) noexcept;
 
     ProgressReporter& progressReporter;
     /// What will be written, in the order of acceptance.

@@ -3,6 +3,7 @@
 
 #include "GlobalConfig.h"
 #include "JobHandlers/XMLNodeType.h"
+#include "Utils.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
 #include "text/Quote.h"
@@ -52,6 +53,25 @@ ProvisioningNode::Attributes attributesOf(const Node& leaf) {
     return attributes;
 }
 
+/// A foreign text for a log line; its beginning, should it be long.
+std::string shortQuote(const std::string& text) {
+    constexpr std::size_t LONGEST = 256;
+    return quote(Utils::shortened(text, LONGEST));
+}
+
+/// The first few of them.
+std::string namesOf(const std::set<std::string>& names) {
+    constexpr std::size_t MOST = 5;
+    std::string text;
+    std::size_t count = 0;
+    for (const std::string& name : names) {
+        if (count == MOST)
+            return text + ", ...";
+        text += (count++ == 0 ? "" : ", ") + shortQuote(name);
+    }
+    return text;
+}
+
 } // namespace
 
 ProvisioningFileParser::ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store,
@@ -96,9 +116,9 @@ void ProvisioningFileParser::validate(const std::string& path) {
 /// What the root says of whom the file is for, and whom it should be for.
 std::string ProvisioningFileParser::describe(const Node& root) const {
     if (!contains(MASTER_NODES, root.tag()))
-        return "its root element is " + quote(root.tag());
+        return "its root element is " + shortQuote(root.tag());
     const auto attribute = [&root](const char* name) {
-        return root.hasAttr(name) ? quote(root.attr(name)) : std::string("none");
+        return root.hasAttr(name) ? shortQuote(root.attr(name)) : std::string("none");
     };
     std::string device = "unknown";
     try {
@@ -164,6 +184,7 @@ bool ProvisioningFileParser::checkVersion(const Node& root) const noexcept {
 
 void ProvisioningFileParser::parseNode(const Node& element, std::vector<ProvisioningNode>& nodes) {
     ProvisioningNode node;
+    std::size_t bareElements = 0;
     leafTags.clear();
     for (const Node child : element) {
         if (!child.empty()) {
@@ -173,13 +194,20 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
         node.type = child.tag();
         if (ProvisioningNode::Attributes attributes = attributesOf(child); !attributes.empty())
             node.children.push_back(std::move(attributes));
+        else
+            ++bareElements;
         leafTags.insert(node.type);
     }
+    if (bareElements > 0)
+        LOG(2) << "Element " << shortQuote(element.tag()) << ": " << bareElements
+               << " child element(s) without attributes left out";
     if (node.children.empty())
         return;
     if (leafTags.size() > 1) {
         LOG(1) << "XML child nodes have inconsistient names, please verify xml job: "
                << element.tag();
+        LOG(2) << "Element " << shortQuote(element.tag()) << " left out: its child elements have "
+               << "different names (" << namesOf(leafTags) << ")";
         return;
     }
     node.name = element.tag();

@@ -73,6 +73,7 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
 ProvisioningWorker::~ProvisioningWorker() {
     waitForProvisioningEnd();
     fileDownloader->setProgressCallback({});
+    tellLastCertificates();
 }
 
 void ProvisioningWorker::startProvisioning(const std::string& url) {
@@ -131,8 +132,13 @@ int ProvisioningWorker::curlProgressCallback(long /*dltotal*/, long dlnow, long 
                                              long /*ulnow*/) {
     if (lastDownloadedBytes.exchange(dlnow) != dlnow)
         progress.doProgress();
-    const std::lock_guard lock(networkStatusMutex);
-    return networkStatus == "0" ? 1 : 0;
+    {
+        const std::lock_guard lock(networkStatusMutex);
+        if (networkStatus != "0")
+            return 0;
+    }
+    LOG(2) << "The download ends: " << NETWORK_READY << " is 0";
+    return 1;
 }
 
 void ProvisioningWorker::provisioningThreadMain(const http::UrlInfo& url,
@@ -203,11 +209,22 @@ void ProvisioningWorker::publishCertificatesUpdate() {
     ovo::publishCertificatesUpdate(publisher, record);
 }
 
+/// What a rebuilt bundle has brought since the last run: no run comes any more that would tell it,
+/// and the list ends with the process.
+void ProvisioningWorker::tellLastCertificates() noexcept {
+    try {
+        publishCertificatesUpdate();
+    } catch (const std::exception& exception) {
+        LOG(3) << "Changes of certificates cannot be announced: " << exception.what();
+    }
+}
+
 void ProvisioningWorker::setInProgress(const char* value) {
     try {
         propertyApi->setValue(IN_PROGRESS, value);
-    } catch (const std::exception&) {
+    } catch (const std::exception& exception) {
         // The run is not held up by a store that does not take its sign.
+        LOG(2) << exception.what();
     }
 }
 

@@ -63,6 +63,7 @@ private:
     void publishProvResults();
     void publishProvInProgress(bool inProgress);
     void publishCertificatesUpdate();
+    void tellLastCertificates() noexcept;
     void setInProgress(const char* value);
 
     ProgressReporter progress;

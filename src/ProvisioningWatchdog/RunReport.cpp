@@ -18,6 +18,9 @@ constexpr std::size_t MANY_FILES = 100;
 constexpr std::size_t REMEMBERED_FILES = 1000;
 constexpr std::size_t LONGEST_REMEMBERED = 2048;
 
+/// Bytes of the cause, which may quote what a file says; a line is to stay readable.
+constexpr std::size_t LONGEST_CAUSE = 1024;
+
 std::string withoutCredentials(const http::UrlInfo& url) {
     return url.getAbsolutePath() + url.fileName;
 }
@@ -33,8 +36,7 @@ std::string addressOf(const std::string& url) {
 
 } // namespace
 
-void RunReport::begin(const std::string& url) {
-    address = addressOf(url);
+void RunReport::begin(const std::string& url) noexcept {
     started = Clock::now();
     currentFile.clear();
     recentFiles.clear();
@@ -46,6 +48,12 @@ void RunReport::begin(const std::string& url) {
     refused = 0;
     suspicion.clear();
     cause.clear();
+    address.clear();
+    try {
+        address = addressOf(url);
+    } catch (const std::exception&) {
+        // No memory: the run goes on, and its line names no address.
+    }
 }
 
 void RunReport::fileBegins(const http::UrlInfo& url) {
@@ -73,21 +81,34 @@ bool RunReport::isRepeatedNow(const std::string& url) {
     return false;
 }
 
-void RunReport::failed(const std::string& what) {
+void RunReport::failed(const std::string& what) noexcept {
     if (!cause.empty())
         return;
-    if (cancelled) {
-        cause = "the process is ending";
-        return;
+    try {
+        cause = cancelled ? "the process is ending" : describe(what);
+    } catch (const std::exception&) {
+        // No memory: the line of the run does without its cause.
     }
-    if (!currentFile.empty() && currentFile != address)
-        cause = currentFile + ": ";
-    if (!suspicion.empty())
-        cause += suspicion + "; then ";
-    cause += what;
 }
 
-void RunReport::end(ProvisioningStatus status) const {
+std::string RunReport::describe(const std::string& what) const {
+    std::string text;
+    if (!currentFile.empty() && currentFile != address)
+        text = currentFile + ": ";
+    if (!suspicion.empty())
+        text += suspicion + "; then ";
+    return text + Utils::shortened(what, LONGEST_CAUSE);
+}
+
+void RunReport::end(ProvisioningStatus status) const noexcept {
+    try {
+        writeLine(status);
+    } catch (const std::exception& exception) {
+        LOG(3) << "The line of the run cannot be written: " << exception.what();
+    }
+}
+
+void RunReport::writeLine(ProvisioningStatus status) const {
     const std::chrono::duration<double> seconds = Clock::now() - started;
     const char* unnamed = cancelled ? "the process is ending" : "no job reported a result";
     const std::string why = cause.empty() ? unnamed : cause;

@@ -23,7 +23,7 @@ public:
     RunReport& operator=(const RunReport&) = delete;
 
     /// A run begins. url: as it was asked for, a URL or not.
-    void begin(const std::string& url);
+    void begin(const std::string& url) noexcept;
     /// A file of the run is about to be fetched. Many files in one run, and the same file again,
     /// are level 2 lines.
     void fileBegins(const http::UrlInfo& url);
@@ -33,8 +33,8 @@ public:
     void parametersApplied(std::size_t count) { applied += count; }
     void parameterRefused() { ++refused; }
     /// Something that was asked for cannot be done. what: a clause for people, without credentials
-    /// and values of parameters. The first one of a run counts.
-    void failed(const std::string& what);
+    /// and values of parameters. The first one of a run counts; of a long one the beginning.
+    void failed(const std::string& what) noexcept;
     /// Something that explains it, should the current file turn out to be unreadable; empty: it
     /// does not.
     void suspect(const std::string& what) { suspicion = what; }
@@ -43,7 +43,7 @@ public:
     /// True when nothing further is to be begun. What is left undone counts as failed.
     bool isCancelled() const { return cancelled; }
     /// The run has ended: writes its line.
-    void end(ProvisioningStatus status) const;
+    void end(ProvisioningStatus status) const noexcept;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -53,6 +53,8 @@ private:
         bool isRepeated = false;
     };
 
+    std::string describe(const std::string& what) const;
+    void writeLine(ProvisioningStatus status) const;
     bool isRepeatedNow(const std::string& url);
 
     std::string address; ///< without credentials

@@ -15,6 +15,7 @@ constexpr char ABANDONED[] = ".tmp-0123456789abcdef";
 TEST(FileLife, WhatAPowerCutLeftIsRemovedAtTheStart) {
     Phone phone;
     const std::string swept[] = {"/data/images/",
+                                 "/data/certs/",
                                  "/data/certs/_storage/",
                                  "/data/certs/client/",
                                  "/config/swupdate/",

@@ -155,7 +155,7 @@ TEST_F(RunLine, SaysWhatFailedFirst) {
         {scenario("<step type=\"DownloadWallpaper\" url=\"/none.png\"/>"),
          EndsWith(": " + missing)},
         {scenario("<step type=\"LocalPhoneBook\" url=\"/none.xml\"/>"),
-         EndsWith(": step \"LocalPhoneBook\" failed")},
+         EndsWith(": the phone book: " + missing)},
         {scenario("<step type=\"Redirect\" url=\"no-url\"/>"),
          EndsWith(": Url is incorrect, please verify")},
     };

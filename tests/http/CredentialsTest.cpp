@@ -39,13 +39,14 @@ protected:
 
     ~CredentialsTest() override { EXPECT_FALSE(log.mentions("secret")); }
 
-    /// A server that lets in who presents one of these.
+    /// A server that lets in who presents one of these, and answers them with this status.
     static FaultyServer::Handler accepts(const std::vector<std::string>& accepted,
-                                         const std::string& offer = ASKS_FOR_BASIC) {
-        return [accepted, offer](Exchange& exchange) {
+                                         const std::string& offer = ASKS_FOR_BASIC,
+                                         int status = 200) {
+        return [accepted, offer, status](Exchange& exchange) {
             const std::string sent = exchange.request().header("authorization");
             const bool good = std::find(accepted.begin(), accepted.end(), sent) != accepted.end();
-            exchange.send(good ? answer(200, "let in") : answer(401, "no", offer));
+            exchange.send(good ? answer(status, "let in") : answer(401, "no", offer));
             return Then::Keep;
         };
     }
@@ -124,6 +125,24 @@ TEST_F(CredentialsTest, TypedInAreNotStoredWhenTheServerRefusesThem) {
     failure(server.url("/x"));
     EXPECT_THAT(credentials->calls(), ElementsAre("stored", "factory", "typed in"));
 }
+
+/// A status that is neither a success nor asks for credentials, and whether it takes them.
+class CredentialsAnswer : public CredentialsTest,
+                          public testing::WithParamInterface<std::pair<int, bool>> {};
+
+TEST_P(CredentialsAnswer, DecidesWhetherThoseTypedInAreStored) {
+    const auto [status, taken] = GetParam();
+    FaultyServer server(accepts({basic(TYPED_SECRET)}, ASKS_FOR_BASIC, status));
+    failure(server.url("/x"));
+    EXPECT_EQ(credentials->calls().back(), taken ? "save typed:secret3" : "typed in");
+}
+
+INSTANTIATE_TEST_SUITE_P(Statuses, CredentialsAnswer,
+                         testing::Values(std::pair(400, true), std::pair(403, false),
+                                         std::pair(404, true), std::pair(407, false),
+                                         std::pair(499, true), std::pair(500, false),
+                                         std::pair(503, false)),
+                         [](const auto& status) { return std::to_string(status.param.first); });
 
 TEST_F(CredentialsTest, TypedInThatCannotBeStoredDoNotSpoilTheDownload) {
     credentials->failSaving("store is busy");

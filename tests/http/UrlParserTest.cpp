@@ -164,8 +164,8 @@ INSTANTIATE_TEST_SUITE_P(
         Text{"http://good:#@evil", QUERY_MARK}, Text{"http://:#@evil", QUERY_MARK},
         Text{"http://a@b?c@d", QUERY_MARK}, Text{"http://u:p@h?a@b", QUERY_MARK},
         Text{"http://u:p@h/?a@b", NONE}, Text{"http://u:p@h/#a@b", NONE},
-        Text{"http://u:%23%3F@h/x", NONE}, Text{"http://u:p@h?a", NONE},
-        Text{"http://h?u:p", NONE}));
+        Text{"http://u:%23%3F@h/x", NONE}, Text{"http://u:p@h?a", NONE}, Text{"http://h?u:p", NONE},
+        Text{"http://DOMAIN\\user:p@h/x", NONE}, Text{"http://h/a\\b", NONE}));
 
 TEST(UrlParser, NeverQuotesCredentials) {
     for (const char* text :

@@ -80,6 +80,21 @@ TEST_F(Life, StopWithoutABrokerIsQuickAndSaysWhatIsLost) {
     EXPECT_TRUE(log.has(2, "Connection to the bus ends, 2 waiting message(s) dropped"));
 }
 
+TEST_F(Life, StopSendsToABrokerThatIsBackSinceTheLastAttempt) {
+    broker.stop();
+    ipc::BusSettings settings = quickSettings();
+    settings.reconnectFirst = std::chrono::hours(1);
+    settings.reconnectLast = std::chrono::hours(1);
+    makeClient(broker.address(), settings);
+    ASSERT_TRUE(log.waitFor(2, "Bus away: " + broker.address() + ": No such file or directory"));
+    client->publish("prov-client/netmgr", IPCMessage("1"));
+    broker.start();
+    const BusPeer observer(broker.address(), {"#", true});
+    client->stop();
+    EXPECT_TRUE(observer.waitForCount("prov-client/netmgr", 1));
+    EXPECT_FALSE(log.mentions("dropped"));
+}
+
 TEST_F(Life, StopGivesUpABrokerThatDoesNotTakeTheMessages) {
     ipc::BusSettings settings = quickSettings();
     settings.stopTimeout = std::chrono::milliseconds(100);

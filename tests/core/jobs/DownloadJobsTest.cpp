@@ -109,6 +109,8 @@ TEST_F(FileDownloadHandlerTest, SkipsACategoryOfAnotherTypeAndQueuesTheOthers) {
             "1 FileDownloadHandler: Running FileDownloadHandlerJob on: provisioning/category (3)",
             "1 FileDownloadHandler: New provisioning file: http://10.0.0.5/prov/1.xml",
             "1 FileDownloadHandler: Running FileDownloadHandlerJob on: provisioning/category (3)",
+            "2 FileDownloadHandler: Attribute \"type\" of \"category\" is \"Firmware\", which is "
+            "not a category",
             "3 FileDownloadHandler: Node category failed to validate",
             "1 FileDownloadHandler: Running FileDownloadHandlerJob on: provisioning/category (3)",
             "1 FileDownloadHandler: New provisioning file: http://10.0.0.5/prov/3.xml"));

@@ -134,7 +134,7 @@ TEST_F(JobReportsTest, AStepThatFailsIsTheCause) {
     for (const char* type : {"certificate", "Clientcertificate", "Clientkey", "DownloadWallpaper"})
         EXPECT_EQ(causeOfStep({{"type", type}, {"url", "/missing"}}), missing) << type;
     EXPECT_EQ(causeOfStep({{"type", "LocalPhoneBook"}, {"url", "/missing"}}),
-              R"(step "LocalPhoneBook" failed)");
+              "the phone book: " + missing);
     EXPECT_EQ(causeOfStep({{"type", "Redirect"}, {"url", ""}}), "Empty url attribute.");
     EXPECT_EQ(causeOfStep({{"type", "Fly"}}), NO_CAUSE) << "an unknown step is no failure";
 }
@@ -153,6 +153,16 @@ TEST_F(JobReportsTest, ACertificateOrKeyThatIsRefusedIsTheCause) {
     security->setCheckError("no memory");
     EXPECT_EQ(causeOfStep({{"type", "certificate"}, {"url", "/a.pem"}}),
               R"(certificate "a.pem": no memory)");
+}
+
+TEST_F(JobReportsTest, ACertificateOrKeyThatCannotBeSavedIsTheCause) {
+    downloader->serve("http://10.0.0.5/prov/a.pem", "certificate or key");
+    security->setUnwritable("/data/certs/client/user_cert.pem");
+    security->setUnwritable("/data/certs/client/user_key.pem");
+    EXPECT_EQ(causeOfStep({{"type", "Clientcertificate"}, {"url", "/a.pem"}}),
+              "the client certificate cannot be saved as /data/certs/client/user_cert.pem");
+    EXPECT_EQ(causeOfStep({{"type", "Clientkey"}, {"url", "/a.pem"}}),
+              "the client private key cannot be saved as /data/certs/client/user_key.pem");
 }
 
 TEST_F(JobReportsTest, AFileThatCannotBeQueuedIsTheCause) {

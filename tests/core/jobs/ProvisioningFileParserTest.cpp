@@ -166,18 +166,39 @@ TEST_F(ProvisioningFileParserTest, LeavesOfDifferentNamesMakeNoNodeAndTheRestGoe
                 ElementsAre("1 ProvisioningFileParser: provisioning is verifiable",
                             "1 ProvisioningFileParser: File verified positively.",
                             "1 ProvisioningFileParser: XML child nodes have inconsistient names, "
-                            "please verify xml job: nvm"));
+                            "please verify xml job: nvm",
+                            "2 ProvisioningFileParser: Element \"nvm\" left out: its child "
+                            "elements have different names (\"file\", \"param\")"));
+}
+
+TEST_F(ProvisioningFileParserTest, OfManyDifferentNamesTheFirstAreShownShortened) {
+    nodesInside("nvm", "<a x='1'/><b/><c/><d/><e/><f/>");
+    EXPECT_TRUE(log.has(2, "Element \"nvm\" left out: its child elements have different names "
+                           "(\"a\", \"b\", \"c\", \"d\", \"e\", ...)"));
+    const std::string name(300, 'n');
+    nodesInside("nvm", "<a x='1'/><" + name + "/>");
+    EXPECT_TRUE(log.has(2, "Element \"nvm\" left out: its child elements have different names "
+                           "(\"a\", \"" +
+                               name.substr(0, 256) + "... (300 bytes)\")"));
+}
+
+TEST_F(ProvisioningFileParserTest, ARootThatIsNoneIsNamedShortened) {
+    const std::string name(1000, 'n');
+    EXPECT_NE(errorOf([&] { parse("<" + name + "/>"); }), "");
+    EXPECT_TRUE(log.has(2, std::string("File ") + PATH + " is not for this phone: its root " +
+                               "element is \"" + name.substr(0, 256) + "... (1000 bytes)\""));
 }
 
 TEST_F(ProvisioningFileParserTest, LeavesWithoutAttributesAreNoChildrenButTheirNamesCount) {
     EXPECT_THAT(nodesInside("settings", "<param a='1'/><param/>"),
                 ElementsAre("settings/param (1)"));
+    EXPECT_TRUE(log.has(2, "Element \"settings\": 1 child element(s) without attributes left out"));
     EXPECT_THAT(nodesInside("settings", "<param a='1'/><other/>"), IsEmpty());
     EXPECT_TRUE(log.has(1, "XML child nodes have inconsistient names, please verify xml job: "
                            "settings"));
 }
 
-TEST_F(ProvisioningFileParserTest, ElementWhoseLeavesHaveNoAttributesIsSkippedWithoutAWord) {
+TEST_F(ProvisioningFileParserTest, ElementWhoseLeavesHaveNoAttributesIsSkippedWhateverTheirNames) {
     EXPECT_THAT(nodesInside("settings", "<param/><other/>text"), IsEmpty());
     EXPECT_THAT(nodesInside("settings", ""), IsEmpty());
     EXPECT_FALSE(log.mentions("inconsistient"));

@@ -94,6 +94,20 @@ TEST(XmlPath, JoinsTheTextsUnchecked) {
     EXPECT_EQ(Utils::constructXMLPath("a", "../b"), "/var/volatile/provisioning/a/../b");
 }
 
+TEST(Shortened, ALongTextEndsAtTheLimitAndSaysHowLongItIs) {
+    EXPECT_EQ(ovo::Utils::shortened("", 4), "");
+    EXPECT_EQ(ovo::Utils::shortened("abcd", 4), "abcd");
+    EXPECT_EQ(ovo::Utils::shortened("abcde", 4), "abcd... (5 bytes)");
+}
+
+TEST(Shortened, NoCharacterIsCutInTwo) {
+    const std::string text = "ab\u00e4\u20ac!"; // 2 and 3 bytes
+    EXPECT_EQ(ovo::Utils::shortened(text, 3), "ab... (8 bytes)");
+    EXPECT_EQ(ovo::Utils::shortened(text, 4), "ab\u00e4... (8 bytes)");
+    EXPECT_EQ(ovo::Utils::shortened(text, 6), "ab\u00e4... (8 bytes)");
+    EXPECT_EQ(ovo::Utils::shortened(text, 7), "ab\u00e4\u20ac... (8 bytes)");
+}
+
 TEST(Period, InsideTheRangeOrZeroIsTakenWithoutAWord) {
     const LogRecorder log;
     EXPECT_EQ(Utils::convertTimeStringToSeconds("0"), 0U);

@@ -351,7 +351,16 @@ TEST_F(ProvisioningOnStartupTest, ALongWaitNamesTheSilentServices) {
     onStartup->handleReadyCheck(answer("phoneui", true));
     EXPECT_EQ(notesAfter(1228).size(), 2U);
     EXPECT_EQ(notesAfter(1230).back(), note + "1230 s for the network manager");
+    // Ready by the time that the next note is due.
+    EXPECT_EQ(notesAfter(1828).size(), 3U);
     answerBoth(*onStartup);
+    sleep.release();
+    ASSERT_TRUE(journal.log().waitFor(1, "PhoneUi and Network are ready, performing ovo bootup "
+                                         "procedure..."));
+    std::size_t notes = 0;
+    for (const LogRecorder::Line& line : journal.log().lines())
+        notes += line.level == 2 ? 1U : 0U;
+    EXPECT_EQ(notes, 3U) << "nobody is silent";
     finish(std::move(onStartup));
 }
 

@@ -247,6 +247,8 @@ TEST_F(ProvisioningTimerTest, AnUnreadablePeriodLeavesTheTimerArmedAsItWas) {
     change(PERIOD, "weekly");
     EXPECT_THAT(journal.log().texts(),
                 ElementsAre("1 ProvisioningTimer: Provisioning period changed setting new timer",
+                            "2 ProvisioningTimer: System.Provision.Period is \"weekly\", which is "
+                            "not a number of seconds",
                             "3 ProvisioningTimer: stoi"));
     EXPECT_EQ(timer->getProvisioningTimerDef().id, 1U);
     EXPECT_EQ(timer->getProvisioningTimerDef().seconds, 3600U);

@@ -129,6 +129,14 @@ TEST_F(RunReportTest, TheFirstFailureCountsAndNamesItsFileUnlessThatIsTheRunsOwn
                 EndsWith(", first failure: http://h/q.xml: first"));
 }
 
+TEST_F(RunReportTest, OfALongCauseTheBeginningIsShown) {
+    report.begin("http://h/p.xml");
+    report.failed("why " + std::string(15'000'000, 'x'));
+    const std::string line = lineOf(ProvisioningStatus::Fail);
+    EXPECT_THAT(line, EndsWith("xxx... (15000004 bytes)"));
+    EXPECT_LT(line.size(), 1300U);
+}
+
 TEST_F(RunReportTest, ASuspicionExplainsAFailureOfTheSameFileOnly) {
     report.begin("http://h/p.xml");
     report.fileBegins(http::UrlInfo("http://h/p.xml"));

@@ -18,6 +18,16 @@ namespace {
 constexpr unsigned int MAX_REDIRECTS = 10;
 constexpr std::array<int, 5> REDIRECTS = {301, 302, 303, 307, 308};
 
+/// True for an answer of a server that has nothing against who asks, whatever it says of the file.
+bool takesCredentials(int status) {
+    constexpr int UNAUTHORIZED = 401;
+    constexpr int FORBIDDEN = 403;
+    constexpr int PROXY_AUTHENTICATION_REQUIRED = 407;
+    constexpr int FIRST_SERVER_ERROR = 500;
+    return status >= 200 && status < FIRST_SERVER_ERROR && status != UNAUTHORIZED &&
+           status != FORBIDDEN && status != PROXY_AUTHENTICATION_REQUIRED;
+}
+
 bool isRedirect(int status) {
     return std::find(REDIRECTS.begin(), REDIRECTS.end(), status) != REDIRECTS.end();
 }
@@ -108,7 +118,7 @@ HttpResponse Transfer::request() {
 
 /// Returns when the response is whole and the download goes on or is complete.
 void Transfer::judge(const HttpResponse& response) {
-    if (response.status == 200 || isRedirect(response.status))
+    if (takesCredentials(response.status))
         keepTypedIn();
     if (response.callbackError)
         std::rethrow_exception(response.callbackError);

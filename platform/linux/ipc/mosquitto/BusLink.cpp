@@ -147,7 +147,8 @@ void BusLink::waitForEvents(MqttConnection& connection, Clock::time_point readyD
     connection.handleEvents((events & ~POLLOUT) != 0, (events & POLLOUT) != 0);
 }
 
-/// False when the outbox was closed instead.
+/// False when the outbox was closed instead. What waits in it then gets one attempt at once: the
+/// broker may be back since the last one.
 bool BusLink::waitForNextAttempt() {
     const Clock::time_point deadline = Clock::now() + backoff_.next();
     while (!outbox_->isClosed() && Clock::now() < deadline) {
@@ -155,7 +156,7 @@ bool BusLink::waitForNextAttempt() {
         ::poll(&wakeUp, 1, posix::pollTimeout(deadline));
         outbox_->clearWakeUp();
     }
-    return !outbox_->isClosed();
+    return !outbox_->isClosed() || (!outbox_->isEmpty() && !std::exchange(isLastAttempt_, true));
 }
 
 /// The first failure in a row is notable, the following ones are routine.

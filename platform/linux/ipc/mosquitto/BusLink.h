@@ -58,6 +58,7 @@ private:
     const std::shared_ptr<RequestQueue> requests_;
     Backoff backoff_;
     bool isAwayReported_ = false;
+    bool isLastAttempt_ = false; ///< once the outbox was closed between two connections
     std::optional<Clock::time_point> endDeadline_; ///< set once the outbox was seen closed
     std::once_flag joined_;
     std::thread thread_;

@@ -1,0 +1,73 @@
+// Parameters that there is no memory to copy. The program brings its own operator new, which has
+// nothing for large pieces while a test says so.
+
+#include "JobHandlers/NVMJobHandler.h"
+#include "JobTest.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr std::size_t LARGE = 8'000'000;
+constexpr std::size_t LIMIT = 1'000'000;
+
+thread_local std::size_t largestPiece = SIZE_MAX;
+
+/// Nothing larger is to be had as long as it lives.
+class Shortage {
+public:
+    Shortage() { largestPiece = LIMIT; }
+    ~Shortage() { largestPiece = SIZE_MAX; }
+    Shortage(const Shortage&) = delete;
+    Shortage& operator=(const Shortage&) = delete;
+};
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = size > largestPiece ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
+class ParameterMemoryTest : public JobTest {};
+
+TEST_F(ParameterMemoryTest, AValueThatCannotBeCopiedIsLeftOutAndTheOthersAreSet) {
+    ovo::ProvisioningNode node{
+        "settings",
+        "param",
+        {{{"name", "A"}, {"value", std::string(LARGE, 'x')}}, {{"name", "B"}, {"value", "2"}}}};
+    ovo::NVMJobHandler handler(node, store, progress, report);
+    report.begin("http://10.0.0.5/prov/p.xml");
+    ovo::ProvisioningStatus status{};
+    {
+        const Shortage shortage;
+        status = handler.runImpl().status();
+    }
+    EXPECT_EQ(status, ovo::ProvisioningStatus::Success);
+    EXPECT_EQ(store->getValue("B"), "2");
+    EXPECT_EQ(store->getValue("A"), "");
+    EXPECT_EQ(log.count(3, "Parameter preparation failed: a parameter that there is no memory to "
+                           "name (exception std::bad_alloc)"),
+              1U);
+    report.end(status);
+    EXPECT_THAT(log.texts().back(),
+                testing::HasSubstr("parameters requested 2 applied 1 refused 1"));
+}
+
+} // namespace
