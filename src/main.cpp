@@ -12,9 +12,8 @@ int main(int argc, char** argv) {
         ovo::OvoApplication application("OVO", "prov-client");
         application.exec();
     } catch (const std::exception& exception) {
-        // The phone goes on without provisioning: the start is not tried again, since what was in
-        // its way is still there, and the status says nothing that the line does not say better.
-        // Its place in the log, "main:17", is interface as its text is.
+        // The phone goes on without provisioning. The start is not tried again: its obstacle would
+        // still be there. The line's place in the log, "main:17", is interface as its text is.
         LOG(3) << exception.what();
     }
     return 0;

@@ -50,7 +50,7 @@ void waitForGo(const Arguments& arguments, const std::string& place) {
     if (arguments.count("wait-in-" + place) == 0)
         return;
     say("waiting in " + place);
-    const std::string go = root::toHost("/go");
+    const std::string go = root::toHost("/go").text();
     waitUntil([&] { return std::filesystem::exists(go); }, std::chrono::minutes(10));
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DownloadFixture.h"
-#include "Guarded.h"
+#include "common/Guarded.h"
 #include "support/http/FaultyServer.h"
 #include "support/http/Nginx.h"
 #include "support/http/ServerDigest.h"
@@ -229,7 +229,7 @@ TEST_F(CredentialsTest, GoNotToTheTargetOfARedirectElsewhere) {
     elsewhere.put("users", "stored:{PLAIN}secret1\n");
     elsewhere.publish("/open", "open");
     elsewhere.publish("/x", "let in");
-    Guarded<std::string> target;
+    common::Guarded<std::string> target;
     FaultyServer server([&](Exchange& exchange) {
         exchange.send(exchange.request().header("authorization").empty()
                           ? answer(401, "", ASKS_FOR_BASIC)
@@ -248,7 +248,7 @@ TEST_F(CredentialsTest, GoNotToTheTargetOfARedirectElsewhere) {
 }
 
 TEST_F(CredentialsTest, ElsewhereIsAnotherHostNameToo) {
-    Guarded<std::uint16_t> port;
+    common::Guarded<std::uint16_t> port;
     FaultyServer server([&](Exchange& exchange) {
         if (exchange.request().header("host").rfind("localhost", 0) == 0)
             exchange.send(answer(200, "found"));
@@ -285,7 +285,7 @@ TEST_F(CredentialsTest, StayInUseForARedirectAtTheSameServer) {
 }
 
 TEST_F(CredentialsTest, AreUsedAgainWhenARedirectComesBack) {
-    Guarded<std::string> home;
+    common::Guarded<std::string> home;
     FaultyServer elsewhere([&](Exchange& exchange) {
         exchange.send(answer(302, "", "Location: " + home.get() + "\r\n"));
         return Then::Keep;

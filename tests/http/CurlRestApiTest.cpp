@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/curl/CurlRestApi.h"
 
-#include "Guarded.h"
 #include "Gzip.h"
 #include "NoProxy.h"
+#include "common/Guarded.h"
 #include "support/http/FaultyServer.h"
 #include "support/http/Nginx.h"
 #include "support/http/ServerDigest.h"
@@ -159,7 +159,7 @@ TEST_F(CurlRestApiTest, SendsNoCredentialsUnlessTold) {
 }
 
 TEST_F(CurlRestApiTest, TellsWhichAuthenticationIsOffered) {
-    Guarded<std::string> offer;
+    common::Guarded<std::string> offer;
     FaultyServer server([&](Exchange& exchange) {
         exchange.send(answer(401, "", offer.get()));
         return Then::Close;

@@ -54,7 +54,7 @@ TEST(DownloadSettings, NamesTheKeyThatIsWrong) {
     EXPECT_EQ(settings.maxBytes, 268435456U);
     EXPECT_EQ(log.lines().size(), 2U);
     EXPECT_TRUE(log.has(2, std::string("Phone configuration ") + STALL +
-                               " is \"soon\", which is no number from 1 to 86400; 30 is used"));
+                               " is \"soon\", which is not a number from 1 to 86400; 30 is used"));
     EXPECT_TRUE(log.mentions(MAX_BYTES));
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DownloadFixture.h"
-#include "Guarded.h"
 #include "Gzip.h"
+#include "common/Guarded.h"
 #include "support/http/FaultyServer.h"
 #include "support/http/Nginx.h"
 #include "support/process/FreePort.h"
@@ -101,7 +101,7 @@ TEST_F(FileDownloaderTest, DecompressesWhatTheServerCompressed) {
 }
 
 TEST_F(FileDownloaderTest, FailsForEveryStatusBut200) {
-    Guarded<int> announced;
+    common::Guarded<int> announced;
     FaultyServer server([&](Exchange& exchange) {
         const int status = announced.get();
         exchange.send("HTTP/1.1 " + std::to_string(status) + " Test\r\n" +
@@ -118,7 +118,7 @@ TEST_F(FileDownloaderTest, FailsForEveryStatusBut200) {
 }
 
 TEST_F(FileDownloaderTest, FailsForShortAnswersAndBrokenConnections) {
-    Guarded<std::string> bytes;
+    common::Guarded<std::string> bytes;
     FaultyServer server([&](Exchange& exchange) {
         exchange.send(bytes.get());
         return Then::Close;

@@ -22,7 +22,7 @@ constexpr const char* CONTACTS = "/var/volatile/contacts/";
 /// Size of an image, which may be too large to be read.
 std::uintmax_t sizeOf(const std::string& path) {
     std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(root::toHost(path), error);
+    const std::uintmax_t size = std::filesystem::file_size(root::toHost(path).text(), error);
     if (error)
         throw std::runtime_error("no image " + path + ": " + error.message());
     return size;

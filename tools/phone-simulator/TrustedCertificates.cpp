@@ -55,11 +55,11 @@ bool TrustedCertificates::apply(const std::string& operation, const std::string&
 /// built.
 bool TrustedCertificates::trust(const std::string& name) const {
     const std::string delivered = DELIVERED + name;
-    if (!std::filesystem::exists(root::toHost(delivered)))
+    if (!std::filesystem::exists(root::toHost(delivered).text()))
         return false;
     filesystem::makeDirectory(TRUSTED, DIRECTORY_MODE);
     filesystem::write(TRUSTED + name, filesystem::read(delivered), filesystem::PUBLIC_FILE);
-    std::filesystem::remove(root::toHost(delivered));
+    std::filesystem::remove(root::toHost(delivered).text());
     note(name + " is trusted now");
     return true;
 }

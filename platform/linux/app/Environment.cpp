@@ -11,7 +11,7 @@ Environment Environment::read() {
     const char* bus = std::getenv("HALDEN_BUS");
     if (bus != nullptr && *bus != '\0')
         return {bus};
-    return {"unix:" + root::toHost("/run/halden/bus.sock")};
+    return {"unix:" + root::toHost("/run/halden/bus.sock").text()};
 }
 
 } // namespace app

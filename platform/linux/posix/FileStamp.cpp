@@ -7,10 +7,10 @@
 
 namespace posix {
 
-FileStamp FileStamp::of(const std::string& hostPath) noexcept {
+FileStamp FileStamp::of(const HostPath& path) noexcept {
     FileStamp stamp;
     struct stat status {};
-    if (::stat(hostPath.c_str(), &status) != 0) {
+    if (::stat(path.c_str(), &status) != 0) {
         stamp.error = errno;
         return stamp;
     }

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "FileId.h"
+#include "HostPath.h"
 
 #include <cstdint>
-#include <string>
 
 namespace posix {
 
@@ -20,7 +20,7 @@ struct FileStamp {
     int error = 0; ///< why nothing is known about it; 0: the other values hold
 
     /// Of the file that has this name on the machine now.
-    static FileStamp of(const std::string& hostPath) noexcept;
+    static FileStamp of(const HostPath& path) noexcept;
 
     bool isMissing() const noexcept;
     bool operator==(const FileStamp&) const = default;

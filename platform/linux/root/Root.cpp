@@ -70,8 +70,8 @@ std::string onDisk(const std::string& phonePath) {
            digestOf(std::string_view(phonePath).substr(nameBegin));
 }
 
-std::string toHost(const std::string& phonePath) {
-    return directory() + onDisk(phonePath);
+posix::HostPath toHost(const std::string& phonePath) {
+    return posix::HostPath(directory() + onDisk(phonePath));
 }
 
 } // namespace root

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "posix/HostPath.h"
+
 #include <string>
 
 /// Where the phone's absolute paths lie on this machine: below the directory named by the
@@ -21,6 +23,6 @@ void check(const std::string& phonePath);
 std::string onDisk(const std::string& phonePath);
 
 /// The machine's path of a phone path as it stands on the disk; refuses as check() does.
-std::string toHost(const std::string& phonePath);
+posix::HostPath toHost(const std::string& phonePath);
 
 } // namespace root

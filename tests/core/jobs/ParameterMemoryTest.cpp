@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parameters that there is no memory to copy. The program brings its own operator new, which has
 // nothing for large pieces while a test says so.
 

@@ -124,7 +124,7 @@ void FakeFileDownloader::waitForRelease(const ProgressCallback& progress) {
 
 http::DownloadResult FakeFileDownloader::deliver(const Request& request,
                                                  const ProgressCallback& progress, int& status) {
-    const std::string hostPath = root::toHost(request.path);
+    const std::string hostPath = root::toHost(request.path).text();
     if (request.path.back() == '/')
         throw std::runtime_error("Path \"" + request.path + "\" refused: it names no file");
     http::UrlInfo address(request.url);

@@ -29,7 +29,7 @@ TlsFiles TlsFiles::of(const HttpRequest& request, bool encrypted) {
     TlsFiles files;
     if (request.caBundlePath.empty())
         throw std::runtime_error("no trusted certificates are configured");
-    files.caBundle = root::toHost(request.caBundlePath);
+    files.caBundle = root::toHost(request.caBundlePath).text();
     struct stat status {};
     if (::stat(files.caBundle.c_str(), &status) != 0)
         throw std::runtime_error("no trusted certificates are installed, so no server is trusted");
@@ -37,8 +37,8 @@ TlsFiles TlsFiles::of(const HttpRequest& request, bool encrypted) {
     if (!request.clientIdentity)
         return files;
     const ClientIdentity& identity = *request.clientIdentity;
-    const std::string certificate = root::toHost(identity.certificatePath);
-    const std::string key = root::toHost(identity.keyPath);
+    const std::string certificate = root::toHost(identity.certificatePath).text();
+    const std::string key = root::toHost(identity.keyPath).text();
     // The same for every request, so that plain ones use the sessions of encrypted ones.
     files.fingerprint += identityOf(certificate) + identityOf(key);
     if (encrypted) {

@@ -163,7 +163,7 @@ std::vector<std::string> split(const std::string& command) {
 }
 
 pid_t start(std::vector<std::string>& words) {
-    const std::string program = root::toHost(words.front());
+    const std::string program = root::toHost(words.front()).text();
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
     for (std::string& word : words)

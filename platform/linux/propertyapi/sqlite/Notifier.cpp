@@ -179,7 +179,7 @@ void Notifier::deliverFromOtherFile() {
 /// True when the log has grown so far that it is to be moved; takes down the time then.
 bool Notifier::isLogDue(bool quiet) {
     const auto now = Clock::now();
-    if (posix::FileStamp::of(store_.log()).size <
+    if (posix::FileStamp::of(posix::HostPath(store_.log())).size <
             (quiet ? settings_.walIdleLimit : settings_.walBusyLimit) ||
         now - shortened_ < settings_.quietTime)
         return false;

@@ -186,7 +186,7 @@ std::unique_ptr<Database> StoreFile::openSound(Preparation& preparation) const {
 }
 
 void StoreFile::closeToOthers(Preparation& preparation) const {
-    const auto file = posix::FileStamp::of(path_).id;
+    const auto file = posix::FileStamp::of(posix::HostPath(path_)).id;
     if (file == preparation.closed)
         return;
     preparation.closed = file;

@@ -18,7 +18,7 @@ std::string indexOf(const std::string& log) {
 }
 
 posix::FileId idOf(const std::string& path) noexcept {
-    return posix::FileStamp::of(path).id;
+    return posix::FileStamp::of(posix::HostPath(path)).id;
 }
 
 } // namespace
@@ -36,7 +36,7 @@ bool StoreFiles::areComplete() const noexcept {
 }
 
 std::optional<std::int64_t> StoreFiles::logSize() const noexcept {
-    const auto log = posix::FileStamp::of(logPath_);
+    const auto log = posix::FileStamp::of(posix::HostPath(logPath_));
     if (log.id != log_)
         return std::nullopt;
     return log.size;

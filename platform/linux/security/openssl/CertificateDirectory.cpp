@@ -34,7 +34,7 @@ struct CertificateFile {
 /// Names of the regular files and of the links to some, sorted.
 std::vector<std::string> listFiles(const std::string& directory) {
     std::error_code error;
-    std::filesystem::directory_iterator entry(root::toHost(directory), error);
+    std::filesystem::directory_iterator entry(root::toHost(directory).text(), error);
     if (error)
         fail(directory, error);
     std::vector<std::string> names;

@@ -88,7 +88,7 @@ void removeLast(const posix::FileStamp& lastPair) {
     if (lastPair.isMissing())
         return;
     std::error_code error;
-    std::filesystem::remove(root::toHost(LAST_PAIR), error);
+    std::filesystem::remove(root::toHost(LAST_PAIR).text(), error);
     if (error) {
         LOG(2) << "Removing " << quote(LAST_PAIR) << " failed: " << error.message();
     }
