@@ -288,8 +288,9 @@ TEST_P(Reference, NamesWhatTheDaemonUses) {
     const std::set<std::string> used = vocabulary(GetParam().name);
     EXPECT_THAT(used, testing::IsSupersetOf(GetParam().some));
     for (const std::string& name : used) {
-        // As code; what ends in a dot as the beginning of a name.
-        const std::string code = "`" + name + (name.back() == '.' ? "" : "`");
+        // As code; one that ends in a dot or slash begins others.
+        const bool beginsOthers = name.back() == '.' || name.back() == '/';
+        const std::string code = "`" + name + (beginsOthers ? "" : "`");
         EXPECT_NE(page.find(code), std::string::npos) << name << " is not in the reference";
     }
 }
