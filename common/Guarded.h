@@ -7,12 +7,13 @@
 
 namespace common {
 
-/// A value that several threads use, and the mutex that guards it: there is no way to the value but
-/// with the lock. Whoever holds it is short: no input or output, no callback and no join meanwhile.
+/// A value that several threads use, and the mutex that guards it: the value can only be reached
+/// with the lock. Hold it briefly: no callback and no join meanwhile, and input or output only
+/// where taking turns at it is the purpose.
 template <typename Value>
 class Guarded {
 public:
-    /// The lock and the way to the value; given up with it.
+    /// Access to the value; holds the lock while it lives.
     template <typename Guard, typename Guarding>
     class Access {
     public:
@@ -21,13 +22,13 @@ public:
         Guarding* operator->() const { return &value_; }
         Guarding& operator*() const { return value_; }
 
-        /// Waits until a predicate of the value holds; the lock is given up meanwhile. changed: is
-        /// notified by whoever changes the value.
+        /// Waits until a predicate of the value holds, without the lock meanwhile. changed: is
+        /// notified when the value changes.
         template <typename Predicate>
         void wait(std::condition_variable& changed, Predicate holds) {
             changed.wait(lock_, [&] { return holds(value_); });
         }
-        /// The same until a deadline at most: false when it does not hold by then.
+        /// The same with a deadline: false when the predicate does not hold by then.
         template <typename Deadline, typename Predicate>
         bool waitUntil(std::condition_variable& changed, const Deadline& deadline,
                        Predicate holds) {

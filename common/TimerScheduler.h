@@ -21,7 +21,7 @@ namespace common {
 /// lock; join() and the destructor from one thread at a time and not from the callback. Values are
 /// destroyed without the lock. T() is the zero value.
 ///
-/// Clock: what says when an entry is due; the worker sleeps by the steady clock in any case.
+/// Clock: decides when an entry is due; the worker sleeps by the steady clock in any case.
 template <typename T, typename Clock = std::chrono::steady_clock>
 class TimerScheduler {
 public:
@@ -46,7 +46,7 @@ public:
         return id;
     }
 
-    /// The value of the timer, which never fires then; T() when it has fired or never was.
+    /// Cancels a timer and returns its value; T() when it has fired or never existed.
     T cancel(unsigned long long id) {
         std::list<Entry> cancelled;
         {
@@ -77,7 +77,7 @@ public:
         try {
             worker.join();
         } catch (const std::system_error&) {
-            // Nothing is left to wait for.
+            // The thread has ended.
         }
     }
 

@@ -3,6 +3,7 @@
 
 #include "CertificatesUpdate.h"
 #include "Directories.h"
+#include "Vocabulary.h"
 #include "dto/SysConf.h"
 #include "http/UrlInfo.h"
 #include "logger/Logger.h"
@@ -12,16 +13,6 @@
 namespace ovo {
 
 namespace {
-
-constexpr char PROVISIONING[] = "State.Provisioning";
-constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
-constexpr char UPDATE_CA_BUNDLE[] = "State.Security.Certificates.UpdateCABundle";
-constexpr char PROVISIONING_SERVER[] = "System.Provision.ProvisioningServer";
-constexpr char SIP_NOTIFY_SERVER[] = "State.Provision.ProvisioningServerSipNotify";
-
-constexpr char REQUEST[] = "request";
-constexpr char REQUEST_CHECK_SYNC[] = "request-check-sync";
-constexpr char IS_BUSY[] = "isBusy";
 
 constexpr std::chrono::milliseconds FINISHED_INTERVAL{250};
 
@@ -41,17 +32,22 @@ ApplicationMessageHandlers::ApplicationMessageHandlers(
     , security(securityService)
     , provisioningOnStartup(onStartup)
     , sleep(std::move(sleepOperation)) {
-    subscribe(PROVISIONING, [this](const std::string& value) {
-        if (value == REQUEST || value == REQUEST_CHECK_SYNC)
+    subscribe(keys::PROVISIONING, [this](const std::string& value) {
+        if (value == values::REQUEST || value == values::REQUEST_CHECK_SYNC)
             handleProvisioningRequest();
     });
-    subscribe(TRIGGER_AUTO, [this](const std::string& value) {
-        if (value == REQUEST)
+    subscribe(keys::FIRMWARE_TRIGGER_AUTO, [this](const std::string& value) {
+        if (value == values::REQUEST)
             handleProvisioningRequest();
     });
-    subscribe(UPDATE_CA_BUNDLE,
+    subscribe(keys::UPDATE_CA_BUNDLE,
               [this](const std::string&) { handleCertificatesUpdateNotification(); });
-    subscribe(PROVISIONING_SERVER, [this](const std::string& value) { handleServerChange(value); });
+    subscribe(keys::PROVISIONING_SERVER,
+              [this](const std::string& value) { handleServerChange(value); });
+}
+
+ApplicationMessageHandlers::~ApplicationMessageHandlers() {
+    subscriptions.clear(); // a notification uses all the other members
 }
 
 void ApplicationMessageHandlers::subscribe(
@@ -62,17 +58,18 @@ void ApplicationMessageHandlers::subscribe(
 
 ipc::IpcMsgParams ApplicationMessageHandlers::handleIsOvoBusy(const ipc::IpcMsgParams&) {
     ipc::IpcMsgParams reply;
-    reply.add(IS_BUSY, false);
+    reply.add(bus::parameters::IS_BUSY, false);
     if (!worker->isProvisioningFinished())
-        reply.add(IS_BUSY, true);
+        reply.add(bus::parameters::IS_BUSY, true);
     return reply;
 }
 
 ipc::IpcMsgParams
 ApplicationMessageHandlers::httpAuthPasswordChanged(const ipc::IpcMsgParams& params) {
     LOG(1) << "Received httpAuthPasswordChanged: ";
-    const auto user = params.get<std::string>("username");
-    credentialsProvider->credentialsProvided(user + ":" + params.get<std::string>("password"));
+    const auto user = params.get<std::string>(bus::parameters::USERNAME);
+    credentialsProvider->credentialsProvided(user + ":" +
+                                             params.get<std::string>(bus::parameters::PASSWORD));
     return {};
 }
 
@@ -91,14 +88,14 @@ void ApplicationMessageHandlers::handleProvisioningRequest(const std::string& ur
 
 void ApplicationMessageHandlers::handleProvisioningRequest() noexcept {
     try {
-        handleProvisioningRequest(propertyApi->getValue(PROVISIONING_SERVER));
+        handleProvisioningRequest(propertyApi->getValue(keys::PROVISIONING_SERVER));
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
     }
 }
 
 void ApplicationMessageHandlers::handleServerChange(const std::string& newServer) {
-    const std::string announced = propertyApi->getValue(SIP_NOTIFY_SERVER, "");
+    const std::string announced = propertyApi->getValue(keys::SIP_NOTIFY_SERVER, "");
     LOG(1) << "Old provisioning url " << announced << " ,new provisioning url " << newServer;
     if (announced == newServer)
         handleProvisioningRequest();
@@ -106,13 +103,13 @@ void ApplicationMessageHandlers::handleServerChange(const std::string& newServer
 
 void ApplicationMessageHandlers::handleCertificatesUpdateNotification() noexcept {
     try {
-        if (propertyApi->getValue(UPDATE_CA_BUNDLE).empty())
+        if (propertyApi->getValue(keys::UPDATE_CA_BUNDLE).empty())
             return;
         security->updateCaBundle(Directories::TRUSTED_CERTIFICATES);
         publishCertificatesUpdate();
         while (!worker->isProvisioningFinished())
             sleep(FINISHED_INTERVAL);
-        propertyApi->setValue(UPDATE_CA_BUNDLE, "");
+        propertyApi->setValue(keys::UPDATE_CA_BUNDLE, "");
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
     }

@@ -9,6 +9,7 @@
 #include "ipc/IIPCPublisher.h"
 #include "propertyapi/IPropertyApi.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,6 +28,8 @@ public:
                                const std::shared_ptr<http::ISecurity>& securityService,
                                const ProvisioningOnStartup& onStartup,
                                Sleep sleepOperation = sleepThrough);
+    /// Waits for a notification that is being handled; none follows.
+    ~ApplicationMessageHandlers();
     ApplicationMessageHandlers(const ApplicationMessageHandlers&) = delete;
     ApplicationMessageHandlers& operator=(const ApplicationMessageHandlers&) = delete;
 
@@ -56,7 +59,6 @@ private:
     std::shared_ptr<http::ISecurity> security;
     const ProvisioningOnStartup& provisioningOnStartup;
     Sleep sleep;
-    /// In force until the handlers are destroyed.
     std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions;
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CertificatesUpdate.h"
 
+#include "Vocabulary.h"
 #include "ipc/IPCMessage.h"
 
 #include <cstddef>
@@ -11,12 +12,12 @@ namespace {
 
 using Operations = std::vector<dto::SysConf::CertificateOperation>;
 
-/// Halves what does not fit into a message; a single operation always does.
+/// Halves a list that does not fit into a message; a single operation always fits.
 void publish(ipc::IIPCPublisher& publisher, Operations operations) {
-    const ipc::IPCMessage message("MODIFY_CERTIFICATES", dto::SysConf::toMsgParams({operations}),
-                                  false);
+    const ipc::IPCMessage message(bus::messages::MODIFY_CERTIFICATES,
+                                  dto::SysConf::toMsgParams({operations}), false);
     if (operations.size() == 1 || ipc::encode(message).size() <= ipc::LARGEST_PAYLOAD) {
-        publisher.publish("prov-client/sysconf", message);
+        publisher.publish(bus::destinations::SYSTEM_CONFIGURATION, message);
         return;
     }
     const auto middle = operations.begin() + static_cast<std::ptrdiff_t>(operations.size() / 2);

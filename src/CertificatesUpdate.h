@@ -6,9 +6,9 @@
 
 namespace ovo {
 
-/// Tells the system configuration service what is to be done with certificates
-/// ("MODIFY_CERTIFICATES"); an empty record is not sent, and one that is larger than a message may
-/// be goes out as several messages, in order. Throws what publishing throws.
+/// Tells the system configuration service what to do with certificates ("MODIFY_CERTIFICATES"). An
+/// empty record is not sent; one that is too large for a message goes out as several messages, in
+/// order. Throws the exceptions of publish().
 void publishCertificatesUpdate(ipc::IIPCPublisher& publisher,
                                const dto::SysConf::ModifyCertificates& record);
 

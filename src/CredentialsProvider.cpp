@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CredentialsProvider.h"
 
+#include "Vocabulary.h"
 #include "ipc/IPCMessage.h"
 #include "logger/Logger.h"
 
@@ -15,13 +16,6 @@ namespace ovo {
 
 namespace {
 
-constexpr char HTTP_USER[] = "System.Security.HTTPAuthUsername";
-constexpr char HTTP_PASSWORD[] = "System.Security.HTTPAuthPassword";
-constexpr char FACTORY_USER[] = "System.Provision.FactoryAuthUsername";
-constexpr char FACTORY_PASSWORD[] = "System.Provision.FactoryAuthPassword";
-constexpr char REQUEST_TIMEOUT[] = "ui.security.CredentialRequestTimeout";
-constexpr char PHONE_UI[] = "prov-client/phone-ui";
-
 constexpr char CANCELLED[] = "HTTP credentials input cancelled: the process is ending";
 
 std::string readCredentials(const propertyapi::IPropertyApi& propertyApi, const char* userKey,
@@ -30,9 +24,10 @@ std::string readCredentials(const propertyapi::IPropertyApi& propertyApi, const 
     return user + ":" + propertyApi.getValue(passwordKey);
 }
 
-/// At most what 32 bits hold, so that a deadline that far off is still a time.
+/// At most 32 bits' worth, so that the deadline does not overflow the clock.
 std::chrono::seconds readTimeout(const phoneconfig::IPhoneConfig& phoneConfig) {
-    const unsigned long seconds = std::stoul(phoneConfig.getValue(REQUEST_TIMEOUT));
+    const unsigned long seconds =
+        std::stoul(phoneConfig.getValue(configuration::CREDENTIAL_REQUEST_TIMEOUT));
     return std::chrono::seconds(
         std::min<std::uint64_t>(seconds, std::numeric_limits<std::uint32_t>::max()));
 }
@@ -46,7 +41,7 @@ CredentialsProvider::CredentialsProvider(const std::shared_ptr<propertyapi::IPro
 
 std::string CredentialsProvider::getHttpCredentials() {
     try {
-        return readCredentials(*propertyApi, HTTP_USER, HTTP_PASSWORD);
+        return readCredentials(*propertyApi, keys::HTTP_USER, keys::HTTP_PASSWORD);
     } catch (const std::exception& exception) {
         LOG(3) << "Problem reading http credentials: " << exception.what();
         return ":";
@@ -55,7 +50,8 @@ std::string CredentialsProvider::getHttpCredentials() {
 
 std::string CredentialsProvider::getFactoryCredentials() {
     try {
-        std::string factory = readCredentials(*propertyApi, FACTORY_USER, FACTORY_PASSWORD);
+        std::string factory =
+            readCredentials(*propertyApi, keys::FACTORY_USER, keys::FACTORY_PASSWORD);
         // Keys that were never set read as empty texts.
         return factory == ":" ? "" : factory;
     } catch (const std::exception& exception) {
@@ -65,18 +61,19 @@ std::string CredentialsProvider::getFactoryCredentials() {
 }
 
 std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
-    const common::TurnTaker::Turn turn(questions);
+    const std::lock_guard turn(questions);
     LOG(1) << "Waiting for input from phoneUI";
-    // Held through sending the request, so that no answer is stored before the flags are reset.
+    // Held while the request is sent, so that no answer is stored before the flags are reset.
     std::unique_lock lock(mutex);
     if (cancelled)
         throw std::runtime_error(CANCELLED);
     credentialsReceived = false;
     waitingForCredentials = true;
-    ipcClient->publish(PHONE_UI, ipc::IPCMessage("GetHttpCredentials"));
+    ipcClient->publish(bus::destinations::PHONE_UI,
+                       ipc::IPCMessage(bus::messages::GET_HTTP_CREDENTIALS));
     if (onQuestion) {
-        // Once this counts as waiting: who is woken by it looks at that. Without the lock, as a
-        // callback runs; an answer that comes meanwhile ends the wait below at once.
+        // Only now, because whoever the listener wakes asks whether this waits. A callback runs
+        // without the lock; an answer that comes meanwhile ends the wait below at once.
         lock.unlock();
         onQuestion();
         lock.lock();
@@ -115,8 +112,8 @@ void CredentialsProvider::setQuestionListener(std::function<void()> listener) {
 
 void CredentialsProvider::saveHttpCredentials(const std::string& username,
                                               const std::string& password) {
-    propertyApi->setValue(HTTP_USER, username);
-    propertyApi->setValue(HTTP_PASSWORD, password);
+    propertyApi->setValue(keys::HTTP_USER, username);
+    propertyApi->setValue(keys::HTTP_PASSWORD, password);
 }
 
 } // namespace ovo

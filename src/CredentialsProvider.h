@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "common/TurnTaker.h"
 #include "http/ICredentialsProvider.h"
 #include "ipc/IIPCClient.h"
 #include "phoneconfig/IPhoneConfig.h"
@@ -18,10 +17,10 @@ namespace ovo {
 
 /// Credentials from the property store, and from the user through the phone's screen.
 ///
-/// Several downloads may ask at once, a run's and the phone book's renewal. Two things are so on
-/// purpose: the user is asked one question at a time, since an answer does not say which question
-/// it belongs to; and each question is told to a listener, since a supervisor that has begun to
-/// wait for a sign of the run would otherwise wait for the user.
+/// Several downloads may ask at once: a run's, and the renewal of the phone book. The user is asked
+/// one question at a time, because an answer does not name its question. A listener hears of each
+/// question, because a supervisor may already wait for a sign of the run and would otherwise wait
+/// for the user.
 class CredentialsProvider : public http::ICredentialsProvider {
 public:
     /// configuration outlives the provider.
@@ -33,8 +32,8 @@ public:
     std::string getFactoryCredentials() override;
     /// Waits as many seconds as "ui.security.CredentialRequestTimeout" says, on the wall clock.
     /// Several threads may ask; the user is asked one question after another. Throws
-    /// std::runtime_error when no answer came in time or cancel() was called, and what std::stoul
-    /// throws when the time-out is not a number.
+    /// std::runtime_error when no answer came in time or cancel() was called, and the exceptions of
+    /// std::stoul when the time-out is not a number.
     std::string getHttpCredentialsFromPhoneUI() override;
     void credentialsProvided(const std::string& answer) override;
     bool getIsWaitingForCredentials() override { return waitingForCredentials; }
@@ -42,8 +41,8 @@ public:
 
     /// Ends a wait for the user, and every later one at once: the process is ending. Any thread.
     void cancel();
-    /// Called after each question, once getIsWaitingForCredentials() is true, on the thread that
-    /// asks. Set it before any thread asks.
+    /// The listener is called after each question, once getIsWaitingForCredentials() is true, on
+    /// the thread that asks. Set it before any thread asks.
     void setQuestionListener(std::function<void()> listener);
 
 private:
@@ -58,7 +57,8 @@ private:
     std::condition_variable credentialsArrived;
     bool cancelled = false; ///< under the mutex; for good
     std::function<void()> onQuestion;
-    common::TurnTaker questions;
+    /// Held from a question to its end, so that callers take turns: its whole purpose.
+    std::mutex questions;
 };
 
 } // namespace ovo

@@ -16,6 +16,9 @@ const std::string Directories::WALLPAPERS = "/data/images/";
 const std::string Directories::FIRMWARE_UPDATES = "/config/swupdate/";
 const std::string Directories::CONTACTS = "/var/volatile/contacts/";
 
+const std::string Files::KEY = "/etc/ovo.d/key";
+const std::string Files::DEFAULT_NAME = "provisioning.xml";
+const std::string Files::FIRMWARE_CLEANUP = "/usr/sbin/firmware-update-cleanup.sh";
 const std::string Files::FETCHED_CERTIFICATE = Directories::CUSTOM + "user_cert.pem";
 const std::string Files::FETCHED_KEY = Directories::CUSTOM + "user_key.pem";
 const std::string Files::CLIENT_CERTIFICATE = Directories::CLIENT_CERTIFICATES + "user_cert.pem";

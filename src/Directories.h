@@ -12,9 +12,9 @@ struct Directories {
     static const std::string NVM;
     static const std::string CUSTOM;
     static const std::string PROVISIONING;
-    /// Certificates that the phone trusts, one a file.
+    /// Certificates that the phone trusts, one per file.
     static const std::string TRUSTED_CERTIFICATES;
-    // Where what is fetched is put, for other services and the downloader.
+    // Fetched files, for other services and the downloader.
     static const std::string CERTIFICATES; ///< the CA bundle
     static const std::string CERTIFICATE_STORAGE;
     static const std::string CLIENT_CERTIFICATES;
@@ -22,12 +22,19 @@ struct Directories {
     static const std::string FIRMWARE_UPDATES;
     static const std::string CONTACTS;
 
-    /// Mode of the working directories.
+    /// Mode of the directories that the daemon makes.
     static constexpr unsigned int MODE = 0775;
 };
 
-/// Files of the client certificate: as they were fetched, and installed.
+/// Files of the phone that the daemon works with.
 struct Files {
+    /// The pass phrase of encrypted provisioning files.
+    static const std::string KEY;
+    /// Name of the file that a URL without a file name asks for.
+    static const std::string DEFAULT_NAME;
+    /// The program that makes room for a firmware image.
+    static const std::string FIRMWARE_CLEANUP;
+    // The client certificate: as fetched, and as installed.
     static const std::string FETCHED_CERTIFICATE;
     static const std::string FETCHED_KEY;
     static const std::string CLIENT_CERTIFICATE;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "GlobalConfig.h"
 
+#include "Vocabulary.h"
 #include "logger/Logger.h"
 
 namespace ovo {
@@ -26,8 +27,8 @@ void GlobalConfig::waitForPreconditions(std::shared_ptr<propertyapi::IPropertyAp
 bool GlobalConfig::arePreconditionsMet(const propertyapi::IPropertyApi& propertyApi) {
     bool met = true;
     try {
-        const std::string user = propertyApi.getValue("System.Provision.FactoryAuthUsername");
-        const std::string password = propertyApi.getValue("System.Provision.FactoryAuthPassword");
+        const std::string user = propertyApi.getValue(keys::FACTORY_USER);
+        const std::string password = propertyApi.getValue(keys::FACTORY_PASSWORD);
         met = !user.empty() && !password.empty();
     } catch (const std::exception& exception) {
         LOG(3) << "Error getting value from propApi, exception: " << exception.what();

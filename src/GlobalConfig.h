@@ -9,14 +9,14 @@
 
 namespace ovo {
 
-/// What the whole daemon agrees on, and what it waits for at its start. No state.
+/// The supported file format, and the preconditions that the start waits for. No state.
 class GlobalConfig {
 public:
     /// The format of provisioning files that is supported.
     static const std::string PROVISIONING_VERSION;
 
     /// Waits until the factory credentials are in the property store: at most maxAttempts sleeps of
-    /// intervalSeconds, and no longer than the process is told to end. Returns in any case.
+    /// intervalSeconds, and not after the process is told to end.
     static void waitForPreconditions(std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
                                      unsigned int maxAttempts, unsigned int intervalSeconds,
                                      const Sleep& sleep = sleepThrough);

@@ -5,53 +5,54 @@
 #include "Directories.h"
 #include "Init.h"
 #include "JobHandlers/ProvisioningFileParser.h"
+#include "Vocabulary.h"
 #include "filesystem/Filesystem.h"
 #include "http/Aes128CbcDecrypter.h"
 #include "http/FileDownloader.h"
 #include "http/Security.h"
 #include "logger/Logger.h"
 
+#include <iterator>
 #include <utility>
 
 namespace ovo {
 
-namespace {
-
-constexpr char KEY_FILE[] = "/etc/ovo.d/key";
-constexpr char DEFAULT_FILE_NAME[] = "provisioning.xml";
-
-} // namespace
+OvoApplication::~OvoApplication() {
+    // First the triggers of runs, then the worker: a run in progress uses all other members.
+    provisioningTimer.reset();
+    messageHandlers.reset();
+    provisioningOnStartup.reset();
+    provisioningWorker.reset();
+}
 
 void OvoApplication::setup() {
     const auto runReport = std::make_shared<RunReport>();
-    onTermination([runReport] { runReport->cancel(); });
     const auto userCredentials =
         std::make_shared<CredentialsProvider>(propertyApi, *phoneConfig, ipcClient);
-    credentialsProvider = userCredentials;
-    onTermination([userCredentials] { userCredentials->cancel(); });
-    // Waits that no callback can end look at this.
+    onTermination([runReport, userCredentials] {
+        runReport->cancel();
+        userCredentials->cancel();
+    });
+    // For waits that no callback can end.
     const Sleep sleep = [this](std::chrono::milliseconds duration) {
         return sleepFor(duration);
     };
+    credentialsProvider = userCredentials;
     security = std::make_shared<http::Security>(propertyApi);
     const auto fileDownloader = std::make_shared<http::FileDownloader>(
-        getRESTApi(), security, propertyApi, phoneConfig, credentialsProvider, DEFAULT_FILE_NAME);
+        getRESTApi(), security, propertyApi, phoneConfig, credentialsProvider, Files::DEFAULT_NAME);
     localPhoneBookUpdater = std::make_shared<LocalPhoneBookUpdater>(*propertyApi, fileDownloader);
     removeAbandonedFiles();
     setupWorkingDirectories();
-    decrypter = std::make_shared<http::Aes128CbcDecrypter>(KEY_FILE);
+    decrypter = std::make_shared<http::Aes128CbcDecrypter>(Files::KEY);
     auto parser = std::make_shared<ProvisioningFileParser>(propertyApi, runReport);
-    // Destroying the worker waits for a run, which may still use the phone book updater: the
-    // updater lives until the worker is gone.
-    provisioningWorker = std::shared_ptr<ProvisioningWorker>(
-        new ProvisioningWorker(propertyApi, phoneConfig, security, fileDownloader,
-                               std::move(parser), credentialsProvider, *ipcClient,
-                               *localPhoneBookUpdater, *decrypter, runReport),
-        [updater = localPhoneBookUpdater](ProvisioningWorker* worker) { delete worker; });
+    provisioningWorker = std::make_shared<ProvisioningWorker>(
+        propertyApi, phoneConfig, security, fileDownloader, std::move(parser), credentialsProvider,
+        *ipcClient, *localPhoneBookUpdater, *decrypter, runReport);
     // A supervisor that waits for a transfer learns that the transfer waits for the user. Only runs
-    // ask, and the timer: both end before the worker is gone.
+    // and the timer ask, and neither outlives the worker.
     userCredentials->setQuestionListener(
-        [worker = provisioningWorker.get()] { worker->signalProgress(); });
+        [&worker = *provisioningWorker] { worker.signalProgress(); });
     provisioningOnStartup = std::make_shared<ProvisioningOnStartup>(
         ipcClient, security, provisioningWorker, propertyApi, sleep);
     messageHandlers = std::make_unique<ApplicationMessageHandlers>(
@@ -67,7 +68,7 @@ void OvoApplication::setup() {
     Init(provisioningTimer, propertyApi, sleep).start();
 }
 
-/// What a power cut or the end of a process has left of files that were being written.
+/// Temporaries of files that a power cut or the end of a process kept from being written.
 void OvoApplication::removeAbandonedFiles() {
     for (const std::string& directory :
          {Directories::WALLPAPERS, Directories::CERTIFICATES, Directories::CERTIFICATE_STORAGE,
@@ -88,31 +89,31 @@ void OvoApplication::setupWorkingDirectories() {
 
 void OvoApplication::setupHandlersMap(ipc::HandlersMap& handlers) {
     HaldenApplication::setupHandlersMap(handlers);
-    handlers["AreYouBusy"] = [this](const ipc::IpcMsgParams& params) {
+    handlers[bus::requests::ARE_YOU_BUSY] = [this](const ipc::IpcMsgParams& params) {
         return messageHandlers->handleIsOvoBusy(params);
     };
-    handlers["AreYouReadyResponse"] = [this](const ipc::IpcMsgParams& params) {
+    handlers[bus::requests::ARE_YOU_READY_RESPONSE] = [this](const ipc::IpcMsgParams& params) {
         return provisioningOnStartup->handleReadyCheck(params);
     };
-    handlers["startProvisioning"] = [this](const ipc::IpcMsgParams& params) {
-        messageHandlers->handleProvisioningRequest(params.get<std::string>("location"));
+    handlers[bus::requests::START_PROVISIONING] = [this](const ipc::IpcMsgParams& params) {
+        messageHandlers->handleProvisioningRequest(
+            params.get<std::string>(bus::parameters::LOCATION));
         return ipc::IpcMsgParams();
     };
-    handlers["HttpCredentialsEntered"] = [this](const ipc::IpcMsgParams& params) {
+    handlers[bus::requests::HTTP_CREDENTIALS_ENTERED] = [this](const ipc::IpcMsgParams& params) {
         return messageHandlers->httpAuthPasswordChanged(params);
     };
 }
 
 void OvoApplication::setupSubscriptions(std::vector<std::string>& topics) {
     HaldenApplication::setupSubscriptions(topics);
-    for (const char* sender : {"auto-reboot", "watchdog", "sip-client", "netmgr", "phone-ui"})
-        topics.push_back(std::string(sender) + "/prov-client");
+    topics.insert(topics.end(), std::begin(bus::TOPICS), std::end(bus::TOPICS));
 }
 
-void OvoApplication::setupNvmCacheParameters(std::vector<std::string>& keys) {
-    keys.insert(keys.end(),
-                {"NET.MAC.Address", "Telephony.PhoneSystem.Type", "System.Security.",
-                 "System.Provision.", "System.General.", "FunctionKeys.%.LockProvisioning"});
+void OvoApplication::setupNvmCacheParameters(std::vector<std::string>& cachedKeys) {
+    cachedKeys.insert(cachedKeys.end(),
+                      {keys::MAC_ADDRESS, keys::PHONE_SYSTEM_TYPE, keys::SECURITY, keys::PROVISION,
+                       keys::GENERAL, keys::ALL_FUNCTION_KEY_LOCKS});
 }
 
 void OvoApplication::waitForTermination() {

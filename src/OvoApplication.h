@@ -21,7 +21,8 @@ namespace ovo {
 class OvoApplication : public app::HaldenApplication {
 public:
     using HaldenApplication::HaldenApplication;
-    ~OvoApplication() override = default;
+    /// Waits for a run in progress.
+    ~OvoApplication() override;
 
     void setup() override;
     void setupHandlersMap(ipc::HandlersMap& handlers) override;

@@ -17,7 +17,7 @@ struct ProvisioningFileContext {
     /// The phone path that the download is written to; may hold device placeholders.
     std::string path;
 
-    bool operator==(const ProvisioningFileContext& other) const;
+    bool operator==(const ProvisioningFileContext&) const = default;
 };
 
 } // namespace ovo

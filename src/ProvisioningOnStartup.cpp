@@ -2,6 +2,7 @@
 #include "ProvisioningOnStartup.h"
 
 #include "Directories.h"
+#include "Vocabulary.h"
 #include "ipc/IPCMessage.h"
 #include "logger/Logger.h"
 
@@ -11,15 +12,9 @@ namespace ovo {
 
 namespace {
 
-constexpr char NETWORK_MANAGER[] = "prov-client/netmgr";
-constexpr char PHONE_UI[] = "prov-client/phone-ui";
-constexpr char ON_BOOT_UP[] = "State.Provisioning.OnBootUp";
-constexpr char DONE[] = "done";
-constexpr char PROVISIONING_SERVER[] = "System.Provision.ProvisioningServer";
-
 constexpr std::chrono::milliseconds READY_INTERVAL{2000};
 constexpr std::chrono::milliseconds FINISHED_INTERVAL{250};
-/// When a wait for the neighbours is told of, at first and from then on.
+/// How long a wait for the neighbours lasts before it is logged, at first and then each time.
 constexpr std::chrono::seconds FIRST_NOTE{30};
 constexpr std::chrono::minutes NOTE_INTERVAL{10};
 
@@ -35,7 +30,7 @@ ProvisioningOnStartup::ProvisioningOnStartup(
     , worker(provisioningWorker)
     , propertyApi(store)
     , sleep(std::move(sleepOperation)) {
-    complete = propertyApi->getValue(ON_BOOT_UP) == DONE;
+    complete = propertyApi->getValue(keys::PROVISIONING_ON_BOOT_UP) == values::DONE;
 }
 
 ProvisioningOnStartup::~ProvisioningOnStartup() {
@@ -48,11 +43,11 @@ void ProvisioningOnStartup::run() {
 }
 
 ipc::IpcMsgParams ProvisioningOnStartup::handleReadyCheck(ipc::IpcMsgParams params) {
-    const auto name = params.get<std::string>("name");
-    const bool value = params.get<bool>("value");
-    if (name == "networkmanager")
+    const auto name = params.get<std::string>(bus::parameters::NAME);
+    const bool value = params.get<bool>(bus::parameters::VALUE);
+    if (name == bus::services::NETWORK_MANAGER)
         setNmInitState(value);
-    else if (name == "phoneui")
+    else if (name == bus::services::PHONE_UI)
         setPhoneuiInitState(value);
     return {};
 }
@@ -101,14 +96,14 @@ void ProvisioningOnStartup::runInThread() {
 
 /// False when the process is ending instead.
 bool ProvisioningOnStartup::waitForNeighbours() {
-    const ipc::IPCMessage question("AreYouReady", {}, true);
+    const ipc::IPCMessage question(bus::messages::ARE_YOU_READY, {}, true);
     std::chrono::milliseconds waited{0};
     std::chrono::milliseconds nextNote = FIRST_NOTE;
     while (!nmReady || !phoneuiReady) {
         if (!nmReady)
-            ipcClient->publish(NETWORK_MANAGER, question);
+            ipcClient->publish(bus::destinations::NETWORK_MANAGER, question);
         if (!phoneuiReady)
-            ipcClient->publish(PHONE_UI, question);
+            ipcClient->publish(bus::destinations::PHONE_UI, question);
         if (!sleep(READY_INTERVAL))
             return false;
         waited += READY_INTERVAL;
@@ -126,7 +121,7 @@ void ProvisioningOnStartup::onBootUp() {
     try {
         security->updateCaBundle(Directories::TRUSTED_CERTIFICATES);
     } catch (const std::exception& exception) {
-        // The bundle of before stays; provisioning may do without a new one.
+        // The previous bundle stays; provisioning may manage without a new one.
         LOG(3) << exception.what();
     }
     if (complete) {
@@ -136,16 +131,16 @@ void ProvisioningOnStartup::onBootUp() {
     try {
         LOG(1) << "Execute provisioning on boot up ";
         phase = Phase::Running;
-        worker->startProvisioning(propertyApi->getValue(PROVISIONING_SERVER));
-        // A run that the end of the process cuts short is not done: it comes again with the next
-        // start. The worker waits for its end.
+        worker->startProvisioning(propertyApi->getValue(keys::PROVISIONING_SERVER));
+        // A run that the end of the process cuts short is not done: the next start repeats it. The
+        // worker waits for its end.
         do {
             if (!sleep(FINISHED_INTERVAL))
                 return;
         } while (!worker->isProvisioningFinished());
         if (!sleep(std::chrono::milliseconds(0)))
             return;
-        propertyApi->setValue(ON_BOOT_UP, DONE);
+        propertyApi->setValue(keys::PROVISIONING_ON_BOOT_UP, values::DONE);
         complete = true;
     } catch (const std::exception& exception) {
         phase = Phase::Failed;

@@ -15,7 +15,7 @@
 namespace ovo {
 
 /// The one provisioning of a boot: waits until network manager and user interface say that they are
-/// ready, runs a provisioning with the configured server and notes that it is done. Until then no
+/// ready, runs a provisioning with the configured server and records that it is done. Until then no
 /// other provisioning request is served.
 class ProvisioningOnStartup {
 public:
@@ -36,7 +36,7 @@ public:
     /// True when the boot-up provisioning has been done, in this life of the process or before. Any
     /// thread.
     bool isComplete() const { return complete; }
-    /// What the boot-up provisioning is about, a clause for people. Any thread.
+    /// What the boot-up provisioning is doing, a clause for people. Any thread.
     std::string describeState() const;
     void setNmInitState(bool ready);
     void setPhoneuiInitState(bool ready);

@@ -13,11 +13,6 @@ namespace ovo {
 
 namespace {
 
-constexpr char PROVISIONING_PERIOD[] = "System.Provision.Period";
-constexpr char PHONE_BOOK_PERIOD[] = "State.LocalDirectoryUpdate.Period";
-constexpr char TIME_CHANGED[] = "State.System.TimeChanged";
-constexpr char MAC_ADDRESS[] = "NET.MAC.Address";
-
 constexpr unsigned int IDLE_WAIT_MS = 1000;
 constexpr int EARLIEST_NIGHT_OFFSET_SECONDS = 3600;
 constexpr int LATEST_NIGHT_OFFSET_SECONDS = 14400;
@@ -66,32 +61,28 @@ ProvisioningTimer::ProvisioningTimer(propertyapi::IPropertyApi& store,
     , sleep(std::move(sleepOperation))
     , scheduler([this](unsigned long long id, int& value) { timerHandler(id, value); },
                 IDLE_WAIT_MS) {
-    phoneBookTimerDef.night = false;
-    subscriptions.push_back(propertyApi.subscribeScoped(
-        PROVISIONING_PERIOD, [this](const propertyapi::Property& property) {
-            LOG(1) << "Provisioning period changed setting new timer";
-            onPeriodChanged(provisioningTimerDef, property.value);
-        }));
+    {
+        const auto def = phoneBookTimerDef.lock();
+        def->night = false;
+        def->key = keys::PHONE_BOOK_PERIOD;
+    }
+    subscribePeriod(provisioningTimerDef, "Provisioning period changed setting new timer");
     subscriptions.push_back(
-        propertyApi.subscribeScoped(TIME_CHANGED, [this](const propertyapi::Property&) {
+        propertyApi.subscribeScoped(keys::TIME_CHANGED, [this](const propertyapi::Property&) {
             LOG(1) << "Time updated setting new timer";
-            setupTimer(provisioningTimerDef, false);
+            setupTimer(*provisioningTimerDef.lock(), false);
         }));
-    subscriptions.push_back(propertyApi.subscribeScoped(
-        PHONE_BOOK_PERIOD, [this](const propertyapi::Property& property) {
-            LOG(1) << "Phonebook period changed setting new timer";
-            onPeriodChanged(phoneBookTimerDef, property.value);
-        }));
-    takePeriod(provisioningTimerDef, propertyApi.getValue(PROVISIONING_PERIOD));
-    takePeriod(phoneBookTimerDef, propertyApi.getValue(PHONE_BOOK_PERIOD));
-    const std::chrono::seconds offset = drawNightOffset(propertyApi.getValue(MAC_ADDRESS));
-    const std::lock_guard lock(mutex); // the time may have changed already
-    nightOffset = offset;
+    subscribePeriod(phoneBookTimerDef, "Phonebook period changed setting new timer");
+    readPeriod(provisioningTimerDef);
+    readPeriod(phoneBookTimerDef);
+    nightOffset = drawNightOffset(propertyApi.getValue(keys::MAC_ADDRESS));
 }
 
 ProvisioningTimer::~ProvisioningTimer() {
-    subscriptions.clear(); // so that no notification arms a timer again
+    // Notifications would arm a timer again, and both they and firings use all other members.
+    subscriptions.clear();
     ProvisioningTimer::stopTimers();
+    scheduler.join();
 }
 
 std::chrono::seconds ProvisioningTimer::drawNightOffset(const std::string& mac) {
@@ -106,10 +97,10 @@ void ProvisioningTimer::init() noexcept {
     for (int attempt = 0; attempt < ARM_ATTEMPTS; ++attempt) {
         bool armed = false;
         try {
-            armed = setupTimer(provisioningTimerDef, true);
+            armed = setupTimer(*provisioningTimerDef.lock(), true);
             LOG(1) << "Timer set to " << getProvisioningTimerDef().nextDelay.count() << " seconds";
         } catch (const std::exception& exception) {
-            // setupTimer() reports what goes wrong in it itself; what is left is lack of memory.
+            // setupTimer() logs its own errors; only lack of memory gets here.
             LOG(3) << exception.what();
             if (!sleep(ARM_RETRY_INTERVAL))
                 return;
@@ -120,25 +111,29 @@ void ProvisioningTimer::init() noexcept {
     LOG(3) << "Timer not set. Automatic provisioning disabled!";
 }
 
-/// Takes what was read, unless a notification has brought a newer period since.
-void ProvisioningTimer::takePeriod(TimerDef& def, std::string timeString) {
-    const std::lock_guard lock(mutex);
-    if (!def.notified)
-        def.timeString = std::move(timeString);
+void ProvisioningTimer::subscribePeriod(GuardedDef& guarded, const char* message) {
+    subscriptions.push_back(propertyApi.subscribeScoped(
+        guarded.get().key, [this, &guarded, message](const propertyapi::Property& property) {
+            LOG(1) << message;
+            const auto def = guarded.lock();
+            def->timeString = property.value;
+            def->notified = true;
+            setupTimer(*def, true);
+        }));
 }
 
-void ProvisioningTimer::onPeriodChanged(TimerDef& def, const std::string& timeString) {
-    {
-        const std::lock_guard lock(mutex);
-        def.timeString = timeString;
-        def.notified = true;
-    }
-    setupTimer(def, true);
+/// A notification may have brought a newer period since.
+void ProvisioningTimer::readPeriod(GuardedDef& guarded) {
+    std::string timeString = propertyApi.getValue(guarded.get().key);
+    const auto def = guarded.lock();
+    if (!def->notified)
+        def->timeString = std::move(timeString);
 }
 
 bool ProvisioningTimer::setupTimer(TimerDef& def, bool restart) {
     try {
-        if (convertPeriod(def) == 0 || restart)
+        def.seconds = secondsOf(def.timeString, def.key);
+        if (def.seconds == 0 || restart)
             startTimer(def);
         LOG(1) << "Timer setting done";
         return true;
@@ -148,63 +143,29 @@ bool ProvisioningTimer::setupTimer(TimerDef& def, bool restart) {
     }
 }
 
-const char* ProvisioningTimer::keyOf(const TimerDef& def) const {
-    return &def == &phoneBookTimerDef ? PHONE_BOOK_PERIOD : PROVISIONING_PERIOD;
-}
-
-/// Seconds and text of a definition change together: another thread may bring a newer text while
-/// this one converts.
-std::uint32_t ProvisioningTimer::convertPeriod(TimerDef& def) {
-    for (;;) {
-        const std::string timeString = copyOf(def).timeString;
-        const std::uint32_t seconds = secondsOf(timeString, keyOf(def));
-        const std::lock_guard lock(mutex);
-        if (def.timeString == timeString)
-            return def.seconds = seconds;
-    }
-}
-
 void ProvisioningTimer::startTimer(TimerDef& def) {
-    stopTimer(def);
-    std::uint32_t seconds = 0;
-    do {
-        seconds = copyOf(def).seconds;
-        if (!setupClock(def))
-            return;
-    } while (!schedule(def, seconds));
-}
-
-/// False when another thread has changed the period since the clock was set for it.
-bool ProvisioningTimer::schedule(TimerDef& def, std::uint32_t seconds) {
-    const std::lock_guard lock(mutex);
-    if (def.seconds != seconds)
-        return false;
+    disarm(def);
+    if (!setupClock(def))
+        return;
     const auto delayMs = static_cast<std::uint32_t>(def.nextDelay.count()) * 1000U;
-    scheduler.cancel(def.id); // armed by another thread in the meantime
     def.id = scheduler.schedule(0, delayMs);
-    return true;
 }
 
 bool ProvisioningTimer::setupClock(TimerDef& def) {
-    const TimerDef current = copyOf(def);
-    if (current.seconds != 0) {
-        const std::lock_guard lock(mutex);
-        def.nextDelay = std::chrono::seconds(current.seconds);
-    } else if (current.night) {
+    if (def.seconds != 0)
+        def.nextDelay = std::chrono::seconds(def.seconds);
+    else if (def.night)
         setupNightProvisioning(def);
-    } else {
+    else
         return false;
-    }
-    LOG(1) << "Next provisioning after " << copyOf(def).nextDelay.count() << " seconds.";
+    LOG(1) << "Next provisioning after " << def.nextDelay.count() << " seconds.";
     return true;
 }
 
 void ProvisioningTimer::setupNightProvisioning(TimerDef& def) {
     LOG(1) << "Setting provisioning for night";
     const TimePoint current = now();
-    const TimePoint midnight = localMidnight(current);
-    const std::lock_guard lock(mutex);
-    TimePoint target = midnight + nightOffset;
+    TimePoint target = localMidnight(current) + nightOffset.load();
     if (target <= current)
         target += DAY;
     def.nextDelay = std::chrono::duration_cast<std::chrono::seconds>(target - current) +
@@ -216,34 +177,23 @@ void ProvisioningTimer::timerHandler(unsigned long long id, int& value) {
     if (id == getProvisioningTimerDef().id) {
         provisioningCallback();
         LOG(1) << "Provisioning timer: Preparing to restart timer";
-        startTimer(provisioningTimerDef);
+        startTimer(*provisioningTimerDef.lock());
     } else if (id == getPhoneBookTimerDef().id) {
         phoneBookUpdater.update();
-        startTimer(phoneBookTimerDef);
+        startTimer(*phoneBookTimerDef.lock());
     } else {
         LOG(2) << "unknow timer";
     }
 }
 
-void ProvisioningTimer::stopTimer(TimerDef& def) {
-    const std::lock_guard lock(mutex);
+void ProvisioningTimer::disarm(TimerDef& def) {
     scheduler.cancel(def.id);
     def.id = TimerDef::NOT_ARMED;
 }
 
 void ProvisioningTimer::stopTimers() {
-    stopTimer(provisioningTimerDef);
-    stopTimer(phoneBookTimerDef);
-}
-
-std::chrono::seconds ProvisioningTimer::getNightOffset() const {
-    const std::lock_guard lock(mutex);
-    return nightOffset;
-}
-
-ProvisioningTimer::TimerDef ProvisioningTimer::copyOf(const TimerDef& def) const {
-    const std::lock_guard lock(mutex);
-    return def;
+    disarm(*provisioningTimerDef.lock());
+    disarm(*phoneBookTimerDef.lock());
 }
 
 } // namespace ovo

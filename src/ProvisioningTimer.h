@@ -3,15 +3,17 @@
 
 #include "LocalPhoneBookUpdater.h"
 #include "Sleep.h"
+#include "Vocabulary.h"
+#include "common/Guarded.h"
 #include "common/TimerScheduler.h"
 #include "propertyapi/IPropertyApi.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -21,8 +23,8 @@ namespace ovo {
 /// renews the local phone book periodically. Both timers arm themselves again after firing, and
 /// when the properties that define them change.
 ///
-/// Three threads meet here: the start-up thread, the store's notification thread and the
-/// scheduler's worker; each takes a short lock around a definition, never across a callback.
+/// Three threads use it: the start-up thread, the store's notification thread and the scheduler's
+/// worker. The lock of a definition makes arming its timer one operation, log lines included.
 class ProvisioningTimer {
 public:
     using WallClock = std::function<std::chrono::system_clock::time_point()>;
@@ -38,6 +40,7 @@ public:
         bool night = true;                 ///< no period means one run a night
         std::chrono::seconds nextDelay{0}; ///< with which the timer was last armed
         bool notified = false;             ///< timeString came with a notification
+        const char* key = keys::PROVISIONING_PERIOD; ///< of timeString in the store
     };
 
     /// updater outlives the timer. onProvisioningTimer runs on the scheduler's thread and must not
@@ -50,6 +53,8 @@ public:
     ProvisioningTimer& operator=(const ProvisioningTimer&) = delete;
 
     virtual ~ProvisioningTimer();
+    // Operations on a definition: the caller has the only access to it.
+
     /// Arms a timer by its definition, or leaves it disarmed where that says so.
     virtual void startTimer(TimerDef& def);
     virtual void stopTimers();
@@ -67,35 +72,29 @@ public:
     void timerHandler(unsigned long long id, int& value);
 
     /// Seconds after local midnight at which this phone provisions, 3600 to 14400.
-    std::chrono::seconds getNightOffset() const;
-    /// Copies for whoever wants to look.
-    TimerDef getProvisioningTimerDef() const { return copyOf(provisioningTimerDef); }
-    TimerDef getPhoneBookTimerDef() const { return copyOf(phoneBookTimerDef); }
+    std::chrono::seconds getNightOffset() const { return nightOffset; }
+    TimerDef getProvisioningTimerDef() const { return provisioningTimerDef.get(); }
+    TimerDef getPhoneBookTimerDef() const { return phoneBookTimerDef.get(); }
 
     /// The offset of a MAC address: the same for the same text, spread over three hours.
     static std::chrono::seconds drawNightOffset(const std::string& mac);
 
 private:
-    void takePeriod(TimerDef& def, std::string timeString);
-    void onPeriodChanged(TimerDef& def, const std::string& timeString);
-    std::uint32_t convertPeriod(TimerDef& def);
-    const char* keyOf(const TimerDef& def) const;
-    bool schedule(TimerDef& def, std::uint32_t seconds);
-    void stopTimer(TimerDef& def);
-    TimerDef copyOf(const TimerDef& def) const;
+    using GuardedDef = common::Guarded<TimerDef>;
+
+    void subscribePeriod(GuardedDef& guarded, const char* message);
+    void readPeriod(GuardedDef& guarded);
+    void disarm(TimerDef& def);
 
     propertyapi::IPropertyApi& propertyApi;
-    std::chrono::seconds nightOffset{0};
+    std::atomic<std::chrono::seconds> nightOffset{std::chrono::seconds(0)};
     LocalPhoneBookUpdater& phoneBookUpdater;
     std::function<void()> provisioningCallback;
-    TimerDef provisioningTimerDef;
-    TimerDef phoneBookTimerDef;
+    GuardedDef provisioningTimerDef;
+    GuardedDef phoneBookTimerDef;
     WallClock now;
     Sleep sleep;
-    /// Guards the two definitions and the night offset; taken before the scheduler's own.
-    mutable std::mutex mutex;
     common::TimerScheduler<int> scheduler;
-    /// Last: a notification uses all the others.
     std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions;
 };
 

@@ -8,7 +8,7 @@
 namespace ovo {
 
 /// Lets the calling thread sleep; false as soon as the process is ending, however short the
-/// duration. Given to those who wait for something by looking again and again: they give up then.
+/// duration. For waits that check a condition again and again: they give up then.
 using Sleep = std::function<bool(std::chrono::milliseconds)>;
 
 /// For waits that end by themselves when the process does.

@@ -2,6 +2,7 @@
 #include "Utils.h"
 
 #include "Directories.h"
+#include "Vocabulary.h"
 #include "http/UrlException.h"
 #include "logger/Logger.h"
 
@@ -17,11 +18,11 @@ constexpr std::uint32_t MAX_PERIOD_SECONDS = 86400;
 std::string Utils::convertStatus(ProvisioningStatus status) {
     switch (status) {
     case ProvisioningStatus::PartSuccess:
-        return "partSuccess";
+        return values::PART_SUCCESS;
     case ProvisioningStatus::Success:
-        return "success";
+        return values::SUCCESS;
     default:
-        return "fail";
+        return values::FAIL;
     }
 }
 

@@ -16,22 +16,22 @@ struct Utils {
     static std::string convertStatus(ProvisioningStatus status);
 
     /// A URL from a provisioning file. One that begins with "/" is taken relative to the directory
-    /// of the server address, not to the server's root; any other is parsed as it stands. Throws
-    /// http::UrlException "Url is incorrect, please verify" for what is not a URL, the empty text
-    /// included, after one level 2 line that names it and says why.
+    /// of the server address, not to the server's root; any other is parsed as it stands. A text
+    /// that is not a URL, the empty one included, is named in one level 2 line with the reason;
+    /// then http::UrlException "Url is incorrect, please verify" is thrown.
     static http::UrlInfo prependServerAddressToRelativeURL(std::string url,
                                                            const std::string& serverAddress);
 
     /// Local path of a further provisioning file. Joins the texts as they are.
     static std::string constructXMLPath(const std::string& directory, const std::string& file);
 
-    /// A text in UTF-8 for a log line: one of more bytes than longest ends there, with "..." and
-    /// its size behind.
+    /// A text in UTF-8 for a log line. One of more than longest bytes is cut there, followed by
+    /// "..." and its size.
     static std::string shortened(const std::string& text, std::size_t longest);
 
-    /// A period in seconds from decimal text: 0, or 600 to 86400; what lies outside is put to the
-    /// nearer end with a level 2 log line (a negative number to 86400). Throws
-    /// std::invalid_argument or std::out_of_range for a text that is no int.
+    /// A period in seconds from decimal text: 0, or 600 to 86400. A number outside becomes the
+    /// nearer end, with a level 2 log line (a negative number becomes 86400). Throws
+    /// std::invalid_argument or std::out_of_range for a text that is not an int.
     static std::uint32_t convertTimeStringToSeconds(const std::string& text);
 };
 

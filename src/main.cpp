@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Arguments.h"
 #include "OvoApplication.h"
+#include "Vocabulary.h"
 #include "logger/Logger.h"
 
 int main(int argc, char** argv) {
@@ -8,12 +9,11 @@ int main(int argc, char** argv) {
         return *status;
     try {
         LOG(1) << "ovo " OVO_VERSION " is starting";
-        // The name in log lines, and the name on the bus.
-        ovo::OvoApplication application("OVO", "prov-client");
+        ovo::OvoApplication application("OVO", ovo::bus::NAME);
         application.exec();
     } catch (const std::exception& exception) {
-        // The phone goes on without provisioning. The start is not tried again: its obstacle would
-        // still be there. The line's place in the log, "main:17", is interface as its text is.
+        // The phone goes on without provisioning; a second start would meet the same obstacle. The
+        // location of this line in the log, "main:17", is interface as its text is.
         LOG(3) << exception.what();
     }
     return 0;

@@ -6,6 +6,7 @@
 #include "JobHandlers/FileFromNode.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "Utils.h"
+#include "Vocabulary.h"
 #include "dto/SysConf.h"
 #include "filesystem/Filesystem.h"
 #include "http/formatPath.h"
@@ -25,13 +26,7 @@ constexpr char ATTR_URL[] = "url";
 constexpr char ATTR_RENEW_PERIOD[] = "renewPeriod";
 constexpr char ATTR_FLAGS[] = "flags";
 constexpr char ATTR_PASSWORD[] = "password";
-constexpr char FORCE_ACCEPT[] = "FORCE_ACCEPT";
 
-constexpr char SIP_CLIENT[] = "prov-client/sip-client";
-
-constexpr char PROVISIONING[] = "State.Provisioning";
-constexpr char REQUEST_CHECK_SYNC[] = "request-check-sync";
-constexpr char PHONE_BOOK_PERIOD[] = "State.LocalDirectoryUpdate.Period";
 constexpr int FUNCTION_KEYS = 8;
 
 std::string valueOrEmpty(const CustomScenarioJobHandler::Step& step, const char* attribute) {
@@ -100,7 +95,7 @@ bool CustomScenarioJobHandler::executeStep(const Step& step) {
     }
 }
 
-/// Does the work of a step that reports what is thrown in it itself: false then.
+/// Does the work of a step; an exception is logged and reported, and makes it false.
 template <typename Work>
 bool CustomScenarioJobHandler::attempt(Work work) {
     try {
@@ -110,6 +105,14 @@ bool CustomScenarioJobHandler::attempt(Work work) {
         report.failed(exception.what());
         return false;
     }
+}
+
+/// Fetches a file that other services read; false when that failed.
+bool CustomScenarioJobHandler::fetch(const http::UrlInfo& url, const std::string& path) {
+    return attempt([&] {
+        fileDownloader->download(url, path, http::Access::Everyone);
+        return true;
+    });
 }
 
 http::UrlInfo CustomScenarioJobHandler::getUrl(const Step& step) const {
@@ -132,11 +135,8 @@ bool CustomScenarioJobHandler::downloadCertificate(const Step& step) {
            << quote(flags);
     const std::string path = http::formatPath(Directories::CERTIFICATE_STORAGE + url.fileName,
                                               *propertyApi, *phoneConfig);
-    const bool downloaded = attempt([&] {
-        fileDownloader->download(url, path, http::Access::Everyone);
-        return true;
-    });
-    return downloaded && applyCertificate(url.fileName, path, flags == FORCE_ACCEPT);
+    return fetch(url, path) &&
+           applyCertificate(url.fileName, path, flags == XMLParser::FORCE_ACCEPT_STR);
 }
 
 bool CustomScenarioJobHandler::applyCertificate(const std::string& certificateName,
@@ -203,7 +203,8 @@ bool CustomScenarioJobHandler::downloadPrivateKey(const Step& step) {
 }
 
 void CustomScenarioJobHandler::notifyCertChanged() {
-    publisher.publish(SIP_CLIENT, ipc::IPCMessage("update_tls_security"));
+    publisher.publish(bus::destinations::SIP_CLIENT,
+                      ipc::IPCMessage(bus::messages::UPDATE_TLS_SECURITY));
 }
 
 bool CustomScenarioJobHandler::redirect(const Step& step) {
@@ -223,20 +224,17 @@ bool CustomScenarioJobHandler::downloadWallpaper(const Step& step) {
     LOG(1) << "Downloading wallpaper from URL " << quote(text);
     const auto slash = text.rfind('/');
     const std::string fileName = slash == std::string::npos ? "" : text.substr(slash + 1);
-    return attempt([&] {
-        fileDownloader->download(url, Directories::WALLPAPERS + fileName, http::Access::Everyone);
-        return true;
-    });
+    return fetch(url, Directories::WALLPAPERS + fileName);
 }
 
 bool CustomScenarioJobHandler::downloadLocalPhoneBook(const Step& step) const {
-    if (propertyApi->getValue(PROVISIONING) == REQUEST_CHECK_SYNC) {
+    if (propertyApi->getValue(keys::PROVISIONING) == values::REQUEST_CHECK_SYNC) {
         LOG(1) << "Download of local phone book skipped";
         return true;
     }
     const http::UrlInfo url = getUrl(step);
     if (const std::string period = valueOrEmpty(step, ATTR_RENEW_PERIOD); !period.empty())
-        propertyApi->setValue(PHONE_BOOK_PERIOD, period);
+        propertyApi->setValue(keys::PHONE_BOOK_PERIOD, period);
     localPhoneBookUpdater.setUrl(url);
     std::string cause;
     const bool updated = localPhoneBookUpdater.update(cause);
@@ -247,7 +245,7 @@ bool CustomScenarioJobHandler::downloadLocalPhoneBook(const Step& step) const {
 
 bool CustomScenarioJobHandler::unlockFunctionKeys(const Step&) const {
     for (int key = 0; key < FUNCTION_KEYS; ++key)
-        propertyApi->setValue("FunctionKeys." + std::to_string(key) + ".LockProvisioning", "0");
+        propertyApi->setValue(keys::functionKeyLock(std::to_string(key)), values::OFF);
     return true;
 }
 

@@ -35,7 +35,7 @@ public:
 
     ProvisioningContext runImpl() override;
 
-    // Steps: true when the step succeeded. What one throws counts as a failed step.
+    // Steps: true when the step succeeded. An exception counts as a failed step.
 
     /// "certificate": a trusted certificate, fetched and announced.
     bool downloadCertificate(const Step& step);
@@ -58,6 +58,7 @@ private:
     template <typename Work>
     bool attempt(Work work);
     bool executeStep(const Step& step);
+    bool fetch(const http::UrlInfo& url, const std::string& path);
     http::UrlInfo getUrl(const Step& step) const;
     std::string getCertificateFlags(const Step& step) const;
     std::string getPassword(const Step& step) const;

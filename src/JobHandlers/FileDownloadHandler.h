@@ -18,10 +18,10 @@ public:
                         const http::UrlInfo& server, RunReport& runReport);
     ~FileDownloadHandler() override = default;
 
-    /// NotSet when every child was queued: the files report for themselves.
+    /// NotSet when every child was queued: the files report their own results.
     ProvisioningContext runImpl() override;
-    /// Checks the "type" of a child of a "category" node. Throws std::runtime_error or
-    /// std::out_of_range for one that is none; false where there is nothing to check.
+    /// Checks the "type" of a child of a "category" node; false where there is nothing to check.
+    /// Throws std::runtime_error when it is not a category, std::out_of_range when it is missing.
     bool validateNode(const ProvisioningNode::Attributes& child);
 
 private:

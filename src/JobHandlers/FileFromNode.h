@@ -17,8 +17,8 @@ namespace ovo {
 http::UrlInfo getUrlFromNode(const std::map<std::string, std::string>& child,
                              const http::UrlInfo& serverAddress);
 
-/// The further provisioning file that one child of a node names by its attribute "url", and where
-/// it is to be stored for a node of that name. Throws what getUrlFromNode() throws, and
+/// The further provisioning file that one child of a node names by its attribute "url", with the
+/// path where it is stored for a node of that name. Throws the exceptions of getUrlFromNode(), and
 /// propertyapi::PropertyApiException.
 ProvisioningFileContext getFileFromNode(const std::map<std::string, std::string>& child,
                                         const std::string& nodeName,

@@ -4,6 +4,7 @@
 #include "Directories.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "Utils.h"
+#include "Vocabulary.h"
 #include "firmware/HaldenFirmwareVersion.h"
 #include "http/formatPath.h"
 #include "logger/Logger.h"
@@ -17,17 +18,7 @@ namespace ovo {
 
 namespace {
 
-constexpr char AUTOMATIC_CHECK[] = "FirmwareManagment.AutomaticCheckForUpdates";
-constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
-constexpr char FILE_NAME[] = "State.FirmwareUpdate.Filename";
-constexpr char VERIFY[] = "State.FirmwareUpdate.Verify";
-constexpr char UPDATE_SYSTEM[] = "State.FirmwareUpdate.UpdateSystem";
-constexpr char REQUEST[] = "request";
-
-constexpr char CLEANUP_COMMAND[] = "/usr/sbin/firmware-update-cleanup.sh";
 constexpr unsigned int CLEANUP_TIMEOUT_MS = 10000;
-
-constexpr char FORCE_ACCEPT[] = "FORCE_ACCEPT";
 
 bool readsAs(const propertyapi::IPropertyApi& propertyApi, const char* key, const char* value) {
     try {
@@ -97,7 +88,7 @@ ProvisioningStatus FirmwareJobHandler::updateFirmware() {
         LOG(2) << "No newer versions found, finishing job";
         return ProvisioningStatus::Fail;
     }
-    os::execute(CLEANUP_COMMAND, CLEANUP_TIMEOUT_MS);
+    os::execute(Files::FIRMWARE_CLEANUP, CLEANUP_TIMEOUT_MS);
     return downloadFirmware(url);
 }
 
@@ -138,11 +129,11 @@ ProvisioningStatus FirmwareJobHandler::downloadFirmware(const std::string& url) 
         const std::string localPath = http::formatPath(
             Directories::FIRMWARE_UPDATES + firmwareUrl.fileName, *propertyApi, *phoneConfig);
         fileDownloader->download(firmwareUrl, localPath, http::Access::Everyone);
-        propertyApi->setValue(FILE_NAME, firmwareUrl.fileName);
-        propertyApi->setValue(VERIFY, REQUEST);
-        // What was triggered automatically is installed by its trigger.
+        propertyApi->setValue(keys::FIRMWARE_FILE_NAME, firmwareUrl.fileName);
+        propertyApi->setValue(keys::FIRMWARE_VERIFY, values::REQUEST);
+        // The service that triggered an automatic update installs it itself.
         if (!triggeredAutoUpdate)
-            propertyApi->setValue(UPDATE_SYSTEM, REQUEST);
+            propertyApi->setValue(keys::FIRMWARE_UPDATE_SYSTEM, values::REQUEST);
         return ProvisioningStatus::Success;
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
@@ -152,18 +143,18 @@ ProvisioningStatus FirmwareJobHandler::downloadFirmware(const std::string& url) 
 }
 
 bool FirmwareJobHandler::isAutoUpdateOn() const {
-    return readsAs(*propertyApi, AUTOMATIC_CHECK, "1");
+    return readsAs(*propertyApi, keys::FIRMWARE_AUTOMATIC_CHECK, values::ON);
 }
 
 bool FirmwareJobHandler::isTriggeredAutoUpdate() const {
-    return readsAs(*propertyApi, TRIGGER_AUTO, REQUEST);
+    return readsAs(*propertyApi, keys::FIRMWARE_TRIGGER_AUTO, values::REQUEST);
 }
 
 bool FirmwareJobHandler::isForceAcceptEnabled() const {
     return std::any_of(
         node.children.begin(), node.children.end(), [](const ProvisioningNode::Attributes& file) {
             const auto flags = file.find(XMLParser::NVM_SETTINGS_PARAM_ATTR_FLAGS_STR);
-            return flags != file.end() && flags->second == FORCE_ACCEPT;
+            return flags != file.end() && flags->second == XMLParser::FORCE_ACCEPT_STR;
         });
 }
 
@@ -171,8 +162,9 @@ void FirmwareJobHandler::setTriggeredUpdateStatus(const ProvisioningStatus& stat
     if (!triggeredAutoUpdate)
         return;
     try {
-        propertyApi->setValue(TRIGGER_AUTO,
-                              status == ProvisioningStatus::Success ? "success" : "no_version");
+        propertyApi->setValue(keys::FIRMWARE_TRIGGER_AUTO, status == ProvisioningStatus::Success
+                                                               ? values::SUCCESS
+                                                               : values::NO_VERSION);
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
     }

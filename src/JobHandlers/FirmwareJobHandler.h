@@ -12,8 +12,8 @@
 
 namespace ovo {
 
-/// Decides whether the firmware that a file offers may be installed, downloads it and asks the
-/// update service, through state properties, to verify and install it.
+/// Decides whether the offered firmware may be installed, downloads it and asks the update service,
+/// through state properties, to verify and install it.
 class FirmwareJobHandler : public JobHandler {
 public:
     FirmwareJobHandler(ProvisioningNode& node,

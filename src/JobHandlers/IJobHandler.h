@@ -11,7 +11,7 @@ namespace ovo {
 /// provisioning thread.
 class IJobHandler {
 public:
-    /// Outcome, and further files to run. Expected failures are part of the outcome; what is thrown
+    /// Outcome, and further files to run. Expected failures are part of the outcome; an exception
     /// fails the whole run.
     virtual ProvisioningContext run() = 0;
     /// Name for log lines.

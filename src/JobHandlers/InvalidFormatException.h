@@ -9,7 +9,7 @@ namespace ovo {
 /// A malformed parameter name.
 class InvalidFormatException : public std::exception {
 public:
-    explicit InvalidFormatException(const std::string& message);
+    explicit InvalidFormatException(const std::string& message) : message_(message) {}
     const char* what() const noexcept override { return message_.c_str(); }
 
 private:

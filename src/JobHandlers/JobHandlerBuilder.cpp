@@ -67,7 +67,7 @@ JobHandlerBuilder::makeJobHandler(ProvisioningNode& node,
                                    [&](const Rule& candidate) { return candidate.matches(node); });
     if (rule == std::end(RULES)) {
         const std::string what =
-            "element " + quote(node.name) + " with " + quote(node.type) + " in it is no job";
+            "element " + quote(node.name) + " with " + quote(node.type) + " in it is not a job";
         LOG(2) << "Unknown job type !";
         LOG(2) << "Unknown job: " << what;
         report.failed(what);

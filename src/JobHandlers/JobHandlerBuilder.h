@@ -15,7 +15,7 @@
 
 namespace ovo {
 
-/// Picks the handler class of a node by the names of the element and of its leaves, and hands the
+/// Picks the handler class of a node by the names of the element and of its leaves, and passes the
 /// collaborators on. Immutable after construction; the references outlive it.
 class JobHandlerBuilder : public IJobHandlerBuilder {
 public:

@@ -3,6 +3,7 @@
 
 #include "JobHandlers/InvalidFormatException.h"
 #include "JobHandlers/XMLNodeType.h"
+#include "Vocabulary.h"
 #include "logger/Logger.h"
 #include "text/Quote.h"
 
@@ -13,21 +14,11 @@ namespace ovo {
 
 namespace {
 
-constexpr char ORIGIN[] = "provisioning";
 const std::string UNREAD = "???";
 const std::string ATTR_NAME = XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR;
 const std::string ATTR_VALUE = XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR;
 
-constexpr char FUNCTION_KEYS_PREFIX[] = "PhoneUI.Keys.FunctionKeys.";
 const std::string INVALID_NAME = "Function key parameter name invalid ";
-constexpr char LOCK_PROVISIONING[] = "LockProvisioning";
-
-constexpr char VLAN_PREFIX[] = "NET.VLAN.";
-constexpr char VLAN_LOCKED[] = "NET.VLAN.Locked";
-
-constexpr char ACCOUNT_PREFIX[] = "SIP.Account.";
-constexpr char ONE_MELODY_PREFIX[] = "PhoneUI.Audio.OneMelody.";
-constexpr char DEFAULT_RINGTONE[] = "SIP.DefaultRingtone";
 
 bool startsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
@@ -47,14 +38,9 @@ std::pair<std::string, std::string> getIndexAndPostfix(const std::string& name,
     return {name.substr(start, dot - start), name.substr(dot + 1)};
 }
 
-/// Property that locks a function key.
-std::string lockOf(const std::string& index) {
-    return "FunctionKeys." + index + "." + LOCK_PROVISIONING;
-}
-
 /// Throws a standard exception unless the index of the key is a number.
 void requireNumericKeyIndex(const std::string& name) {
-    const std::string index = getIndexAndPostfix(name, FUNCTION_KEYS_PREFIX).first;
+    const std::string index = getIndexAndPostfix(name, keys::FUNCTION_KEY_PARAMETERS).first;
     try {
         static_cast<void>(std::stoi(index));
     } catch (const std::logic_error&) {
@@ -82,11 +68,11 @@ NVMJobHandler::NVMJobHandler(ProvisioningNode& jobNode,
         else
             append(key, value);
     };
-    conditionalSettings = {{FUNCTION_KEYS_PREFIX, functionKey},
-                           {VLAN_PREFIX, vlan},
-                           {ACCOUNT_PREFIX, ringtone},
-                           {ONE_MELODY_PREFIX, ringtone},
-                           {DEFAULT_RINGTONE, ringtone}};
+    conditionalSettings = {{keys::FUNCTION_KEY_PARAMETERS, functionKey},
+                           {keys::VLAN, vlan},
+                           {keys::SIP_ACCOUNT, ringtone},
+                           {keys::ONE_MELODY, ringtone},
+                           {keys::DEFAULT_RINGTONE, ringtone}};
 }
 
 ProvisioningContext NVMJobHandler::runImpl() {
@@ -101,7 +87,7 @@ ProvisioningContext NVMJobHandler::runImpl() {
         report.failed("no parameter is left to be set: " + firstRefusal);
     } else {
         try {
-            const unsigned int applied = propertyApi->setValues(parameters, ORIGIN);
+            const unsigned int applied = propertyApi->setValues(parameters, values::ORIGIN);
             report.parametersApplied(applied);
             LOG(1) << "Parameters requested: " << requested << ", attempted: " << parameters.size()
                    << ", new parameters applied: " << applied;
@@ -132,7 +118,7 @@ void NVMJobHandler::prepareNvmParams() noexcept {
     }
 }
 
-/// What failed for want of memory may fail here again: the record counts as refused in any case.
+/// Memory may still be short here: the record counts as refused in any case.
 void NVMJobHandler::noteFailedPreparation(const std::string& key, const std::string& value,
                                           const char* why) noexcept {
     report.parameterRefused();
@@ -168,13 +154,13 @@ void NVMJobHandler::addFunctionKeyParameter(const std::string& key, const std::s
 }
 
 void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::string& value) {
-    const auto [index, postfix] = getIndexAndPostfix(key, FUNCTION_KEYS_PREFIX);
-    if (postfix == LOCK_PROVISIONING) {
+    const auto [index, postfix] = getIndexAndPostfix(key, keys::FUNCTION_KEY_PARAMETERS);
+    if (postfix == keys::LOCK_PROVISIONING) {
         LOG(2) << "This parameter can not be set by provisioning " << quote(key);
         refuse(quote(key) + " can not be set by provisioning");
     } else if (isFunctionKeyLocked(index)) {
         LOG(2) << "This parameter can not be changed because it is locked " << quote(key);
-        refuse(quote(key) + " is locked by " + quote(lockOf(index)));
+        refuse(quote(key) + " is locked by " + quote(keys::functionKeyLock(index)));
     } else {
         LOG(1) << "Preparing function key param: " << quote(key, value, "=");
         append(key, value);
@@ -182,22 +168,23 @@ void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::
 }
 
 bool NVMJobHandler::isFunctionKeyLocked(std::string index) {
-    return propertyApi->getValue(lockOf(index)) != "0";
+    return propertyApi->getValue(keys::functionKeyLock(index)) != values::OFF;
 }
 
 void NVMJobHandler::prepareVlanParams(const std::string& key, const std::string& value) {
-    if (propertyApi->getValue(VLAN_LOCKED) == "1") {
-        LOG(2) << "Parameter " << quote(key) << " left out: " << VLAN_LOCKED << " is 1";
-        refuse(quote(key) + " is locked by " + quote(VLAN_LOCKED));
+    if (propertyApi->getValue(keys::VLAN_LOCKED) == values::ON) {
+        LOG(2) << "Parameter " << quote(key) << " left out: " << keys::VLAN_LOCKED << " is 1";
+        refuse(quote(key) + " is locked by " + quote(keys::VLAN_LOCKED));
         return;
     }
-    // Opened at once, before the batch is written.
-    propertyApi->setValue(VLAN_LOCKED, "0");
+    // At once, before the batch is written.
+    propertyApi->setValue(keys::VLAN_LOCKED, values::OFF);
     append(key, value);
 }
 
 bool NVMJobHandler::isRingtoneParam(const std::string& key) {
-    return (contains(key, "Ringtone") || contains(key, "OneMelody") || key == DEFAULT_RINGTONE) &&
+    return (contains(key, "Ringtone") || contains(key, "OneMelody") ||
+            key == keys::DEFAULT_RINGTONE) &&
            !contains(key, "Header");
 }
 

@@ -11,9 +11,8 @@
 
 namespace ovo {
 
-/// Writes a node of configuration parameters to the property store in one batch, after the rules
-/// that some parameters pass by the prefix of their name: locks of function keys, the VLAN lock,
-/// file names of ringtones.
+/// Writes a node of configuration parameters to the property store in one batch. Rules chosen by
+/// the prefix of a name come first: locks of function keys, the VLAN lock, file names of ringtones.
 class NVMJobHandler : public JobHandler {
 public:
     NVMJobHandler(ProvisioningNode& node, std::shared_ptr<propertyapi::IPropertyApi> propertyApi,
@@ -22,8 +21,8 @@ public:
     ProvisioningContext runImpl() override;
     ~NVMJobHandler() override = default;
 
-    /// Turns every child of the node into no or one parameter. What is thrown for one parameter
-    /// skips that one; anything but a standard exception ends the process.
+    /// Turns every child of the node into one parameter or none. An exception skips the parameter
+    /// that caused it; anything but a standard exception ends the process.
     void prepareNvmParams() noexcept;
     /// Routes one parameter through the first rule whose prefix begins its name.
     void addParameter(const std::string& name, const std::string& value);
@@ -31,7 +30,7 @@ public:
     /// True unless the key's lock reads exactly "0".
     bool isFunctionKeyLocked(std::string index);
     bool isRingtoneParam(const std::string& name);
-    /// Cuts the value, a path or URL of a sound, down to its bare file name; ".wav" becomes ".mp3".
+    /// Reduces the value, path or URL of a sound, to its file name; ".wav" becomes ".mp3".
     void prepareRingtoneParams(const std::string& name, const std::string& value);
 
 private:
@@ -54,7 +53,7 @@ private:
                                const char* why) noexcept;
 
     ProgressReporter& progressReporter;
-    /// What will be written, in the order of acceptance.
+    /// Accepted so far, in that order.
     std::vector<std::pair<std::string, std::string>> parameters;
     std::vector<ConditionalSetting> conditionalSettings;
     std::string firstRefusal;

@@ -5,7 +5,7 @@
 
 namespace ovo {
 
-/// Handler of nodes that no job knows: fails without a word, since the builder has warned.
+/// Handler of unknown nodes: fails without a log line, because the builder has warned.
 class NullJobHandler final : public IJobHandler {
 public:
     ProvisioningContext run() override;

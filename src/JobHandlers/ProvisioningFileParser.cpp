@@ -4,6 +4,7 @@
 #include "GlobalConfig.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "Utils.h"
+#include "Vocabulary.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
 #include "text/Quote.h"
@@ -27,9 +28,8 @@ const std::array<std::string, 6> MASTER_NODES = {
 
 constexpr std::array<std::string_view, 2> PRODUCTS = {"hd7k", "hd9"};
 constexpr std::string_view LOWEST_VERSION = "1.0";
-constexpr char MAC_ADDRESS[] = "NET.MAC.Address";
 
-/// Gives a document up at its end.
+/// Destroys a document at the end of a scope.
 struct Released {
     std::unique_ptr<common::xml::Document>& document;
     ~Released() { document.reset(); }
@@ -53,7 +53,7 @@ ProvisioningNode::Attributes attributesOf(const Node& leaf) {
     return attributes;
 }
 
-/// A foreign text for a log line; its beginning, should it be long.
+/// A foreign text for a log line, cut when it is long.
 std::string shortQuote(const std::string& text) {
     constexpr std::size_t LONGEST = 256;
     return quote(Utils::shortened(text, LONGEST));
@@ -113,7 +113,7 @@ void ProvisioningFileParser::validate(const std::string& path) {
     throw std::runtime_error("File " + path + " verification failed");
 }
 
-/// What the root says of whom the file is for, and whom it should be for.
+/// Which phone the root names, and which it should name.
 std::string ProvisioningFileParser::describe(const Node& root) const {
     if (!contains(MASTER_NODES, root.tag()))
         return "its root element is " + shortQuote(root.tag());
@@ -122,9 +122,9 @@ std::string ProvisioningFileParser::describe(const Node& root) const {
     };
     std::string device = "unknown";
     try {
-        device = quote(propertyApi->getValue(MAC_ADDRESS));
+        device = quote(propertyApi->getValue(keys::MAC_ADDRESS));
     } catch (const std::exception&) {
-        // The check itself has not come through with this, either.
+        // The check could not read it, either.
     }
     return "product ID " + attribute(XMLParser::GLOBAL_ATTR_PRODUCT_ID_STR) +
            " (this phone: \"hd7k\" or \"hd9\"), MAC address " +
@@ -164,10 +164,10 @@ bool ProvisioningFileParser::checkID(const Node& root) const noexcept {
 }
 
 bool ProvisioningFileParser::checkMAC(const Node& root) const noexcept {
-    const std::string device = propertyApi->getValue(MAC_ADDRESS);
+    const std::string device = propertyApi->getValue(keys::MAC_ADDRESS);
     if (!root.hasAttr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR))
         return true;
-    // Over the length of the device's address only: what follows it in the file does not count.
+    // Only as long as the device's address: the file may append more.
     const std::string meant = root.attr(XMLParser::GLOBAL_ATTR_MAC_ADDRESS_STR);
     return meant.size() >= device.size() &&
            std::equal(device.begin(), device.end(), meant.begin(), equalIgnoringCase);

@@ -22,15 +22,15 @@ public:
     ProvisioningFileParser(std::shared_ptr<propertyapi::IPropertyApi> store,
                            std::shared_ptr<RunReport> runReport);
 
-    /// The document is given up at the end, whatever that is.
+    /// The document is destroyed at the end, also after an error.
     void parse(std::string path, std::vector<ProvisioningNode>& nodes) override;
 
-    /// Reads and parses the file; on failure the document before is kept.
+    /// Reads and parses the file; on failure the previous document is kept.
     void reset(const std::string& path);
     /// Throws std::runtime_error unless the document is meant for this phone.
     void validate(const std::string& path);
 
-    /// Product, device and format version of the root; the three checks are always all made.
+    /// Checks product, device and format version of the root, always all three.
     bool verifyMasterNode(const common::xml::Node& root);
     // The checks admit no exception: one from the property store ends the process.
     bool checkID(const common::xml::Node& root) const noexcept;
@@ -45,8 +45,8 @@ private:
 
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::unique_ptr<common::xml::Document> document;
-    /// Tags of the leaf children seen. Shared by all levels of a walk: an element inside clears
-    /// what the one around it has collected so far.
+    /// Tags of the leaf children seen. Shared by all levels of a walk: an inner element clears what
+    /// the outer one has collected so far.
     std::set<std::string> leafTags;
     std::shared_ptr<RunReport> report;
 };

@@ -58,9 +58,11 @@ inline constexpr char CUSTOM_ROOT_STR[] = "custom";
 inline constexpr char CUSTOM_SCENARIO_STR[] = "scenario";
 inline constexpr char CUSTOM_STEP_STR[] = "step";
 inline constexpr char CUSTOM_STEP_ATTR_TYPE_STR[] = "type";
+/// Value of "flags": accept an older firmware; accept a certificate without confirmation.
+inline constexpr char FORCE_ACCEPT_STR[] = "FORCE_ACCEPT";
 
 /// Text of a value; the empty text for GLOBAL_ATTR_MAC_ADDRESS, which has none on purpose, and for
-/// numbers that are no value.
+/// numbers out of range.
 const std::string& getNodeTypeName(XMLNodeType type);
 
 } // namespace ovo::XMLParser

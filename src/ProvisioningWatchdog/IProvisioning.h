@@ -9,8 +9,8 @@ namespace ovo {
 /// Runs one provisioning file.
 class IProvisioning {
 public:
-    /// From download to the last job. Returns the merged status and the files that the jobs queued;
-    /// what a job throws passes through.
+    /// From download to the last job. Returns the merged status and the files that the jobs queued.
+    /// Exceptions of a job pass through.
     virtual ProvisioningContext execute(const ProvisioningFileContext& file) = 0;
     virtual ~IProvisioning() = default;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ProvisioningWatchdog/Provisioning.h"
 
+#include "Vocabulary.h"
 #include "filesystem/Filesystem.h"
 #include "http/formatPath.h"
 #include "logger/Logger.h"
@@ -12,8 +13,8 @@ namespace ovo {
 
 namespace {
 
-/// Bytes by which a file may be larger than the largest document: what encryption adds, and what
-/// tells a document that is too large from a download that is.
+/// Bytes by which a file may exceed the largest document: encryption adds some, and a document that
+/// is slightly too large is to be refused by the parser, with its own message.
 constexpr std::uint64_t ENCRYPTION_ROOM = 64ULL << 10U;
 constexpr std::uint64_t LARGEST_DOWNLOAD = common::xml::MAX_BYTES + ENCRYPTION_ROOM;
 
@@ -46,9 +47,9 @@ ProvisioningContext Provisioning::execute(const ProvisioningFileContext& file) {
 
 void Provisioning::setContext(const ProvisioningFileContext& file) {
     currentFile = file;
-    const std::string mac = propertyApi.getValue("NET.MAC.Address");
-    const std::string majorId = phoneConfig.getValue("networking.provisioning.MajorId");
-    const std::string minorId = phoneConfig.getValue("networking.provisioning.MinorId");
+    const std::string mac = propertyApi.getValue(keys::MAC_ADDRESS);
+    const std::string majorId = phoneConfig.getValue(configuration::MAJOR_ID);
+    const std::string minorId = phoneConfig.getValue(configuration::MINOR_ID);
     currentFile.url =
         http::UrlInfo(http::formatPath(currentFile.url.getUrl(), mac, majorId, minorId));
     currentFile.path = http::formatPath(currentFile.path, mac, majorId, minorId);

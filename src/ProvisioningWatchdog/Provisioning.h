@@ -16,9 +16,9 @@
 
 namespace ovo {
 
-/// One provisioning file from placeholder expansion over download, decryption and parsing to its
-/// jobs. Lives for one run, on the provisioning thread; what it refers to outlives it. When the
-/// run is cancelled, no file and no job is begun any more.
+/// Runs one provisioning file: placeholder expansion, download, decryption, parsing, jobs. Lives
+/// for one run, on the provisioning thread; the references outlive it. Once the run is cancelled,
+/// no further file or job begins.
 class Provisioning : public IProvisioning {
 public:
     Provisioning(http::IFileDownloader& downloader, const IJobHandlerBuilder& builder,

@@ -14,7 +14,7 @@ class ProvisioningSession {
 public:
     ProvisioningSession(const ProvisioningFileContext& file, std::unique_ptr<IProvisioning> engine);
 
-    /// The merged status of all files. Nothing limits how many files follow one another.
+    /// The merged status of all files. Their number is not limited.
     ProvisioningStatus execute();
 
 private:

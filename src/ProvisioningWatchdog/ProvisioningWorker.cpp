@@ -9,6 +9,7 @@
 #include "ProvisioningWatchdog/ProvisioningSession.h"
 #include "ProvisioningWatchdog/ScopeActions.h"
 #include "Utils.h"
+#include "Vocabulary.h"
 #include "dto/SysConf.h"
 #include "filesystem/Filesystem.h"
 #include "ipc/IPCMessage.h"
@@ -17,20 +18,6 @@
 #include <utility>
 
 namespace ovo {
-
-namespace {
-
-constexpr char SIP_CLIENT[] = "prov-client/sip-client";
-
-constexpr char NETWORK_READY[] = "State.Network.Ready";
-constexpr char IN_PROGRESS[] = "State.Provisioning.InProgress";
-constexpr char STATUS[] = "State.Provisioning";
-constexpr char HTTP_ERROR_CODE[] = "State.Provisioning.HttpErrorCode";
-constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
-
-constexpr char DEFAULT_FILE_NAME[] = "provisioning.xml";
-
-} // namespace
 
 ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPropertyApi>& store,
                                        std::shared_ptr<phoneconfig::IPhoneConfig> configuration,
@@ -51,28 +38,29 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
     , publisher(busPublisher)
     , decrypter(fileDecrypter)
     , report(std::move(runReport)) {
-    networkSubscription =
-        propertyApi->subscribeScoped(NETWORK_READY, [this](const propertyapi::Property& property) {
-            setNetworkStatus(property.value);
-        });
+    networkSubscription = propertyApi->subscribeScoped(
+        keys::NETWORK_READY,
+        [this](const propertyapi::Property& property) { setNetworkStatus(property.value); });
     fileDownloader->setProgressCallback([this](long dltotal, long dlnow, long ultotal, long ulnow) {
         return curlProgressCallback(dltotal, dlnow, ultotal, ulnow);
     });
     jobHandlerBuilder =
         std::make_shared<JobHandlerBuilder>(propertyApi, phoneConfig, fileDownloader, security,
                                             progress, publisher, phoneBookUpdater, *report);
-    setInProgress("0");
+    setInProgress(values::OFF);
     try {
-        propertyApi->setValue(STATUS, Utils::convertStatus(ProvisioningStatus::NotSet));
+        propertyApi->setValue(keys::PROVISIONING, Utils::convertStatus(ProvisioningStatus::NotSet));
     } catch (...) {
-        fileDownloader->setProgressCallback({}); // no destructor runs for what was never made
+        fileDownloader->setProgressCallback({}); // no destructor will run
         throw;
     }
 }
 
 ProvisioningWorker::~ProvisioningWorker() {
     waitForProvisioningEnd();
+    // Downloader and store live on: neither may call a worker that is gone.
     fileDownloader->setProgressCallback({});
+    networkSubscription.reset();
     tellLastCertificates();
 }
 
@@ -81,7 +69,7 @@ void ProvisioningWorker::startProvisioning(const std::string& url) {
     publishProvInProgress(true);
     if (!finished)
         LOG(2) << "Previous provisioning is not finished yet. Waiting...";
-    const common::TurnTaker::Turn turn(starting);
+    const std::lock_guard lock(starting);
     joinProvisioningThread();
     LOG(1) << "Start provisioning thread";
     progress.reset();
@@ -90,7 +78,7 @@ void ProvisioningWorker::startProvisioning(const std::string& url) {
     try {
         http::UrlInfo server(url);
         if (server.fileName.empty())
-            server.fileName = DEFAULT_FILE_NAME;
+            server.fileName = Files::DEFAULT_NAME;
         provisioningThread = std::thread([this, server = std::move(server)] {
             provisioningThreadMain(server, [this] { publishProvResults(); });
         });
@@ -100,8 +88,8 @@ void ProvisioningWorker::startProvisioning(const std::string& url) {
         report->failed(exception.what());
         resultStatus = ProvisioningStatus::Fail;
         publishProvResults();
-        // The reset above may have dropped the last sign of the run before, and a supervisor would
-        // wait for it until a further run.
+        // The reset above may have dropped the last sign of the previous run, and a supervisor
+        // would wait for it until the next run.
         progress.doProgress();
     }
 }
@@ -114,7 +102,7 @@ void ProvisioningWorker::waitForProgress() {
 }
 
 void ProvisioningWorker::waitForProvisioningEnd() {
-    const common::TurnTaker::Turn turn(starting);
+    const std::lock_guard lock(starting);
     joinProvisioningThread();
 }
 
@@ -123,21 +111,13 @@ void ProvisioningWorker::joinProvisioningThread() {
         provisioningThread.join();
 }
 
-void ProvisioningWorker::setNetworkStatus(std::string status) {
-    const std::lock_guard lock(networkStatusMutex);
-    networkStatus = std::move(status);
-}
-
 int ProvisioningWorker::curlProgressCallback(long /*dltotal*/, long dlnow, long /*ultotal*/,
                                              long /*ulnow*/) {
     if (lastDownloadedBytes.exchange(dlnow) != dlnow)
         progress.doProgress();
-    {
-        const std::lock_guard lock(networkStatusMutex);
-        if (networkStatus != "0")
-            return 0;
-    }
-    LOG(2) << "The download ends: " << NETWORK_READY << " is 0";
+    if (networkStatus.get() != values::OFF)
+        return 0;
+    LOG(2) << "The download ends: " << keys::NETWORK_READY << " is 0";
     return 1;
 }
 
@@ -145,11 +125,11 @@ void ProvisioningWorker::provisioningThreadMain(const http::UrlInfo& url,
                                                 const std::function<void()>& onFinished) {
     const auto start = [this] {
         LOG(1) << "Provisioning Started";
-        setInProgress("1");
+        setInProgress(values::ON);
         progress.doProgress();
     };
     const auto finish = [this, &onFinished] {
-        setInProgress("0");
+        setInProgress(values::OFF);
         finished = true;
         LOG(1) << "Provisioning Finished";
         onFinished();
@@ -158,7 +138,7 @@ void ProvisioningWorker::provisioningThreadMain(const http::UrlInfo& url,
     };
     const ScopeActions actions(start, finish);
     try {
-        // Decrypted files of earlier runs, under whatever name, do not pile up.
+        // Decrypted files of earlier runs do not pile up, whatever their names.
         filesystem::removeRegularFiles(Directories::WORKING_ROOT,
                                        {Files::FETCHED_CERTIFICATE, Files::FETCHED_KEY});
         const ProvisioningFileContext file{url, url, Directories::WORKING_ROOT + url.fileName};
@@ -175,22 +155,22 @@ void ProvisioningWorker::provisioningThreadMain(const http::UrlInfo& url,
 }
 
 void ProvisioningWorker::publishProvResults() {
-    // First: who learns of the result finds the line already.
+    // First, so that the line is in the log when others learn of the result.
     report->end(resultStatus);
     try {
         publishProvInProgress(false);
-        propertyApi->setValue(HTTP_ERROR_CODE,
+        propertyApi->setValue(keys::PROVISIONING_HTTP_ERROR_CODE,
                               std::to_string(fileDownloader->getLastResult().httpStatus()));
         const std::string word = Utils::convertStatus(resultStatus);
-        propertyApi->setValue(STATUS, word);
+        propertyApi->setValue(keys::PROVISIONING, word);
         if (resultStatus == ProvisioningStatus::Success ||
             resultStatus == ProvisioningStatus::PartSuccess)
             LOG(1) << "Provisioning succeeded. Status: " << word;
         else
             LOG(1) << "Provisioning failed. ";
         // An automatic firmware update that this run did not satisfy has found no version.
-        if (propertyApi->getValue(TRIGGER_AUTO) == "request")
-            propertyApi->setValue(TRIGGER_AUTO, "no_version");
+        if (propertyApi->getValue(keys::FIRMWARE_TRIGGER_AUTO) == values::REQUEST)
+            propertyApi->setValue(keys::FIRMWARE_TRIGGER_AUTO, values::NO_VERSION);
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
     }
@@ -199,8 +179,9 @@ void ProvisioningWorker::publishProvResults() {
 
 void ProvisioningWorker::publishProvInProgress(bool inProgress) {
     ipc::IpcMsgParams params;
-    params.add("provInProgress", inProgress);
-    publisher.publish(SIP_CLIENT, ipc::IPCMessage("provisioningStatus", params));
+    params.add(bus::parameters::PROV_IN_PROGRESS, inProgress);
+    publisher.publish(bus::destinations::SIP_CLIENT,
+                      ipc::IPCMessage(bus::messages::PROVISIONING_STATUS, params));
 }
 
 void ProvisioningWorker::publishCertificatesUpdate() {
@@ -209,8 +190,8 @@ void ProvisioningWorker::publishCertificatesUpdate() {
     ovo::publishCertificatesUpdate(publisher, record);
 }
 
-/// What a rebuilt bundle has brought since the last run: no run comes any more that would tell it,
-/// and the list ends with the process.
+/// Changes that a rebuilt bundle has brought since the last run: no further run announces them, and
+/// the list is lost with the process.
 void ProvisioningWorker::tellLastCertificates() noexcept {
     try {
         publishCertificatesUpdate();
@@ -221,9 +202,9 @@ void ProvisioningWorker::tellLastCertificates() noexcept {
 
 void ProvisioningWorker::setInProgress(const char* value) {
     try {
-        propertyApi->setValue(IN_PROGRESS, value);
+        propertyApi->setValue(keys::PROVISIONING_IN_PROGRESS, value);
     } catch (const std::exception& exception) {
-        // The run is not held up by a store that does not take its sign.
+        // A store that refuses the sign does not stop the run.
         LOG(2) << exception.what();
     }
 }

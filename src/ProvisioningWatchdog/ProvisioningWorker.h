@@ -8,7 +8,7 @@
 #include "ProvisioningWatchdog/IProvisioningWorker.h"
 #include "ProvisioningWatchdog/ProgressReporter.h"
 #include "ProvisioningWatchdog/RunReport.h"
-#include "common/TurnTaker.h"
+#include "common/Guarded.h"
 #include "http/ICredentialsProvider.h"
 #include "http/IDecrypter.h"
 #include "http/IFileDownloader.h"
@@ -23,6 +23,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace ovo {
 
@@ -51,10 +52,11 @@ public:
     /// Waits for the run in progress, if there is one.
     void waitForProvisioningEnd();
     /// Value of "State.Network.Ready"; "0" aborts a download. On the store's notification thread.
-    void setNetworkStatus(std::string status);
-    /// The downloader's progress hook, on whichever thread downloads; not 0 aborts the transfer.
+    void setNetworkStatus(std::string status) { networkStatus.set(std::move(status)); }
+    /// The downloader's progress hook, on the thread that downloads; a result other than 0 aborts
+    /// the transfer.
     int curlProgressCallback(long dltotal, long dlnow, long ultotal, long ulnow);
-    /// A sign of life that no transfer gives, such as a question to the user. Any thread.
+    /// A sign of life other than a transfer, such as a question to the user. Any thread.
     void signalProgress() { progress.doProgress(); }
 
 private:
@@ -70,7 +72,7 @@ private:
     std::thread provisioningThread;
     std::atomic<bool> finished{true};
     std::atomic<long> lastDownloadedBytes{0};
-    std::string networkStatus;
+    common::Guarded<std::string> networkStatus;
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;
     std::shared_ptr<http::IFileDownloader> fileDownloader;
@@ -84,12 +86,10 @@ private:
     /// between joining one run and starting the next.
     ProvisioningStatus resultStatus = ProvisioningStatus::Success;
 
-    /// Callers of startProvisioning, between joining one run and starting the next.
-    common::TurnTaker starting;
+    /// Held while one run is joined and the next started, so that callers take turns: its whole
+    /// purpose. A run never takes it.
+    std::mutex starting;
     std::shared_ptr<RunReport> report;
-    std::mutex networkStatusMutex;
-    /// Held on purpose, and not for as long as the store lives: that outlives the worker, and no
-    /// notification may reach a worker that is gone.
     std::unique_ptr<propertyapi::ISubscription> networkSubscription;
 };
 

@@ -12,25 +12,25 @@ namespace ovo {
 
 namespace {
 
-/// From so many files on, and ten times as many each time, a run is suspected to be in a loop.
+/// Number of files at which a loop is suspected; ten times as many for each further note.
 constexpr std::size_t MANY_FILES = 100;
-/// How many files are remembered to notice that one comes again, and the longest URL of one.
+/// How many files are remembered to notice a repetition, and the longest URL of one.
 constexpr std::size_t REMEMBERED_FILES = 1000;
 constexpr std::size_t LONGEST_REMEMBERED = 2048;
 
-/// Bytes of the cause, which may quote what a file says; a line is to stay readable.
+/// Bytes of the cause, which may quote a file; a line has to stay readable.
 constexpr std::size_t LONGEST_CAUSE = 1024;
 
 std::string withoutCredentials(const http::UrlInfo& url) {
     return url.getAbsolutePath() + url.fileName;
 }
 
-/// Of a text that is not a URL nobody knows where its credentials end.
+/// A text that is not a URL is not shown: it may hold credentials anywhere.
 std::string addressOf(const std::string& url) {
     try {
         return withoutCredentials(http::UrlInfo(url));
     } catch (const std::exception&) {
-        return "what is not a URL";
+        return "an invalid URL";
     }
 }
 
@@ -52,7 +52,7 @@ void RunReport::begin(const std::string& url) noexcept {
     try {
         address = addressOf(url);
     } catch (const std::exception&) {
-        // No memory: the run goes on, and its line names no address.
+        // Out of memory: the run continues, and its line names no address.
     }
 }
 
@@ -87,7 +87,7 @@ void RunReport::failed(const std::string& what) noexcept {
     try {
         cause = cancelled ? "the process is ending" : describe(what);
     } catch (const std::exception&) {
-        // No memory: the line of the run does without its cause.
+        // Out of memory: the line of the run names no cause.
     }
 }
 

@@ -12,9 +12,9 @@
 
 namespace ovo {
 
-/// What a run comes to: its parts tell it what they decide, beside their log lines, and its end is
-/// one level 2 line that an operator can read without the others. It tells them in turn when the
-/// run is to be cut short. One object for all runs, used by the run in progress: by the thread that
+/// Summary of a run. Its parts report their decisions here, besides their log lines, and its end is
+/// one level 2 line that an operator can read without the others. The parts also learn here that
+/// the run is cancelled. One object for all runs, used by the run in progress: by the thread that
 /// starts it, then by its own; cancel() from every thread.
 class RunReport {
 public:
@@ -22,25 +22,24 @@ public:
     RunReport(const RunReport&) = delete;
     RunReport& operator=(const RunReport&) = delete;
 
-    /// A run begins. url: as it was asked for, a URL or not.
+    /// A run begins. url: as requested, valid or not.
     void begin(const std::string& url) noexcept;
-    /// A file of the run is about to be fetched. Many files in one run, and the same file again,
-    /// are level 2 lines.
+    /// A file of the run is about to be fetched. Many files in one run, and a repeated file, are
+    /// noted in level 2 lines.
     void fileBegins(const http::UrlInfo& url);
     void jobBegins() { ++jobs; }
     void parametersRequested(std::size_t count) { requested += count; }
-    /// count: parameters that have got another value.
+    /// count: parameters whose value changed.
     void parametersApplied(std::size_t count) { applied += count; }
     void parameterRefused() { ++refused; }
-    /// Something that was asked for cannot be done. what: a clause for people, without credentials
-    /// and values of parameters. The first one of a run counts; of a long one the beginning.
+    /// A part of the run failed. what: a clause for people, without credentials and values of
+    /// parameters. Only the first of a run is kept, cut when it is long.
     void failed(const std::string& what) noexcept;
-    /// Something that explains it, should the current file turn out to be unreadable; empty: it
-    /// does not.
+    /// The likely reason, in case the current file turns out to be unreadable; empty: none.
     void suspect(const std::string& what) { suspicion = what; }
-    /// The process is ending: runs are to be cut short, for good.
+    /// The process is ending: cancels this run and all later ones.
     void cancel() { cancelled = true; }
-    /// True when nothing further is to be begun. What is left undone counts as failed.
+    /// True when no further file or job may begin. Files and jobs left out count as failed.
     bool isCancelled() const { return cancelled; }
     /// The run has ended: writes its line.
     void end(ProvisioningStatus status) const noexcept;

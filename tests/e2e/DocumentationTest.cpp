@@ -253,65 +253,94 @@ INSTANTIATE_TEST_SUITE_P(Documentation, RefusedFile,
                                          Refusal{"OneOfAList", "/good.xml", true, "partSuccess"}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-/// What a pattern's first group matches in the daemon's sources.
-std::set<std::string> literals(const std::string& pattern) {
+/// What the pattern's first group matches in a text.
+std::set<std::string> matches(const std::string& text, const std::string& pattern) {
     const std::regex expression(pattern);
     std::set<std::string> found;
-    for (const auto& file : std::filesystem::recursive_directory_iterator(DAEMON_SOURCES)) {
-        if (!file.is_regular_file())
-            continue;
-        const std::string text = readHostFile(file.path());
-        for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
-             ++match)
-            found.insert((*match)[1]);
-    }
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
+         ++match)
+        found.insert((*match)[1]);
     return found;
 }
 
-/// A kind of literal of the sources that the reference of messages and properties has to name.
-struct Vocabulary {
+/// The names of one group of the daemon's vocabulary, or its paths.
+std::set<std::string> vocabulary(const std::string& group) {
+    if (group == "paths")
+        return matches(readHostFile(DAEMON_SOURCES "/Directories.cpp"), R"re("(/[^"]+)")re");
+    const std::string text = readHostFile(DAEMON_SOURCES "/Vocabulary.h");
+    const auto begin = text.find("namespace " + group + " {");
+    const auto end = text.find("} // namespace " + group + "\n");
+    if (begin == std::string::npos || end == std::string::npos)
+        return {};
+    return matches(text.substr(begin, end - begin), R"re((?:= |[{,]\s*)"([^"]+)")re");
+}
+
+struct Group {
     const char* name;
-    const char* pattern;
-    std::vector<std::string> some; ///< must be found, so that the pattern is known to see them
+    std::vector<std::string> some; ///< must be found, so that the group is known to be read
 };
 
-class Reference : public testing::TestWithParam<Vocabulary> {};
+class Reference : public testing::TestWithParam<Group> {};
 
 TEST_P(Reference, NamesWhatTheDaemonUses) {
     const std::string page = readHostFile(MESSAGES_AND_PROPERTIES_REFERENCE);
     ASSERT_FALSE(page.empty());
-    const std::set<std::string> used = literals(GetParam().pattern);
+    const std::set<std::string> used = vocabulary(GetParam().name);
     EXPECT_THAT(used, testing::IsSupersetOf(GetParam().some));
-    for (const std::string& literal : used) {
-        // As code; what ends in a dot as the beginning of a name.
-        const std::string code = "`" + literal + (literal.back() == '.' ? "" : "`");
-        EXPECT_NE(page.find(code), std::string::npos) << literal << " is not in the reference";
+    for (const std::string& name : used) {
+        // As code; one that ends in a dot or slash begins others.
+        const bool beginsOthers = name.back() == '.' || name.back() == '/';
+        const std::string code = "`" + name + (beginsOthers ? "" : "`");
+        EXPECT_NE(page.find(code), std::string::npos) << name << " is not in the reference";
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     MessagesAndProperties, Reference,
     testing::Values(
-        // Words joined by dots; the last one not that of a file's name.
-        Vocabulary{"Keys",
-                   R"re("([A-Za-z]+(?:\.[A-Za-z%]+)*\.(?!(?:xml|pem|txt|wav|mp3|h)")[A-Za-z]*)")re",
-                   {"State.Provisioning", "NET.MAC.Address", "FunctionKeys.",
-                    "networking.provisioning.MajorId", "System.Provision.Period"}},
-        Vocabulary{"MessagesSent",
-                   R"re(IPCMessage(?:\s+\w+)?\(\s*"(\w+)")re",
-                   {"AreYouReady", "GetHttpCredentials", "MODIFY_CERTIFICATES",
-                    "provisioningStatus", "update_tls_security"}},
-        Vocabulary{
-            "RequestsServed",
-            R"re(handlers\["(\w+)"\])re",
-            {"AreYouBusy", "AreYouReadyResponse", "HttpCredentialsEntered", "startProvisioning"}},
-        Vocabulary{"Parameters",
-                   R"re((?:\.add\(|\.get<[\w:]+>\()\s*"(\w+)")re",
-                   {"location", "name", "password", "provInProgress", "username", "value"}},
-        Vocabulary{"Destinations",
-                   R"re("(prov-client/[\w-]+)")re",
-                   {"prov-client/netmgr", "prov-client/phone-ui", "prov-client/sip-client",
-                    "prov-client/sysconf"}}),
+        Group{"keys",
+              {"State.Provisioning", "NET.MAC.Address", "FunctionKeys.", "System.Provision.Period",
+               "FunctionKeys.%.LockProvisioning"}},
+        Group{"values", {"request", "partSuccess"}},
+        Group{"configuration",
+              {"networking.provisioning.MajorId", "ui.security.CredentialRequestTimeout"}},
+        Group{"bus", {"sip-client/prov-client", "phone-ui/prov-client"}},
+        Group{"messages",
+              {"AreYouReady", "GetHttpCredentials", "MODIFY_CERTIFICATES", "provisioningStatus",
+               "update_tls_security"}},
+        Group{"requests",
+              {"AreYouBusy", "AreYouReadyResponse", "HttpCredentialsEntered", "startProvisioning"}},
+        Group{"parameters",
+              {"isBusy", "location", "name", "password", "provInProgress", "username", "value"}},
+        Group{"destinations",
+              {"prov-client/netmgr", "prov-client/phone-ui", "prov-client/sip-client",
+               "prov-client/sysconf"}},
+        Group{"paths", {"/var/volatile/provisioning/", "/etc/ovo.d/key"}}),
     [](const auto& row) { return std::string(row.param.name); });
+
+/// So that the reference cannot miss one.
+TEST(Documentation, NamesOfOtherProgramsStandOnlyInTheVocabulary) {
+    std::set<std::string> known;
+    for (const char* group : {"keys", "configuration", "messages", "requests", "destinations"})
+        known.merge(vocabulary(group));
+    std::size_t sources = 0;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(DAEMON_SOURCES)) {
+        const std::string name = file.path().filename();
+        if (!file.is_regular_file() || name == "Vocabulary.h" || name == "Directories.cpp")
+            continue;
+        ++sources;
+        const std::string code =
+            std::regex_replace(readHostFile(file.path()), std::regex("(//|#include )[^\n]*"), "");
+        for (const std::string& literal : matches(code, R"re("([^"\s]+)")re"))
+            EXPECT_FALSE(known.count(literal) > 0) << literal << " stands in " << name;
+        // Words joined by dots, names of the bus and paths, known or not.
+        EXPECT_THAT(
+            matches(code,
+                    R"re("([A-Za-z]+(?:\.[A-Za-z%]+)+\.?|[\w-]*/?prov-client[^"]*|/\w[^"]*)")re"),
+            testing::IsEmpty())
+            << name;
+    }
+    EXPECT_GT(sources, 50U);
+}
 
 } // namespace

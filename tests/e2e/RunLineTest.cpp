@@ -109,7 +109,7 @@ TEST_F(RunLine, SaysWhatFailedFirst) {
          HasSubstr("the file is not for this phone: its root element is \"config\"")},
         {element("nvm", "<settings/>"), EndsWith(": the file holds no job")},
         {element("nvm", "<step type=\"Redirect\"/>"),
-         EndsWith(": element \"nvm\" with \"step\" in it is no job")},
+         EndsWith(": element \"nvm\" with \"step\" in it is not a job")},
         // parameters
         {parameterFile(param("PhoneUI.Keys.FunctionKeys.2.Label", "x")),
          EndsWith(": no parameter is left to be set: \"PhoneUI.Keys.FunctionKeys.2.Label\" is "
@@ -167,7 +167,7 @@ TEST_F(RunLine, SaysWhatFailedFirst) {
 }
 
 TEST_F(RunLine, SaysWhatIsWrongWithTheRunsOwnAddress) {
-    EXPECT_THAT(lineOf("no-url"), HasSubstr(" Run of what is not a URL: fail, files 0, jobs 0, "));
+    EXPECT_THAT(lineOf("no-url"), HasSubstr(" Run of an invalid URL: fail, files 0, jobs 0, "));
     EXPECT_THAT(lineOf("no-url"), EndsWith(", first failure: URL \"no-url\" refused: it has no "
                                            "\"://\""));
 }

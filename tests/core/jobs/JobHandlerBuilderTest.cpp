@@ -91,7 +91,7 @@ TEST_F(JobHandlerBuilderTest, WarnsOfEveryOtherNodeAndMakesTheHandlerThatFails) 
                     ElementsAre("2 JobHandlerBuilder: Unknown job type !",
                                 std::string("2 JobHandlerBuilder: Unknown job: element "
                                             "\"") +
-                                    name + "\" with \"" + type + "\" in it is no job"));
+                                    name + "\" with \"" + type + "\" in it is not a job"));
     }
 }
 

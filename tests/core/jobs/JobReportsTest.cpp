@@ -136,7 +136,7 @@ TEST_F(JobReportsTest, AStepThatFailsIsTheCause) {
     EXPECT_EQ(causeOfStep({{"type", "LocalPhoneBook"}, {"url", "/missing"}}),
               "the phone book: " + missing);
     EXPECT_EQ(causeOfStep({{"type", "Redirect"}, {"url", ""}}), "Empty url attribute.");
-    EXPECT_EQ(causeOfStep({{"type", "Fly"}}), NO_CAUSE) << "an unknown step is no failure";
+    EXPECT_EQ(causeOfStep({{"type", "Fly"}}), NO_CAUSE) << "an unknown step is not a failure";
 }
 
 TEST_F(JobReportsTest, ACertificateOrKeyThatIsRefusedIsTheCause) {
@@ -173,14 +173,14 @@ TEST_F(JobReportsTest, AFileThatCannotBeQueuedIsTheCause) {
               "Node category failed to validate");
 }
 
-TEST_F(JobReportsTest, ANodeThatIsNoJobIsTheCause) {
+TEST_F(JobReportsTest, AnUnknownNodeIsTheCause) {
     const ovo::JobHandlerBuilder builder(store, configuration, downloader, security, progress, bus,
                                          phoneBook, report);
     EXPECT_EQ(causeOf([&] {
                   node = {"nvm", "Param", {}};
                   builder.makeJobHandler(node, server);
               }),
-              R"(element "nvm" with "Param" in it is no job)");
+              R"(element "nvm" with "Param" in it is not a job)");
 }
 
 TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {

@@ -281,7 +281,7 @@ TEST_F(NVMJobHandlerTest, RingtoneIsCutDownToItsFileName) {
         {"", ""},
         {"/a/", ""},
         {"/a/Ring.wav?x=1", "Ring.mp3"}, // what follows is dropped
-        {"Ring.wav/b", "Ring.mp3"},      // a slash behind it does not count
+        {"Ring.wav/b", "Ring.mp3"},      // a later slash does not count
         {"/a/Ring.wav/b.wav", "b.mp3"},  // the last one counts
         {"Ring.wav.wav", "Ring.wav.mp3"},
         {"/a/.wav", ".mp3"},

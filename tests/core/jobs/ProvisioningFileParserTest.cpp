@@ -182,7 +182,7 @@ TEST_F(ProvisioningFileParserTest, OfManyDifferentNamesTheFirstAreShownShortened
                                name.substr(0, 256) + "... (300 bytes)\")"));
 }
 
-TEST_F(ProvisioningFileParserTest, ARootThatIsNoneIsNamedShortened) {
+TEST_F(ProvisioningFileParserTest, AnUnknownRootIsNamedShortened) {
     const std::string name(1000, 'n');
     EXPECT_NE(errorOf([&] { parse("<" + name + "/>"); }), "");
     EXPECT_TRUE(log.has(2, std::string("File ") + PATH + " is not for this phone: its root " +
@@ -204,7 +204,7 @@ TEST_F(ProvisioningFileParserTest, ElementWhoseLeavesHaveNoAttributesIsSkippedWh
     EXPECT_FALSE(log.mentions("inconsistient"));
 }
 
-TEST_F(ProvisioningFileParserTest, ElementThatHoldsElementsIsNoLeafWhateverItsAttributes) {
+TEST_F(ProvisioningFileParserTest, AnElementWithElementsIsNotALeafWhateverItsAttributes) {
     EXPECT_THAT(nodesInside("custom", "<scenario name='x' url='y'><step a='1'/></scenario>"),
                 ElementsAre("scenario/step (1)"));
 }
@@ -217,7 +217,7 @@ TEST_F(ProvisioningFileParserTest, ElementInsideClearsTheNamesSeenAroundIt) {
         nodesInside("nvm", "<file a='1'/><settings><param b='1'/></settings><param c='1'/>"),
         ElementsAre("settings/param (1)", "nvm/param (2)"));
     EXPECT_FALSE(log.mentions("inconsistient"));
-    // The names inside stay for the comparison behind it.
+    // The names inside stay for the later comparison.
     EXPECT_THAT(nodesInside("nvm", "<settings><param b='1'/></settings><file a='1'/>"),
                 ElementsAre("settings/param (1)"));
     EXPECT_TRUE(log.has(1, "XML child nodes have inconsistient names, please verify xml job: nvm"));

@@ -138,7 +138,7 @@ TEST(Period, IsReadLikeAnInt) {
     EXPECT_EQ(Utils::convertTimeStringToSeconds("0900"), 900U); // not octal
 }
 
-TEST(Period, ThatIsNoIntRaisesTheErrorOfTheConversion) {
+TEST(Period, ThatIsNotAnIntRaisesTheErrorOfTheConversion) {
     const LogRecorder log;
     for (const char* text : {"", "x", "-", " "})
         EXPECT_THROW(Utils::convertTimeStringToSeconds(text), std::invalid_argument);

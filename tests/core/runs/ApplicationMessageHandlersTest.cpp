@@ -84,10 +84,11 @@ protected:
 };
 
 TEST_F(ApplicationMessageHandlersTest, ConstructionSubscribesInThisOrderAndDoesNothingElse) {
-    EXPECT_THAT(journal.all(), ElementsAre("subscribe State.Provisioning",
-                                           "subscribe State.FirmwareUpdate.TriggerAuto",
-                                           "subscribe State.Security.Certificates.UpdateCABundle",
-                                           "subscribe System.Provision.ProvisioningServer"));
+    EXPECT_THAT(journal.calls(), ElementsAre("subscribe State.Provisioning",
+                                             "subscribe State.FirmwareUpdate.TriggerAuto",
+                                             "subscribe State.Security.Certificates.UpdateCABundle",
+                                             "subscribe System.Provision.ProvisioningServer"));
+    EXPECT_THAT(journal.log().texts(), IsEmpty());
 }
 
 TEST_F(ApplicationMessageHandlersTest, TheSubscriptionsGoWithTheHandlers) {
@@ -111,9 +112,9 @@ TEST_F(ApplicationMessageHandlersTest, CredentialsAreHandedOnAndNeverLogged) {
     params.add("username", "theuser");
     params.add("password", "the:password");
     EXPECT_TRUE(handlers->httpAuthPasswordChanged(params).empty());
-    EXPECT_THAT(journal.all({"credentials"}),
-                ElementsAre("1 ApplicationMessageHandlers: Received httpAuthPasswordChanged: ",
-                            "credentials theuser:the:password"));
+    EXPECT_THAT(journal.calls({"credentials"}), ElementsAre("credentials theuser:the:password"));
+    EXPECT_THAT(journal.log().texts(),
+                ElementsAre("1 ApplicationMessageHandlers: Received httpAuthPasswordChanged: "));
 }
 
 TEST_F(ApplicationMessageHandlersTest, CredentialsThatAreNotCompleteAreRefused) {
@@ -279,7 +280,7 @@ TEST_F(ApplicationMessageHandlersTest, TheBundleIsUpdatedAnnouncedAndTheKeyClear
     change(UPDATE_CA_BUNDLE, "1");
     ASSERT_TRUE(propertyApi->waitForDelivery()); // of clearing it
     EXPECT_THAT(
-        journal.all({"get", "update", "take", "publish", "finished?", "sleep", "set State.Sec"}),
+        journal.calls({"get", "update", "take", "publish", "finished?", "sleep", "set State.Sec"}),
         ElementsAre("set State.Security.Certificates.UpdateCABundle=1",
                     "get State.Security.Certificates.UpdateCABundle", "update /etc/ssl/certs/",
                     "take",
@@ -288,6 +289,7 @@ TEST_F(ApplicationMessageHandlersTest, TheBundleIsUpdatedAnnouncedAndTheKeyClear
                     "{\"name\":\"b.pem\",\"operation\":\"Accept\"}]}",
                     "finished?", CLEARED, "get State.Security.Certificates.UpdateCABundle"))
         << "the change to the empty text ends with reading it";
+    EXPECT_THAT(journal.log().texts(), IsEmpty());
 }
 
 TEST_F(ApplicationMessageHandlersTest, ABundleWithoutChangesIsNotAnnounced) {

@@ -75,11 +75,7 @@ protected:
     std::vector<WatchedThreads::TimedWait> sleeps;
     std::atomic<int> wakeUpsWithoutReason = 0; ///< still to come, each ends a sleep
     std::atomic<int> turnsWaitedFor = 0;
-    const WatchedThreads watched{{.onWait =
-                                      [this] {
-                                          turnsWaitedFor += asksSecond ? 1 : 0;
-                                          return false;
-                                      },
+    const WatchedThreads watched{{.onLock = [this] { turnsWaitedFor += asksSecond ? 1 : 0; },
                                   .onTimedWait =
                                       [this](const WatchedThreads::TimedWait& sleep) {
                                           const std::lock_guard lock(sleepMutex);
@@ -99,8 +95,9 @@ TEST_F(CredentialsProviderTest, StoredCredentialsAreUserColonPassword) {
     propertyApi->setValue(HTTP_PASSWORD, "p");
     journal.clear();
     EXPECT_EQ(provider.getHttpCredentials(), "u:p");
-    EXPECT_THAT(journal.all(), ElementsAre("get System.Security.HTTPAuthUsername",
-                                           "get System.Security.HTTPAuthPassword"));
+    EXPECT_THAT(journal.calls(), ElementsAre("get System.Security.HTTPAuthUsername",
+                                             "get System.Security.HTTPAuthPassword"));
+    EXPECT_THAT(journal.log().texts(), IsEmpty());
 }
 
 TEST_F(CredentialsProviderTest, MissingStoredCredentialsAreAColon) {
@@ -127,8 +124,9 @@ TEST_F(CredentialsProviderTest, FactoryCredentialsAreUserColonPassword) {
     propertyApi->setValue(FACTORY_PASSWORD, "pw:with:colons");
     journal.clear();
     EXPECT_EQ(provider.getFactoryCredentials(), "factory:pw:with:colons");
-    EXPECT_THAT(journal.all(), ElementsAre("get System.Provision.FactoryAuthUsername",
-                                           "get System.Provision.FactoryAuthPassword"));
+    EXPECT_THAT(journal.calls(), ElementsAre("get System.Provision.FactoryAuthUsername",
+                                             "get System.Provision.FactoryAuthPassword"));
+    EXPECT_THAT(journal.log().texts(), IsEmpty());
 }
 
 TEST_F(CredentialsProviderTest, MissingFactoryCredentialsAreEmpty) {
@@ -176,8 +174,9 @@ TEST_F(CredentialsProviderTest, TheUsersAnswerIsReturnedExactlyAsGiven) {
     provider.credentialsProvided(" us er:p:w ");
     EXPECT_FALSE(provider.getIsWaitingForCredentials());
     EXPECT_EQ(answer.get(), " us er:p:w ");
-    EXPECT_THAT(journal.all(),
-                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI", QUESTION));
+    EXPECT_THAT(journal.calls(), ElementsAre(QUESTION));
+    EXPECT_THAT(journal.log().texts(),
+                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI"));
 }
 
 TEST_F(CredentialsProviderTest, WithoutAnAnswerInTimeItThrowsAndStaysWaiting) {
@@ -241,7 +240,7 @@ TEST_F(CredentialsProviderTest, EveryQuestionNeedsAnAnswerOfItsOwn) {
     EXPECT_EQ(second.get(), "c:d");
 }
 
-TEST_F(CredentialsProviderTest, ATimeOutThatIsNoNumberPassesOutAfterTheQuestion) {
+TEST_F(CredentialsProviderTest, ATimeOutThatIsNotANumberPassesOutAfterTheQuestion) {
     for (const char* text : {"", "soon"}) {
         journal.clear();
         phoneConfig.set(TIMEOUT, text);
@@ -301,10 +300,10 @@ TEST_F(CredentialsProviderTest, TheListenerIsCalledAfterEachQuestionWhenTheProvi
     phoneConfig.set(TIMEOUT, "0");
     askInVain();
     askInVain();
-    EXPECT_THAT(journal.all(),
-                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI", QUESTION,
-                            "listener", "1 CredentialsProvider: Waiting for input from phoneUI",
-                            QUESTION, "listener"));
+    EXPECT_THAT(journal.calls(), ElementsAre(QUESTION, "listener", QUESTION, "listener"));
+    EXPECT_THAT(journal.log().texts(),
+                ElementsAre("1 CredentialsProvider: Waiting for input from phoneUI",
+                            "1 CredentialsProvider: Waiting for input from phoneUI"));
 }
 
 TEST_F(CredentialsProviderTest, AnAnswerThatComesWhileTheListenerRunsIsTaken) {
@@ -322,8 +321,9 @@ TEST_F(CredentialsProviderTest, ACancellationWhileTheListenerRunsEndsTheWait) {
 
 TEST_F(CredentialsProviderTest, SavingWritesTheUserBeforeThePassword) {
     provider.saveHttpCredentials("u", "p");
-    EXPECT_THAT(journal.all(), ElementsAre("set System.Security.HTTPAuthUsername=u",
-                                           "set System.Security.HTTPAuthPassword=p"));
+    EXPECT_THAT(journal.calls(), ElementsAre("set System.Security.HTTPAuthUsername=u",
+                                             "set System.Security.HTTPAuthPassword=p"));
+    EXPECT_THAT(journal.log().texts(), IsEmpty());
 }
 
 TEST_F(CredentialsProviderTest, SavingChecksNothing) {

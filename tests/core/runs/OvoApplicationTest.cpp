@@ -169,33 +169,30 @@ protected:
 TEST_F(OvoApplicationTest, SetupBuildsEverythingInItsOrder) {
     application->setup();
     EXPECT_THAT(
-        phone.journal.all(),
-        ElementsAre(std::string("2 OvoApplication: ") + NOTICE,
-                    "directory /var/volatile/provisioning/firmware/",
+        phone.journal.calls(),
+        ElementsAre("directory /var/volatile/provisioning/firmware/",
                     "directory /var/volatile/provisioning/nvm/",
                     "directory /var/volatile/provisioning/custom/",
-                    "directory /var/volatile/provisioning/provisioning/",
-                    // worker
+                    "directory /var/volatile/provisioning/provisioning/", // worker
                     "subscribe State.Network.Ready", "set State.Provisioning.InProgress=0",
-                    "set State.Provisioning=fail",
-                    // start-up provisioning
-                    "get State.Provisioning.OnBootUp",
-                    // message handlers
+                    "set State.Provisioning=fail",     // start-up provisioning
+                    "get State.Provisioning.OnBootUp", // message handlers
                     "subscribe State.Provisioning", "subscribe State.FirmwareUpdate.TriggerAuto",
                     "subscribe State.Security.Certificates.UpdateCABundle",
-                    "subscribe System.Provision.ProvisioningServer",
-                    // timer
+                    "subscribe System.Provision.ProvisioningServer", // timer
                     "subscribe System.Provision.Period", "subscribe State.System.TimeChanged",
                     "subscribe State.LocalDirectoryUpdate.Period", "get System.Provision.Period",
                     "get State.LocalDirectoryUpdate.Period", "get NET.MAC.Address",
-                    // start
-                    "1 GlobalConfig: Waiting for factory auth user name and password",
                     "get System.Provision.FactoryAuthUsername",
-                    "get System.Provision.FactoryAuthPassword",
-                    "1 GlobalConfig: Preconditions are met", "1 ProvisioningTimer: Setting timer",
-                    "1 ProvisioningTimer: Next provisioning after 3600 seconds.",
-                    "1 ProvisioningTimer: Timer setting done",
-                    "1 ProvisioningTimer: Timer set to 3600 seconds"));
+                    "get System.Provision.FactoryAuthPassword"));
+    EXPECT_THAT(phone.journal.log().texts(),
+                ElementsAre(std::string("2 OvoApplication: ") + NOTICE,
+                            "1 GlobalConfig: Waiting for factory auth user name and password",
+                            "1 GlobalConfig: Preconditions are met",
+                            "1 ProvisioningTimer: Setting timer",
+                            "1 ProvisioningTimer: Next provisioning after 3600 seconds.",
+                            "1 ProvisioningTimer: Timer setting done",
+                            "1 ProvisioningTimer: Timer set to 3600 seconds"));
 }
 
 TEST_F(OvoApplicationTest, SetupMakesTheWorkingDirectories) {

@@ -91,16 +91,18 @@ TEST_F(ProvisioningOnStartupTest, TheWholeBootUpInItsOrder) {
     sleep.release();
     ASSERT_TRUE(journal.waitFor("set State.Provisioning.OnBootUp=done"));
     ASSERT_TRUE(waitUntil([&] { return onStartup->isComplete(); }));
+    EXPECT_THAT(journal.calls(),
+                ElementsAre("get State.Provisioning.OnBootUp", "update /etc/ssl/certs/",
+                            "get System.Provision.ProvisioningServer", "start http://h/prov/",
+                            FINISHED_SLEEP, "finished?", FINISHED_SLEEP, "finished?",
+                            "set State.Provisioning.OnBootUp=done"));
     EXPECT_THAT(
-        journal.all(),
-        ElementsAre(
-            "get State.Provisioning.OnBootUp", "1 ProvisioningOnStartup: network manager is ready",
-            "1 ProvisioningOnStartup: phoneui is ready",
-            "1 ProvisioningOnStartup: PhoneUi and Network are ready, performing ovo "
-            "bootup procedure...",
-            "update /etc/ssl/certs/", "1 ProvisioningOnStartup: Execute provisioning on boot up ",
-            "get System.Provision.ProvisioningServer", "start http://h/prov/", FINISHED_SLEEP,
-            "finished?", FINISHED_SLEEP, "finished?", "set State.Provisioning.OnBootUp=done"));
+        journal.log().texts(),
+        ElementsAre("1 ProvisioningOnStartup: network manager is ready",
+                    "1 ProvisioningOnStartup: phoneui is ready",
+                    "1 ProvisioningOnStartup: PhoneUi and Network are ready, performing ovo "
+                    "bootup procedure...",
+                    "1 ProvisioningOnStartup: Execute provisioning on boot up "));
 }
 
 TEST_F(ProvisioningOnStartupTest, BothServicesAreAskedEveryTwoSecondsUntilTheyAreReady) {
@@ -202,20 +204,20 @@ TEST_F(ProvisioningOnStartupTest, AnAnswerWithoutItsParametersIsRefused) {
     onlyName.add("name", "phoneui");
     EXPECT_EQ(refusal(onlyName), "wrong parameter requested [value]");
     onlyName.add("value", "true");
-    EXPECT_EQ(refusal(onlyName), "wrong parameter requested [value]") << "a text is no boolean";
+    EXPECT_EQ(refusal(onlyName), "wrong parameter requested [value]") << "a text is not a boolean";
 }
 
 TEST_F(ProvisioningOnStartupTest, WhatIsDoneAlreadyIsNotDoneAgainButTheBundleIsUpdated) {
     propertyApi->setValue(ON_BOOT_UP, "done");
     journal.clear();
     bootUp();
-    EXPECT_THAT(journal.all(),
-                ElementsAre("get State.Provisioning.OnBootUp",
-                            "1 ProvisioningOnStartup: network manager is ready",
+    EXPECT_THAT(journal.calls(),
+                ElementsAre("get State.Provisioning.OnBootUp", "update /etc/ssl/certs/"));
+    EXPECT_THAT(journal.log().texts(),
+                ElementsAre("1 ProvisioningOnStartup: network manager is ready",
                             "1 ProvisioningOnStartup: phoneui is ready",
                             "1 ProvisioningOnStartup: PhoneUi and Network are ready, performing "
                             "ovo bootup procedure...",
-                            "update /etc/ssl/certs/",
                             "2 ProvisioningOnStartup: Provisioning on boot up already done, "
                             "skipping"));
 }

@@ -3,6 +3,7 @@
 
 #include "LongestSleep.h"
 #include "RecordingFakes.h"
+#include "WatchedThreads.h"
 #include "support/process/PhoneRoot.h"
 #include "support/process/WaitUntil.h"
 
@@ -61,10 +62,11 @@ protected:
 TEST_F(ProvisioningTimerTest, ConstructionSubscribesThenReads) {
     const auto timer = makeTimer();
     EXPECT_THAT(
-        journal.all(),
+        journal.calls(),
         ElementsAre("subscribe System.Provision.Period", "subscribe State.System.TimeChanged",
                     "subscribe State.LocalDirectoryUpdate.Period", "get System.Provision.Period",
                     "get State.LocalDirectoryUpdate.Period", "get NET.MAC.Address"));
+    EXPECT_THAT(journal.log().texts(), IsEmpty());
 }
 
 TEST_F(ProvisioningTimerTest, AfterConstructionBothTimersAreDisarmed) {
@@ -120,35 +122,46 @@ TEST_F(ProvisioningTimerTest, AChangeDuringConstructionIsNotOverwrittenByWhatWas
     }
 }
 
-/// The period changes while the timer sets its clock by the old one.
-TEST_F(ProvisioningTimerTest, AChangeWhileItArmsItselfCounts) {
-    std::atomic<bool> interrupted = false;
-    ProvisioningTimer timer(
-        propertyApi, updater, [] {},
-        [&] {
-            if (!interrupted.exchange(true))
-                change(PERIOD, "900");
-            return TimePoint(wallClock.load());
-        },
-        sleep.operation());
-    timer.init(); // no period: the wall clock is asked for the night
-    EXPECT_EQ(timer.getProvisioningTimerDef().seconds, 900U);
-    EXPECT_EQ(timer.getProvisioningTimerDef().nextDelay, 900s);
+/// A property changes while the timer sets its clock, and waits until the timer is armed.
+class ChangeWhileArming : public ProvisioningTimerTest {
+protected:
+    /// An armed timer, once the change has come to its wait, and what followed from it.
+    std::unique_ptr<ProvisioningTimer> arm(const std::string& key, const std::string& value,
+                                           TimePoint time) {
+        auto timer = std::make_unique<ProvisioningTimer>(
+            store, storeUpdater, [] {},
+            [this, key, value, time] {
+                if (!changed.exchange(true)) {
+                    store.setValue(key, value);
+                    EXPECT_TRUE(waitUntil([this] { return waits > 0; }));
+                }
+                return time;
+            },
+            sleep.operation());
+        timer->init(); // no period: the wall clock is asked for the night
+        EXPECT_TRUE(store.waitForDelivery());
+        return timer;
+    }
+
+private:
+    std::atomic<bool> changed = false;
+    std::atomic<int> waits = 0;
+    const WatchedThreads watched{{.onLock = [this] {
+        ++waits;
+    }}};
+    RecordingPropertyApi store{journal, {{"NET.MAC.Address", MAC}}};
+    ovo::LocalPhoneBookUpdater storeUpdater{store, downloader};
+};
+
+TEST_F(ChangeWhileArming, ANewPeriodCounts) {
+    const auto timer = arm(PERIOD, "900", TimePoint(MORNING));
+    EXPECT_EQ(timer->getProvisioningTimerDef().seconds, 900U);
+    EXPECT_EQ(timer->getProvisioningTimerDef().nextDelay, 900s);
 }
 
-/// The time changes while the timer sets its clock, so that two threads arm it.
-TEST_F(ProvisioningTimerTest, OfTwoThreadsThatArmItTheLaterOneCancelsTheEntryOfTheOther) {
-    std::atomic<bool> interrupted = false;
-    ProvisioningTimer timer(
-        propertyApi, updater, [] {},
-        [&] {
-            if (!interrupted.exchange(true))
-                change(TIME_CHANGED, "1");
-            return TimePoint(MORNING + 90min - 500ms); // due after a second
-        },
-        sleep.operation());
-    timer.init();
-    EXPECT_EQ(timer.getProvisioningTimerDef().id, 2U);
+TEST_F(ChangeWhileArming, TheLaterOfTwoThreadsCancelsTheEntryOfTheOther) {
+    const auto timer = arm(TIME_CHANGED, "1", TimePoint(MORNING + 90min - 500ms)); // 1 s to go
+    EXPECT_EQ(timer->getProvisioningTimerDef().id, 2U);
     // The entry of the other thread would fire first.
     ASSERT_TRUE(journal.log().waitFor(1, "Provisioning timer: 2 0 Provisioning ready to go "));
     EXPECT_FALSE(journal.log().mentions("Provisioning timer: 1 0"));
@@ -202,7 +215,7 @@ TEST_F(ProvisioningTimerTest, PeriodsOutOfRangeArePutToItsEnds) {
     }
 }
 
-TEST_F(ProvisioningTimerTest, InitGivesUpAfterTenAttemptsWithAPeriodThatIsNoNumber) {
+TEST_F(ProvisioningTimerTest, InitGivesUpAfterTenAttemptsWithAPeriodThatIsNotANumber) {
     propertyApi.setValue(PERIOD, "weekly");
     const auto timer = makeTimer();
     timer->init();
@@ -321,10 +334,10 @@ TEST_F(ProvisioningTimerTest, AFiringProvisionsAndArmsTheWholePeriodAgain) {
     journal.clear();
     int value = 0;
     timer->timerHandler(1, value);
+    EXPECT_THAT(journal.calls(), ElementsAre("provisioning"));
     EXPECT_THAT(
-        journal.all(),
+        journal.log().texts(),
         ElementsAre("1 ProvisioningTimer: Provisioning timer: 1 0 Provisioning ready to go ",
-                    "provisioning",
                     "1 ProvisioningTimer: Provisioning timer: Preparing to restart timer",
                     "1 ProvisioningTimer: Next provisioning after 3600 seconds."));
     EXPECT_EQ(timer->getProvisioningTimerDef().id, 2U);
@@ -348,11 +361,12 @@ TEST_F(ProvisioningTimerTest, AFiringOfThePhoneBookTimerUpdatesAndArmsItAgain) {
     journal.clear();
     int value = 0;
     timer->timerHandler(1, value);
+    EXPECT_THAT(journal.calls({"download", "provisioning"}),
+                ElementsAre("download http://h/book.xml to /var/volatile/contacts/book.xml"));
     EXPECT_THAT(
-        journal.all({"download", "provisioning"}),
+        journal.log().texts(),
         ElementsAre("1 ProvisioningTimer: Provisioning timer: 1 0 Provisioning ready to go ",
                     "1 LocalPhoneBookUpdater: Downloading PhoneBook from URL: http://h/book.xml",
-                    "download http://h/book.xml to /var/volatile/contacts/book.xml",
                     "1 ProvisioningTimer: Next provisioning after 900 seconds."));
     EXPECT_EQ(timer->getPhoneBookTimerDef().id, 2U);
 }
@@ -374,8 +388,9 @@ TEST_F(ProvisioningTimerTest, AStaleFiringArmsNothing) {
     journal.clear();
     int value = 0;
     timer->timerHandler(1, value);
+    EXPECT_THAT(journal.calls(), IsEmpty());
     EXPECT_THAT(
-        journal.all(),
+        journal.log().texts(),
         ElementsAre("1 ProvisioningTimer: Provisioning timer: 1 0 Provisioning ready to go ",
                     "2 ProvisioningTimer: unknow timer"));
     EXPECT_EQ(timer->getProvisioningTimerDef().id, 2U);
@@ -392,7 +407,8 @@ TEST_F(ProvisioningTimerTest, AStaleFiringWithBothTimersArmedStartsNothing) {
         journal.clear();
         int value = 0;
         timer->timerHandler(stale, value);
-        EXPECT_THAT(journal.all(),
+        EXPECT_THAT(journal.calls(), IsEmpty());
+        EXPECT_THAT(journal.log().texts(),
                     ElementsAre("1 ProvisioningTimer: Provisioning timer: " +
                                     std::to_string(stale) + " 0 Provisioning ready to go ",
                                 "2 ProvisioningTimer: unknow timer"));

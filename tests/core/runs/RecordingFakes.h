@@ -37,7 +37,7 @@ private:
     Journal& journal_;
 };
 
-/// "publish DESTINATION NAME {PARAMETERS}", and "!" behind it when an answer is expected.
+/// "publish DESTINATION NAME {PARAMETERS}", followed by "!" when an answer is expected.
 class RecordingIpcClient : public FakeIpcClient {
 public:
     explicit RecordingIpcClient(Journal& journal,

@@ -68,7 +68,7 @@ TEST_F(RunReportTest, EachRunBeginsWithNothing) {
                            "parameters requested 0 applied 0 refused 0, "));
     report.failed("why now");
     EXPECT_THAT(lineOf(ProvisioningStatus::Fail), EndsWith(", first failure: why now"));
-    // The file of before is not one that is asked for again.
+    // The previous file is not a repetition.
     log.clear();
     report.fileBegins(http::UrlInfo("http://h/a.xml"));
     EXPECT_THAT(log.texts(), IsEmpty());
@@ -91,7 +91,7 @@ TEST_F(RunReportTest, NothingIsShownOfWhatIsNotAUrl) {
     for (const char* text : {"", "no url", "http://user:pa55word@", "user:pa55word@h"}) {
         report.begin(text);
         EXPECT_THAT(lineOf(ProvisioningStatus::Fail),
-                    StartsWith("2 RunReport: Run of what is not a URL: fail, "));
+                    StartsWith("2 RunReport: Run of an invalid URL: fail, "));
     }
 }
 

@@ -71,7 +71,7 @@ private:
     std::vector<Entry> list;
 };
 
-/// Scheduling one more entry behind all others and seeing it fire shows that what should have fired
+/// Scheduling one more entry after all others and seeing it fire shows that what should have fired
 /// before has had its chance.
 template <typename Scheduler>
 void passOnce(Scheduler& scheduler, const Fired& fired) {

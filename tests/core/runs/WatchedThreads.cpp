@@ -61,7 +61,13 @@ __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* conditio
 [[gnu::aligned(16)]] void __wrap__ZNSt6thread4joinEv(std::thread* thread);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-    const int result = __real_pthread_mutex_lock(mutex);
+    const WatchedThreads::Hooks* const hooks = current;
+    int result = hooks == nullptr ? EBUSY : ::pthread_mutex_trylock(mutex);
+    if (result == EBUSY) {
+        if (hooks != nullptr)
+            hooks->onLock();
+        result = __real_pthread_mutex_lock(mutex);
+    }
     if (result == 0)
         ++held;
     return result;

@@ -18,6 +18,9 @@ public:
     };
 
     struct Hooks {
+        /// A wait for a mutex that another thread holds begins.
+        std::function<void()> onLock = [] {
+        };
         /// A wait on a condition variable without a deadline begins, with its mutex held, which the
         /// hook must not take. True ends it at once, as one that wakes by itself.
         std::function<bool()> onWait = [] {

@@ -99,7 +99,7 @@ void removeLast(const posix::FileStamp& lastPair) {
 std::optional<ClientIdentity> ClientIdentityFiles::offered() {
     if (const std::optional<Answer> answer = known(stampsNow()))
         return *answer;
-    const common::TurnTaker::Turn turn(turns_);
+    const std::lock_guard turn(turns_);
     // Taken before the files are read: what changes in between is seen next time.
     Stamps stamps = stampsNow();
     if (const std::optional<Answer> answer = known(stamps))

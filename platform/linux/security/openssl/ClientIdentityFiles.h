@@ -3,7 +3,6 @@
 
 #include "ClientPair.h"
 #include "ExposedFiles.h"
-#include "common/TurnTaker.h"
 #include "http/ISecurity.h"
 #include "posix/FileStamp.h"
 
@@ -38,7 +37,7 @@ private:
     std::optional<Answer> known(const Stamps& stamps);
     void remember(const Stamps& stamps, const Answer& answer);
 
-    common::TurnTaker turns_; ///< looking at the files
+    std::mutex turns_; ///< so that one thread looks at the files: its whole purpose
     ExposedFiles exposed_;
     std::mutex mutex_;
     std::optional<Stamps> stamps_; ///< of the files that the answer is about

@@ -8,7 +8,6 @@
 #include "PrivateKey.h"
 #include "SavedFile.h"
 #include "X509Text.h"
-#include "common/TurnTaker.h"
 #include "filesystem/Filesystem.h"
 #include "http/Secret.h"
 #include "logger/Logger.h"
@@ -100,7 +99,7 @@ struct Security::Impl {
 
     std::mutex mutex;
     Operations operations;
-    common::TurnTaker rebuilds; ///< each against the bundle of the one before
+    std::mutex rebuilds; ///< serialises rebuilds, its whole purpose: each compares with the last
     ClientIdentityFiles clientIdentity;
 };
 
@@ -127,7 +126,7 @@ bool Security::checkCertificate(const std::string& path) const {
 }
 
 void Security::updateCaBundle(const std::string& directory) {
-    const common::TurnTaker::Turn turn(impl_->rebuilds);
+    const std::lock_guard turn(impl_->rebuilds);
     const Names before = readBundle();
     const std::vector<BundleEntry> after = readCertificateDirectory(directory);
     makeDirectoryOf(BUNDLE);
