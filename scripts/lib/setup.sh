@@ -1,13 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
-# What every script needs: the tree, the packages and the builds. Sourced, never run.
+# Common to all scripts: the tree, the packages and the builds. Sourced, never run.
 
 tree=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
 
 # Where Debian has servers, which are not in an ordinary user's path.
 export PATH=$PATH:/usr/sbin:/sbin
 
-# Objects of one clone serve every other one: nothing that is compiled depends on where the tree is.
+# Cached objects serve every clone: no object depends on the path of the tree.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$tree}
 export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
 
@@ -20,7 +20,7 @@ packages_wanted() {
 packages_missing() {
     local wanted installed
     wanted=$(packages_wanted)
-    # dpkg-query complains about names that it never heard of; those are missing too.
+    # dpkg-query complains about unknown names; those are missing as well.
     # shellcheck disable=SC2016,SC2086 # the format is dpkg-query's; the names are to be split
     installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' $wanted 2>/dev/null |
         sed -n 's/^installed //p' || true)
@@ -36,7 +36,7 @@ install_packages() (
     [[ $(id -u) -eq 0 ]] || as_root=(sudo)
     policy=/usr/sbin/policy-rc.d
     if [[ ! -e $policy ]]; then
-        # Asked by the packages' own scripts before they start anything; 101 forbids it.
+        # The packages' own scripts ask it before they start anything; 101 forbids it.
         printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
         trap '"${as_root[@]}" rm -f "$policy"' EXIT
         "${as_root[@]}" chmod 755 "$policy"
@@ -46,7 +46,8 @@ install_packages() (
         "${apt[@]}" install --no-install-recommends "$@" >>"$log" 2>&1
 )
 
-# Makes sure that every package of scripts/packages is installed.
+# Makes sure that every package of scripts/packages is installed. With OVO_NO_INSTALL in the
+# environment it installs nothing and fails when one is missing.
 setup_packages() {
     local missing log
     if ! command -v dpkg-query >/dev/null; then
@@ -56,8 +57,12 @@ setup_packages() {
     fi
     missing=$(packages_missing)
     [[ -n $missing ]] || return 0
+    if [[ -n ${OVO_NO_INSTALL:-} ]]; then
+        echo "setup: nothing is to be installed, but packages are missing: ${missing//$'\n'/ }" >&2
+        return 1
+    fi
     if [[ $(id -u) -ne 0 ]] && ! command -v sudo >/dev/null; then
-        echo "setup: packages are missing and neither root nor sudo is at hand; install as root:" >&2
+        echo "setup: packages are missing; installing them takes root or sudo:" >&2
         echo "  apt-get install --no-install-recommends ${missing//$'\n'/ }" >&2
         return 1
     fi
@@ -65,7 +70,7 @@ setup_packages() {
     log=$(mktemp)
     # shellcheck disable=SC2086 # the names are to be split
     if ! install_packages "$log" $missing; then
-        echo "setup: the packages could not be installed; apt-get's last words:" >&2
+        echo "setup: the packages could not be installed; the end of apt-get's output:" >&2
         tail -n 20 "$log" >&2
         rm -f "$log"
         return 1
@@ -78,7 +83,7 @@ setup_packages() {
     fi
 }
 
-# require_commands COMMAND...: fails with a sentence that names those that are not there.
+# require_commands COMMAND...: fails with a line that names the missing ones.
 require_commands() {
     local command missing=()
     for command in "$@"; do
