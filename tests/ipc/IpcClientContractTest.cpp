@@ -99,7 +99,7 @@ TYPED_TEST_SUITE(IpcClientContract, Implementations);
 
 TYPED_TEST(IpcClientContract, IsConnectedUntilItIsStopped) {
     EXPECT_TRUE(this->bus.client().isConnected());
-    this->bus.client().stop();
+    this->bus.client().close();
     EXPECT_FALSE(this->bus.client().isConnected());
 }
 
@@ -241,7 +241,7 @@ TYPED_TEST(IpcClientContract, RequestsRunOneAtATime) {
     EXPECT_EQ(most, 1);
 }
 
-TYPED_TEST(IpcClientContract, StopWaitsForTheRunningHandlerAndCallsNoOther) {
+TYPED_TEST(IpcClientContract, CloseWaitsForTheRunningHandlerAndCallsNoOther) {
     std::promise<void> started;
     std::promise<void> released;
     std::atomic<int> finished{0};
@@ -256,7 +256,7 @@ TYPED_TEST(IpcClientContract, StopWaitsForTheRunningHandlerAndCallsNoOther) {
     this->send("block", true);
     started.get_future().wait();
     this->send("block", true);
-    auto stopped = std::async(std::launch::async, [this] { this->bus.client().stop(); });
+    auto stopped = std::async(std::launch::async, [this] { this->bus.client().close(); });
     EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     released.set_value();
     stopped.get();
@@ -265,13 +265,13 @@ TYPED_TEST(IpcClientContract, StopWaitsForTheRunningHandlerAndCallsNoOther) {
     EXPECT_EQ(finished, 1);
 }
 
-TYPED_TEST(IpcClientContract, NoHandlerIsCalledOnceServingHasStoppedAndPublishingGoesOn) {
+TYPED_TEST(IpcClientContract, NoHandlerIsCalledAfterStopAndPublishingGoesOn) {
     ipc::IIPCClient& client = this->bus.client();
     std::atomic<int> calls{0};
     client.activate({{"last",
                       [&](const IpcMsgParams&) {
                           ++calls;
-                          client.stopServing(); // returns, though this handler still runs
+                          client.stop(); // returns, though this handler still runs
                           return IpcMsgParams();
                       }}},
                     {});
@@ -283,13 +283,13 @@ TYPED_TEST(IpcClientContract, NoHandlerIsCalledOnceServingHasStoppedAndPublishin
     client.publish("prov-client/netmgr", IPCMessage("after"));
     EXPECT_THAT(this->answers(2),
                 testing::ElementsAre(IPCMessage("lastResponse"), IPCMessage("after")));
-    client.stopServing();
     client.stop();
+    client.close();
     EXPECT_EQ(calls, 1);
     EXPECT_FALSE(client.isConnected());
 }
 
-TYPED_TEST(IpcClientContract, StopServingWaitsForTheHandlerThatRuns) {
+TYPED_TEST(IpcClientContract, StopWaitsForTheHandlerThatRuns) {
     std::promise<void> started;
     std::promise<void> released;
     std::atomic<bool> finished{false};
@@ -304,7 +304,7 @@ TYPED_TEST(IpcClientContract, StopServingWaitsForTheHandlerThatRuns) {
     this->send("block", true);
     started.get_future().wait();
     auto finishedWhenStopped = std::async(std::launch::async, [&] {
-        this->bus.client().stopServing();
+        this->bus.client().stop();
         return finished.load();
     });
     EXPECT_EQ(finishedWhenStopped.wait_for(std::chrono::milliseconds(20)),
@@ -314,11 +314,11 @@ TYPED_TEST(IpcClientContract, StopServingWaitsForTheHandlerThatRuns) {
     EXPECT_EQ(this->answers(1).size(), 1U);
 }
 
-TYPED_TEST(IpcClientContract, AHandlerMayStopTheClient) {
+TYPED_TEST(IpcClientContract, AHandlerMayCloseTheClient) {
     ipc::IIPCClient& client = this->bus.client();
     std::promise<void> stopped;
     client.activate({}, {{"stop", [&](const IpcMsgParams&) {
-                              client.stop();
+                              client.close();
                               stopped.set_value();
                           }}});
     this->send("stop", false);
@@ -326,18 +326,18 @@ TYPED_TEST(IpcClientContract, AHandlerMayStopTheClient) {
     EXPECT_FALSE(client.isConnected());
 }
 
-TYPED_TEST(IpcClientContract, StopIsIdempotentAndPublishAfterItIsDropped) {
+TYPED_TEST(IpcClientContract, CloseIsIdempotentAndPublishAfterItIsDropped) {
     ipc::IIPCClient& client = this->bus.client();
     client.publish("prov-client/netmgr", IPCMessage("before"));
-    client.stop();
-    client.stop();
+    client.close();
+    client.close();
     client.publish("prov-client/netmgr", IPCMessage("after"));
     EXPECT_THAT(this->answers(1), testing::ElementsAre(IPCMessage("before")));
 }
 
-TYPED_TEST(IpcClientContract, ActivateAfterStopServesNothing) {
+TYPED_TEST(IpcClientContract, ActivateAfterCloseServesNothing) {
     this->send("echo", true);
-    this->bus.client().stop();
+    this->bus.client().close();
     this->bus.client().activate(this->echo(), {});
     EXPECT_TRUE(this->bus.sent("prov-client/netmgr").empty());
 }

@@ -118,7 +118,7 @@ FakeIpcClient::FakeIpcClient(std::shared_ptr<ipc::IMessageThreadStrategy> messag
     : messageThread_(std::move(messageThread)), state_(std::make_shared<State>()) {}
 
 FakeIpcClient::~FakeIpcClient() {
-    stop();
+    close();
 }
 
 bool FakeIpcClient::isConnected() const {
@@ -145,15 +145,15 @@ void FakeIpcClient::activate(ipc::HandlersMap handlers, ipc::ProceduresMap proce
         serveLater();
 }
 
-void FakeIpcClient::stop() {
+void FakeIpcClient::close() {
     {
         const std::lock_guard lock(state_->mutex);
         state_->isStopped = true;
     }
-    stopServing();
+    stop();
 }
 
-void FakeIpcClient::stopServing() {
+void FakeIpcClient::stop() {
     std::unique_lock lock(state_->mutex);
     state_->isServing = false;
     state_->requests.clear();

@@ -105,7 +105,7 @@ public:
 
     enum class Outcome { Ended, TimedOut, ToBeEnded };
 
-    /// Waits for its end, the deadline or endCommands().
+    /// Waits for its end, the deadline or stopCommands().
     Outcome waitUntil(Clock::time_point deadline) const {
         for (;;) {
             std::array<pollfd, 2> awaited{
@@ -204,7 +204,7 @@ int execute(const std::string& command, unsigned int timeoutMs) {
     return -1;
 }
 
-void endCommands() noexcept {
+void stopCommands() noexcept {
     const std::uint64_t one = 1;
     // The counter is never read: the event stays readable. A write fails only once it is full.
     [[maybe_unused]] const ssize_t written = ::write(endEvent(), &one, sizeof one);
