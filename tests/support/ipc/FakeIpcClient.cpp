@@ -154,9 +154,17 @@ void FakeIpcClient::close() {
 }
 
 void FakeIpcClient::stop() {
+    std::size_t dropped = 0;
+    {
+        const std::lock_guard lock(state_->mutex);
+        state_->isServing = false;
+        dropped = state_->requests.size();
+        state_->requests.clear();
+    }
+    if (dropped > 0) {
+        LOG(2) << "The bus is no longer served, " << dropped << " request(s) dropped";
+    }
     std::unique_lock lock(state_->mutex);
-    state_->isServing = false;
-    state_->requests.clear();
     state_->changed.wait(
         lock, [this] { return !state_->serving || state_->serving == std::this_thread::get_id(); });
 }

@@ -95,17 +95,17 @@ void RequestQueue::stop() {
     std::deque<IncomingMessage> dropped;
     std::shared_ptr<const Tables> tables;
     {
-        auto state = state_.lock();
+        const auto state = state_.lock();
         state->isStopped = true;
         dropped.swap(state->messages);
         tables.swap(state->tables);
-        state.wait(finished_, [](const State& value) {
-            return !value.serving || value.serving == std::this_thread::get_id();
-        });
     }
     if (!dropped.empty()) {
         LOG(2) << "The bus is no longer served, " << dropped.size() << " request(s) dropped";
     }
+    state_.lock().wait(finished_, [](const State& value) {
+        return !value.serving || value.serving == std::this_thread::get_id();
+    });
 }
 
 void RequestQueue::serveNext() {
