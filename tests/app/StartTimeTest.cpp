@@ -20,8 +20,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr Milliseconds LIMIT = SANITIZED ? 2000ms : 50ms;
 
-/// From the start of the process until a request is answered. The request is repeated, because it is
-/// lost before the application has subscribed.
+/// From the start of the process until a request is answered. The request is repeated, because it
+/// is lost before the application has subscribed.
 Milliseconds timeToFirstAnswer(const Broker& broker, BusPeer& peer, const std::string& root) {
     peer.clear();
     const auto begin = Clock::now();

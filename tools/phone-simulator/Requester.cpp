@@ -16,7 +16,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The bus tells nobody that it is connected, and a command's life is too short to mind the wait.
+/// The bus client does not report a connection; polling is acceptable in a command that ends soon.
 bool waitForBus(const ipc::IIPCClient& client, Clock::time_point deadline) {
     while (!client.isConnected()) {
         if (Clock::now() >= deadline)

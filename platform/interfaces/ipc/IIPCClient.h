@@ -13,7 +13,7 @@ namespace ipc {
 /// Requests served: each handler returns the parameters of the answer, which is sent when the
 /// request asked for one. What a handler throws becomes the answer's parameter "error".
 using HandlersMap = std::map<const std::string, std::function<IpcMsgParams(const IpcMsgParams&)>>;
-/// Messages that are served without ever being answered with parameters.
+/// Messages that are served; an answer to one has no parameters.
 using ProceduresMap = std::map<const std::string, std::function<void(const IpcMsgParams&)>>;
 
 /// A service's connection to the phone's message bus. Requests run one at a time on the message
