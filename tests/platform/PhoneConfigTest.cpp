@@ -114,6 +114,8 @@ TEST_F(PhoneConfigFile, RefusesAnythingButAFlatObjectOfTexts) {
         {"{'a': 'b'}", "Line 1, Column 2", ""},
         {"{a: \"b\"}", "Line 1, Column 2", ""},
         {"// note\n{}", "Line 1", ""},
+        {"{\"a\":\n \"b\tc\"}", "Line 2, Column 2", "not a valid string"},
+        {std::string("{}\0x", 4), "Line 1, Column 3", "character"},
         {"[\"a\"]", "not an object", ""},
         {"\"a\"", "Line 1", ""},
         {"null", "Line 1", ""},
