@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the library names it so
 struct mqtt5__property;
 
 namespace ipc {

@@ -73,6 +73,7 @@ void onDisconnect(mosquitto*, void* events, int reason, const mosquitto_property
 void onSubscribe(mosquitto*, void* events, int, int count, const int* reasons,
                  const mosquitto_property*) noexcept {
     std::vector<bool> granted;
+    granted.reserve(static_cast<std::size_t>(count));
     for (int index = 0; index < count; ++index)
         granted.push_back(reasons[index] < FIRST_FAILURE_REASON);
     eventsOf(events).subscribed(granted);
