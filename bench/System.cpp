@@ -26,7 +26,7 @@ System::System(const std::string& bus)
              updater, decrypter, report) {}
 
 System::~System() {
-    client->stop();
+    client->close();
     messageThread->stop();
 }
 

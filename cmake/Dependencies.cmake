@@ -12,8 +12,6 @@ pkg_check_modules(libcrypto REQUIRED IMPORTED_TARGET libcrypto)
 pkg_check_modules(openssl REQUIRED IMPORTED_TARGET openssl)
 pkg_check_modules(pugixml REQUIRED IMPORTED_TARGET pugixml)
 pkg_check_modules(zlib REQUIRED IMPORTED_TARGET zlib)
-find_package(spdlog REQUIRED)
-find_package(fmt REQUIRED)
 
 if(OVO_TESTS)
   find_package(GTest REQUIRED)

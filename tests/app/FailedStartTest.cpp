@@ -2,12 +2,13 @@
 #include "RecordingApplication.h"
 #include "support/logger/LogRecorder.h"
 #include "support/process/PhoneRoot.h"
+#include "support/process/Proc.h"
 #include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -19,13 +20,12 @@ using testing::Contains;
 using testing::Not;
 
 /// Threads of this process.
-std::ptrdiff_t threads() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                         std::filesystem::directory_iterator());
+std::size_t threads() {
+    return proc::threadsOf(::getpid()).size();
 }
 
 /// A thread that was joined may be seen for a moment longer.
-bool hasNoMoreThreadsThan(std::ptrdiff_t count) {
+bool hasNoMoreThreadsThan(std::size_t count) {
     return waitUntil([&] { return threads() <= count; });
 }
 
@@ -50,7 +50,7 @@ protected:
 };
 
 TEST_F(FailedStart, WhatSetupThrowsPassesOutAfterTheEnd) {
-    const std::ptrdiff_t before = threads();
+    const std::size_t before = threads();
     {
         RecordingApplication application;
         application.hooks.setup = [] {
@@ -71,7 +71,7 @@ TEST_F(FailedStart, WhatSetupThrowsPassesOutAfterTheEnd) {
 
 TEST_F(FailedStart, AStoreThatCannotBeOpenedEndsTheStart) {
     phone.write("/data", "a file in the place of the directory");
-    const std::ptrdiff_t before = threads();
+    const std::size_t before = threads();
     {
         RecordingApplication application;
         EXPECT_THROW(application.exec(), propertyapi::PropertyApiException);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "RunningProgram.h"
-#include "Sanitizers.h"
 #include "support/ipc/Broker.h"
 #include "support/ipc/BusPeer.h"
+#include "support/process/Sanitizers.h"
 
 #include <gtest/gtest.h>
 
@@ -20,8 +20,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr Milliseconds LIMIT = SANITIZED ? 2000ms : 50ms;
 
-/// From the start of the process until a request is answered. The
-/// question is repeated, because nobody hears it before the application has subscribed.
+/// From the start of the process until a request is answered. The request is repeated, because it
+/// is lost before the application has subscribed.
 Milliseconds timeToFirstAnswer(const Broker& broker, BusPeer& peer, const std::string& root) {
     peer.clear();
     const auto begin = Clock::now();
@@ -47,7 +47,7 @@ TEST(StartTime, ToTheFirstAnswerOnTheBus) {
                 "%.1f ms where the store had to be made\n",
                 times[times.size() / 2].count(), times.front().count(), times.back().count(),
                 first.count());
-    // The best: what the others took longer is what else the machine was doing.
+    // The best one: the machine did something else during the others.
     EXPECT_LT(times.front(), LIMIT);
 }
 

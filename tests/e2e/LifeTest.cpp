@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Phone.h"
+#include "support/process/Proc.h"
+#include "support/process/Sanitizers.h"
 #include "support/process/TimeZone.h"
 #include "support/process/WaitUntil.h"
 
@@ -8,7 +10,7 @@
 #include <json/reader.h>
 
 #include <filesystem>
-#include <fstream>
+#include <map>
 #include <sstream>
 
 namespace {
@@ -26,19 +28,6 @@ Json::Value answer(Phone& phone, std::size_t number) {
     Json::Reader().parse(phone.bus().messages("prov-client/watchdog").at(number - 1).payload,
                          value);
     return value;
-}
-
-/// Voluntary context switches of each thread of a process.
-std::map<std::string, long> wakeUps(pid_t pid) {
-    std::map<std::string, long> counts;
-    for (const auto& task :
-         std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-        std::ifstream status(task.path() / "status");
-        for (std::string line; std::getline(status, line);)
-            if (line.rfind("voluntary_ctxt_switches:", 0) == 0)
-                counts[task.path().filename()] = std::stol(line.substr(line.find(':') + 1));
-    }
-    return counts;
 }
 
 TEST(Life, AsksOnlyWhoIsNotReadyAndServesNothingBefore) {
@@ -179,9 +168,8 @@ TEST(Life, ACaBundleUpdateIsAnnouncedAndItsKeyCleared) {
 }
 
 TEST(Life, IdleItDoesNotWake) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the thread sanitizer wakes threads by itself";
-#endif
+    if constexpr (THREAD_SANITIZED)
+        GTEST_SKIP() << "the thread sanitizer wakes threads by itself";
     Phone phone;
     phone.publishEncrypted("/a.xml", parameterFile(param("Time.Zone", "UTC")));
     phone.boot(phone.url("/a.xml"));
@@ -193,9 +181,9 @@ TEST(Life, IdleItDoesNotWake) {
     // Settled within the deadline: then a window in which no thread woke more than once.
     const bool settled = waitUntil(
         [&] {
-            before = wakeUps(pid);
+            before = proc::sleepsOf(pid);
             std::this_thread::sleep_for(WINDOW);
-            after = wakeUps(pid);
+            after = proc::sleepsOf(pid);
             for (const auto& [thread, count] : after)
                 if (before.count(thread) == 0 || count - before[thread] > 1)
                     return false;

@@ -2,13 +2,13 @@
 #include "BusHarness.h"
 
 #include "ipc/mosquitto/Payload.h"
+#include "support/process/Proc.h"
 #include "support/process/WaitUntil.h"
 
 #include <json/writer.h>
+#include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -24,17 +24,12 @@ std::string payload(const std::string& name, bool flag, const std::string& param
            (flag ? "true}" : "false}");
 }
 
-std::optional<std::string> threadStatus(const std::string& threadName, const std::string& key) {
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        if (readHostFile(task.path() / "comm") != threadName + "\n")
-            continue;
-        std::istringstream status(readHostFile(task.path() / "status"));
-        for (std::string line; std::getline(status, line);) {
-            if (line.starts_with(key + ":\t"))
-                return line.substr(key.size() + 2);
-        }
+std::string threadStatus(const std::string& threadName, const std::string& key) {
+    for (const proc::Thread& thread : proc::threadsOf(::getpid())) {
+        if (thread.name == threadName)
+            return thread.status(key);
     }
-    return std::nullopt;
+    return {};
 }
 
 BusTest::BusTest() {

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +20,8 @@ ipc::BusSettings quickSettings();
 std::string payload(const std::string& name, bool flag = false,
                     const std::string& parameters = "{}");
 
-/// A line of the kernel's status of the thread of that name, without its key; none without thread.
-std::optional<std::string> threadStatus(const std::string& threadName, const std::string& key);
+/// A line of the kernel's status of the thread of that name, without its key; empty without thread.
+std::string threadStatus(const std::string& threadName, const std::string& key);
 
 /// The daemon's bus client "prov-client" on a broker of the test's own, with a peer beside it.
 class BusTest : public testing::Test {

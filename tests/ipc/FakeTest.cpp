@@ -73,7 +73,7 @@ TEST(FakeIpcClient, PlaysALostConnection) {
     EXPECT_TRUE(client.isConnected());
     EXPECT_FALSE(client.isActive());
     EXPECT_FALSE(client.isStopped());
-    client.stop();
+    client.close();
     EXPECT_TRUE(client.isStopped());
 }
 

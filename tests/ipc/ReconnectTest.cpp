@@ -243,7 +243,7 @@ TEST(ReconnectTcp, AHostThatTakesNoConnectionIsGivenUpAndDoesNotDelayTheEnd) {
                                    std::make_shared<ipc::MessageThread>(), settings);
     EXPECT_TRUE(log.waitFor(2, "Bus away: " + port.address() + ": no answer within 50 ms"));
     const auto begin = std::chrono::steady_clock::now();
-    client.stop();
+    client.close();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 

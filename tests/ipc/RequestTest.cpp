@@ -252,10 +252,10 @@ TEST_F(RequestQueueTest, IsBoundedBySize) {
     EXPECT_EQ(log.count(2, TOO_MANY), 1U);
 }
 
-TEST_F(RequestQueueTest, ServesNothingAfterCloseEvenFromTasksPostedBefore) {
+TEST_F(RequestQueueTest, ServesNothingAfterStopEvenFromTasksPostedBefore) {
     activate();
     arrive(payload("echo", true));
-    queue->close();
+    queue->stop();
     arrive(payload("echo", true));
     messageThread->runAll();
     EXPECT_TRUE(answers().empty());
@@ -265,7 +265,7 @@ TEST_F(RequestQueueTest, ServesNothingAfterCloseEvenFromTasksPostedBefore) {
 TEST_F(RequestQueueTest, MayGoBeforeTheTasksThatItPosted) {
     activate();
     arrive(payload("echo", true));
-    queue->close();
+    queue->stop();
     queue.reset();
     EXPECT_EQ(messageThread->runAll(), 1U);
 }
@@ -280,7 +280,7 @@ TEST_F(RequestQueueTest, AResponseTopicThatCannotBePublishedToIsNoHarm) {
     EXPECT_THAT(answers(), testing::ElementsAre("b/a"));
 }
 
-TEST_F(RequestQueueTest, ForgetsTheHandlersOnClose) {
+TEST_F(RequestQueueTest, ForgetsTheHandlersOnStop) {
     auto owned = std::make_shared<int>(1);
     queue->activate({{"a",
                       [owned](const IpcMsgParams& params) {
@@ -288,7 +288,7 @@ TEST_F(RequestQueueTest, ForgetsTheHandlersOnClose) {
                       }}},
                     {});
     EXPECT_EQ(owned.use_count(), 2);
-    queue->close();
+    queue->stop();
     EXPECT_EQ(owned.use_count(), 1);
 }
 

@@ -2,31 +2,21 @@
 #include "BusHarness.h"
 #include "ipc/mosquitto/MqttConnection.h"
 #include "ipc/mosquitto/Payload.h"
+#include "support/process/Proc.h"
 #include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
-
-#include <sstream>
+#include <unistd.h>
 
 namespace {
-
-/// A line of the kernel's account of this process's memory, in KiB.
-long memory(const std::string& key) {
-    std::istringstream status(readHostFile("/proc/self/status"));
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with(key + ":"))
-            return std::stol(line.substr(key.size() + 1));
-    }
-    return 0;
-}
 
 /// How many KiB this process had at most, while the operation ran, beyond what it had before.
 template <typename Operation>
 long extraMemory(Operation operation) {
     writeHostFile("/proc/self/clear_refs", "5"); // the most is counted from now on
-    const long before = memory("VmRSS");
+    const long before = proc::memoryOf(::getpid(), "VmRSS");
     operation();
-    return memory("VmHWM") - before;
+    return proc::memoryOf(::getpid(), "VmHWM") - before;
 }
 
 /// Large messages, which another process sends, over both kinds of address.

@@ -93,9 +93,9 @@ TEST_F(Filesystem, RefusesToReadWhatIsNoRegularFile) {
     ASSERT_EQ(::mkfifo(phone.host("/d/fifo").c_str(), 0600), 0);
     ASSERT_EQ(::symlink("/dev/zero", phone.host("/d/device").c_str()), 0);
     for (const std::string path : {"/d", "/d/", "/d/fifo", "/d/device"})
-        EXPECT_THAT(
-            [&] { filesystem::read(path); },
-            ThrowsMessage<std::runtime_error>("Reading \"" + path + "\": it is no regular file"));
+        EXPECT_THAT([&] { filesystem::read(path); },
+                    ThrowsMessage<std::runtime_error>("Reading \"" + path +
+                                                      "\": it is not a regular file"));
 }
 
 TEST_F(Filesystem, SaysWhyAFileCannotBeRead) {

@@ -103,7 +103,7 @@ struct BadFile {
     std::string why;
 };
 
-TEST_F(PhoneConfigFile, RefusesWhatIsNoFlatObjectOfTexts) {
+TEST_F(PhoneConfigFile, RefusesAnythingButAFlatObjectOfTexts) {
     const std::vector<BadFile> cases{
         {"", "Line 1", ""},
         {"{", "Line 1, Column 2", "Missing '}'"},
@@ -114,15 +114,17 @@ TEST_F(PhoneConfigFile, RefusesWhatIsNoFlatObjectOfTexts) {
         {"{'a': 'b'}", "Line 1, Column 2", ""},
         {"{a: \"b\"}", "Line 1, Column 2", ""},
         {"// note\n{}", "Line 1", ""},
-        {"[\"a\"]", "no object", ""},
+        {"{\"a\":\n \"b\tc\"}", "Line 2, Column 2", "not a valid string"},
+        {std::string("{}\0x", 4), "Line 1, Column 3", "character"},
+        {"[\"a\"]", "not an object", ""},
         {"\"a\"", "Line 1", ""},
         {"null", "Line 1", ""},
         {"{\"a\": \"b\", \"a\": \"b\"}", "Line 1", "'a'"},
-        {"{\"a\": \"b\", \"key\": 1}", "\"key\"", "is no text"},
-        {"{\"key\": null}", "\"key\"", "is no text"},
-        {"{\"key\": true}", "\"key\"", "is no text"},
-        {"{\"key\": {}}", "\"key\"", "is no text"},
-        {"{\"key\": [\"a\"]}", "\"key\"", "is no text"},
+        {"{\"a\": \"b\", \"key\": 1}", "\"key\"", "is not a text"},
+        {"{\"key\": null}", "\"key\"", "is not a text"},
+        {"{\"key\": true}", "\"key\"", "is not a text"},
+        {"{\"key\": {}}", "\"key\"", "is not a text"},
+        {"{\"key\": [\"a\"]}", "\"key\"", "is not a text"},
         {"{\"a\": \"b\",\n\"c\": \"\xff\"}", "line 2", "not UTF-8"},
         {"{\"a\": " + std::string(100000, '['), "nested", ""},
         {std::string((1U << 20U) + 1, ' '), "larger than 1048576 bytes", ""},

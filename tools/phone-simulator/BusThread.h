@@ -11,8 +11,8 @@ class MessageThread;
 
 namespace simulator {
 
-/// The message thread of this process's bus clients. Make it before the clients: it ends after
-/// them, whatever a task that is still on its way holds on to, and never on itself.
+/// The message thread of this process's bus clients. Make it before the clients. It ends after
+/// them, even where a waiting task still holds it, and never on its own thread.
 class BusThread {
 public:
     BusThread();

@@ -30,7 +30,7 @@ Passwords, and credentials in URLs, are never shown.
 Exit status: 0 done (busy: the daemon is idle); 1 busy: a run is in progress;
 2 anything else, with a line on the standard error that says what.)";
 
-/// What all commands have in common, as the library fills it in.
+/// The options of all commands, as the library fills them in.
 struct Raw {
     bool isJson = false;
     double timeoutSeconds = 0;

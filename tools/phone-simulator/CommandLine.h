@@ -14,7 +14,7 @@
 
 namespace simulator {
 
-/// "run": the neighbours live until they are told to end.
+/// "run": the neighbours run until they are told to end.
 struct RunCommand {
     EventPrinter::Format format = EventPrinter::Format::TEXT;
     std::optional<Credentials> credentials;
@@ -22,7 +22,7 @@ struct RunCommand {
     std::chrono::milliseconds readyAfter{0};
     std::set<std::string> silent;
     std::vector<std::string> watchedKeys; ///< empty: the usual ones
-    bool acceptsPending = false;          ///< the user trusts certificates that he is asked about
+    bool acceptsPending = false;          ///< the user accepts every certificate
     bool refusesFirmware = false;
     std::optional<std::chrono::milliseconds> timeout;
 };
@@ -43,14 +43,14 @@ struct BusyCommand {
     std::chrono::milliseconds timeout{0};
 };
 
-/// Somebody asked for help; the text answers.
+/// Help was requested; the text is the help.
 struct HelpCommand {
     std::string text;
 };
 
 using Command = std::variant<RunCommand, TriggerCommand, BusyCommand, HelpCommand>;
 
-/// A command line that makes no sense; the text says why, in one line.
+/// A wrong command line; the text says why, in one line.
 class CommandLineError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -14,8 +14,8 @@ namespace simulator {
 /// Prints one line for each event, at once. Secrets are masked and control characters escaped.
 /// Any thread; lines never mix.
 ///
-/// For people: local time, who, what, name and data. For machines, a JSON object with always the
-/// same five members, all texts but the last one:
+/// For people: local time, who, what, name and data. For machines: a JSON object with five members,
+/// all of them texts but the last one:
 ///   time   UTC, "2024-05-01T12:00:00.123Z"
 ///   who    a neighbour's name on the bus, "store" or "simulator"
 ///   event  "received", "answered", "sent", "changed" or "note"
@@ -26,7 +26,8 @@ public:
     enum class Format { TEXT, JSON };
     using TimePoint = std::chrono::system_clock::time_point;
 
-    /// onLost is called, once, when the output no longer takes anything; it must not print.
+    /// onLost is called once, when writing to the output fails for the first time; it must not
+    /// print.
     EventPrinter(
         std::ostream& output, Format format, std::function<void()> onLost = [] {});
     EventPrinter(const EventPrinter&) = delete;
@@ -45,7 +46,7 @@ private:
     std::ostream& output_;
     const Format format_;
     const std::function<void()> onLost_;
-    std::mutex mutex_; ///< keeps lines apart; what it guards is the stream, not a state
+    std::mutex mutex_; ///< held while a line is written: keeps lines apart
     bool isLost_ = false;
 };
 

@@ -15,17 +15,16 @@
 
 namespace simulator {
 
-/// What a neighbour does with one kind of message, after showing it. At most one of the three is
+/// A neighbour's reaction to one kind of message, after showing it. At most one of the three is
 /// set; with none the message is only shown. They run on the message thread.
 struct Reaction {
     std::string message;
     /// The parameters of the answer, which goes out as the message's name + "Response".
     std::function<ipc::IpcMsgParams(const ipc::IpcMsgParams&)> answer = {};
-    /// A message that the neighbour sends to the daemon on its own account; none: a remark says
-    /// why not.
+    /// A message that the neighbour sends to the daemon by itself; none: a remark says why not.
     std::function<std::optional<ipc::IPCMessage>(const ipc::IpcMsgParams&)> send = {};
     std::string whyNothingSent = {};
-    /// Something else that it does.
+    /// Another reaction.
     std::function<void(const ipc::IpcMsgParams&)> act = {};
 };
 
@@ -35,9 +34,9 @@ struct NeighbourDescription {
     std::vector<Reaction> reactions;
 };
 
-/// A service of the phone beside the daemon: has a connection to the bus of its own, gets what the
-/// daemon sends to it, shows it and reacts as its description says. It serves from its making to
-/// its end. The printer must outlive it.
+/// A service of the phone beside the daemon. It has a connection to the bus of its own, shows the
+/// daemon's messages to it and reacts as its description says, from its constructor to its
+/// destructor. The printer must outlive it.
 class Neighbour {
 public:
     Neighbour(NeighbourDescription description, const std::string& busAddress,
@@ -47,7 +46,7 @@ public:
     Neighbour& operator=(const Neighbour&) = delete;
 
     const std::string& name() const { return description_.name; }
-    /// True while it is on the bus: what is sent to it arrives.
+    /// True while it is connected to the bus.
     bool isConnected() const { return client_->isConnected(); }
 
 private:

@@ -11,7 +11,7 @@
 
 namespace simulator {
 
-/// What the user would type in on the phone's screen.
+/// The credentials that the user would type in on the phone's screen.
 struct Credentials {
     std::string user;
     std::string password;
@@ -23,8 +23,8 @@ std::vector<std::string> neighbourNames();
 /// Names of those that are asked whether they are ready.
 std::vector<std::string> readinessNames();
 
-/// All neighbours of the daemon on the bus. Readiness and certificates must outlive what is made of
-/// it.
+/// All neighbours of the daemon on the bus. Readiness and certificates must outlive the neighbours
+/// that are made of it.
 std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
                                                  const std::optional<Credentials>& credentials,
                                                  const TrustedCertificates& certificates);

@@ -10,14 +10,13 @@
 
 namespace simulator {
 
-/// Shows each change of some properties from its making to its end. Printer and store must outlive
-/// it.
+/// Shows each change of some properties while it lives. Printer and store must outlive it.
 class PropertyWatch {
 public:
     PropertyWatch(const propertyapi::IPropertyApi& store, const std::vector<std::string>& keys,
                   EventPrinter& printer);
 
-    /// The outcome of provisioning, for those who name no keys.
+    /// The default keys: the outcome of provisioning.
     static std::vector<std::string> usualKeys();
 
 private:

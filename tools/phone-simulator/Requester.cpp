@@ -16,7 +16,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The bus tells nobody that it is connected, and a command's life is too short to mind the wait.
+/// The bus client does not report a connection; polling is acceptable in a command that ends soon.
 bool waitForBus(const ipc::IIPCClient& client, Clock::time_point deadline) {
     while (!client.isConnected()) {
         if (Clock::now() >= deadline)
@@ -42,7 +42,7 @@ void Requester::send(const std::string& message, const ipc::IpcMsgParams& params
     if (!waitForBus(client, deadline))
         throw std::runtime_error("the bus " + busAddress_ + " cannot be reached");
     client.publish(destination(), ipc::IPCMessage(message, params));
-    client.stop();
+    client.close();
     show(Event::Kind::SENT, message, params);
 }
 
@@ -67,7 +67,7 @@ ipc::IpcMsgParams Requester::ask(const std::string& message,
     show(Event::Kind::SENT, message, params);
     if (answer.wait_until(deadline) != std::future_status::ready)
         throw std::runtime_error("no answer to " + message + " in time");
-    client.stop();
+    client.close();
 
     ipc::IpcMsgParams answered = answer.get();
     show(Event::Kind::RECEIVED, response, answered);

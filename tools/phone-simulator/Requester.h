@@ -22,8 +22,8 @@ public:
     /// Sends a message without waiting for an answer. Throws std::runtime_error when the bus is
     /// not reached in time.
     void send(const std::string& message, const ipc::IpcMsgParams& params) const;
-    /// Sends a request and returns the parameters of its answer. Throws std::runtime_error when
-    /// none comes in time and when the answer is an error.
+    /// Sends a request and returns the parameters of its answer. Throws std::runtime_error when no
+    /// answer comes in time and when the answer is an error.
     ipc::IpcMsgParams ask(const std::string& message, const ipc::IpcMsgParams& params) const;
 
 private:

@@ -5,12 +5,12 @@
 
 #include <string>
 
-/// Keeps secrets out of what is shown.
+/// Keeps secrets out of the output.
 namespace simulator::secrets {
 
-/// A value as it may be shown under a name (a property's key, a parameter's name): the text "***"
-/// where the name speaks of a password, unless it is empty, and URLs without their credentials.
-/// Goes through the members of objects and arrays.
+/// A value as it may be shown under a name (a property's key, a parameter's name): "***" for a text
+/// that is not empty if the name is that of a password, and URLs without their credentials.
+/// Includes the members of objects and arrays.
 Json::Value masked(const std::string& name, const Json::Value& value);
 
 } // namespace simulator::secrets

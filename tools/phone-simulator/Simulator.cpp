@@ -27,8 +27,8 @@ constexpr int BUSY = 1;
 
 using Clock = termination::Clock;
 
-/// Waits a while for all neighbours to be on the bus, which tells nobody when they are; false when
-/// they are not or the process is told to end.
+/// Waits some time for all neighbours to be on the bus, by polling: their clients do not report it.
+/// False when they are not, or the process is told to end.
 bool waitForBus(const std::list<Neighbour>& neighbours, std::optional<Clock::time_point> end) {
     constexpr std::chrono::seconds LONGEST(2);
     constexpr std::chrono::milliseconds INTERVAL(5);

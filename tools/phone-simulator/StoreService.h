@@ -12,8 +12,8 @@ namespace simulator {
 
 /// How a request ended.
 struct Outcome {
-    std::string value;  ///< written to the key that asked
-    std::string remark; ///< what was done, or why not
+    std::string value;  ///< written to the key of the request
+    std::string remark; ///< the action, or why there was none
 };
 
 /// A row of the table of services that the daemon reaches through the property store.
@@ -24,8 +24,8 @@ struct StoreServiceDescription {
 };
 
 /// A service of the phone that is asked for something by the value "request" of a key, and answers
-/// by another value of it. Serves from its making to its end, on the store's notification thread.
-/// Store and printer must outlive it.
+/// by another value of it. Serves while it lives, on the store's notification thread. Store and
+/// printer must outlive it.
 class StoreService {
 public:
     StoreService(StoreServiceDescription description, const propertyapi::IPropertyApi& store,

@@ -8,7 +8,7 @@
 namespace simulator {
 
 /// The update service, which verifies and installs firmware images, and the directory service,
-/// which checks phone books. refusesFirmware: the update service says no to every image.
+/// which checks phone books. refusesFirmware: the update service refuses every image.
 std::vector<StoreServiceDescription> storeServiceTable(bool refusesFirmware);
 
 } // namespace simulator

@@ -31,7 +31,7 @@ bool waitUntil(std::optional<Clock::time_point> deadline) {
         ::sigwait(&signals, &received);
         return true;
     }
-    // It may also return for nothing, such as when the process was stopped and goes on.
+    // It may also return without a signal, for example when a stopped process continues.
     do {
         const timespec time = timeLeft(*deadline);
         if (::sigtimedwait(&signals, nullptr, &time) != -1)

@@ -51,8 +51,8 @@ bool TrustedCertificates::apply(const std::string& operation, const std::string&
     return false;
 }
 
-/// Nothing to do for one that was not delivered: then it was trusted already when the bundle was
-/// built.
+/// Does nothing for a certificate that was not delivered: it was trusted already when the bundle
+/// was built.
 bool TrustedCertificates::trust(const std::string& name) const {
     const std::string delivered = DELIVERED + name;
     if (!std::filesystem::exists(root::toHost(delivered).text()))

@@ -9,12 +9,12 @@
 
 namespace simulator {
 
-/// What the system configuration service does with the certificates that provisioning announces: an
-/// accepted one goes from the storage of delivered ones to the directory of trusted ones, and the
+/// The system configuration service's handling of the certificates that provisioning announces: an
+/// accepted one moves from the storage of delivered ones to the directory of trusted ones, and the
 /// daemon is asked to rebuild its bundle. Store and printer must outlive it.
 class TrustedCertificates {
 public:
-    /// acceptsPending: the user says yes to those that he is asked about.
+    /// acceptsPending: the user accepts every certificate that needs a decision.
     TrustedCertificates(const propertyapi::IPropertyApi& store, EventPrinter& printer,
                         std::string service, bool acceptsPending);
 
@@ -22,7 +22,7 @@ public:
     void modify(const ipc::IpcMsgParams& params) const;
 
 private:
-    /// True when the certificate is trusted now and was not before.
+    /// True when the certificate has just become a trusted one.
     bool apply(const std::string& operation, const std::string& name) const;
     bool trust(const std::string& name) const;
     void note(const std::string& text) const;

@@ -8,7 +8,7 @@
 #include <variant>
 
 int main(int argc, char** argv) {
-    // What the libraries report as progress would stand between the events.
+    // Progress lines of the libraries would mix with the events.
     ::setenv("HALDEN_LOG", "2", 0);
     constexpr int FAILED = 2;
     try {

@@ -23,15 +23,16 @@ namespace app {
 /// property store, bus), setup(), then the request table becomes active and readiness is told to
 /// systemd, the health check starts, waitForTermination(), and cleanup(). SIGTERM, SIGINT or SIGHUP
 /// ends the wait; a second one, or 15 s without an end of the process, ends it at once with status
-/// 124. These 15 s cover everything up to the end of this class's destructor. What of the start has
-/// begun when termination is signalled runs to its end; then cleanup() follows.
+/// 124. These 15 s cover everything up to the end of this class's destructor. A step of the start
+/// that runs when termination is signalled is completed; then cleanup() follows.
 ///
-/// The end comes in this order: what calls the service (requests, notifications, the message
-/// thread) stops in cleanup(); the service's members go, and what they wait for has been cut short;
-/// the destructor of this class sends what they published and ends the bus connection.
+/// The end comes in this order: cleanup() stops everything that calls the service (requests,
+/// notifications, the message thread); the service's members are destroyed, and their waits have
+/// been cut short; the destructor of this class sends what they published and closes the bus
+/// connection.
 ///
-/// One process a bus name: exec() throws std::runtime_error, with nothing touched, where another
-/// one holds the lock /run/halden/NAME.lock below the phone's root.
+/// There is one process for each bus name: exec() throws std::runtime_error, with nothing changed,
+/// if another process holds the lock /run/halden/NAME.lock below the phone's root.
 class HaldenApplication {
 public:
     /// appName: the service's name in log lines; ipcName: its name on the bus.
@@ -42,8 +43,8 @@ public:
     virtual ~HaldenApplication();
     /// Tells the process to end: waitForTermination() and sleepFor() return, running transfers and
     /// commands are aborted and further ones refused, waits for the property store get 2 s in all,
-    /// and what was given to onTermination() is called. Any thread, any number of times; exec()
-    /// calls it too when it ends for another reason.
+    /// and the listeners of onTermination() are called. Does not block. Any thread, any number of
+    /// times; a signal calls it on the signal thread, and exec() when it ends for another reason.
     virtual void signalTermination();
     /// Reads the phone configuration into phoneConfig. One that cannot be read is a level 3 line
     /// and counts as empty.
@@ -53,9 +54,9 @@ public:
     /// Builds the service; on the start-up thread, with phoneConfig, messageThreadStrategy,
     /// propertyApi and ipcClient in place.
     virtual void setup();
-    /// Ends the serving of requests, the notifications of the property store and the message
-    /// thread, as far as init() has made them: nothing calls the service back afterwards. Waits for
-    /// a callback that runs. The bus still takes what is published. After waitForTermination().
+    /// Stops requests, the notifications of the property store and the message thread, as far as
+    /// init() has made them: nothing calls the service back afterwards. Waits for a running
+    /// callback. Publishing still works. After waitForTermination().
     virtual void cleanup();
     /// Adds the requests that are served and answered.
     virtual void setupHandlersMap(ipc::HandlersMap& handlers);
@@ -64,8 +65,7 @@ public:
     /// Adds the topics to subscribe to.
     virtual void setupSubscriptions(std::vector<std::string>& topics);
     /// Adds the keys that the property client may keep cached: an entry that ends in "." is a
-    /// prefix,
-    /// "%" stands for one key segment.
+    /// prefix, "%" stands for one key segment.
     virtual void setupNvmCacheParameters(std::vector<std::string>& keys);
     virtual void createMessageThreadStrategy();
     virtual void createIpcClient();
@@ -90,8 +90,8 @@ public:
     /// Makes one directory that the service works in.
     virtual void setupWorkingDirectory(const std::string& path);
 
-    /// Runs the service until its end. What init() or setup() throws passes through after the parts
-    /// that were already up have been ended.
+    /// Runs the service until its end. An exception of init() or setup() passes through after the
+    /// parts that were already up have been stopped.
     void exec();
 
 protected:
@@ -105,11 +105,10 @@ protected:
     /// Lets the calling thread sleep; false as soon as the process is ending, however short the
     /// duration. Any thread.
     bool sleepFor(std::chrono::milliseconds duration) const;
-    /// Has something called once, when termination is signalled (at once where it has been), on the
-    /// thread that signals it. It must not block.
+    /// Calls the listener once, when termination is signalled (at once if it has been), on the
+    /// thread that signals it. The listener must not block.
     void onTermination(std::function<void()> listener);
 
-    // Destroyed in the reverse order: bus, property store, message thread, phone configuration.
     std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;
     std::shared_ptr<ipc::IMessageThreadStrategy> messageThreadStrategy;
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;

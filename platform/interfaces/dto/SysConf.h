@@ -10,7 +10,7 @@
 /// Records of the system configuration service.
 namespace dto::SysConf {
 
-/// What is to be done with one certificate. operation: "Accept", "Pending", "Invalid" or "Remove";
+/// An operation on one certificate. operation: "Accept", "Pending", "Invalid" or "Remove";
 /// name: the certificate's file name without directory.
 struct CertificateOperation {
     std::string operation;

@@ -9,16 +9,16 @@ namespace version {
 /// missing ones as 0. Anything else is an invalid version. A value type; never throws on bad text.
 class HaldenFirmwareVersion {
 public:
-    /// What a candidate is to the installed version.
+    /// How a candidate relates to the installed version.
     enum Comparison : int {
         NEWER = 0,          ///< the candidate is newer
         OLDER = 1,          ///< the candidate is older
         EQUAL = 2,          ///< both are the same
-        INVALID = 3,        ///< the candidate is no version
+        INVALID = 3,        ///< the candidate is not a version
         NOT_UPGRADEABLE = 4 ///< the candidate is for another hardware generation (first number)
     };
 
-    /// The version installed on the phone. Invalid when the phone does not say or says nonsense.
+    /// The version installed on the phone. Invalid when it is missing or malformed.
     HaldenFirmwareVersion();
     explicit HaldenFirmwareVersion(const std::string& text);
 

@@ -13,7 +13,7 @@ namespace ipc {
 /// Requests served: each handler returns the parameters of the answer, which is sent when the
 /// request asked for one. What a handler throws becomes the answer's parameter "error".
 using HandlersMap = std::map<const std::string, std::function<IpcMsgParams(const IpcMsgParams&)>>;
-/// Messages that are served without ever being answered with parameters.
+/// Messages that are served; an answer to one has no parameters.
 using ProceduresMap = std::map<const std::string, std::function<void(const IpcMsgParams&)>>;
 
 /// A service's connection to the phone's message bus. Requests run one at a time on the message
@@ -22,12 +22,12 @@ class IIPCClient : public IIPCPublisher {
 public:
     /// Serves the two tables from now on, first the messages that waited. Once. Any thread.
     virtual void activate(HandlersMap handlers, ProceduresMap procedures) = 0;
-    /// stopServing(), and ends the connection in order: what was handed to publish() before is
-    /// still sent when the bus is there (at most about a second). Idempotent.
+    /// stop(), then ends the connection: messages published before are still sent when the bus is
+    /// connected (for about a second at most). Idempotent.
+    virtual void close() = 0;
+    /// Calls no handler from now on. Waits for a handler that runs, unless that handler is the
+    /// caller. Publishing keeps working. Idempotent.
     virtual void stop() = 0;
-    /// No handler is called from now on. Waits for the one that runs, unless it is that handler
-    /// that calls. Publishing goes on working. Idempotent.
-    virtual void stopServing() = 0;
 };
 
 } // namespace ipc

@@ -7,14 +7,14 @@
 
 namespace logger {
 
-/// Level of a log line. Numeric: what is below the configured level is not written.
+/// Level of a log line. Lines below the configured level are not written.
 enum DBG_LEVEL : int {
     PROGRESS = 1, ///< routine progress
     NOTABLE = 2,  ///< a notable condition: a skipped element, an unknown type, a missing directory
     FAILURE = 3   ///< a failure, usually an exception's text
 };
 
-/// One finished log line, as it is handed to the sink.
+/// One finished log line.
 struct Record {
     int level;
     std::string_view source; ///< name of the source file without directory and suffix

@@ -20,7 +20,7 @@ namespace propertyapi {
 /// Errors: PropertyApiException, from every operation. A busy store is waited for up to 10 s first.
 ///
 /// A change is a write after which the value differs. Each subscriber gets every change of its key
-/// made by any process exactly once, in commit order; a client that fell far behind gets the
+/// made by any process exactly once, in commit order; a client that lags too far gets the
 /// current value instead. Subscribing delivers nothing by itself. A callback that throws is logged
 /// and counts as delivered.
 ///
@@ -49,7 +49,7 @@ public:
     virtual bool setValue(const std::string& key, const std::string& value) const = 0;
     /// Removes a key, which is a change to the empty text; true when it existed.
     virtual bool removeValue(const std::string& key) const = 0;
-    /// Writes a batch in one transaction, in order, with a text that says who wants the values:
+    /// Writes a batch in one transaction, in order, with a text that names their origin:
     /// another process sees all of it or none. Returns the number of values that changed. On
     /// failure nothing is written.
     virtual unsigned int setValues(const Batch& batch, const std::string& origin) const = 0;

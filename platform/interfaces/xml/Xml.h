@@ -9,11 +9,11 @@
 #include <string_view>
 
 /// Reader of XML documents as a tree of elements. Text, comments and processing instructions are
-/// passed over. References to characters and to the five predefined entities are expanded; there
-/// are no others.
+/// skipped. References to characters and to the five predefined entities are expanded; there are no
+/// others.
 namespace common::xml {
 
-/// A document that is refused; the text says line, column and what is wrong.
+/// A refused document; the text says line, column and the fault.
 class XmlException : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -41,7 +41,7 @@ public:
         void* element_ = nullptr;
     };
 
-    /// One attribute where it lies in the document; valid as long as that.
+    /// One attribute, as views into the document; valid as long as that.
     struct Attribute {
         std::string_view name;
         std::string_view value;
@@ -116,13 +116,13 @@ constexpr std::size_t MAX_BYTES = std::size_t{16} << 20U;
 constexpr unsigned int MAX_DEPTH = 64; ///< levels of nesting; the root is level 1
 constexpr std::size_t MAX_ELEMENTS_AND_ATTRIBUTES = 500'000; ///< together
 
-/// Parses a text in UTF-8, with or without a byte order mark, or US-ASCII. Refused with
-/// XmlException: what is not well-formed by XML 1.0 (a repeated attribute excepted), what is not
-/// valid in its encoding, a declaration of another encoding ("UTF-8", "utf8", "US-ASCII" and
-/// "ASCII" in any case are known) or of a version that is not "1." and digits, UTF-16 and UTF-32, a
-/// document type declaration, a reference to an entity that is not predefined, and what exceeds one
-/// of the limits above. A document takes the memory of its text and less than 100 bytes for each
-/// element and attribute, and no more while it is parsed.
+/// Parses a text in UTF-8, with or without a byte order mark, or US-ASCII. Throws XmlException for
+/// a text that is not well-formed by XML 1.0 (except for a repeated attribute) or not valid in its
+/// encoding, a declaration of another encoding ("UTF-8", "utf8", "US-ASCII" and "ASCII" in any case
+/// are known) or of a version that is not "1." and digits, UTF-16 and UTF-32, a document type
+/// declaration, a reference to an entity that is not predefined, and a text beyond one of the
+/// limits above. A document takes the memory of its text and less than 100 bytes for each element
+/// and attribute, and no more while it is parsed.
 Document parse(std::string text);
 
 } // namespace common::xml

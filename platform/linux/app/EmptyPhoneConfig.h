@@ -5,8 +5,8 @@
 
 namespace app {
 
-/// Stands in for a phone configuration that cannot be read: nothing is configured, so that every
-/// reader falls back to its default.
+/// Replaces a phone configuration that cannot be read: nothing is configured, so that every reader
+/// uses its default.
 class EmptyPhoneConfig : public phoneconfig::IPhoneConfig {
 public:
     bool hasValue(const std::string&) const override { return false; }

@@ -5,14 +5,14 @@
 
 namespace app {
 
-/// What the framework takes from the process's environment. (The root directory has its own reader
-/// in Root.h, the log level in the logger, systemd's variables in its library.)
+/// The framework's part of the process's environment. (Root.h reads the root directory, the logger
+/// its level, and the systemd module systemd's variables.)
 struct Environment {
     /// Address of the message bus, "unix:PATH" or "tcp:HOST:PORT": HALDEN_BUS, and where it is not
     /// set or empty the socket below the root directory.
     std::string busAddress;
 
-    /// Reads the environment; before threads run that might change it.
+    /// Reads the environment. Call it before threads run that might change it.
     static Environment read();
 };
 

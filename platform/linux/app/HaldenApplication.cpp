@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/HaldenApplication.h"
 
-#include "CodePages.h"
-#include "DeferredCall.h"
 #include "EmptyPhoneConfig.h"
 #include "Environment.h"
 #include "HealthCheck.h"
 #include "ProcessLock.h"
 #include "SignalBlock.h"
 #include "SignalThread.h"
+#include "common/Guarded.h"
 #include "filesystem/Filesystem.h"
 #include "http/curl/CurlRestApi.h"
 #include "ipc/mosquitto/MessageThread.h"
@@ -25,10 +24,10 @@
 #include <string.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -37,21 +36,21 @@ namespace app {
 namespace {
 
 constexpr unsigned int WORKING_DIRECTORY_MODE = 0775;
-/// What all waits for the property store get together once the process is ending.
+/// Total time of all waits for the property store once the process is ending.
 constexpr std::chrono::seconds STORE_WAITS_AT_END{2};
 
 constexpr const char* DNS_CACHE_TIMEOUT = "networking.curl.DnsCacheTimeout";
 
-/// The threads of a daemon that mostly sleeps share one heap; each would otherwise keep one of its
-/// own that stays as large as its largest moment. Before there are threads.
+/// Makes all threads share one heap: a heap for each thread would stay as large as it ever was.
+/// Call it before there are threads.
 void shareOneHeap() {
 #ifdef __GLIBC__
     ::mallopt(M_ARENA_MAX, 1);
 #endif
 }
 
-/// Takes the configured time, in whole seconds, where there is one. What is not a number is a level
-/// 2 line and ignored. config may be null.
+/// Sets the configured time, in whole seconds, where there is one. A text that is not a number is
+/// ignored with a level 2 line. config may be null.
 void setDnsCacheTimeout(http::IRestApi& client, const phoneconfig::IPhoneConfig* config) {
     const std::string text = config == nullptr ? "" : config->getValue(DNS_CACHE_TIMEOUT);
     if (text.empty())
@@ -63,8 +62,8 @@ void setDnsCacheTimeout(http::IRestApi& client, const phoneconfig::IPhoneConfig*
                << " is not a number of seconds and is ignored";
 }
 
-/// A run with a large file leaves much free memory between what is still used; the allocator gives
-/// it back to the kernel only when told to.
+/// A run with a large file leaves much free memory between used blocks. The allocator gives it back
+/// to the kernel only on request.
 void giveBackFreeMemory() {
 #ifdef __GLIBC__
     ::malloc_trim(0);
@@ -73,8 +72,8 @@ void giveBackFreeMemory() {
 
 } // namespace
 
-/// The framework's own state. The end of the process is told to it by its non-virtual terminate(),
-/// so that it stays usable while the application around it is being destroyed.
+/// The framework's own state. Its terminate() is not virtual, so that it can be called while the
+/// application around it is being destroyed.
 struct HaldenApplication::Impl {
     Impl(std::string application, std::string ipc, const Times& applicationTimes)
         : appName(std::move(application)), ipcName(std::move(ipc)), times(applicationTimes) {}
@@ -90,22 +89,22 @@ struct HaldenApplication::Impl {
     const std::string ipcName;
     const Times times;
 
+    struct Termination {
+        bool isSignalled = false;
+        std::vector<std::function<void()>> listeners;
+    };
+
     std::atomic<bool> initialised = false;
-    std::atomic<bool> terminating = false; ///< set under the mutex
     std::atomic<int> endingSignal = 0;
-    std::mutex mutex;
+    common::Guarded<Termination> termination;
     std::condition_variable terminated;
-    std::vector<std::function<void()>> terminationListeners; ///< under the mutex
     const std::shared_ptr<http::IRestApi> rest = std::make_shared<http::CurlRestApi>();
 
     std::optional<ProcessLock> processLock;
-    // The mask before the threads that inherit it. The signal thread goes last of all in the base's
-    // destructor, so that the time to end covers every other destructor.
     std::optional<SignalBlock> signalBlock;
-    std::optional<DeferredCall> terminationCall;
     std::optional<SignalThread> signalThread;
 
-    // The application's members of the same names, as what they are: cleanup() stops them.
+    // The application's members of the same names under their own types, which cleanup() needs.
     std::shared_ptr<ipc::MessageThread> messageThread;
     std::shared_ptr<propertyapi::SqlitePropertyApi> properties;
     std::optional<HealthCheck> healthCheck;
@@ -114,35 +113,36 @@ struct HaldenApplication::Impl {
 void HaldenApplication::Impl::terminate() {
     std::vector<std::function<void()>> listeners;
     {
-        const std::lock_guard lock(mutex);
-        terminating = true;
-        listeners.swap(terminationListeners);
+        const auto access = termination.lock();
+        access->isSignalled = true;
+        listeners.swap(access->listeners);
     }
-    // First those who want to know why transfers and commands end now.
+    // The listeners come first: what they note explains why transfers and commands end.
     for (const std::function<void()>& listener : listeners)
         listener();
     terminated.notify_all();
     rest->shutdown();
-    os::endCommands();
+    os::stopCommands();
 }
 
-/// True when termination is signalled; longest: none waits for ever.
+/// True when termination is signalled; longest: none waits without a limit.
 bool HaldenApplication::Impl::waitForTermination(std::optional<std::chrono::milliseconds> longest) {
-    std::unique_lock lock(mutex);
-    const auto isSignalled = [this] {
-        return terminating.load();
+    const auto isSignalled = [](const Termination& value) {
+        return value.isSignalled;
     };
+    auto access = termination.lock();
     if (longest)
-        return terminated.wait_for(lock, *longest, isSignalled);
-    terminated.wait(lock, isSignalled);
+        return access.waitUntil(terminated, std::chrono::steady_clock::now() + *longest,
+                                isSignalled);
+    access.wait(terminated, isSignalled);
     return true;
 }
 
 void HaldenApplication::Impl::onTermination(std::function<void()> listener) {
     {
-        const std::lock_guard lock(mutex);
-        if (!terminating) {
-            terminationListeners.push_back(std::move(listener));
+        const auto access = termination.lock();
+        if (!access->isSignalled) {
+            access->listeners.push_back(std::move(listener));
             return;
         }
     }
@@ -176,12 +176,11 @@ void HaldenApplication::Impl::start(HaldenApplication& application) {
             return healthy;
         },
         systemd::feedWatchdog);
-    unmapCodePages();
     application.waitForTermination();
 }
 
-/// After this nothing but the application itself calls its virtual operations: it may be destroyed,
-/// and what its members still publish then goes out until the base ends the bus.
+/// Afterwards only the application itself calls its virtual operations: it may be destroyed. What
+/// its members publish meanwhile is still sent, because the bus ends with the base class.
 void HaldenApplication::Impl::end(HaldenApplication& application) {
     const int signal = endingSignal;
     LOG(1) << appName << " is ending"
@@ -191,8 +190,8 @@ void HaldenApplication::Impl::end(HaldenApplication& application) {
     if (!application.getTerminationFlag())
         application.signalTermination();
     healthCheck.reset();
-    if (terminationCall)
-        terminationCall->close();
+    if (signalThread)
+        signalThread->stop();
     application.cleanup();
 }
 
@@ -212,17 +211,21 @@ HaldenApplication::HaldenApplication(const std::string& appName, const std::stri
     : impl_(std::make_unique<Impl>(appName, ipcName, times)) {}
 
 HaldenApplication::~HaldenApplication() {
-    // Here and not in cleanup(): the service's members, which have gone by now, may have published
-    // to the very end. Explicitly, because the time to end must run until all of it has gone: impl_
-    // as a member is destroyed before the others.
+    // The bus ends here and not in cleanup(): the service's members, which have gone by now, may
+    // have published until the end.
     if (ipcClient)
-        ipcClient->stop();
+        ipcClient->close();
     ipcClient.reset();
     propertyApi.reset();
     impl_->properties.reset();
     messageThreadStrategy.reset();
     impl_->messageThread.reset();
     phoneConfig.reset();
+    // The time to end covers all of the above. Afterwards no thread is left that needs the mask,
+    // and another process may have the name.
+    impl_->signalThread.reset();
+    impl_->signalBlock.reset();
+    impl_->processLock.reset();
 }
 
 void HaldenApplication::exec() {
@@ -246,13 +249,11 @@ void HaldenApplication::init() {
 }
 
 void HaldenApplication::setupSignalHandlers() {
+    // The mask first: every thread inherits it.
     impl_->signalBlock.emplace();
-    // On a thread of its own, so that nothing that signalTermination() does can keep the signal
-    // thread from taking the second signal.
-    impl_->terminationCall.emplace([this] { signalTermination(); });
     impl_->signalThread.emplace(impl_->appName, impl_->times.end, [this](int signal) {
         impl_->endingSignal = signal;
-        impl_->terminationCall->trigger();
+        signalTermination();
     });
 }
 
@@ -260,8 +261,8 @@ void HaldenApplication::setupPhoneConfig() {
     try {
         phoneConfig = std::make_shared<phoneconfig::JsonPhoneConfig>();
     } catch (const std::exception& exception) {
-        // What needs a value that is missing says so when it needs it, and a phone without its
-        // provisioning could not be repaired from afar.
+        // A phone without provisioning could not be repaired remotely. Readers of a missing value
+        // report it themselves.
         LOG(3) << exception.what();
         phoneConfig = std::make_shared<EmptyPhoneConfig>();
     }
@@ -273,11 +274,10 @@ void HaldenApplication::createMessageThreadStrategy() {
 }
 
 void HaldenApplication::createPropertyApi() {
-    // The store's pages are cached by SQLite, coherently with other processes: there is nothing to
-    // be done with single keys.
+    // SQLite caches the store's pages, coherently with other processes: single keys need no cache.
     std::vector<std::string> cachedKeys;
     setupNvmCacheParameters(cachedKeys);
-    // The bound of its waits is told before it is there: opening it may have to wait as well.
+    // The listener is there before the store: opening it may have to wait as well.
     const auto patience = std::make_shared<propertyapi::Patience>();
     onTermination([patience] { patience->limit(STORE_WAITS_AT_END); });
     impl_->properties = std::make_shared<propertyapi::SqlitePropertyApi>(
@@ -301,7 +301,7 @@ void HaldenApplication::signalTermination() {
 }
 
 bool HaldenApplication::getTerminationFlag() const {
-    return impl_->terminating;
+    return impl_->termination.lock()->isSignalled;
 }
 
 void HaldenApplication::waitForTermination() {
@@ -318,7 +318,7 @@ void HaldenApplication::onTermination(std::function<void()> listener) {
 
 void HaldenApplication::cleanup() {
     if (ipcClient)
-        ipcClient->stopServing();
+        ipcClient->stop();
     if (impl_->properties)
         impl_->properties->stop();
     if (impl_->messageThread)
@@ -326,7 +326,7 @@ void HaldenApplication::cleanup() {
 }
 
 bool HaldenApplication::checkHealthStatus() {
-    // The message thread is no sign of life: a request may block it for the length of a run.
+    // The message thread is not a sign of life: a request may block it for the length of a run.
     return impl_->initialised;
 }
 

@@ -28,14 +28,14 @@ HealthCheck::~HealthCheck() {
 void HealthCheck::run() {
     Clock::time_point due = Clock::now() + interval_;
     while (waitUntil(due)) {
-        // From the start of the check: its length does not stretch the interval.
+        // Counted from the start of the check, whose length does not stretch the interval.
         due = Clock::now() + interval_;
         if (isHealthy() && !isStopped())
             onHealthy_();
     }
 }
 
-/// False when the object is going.
+/// False when the object is being destroyed.
 bool HealthCheck::waitUntil(Clock::time_point due) {
     std::unique_lock lock(mutex_);
     return !stopping_.wait_until(lock, due, [this] { return stopped_; });

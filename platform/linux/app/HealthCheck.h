@@ -15,10 +15,10 @@ namespace app {
 /// level 3 line. A check that takes longer than the interval is followed by the next at once.
 class HealthCheck {
 public:
-    /// name: whose health, for log lines.
+    /// name: of the service, for log lines.
     HealthCheck(std::string name, std::chrono::microseconds interval, std::function<bool()> check,
                 std::function<void()> onHealthy);
-    /// Waits for a running check; what it says no longer counts.
+    /// Waits for a running check, whose result no longer counts.
     ~HealthCheck();
     HealthCheck(const HealthCheck&) = delete;
     HealthCheck& operator=(const HealthCheck&) = delete;

@@ -13,9 +13,9 @@ namespace app {
 /// took the lock last.
 class ProcessLock {
 public:
-    /// Throws std::runtime_error, which names the file and the other process, where that has the
-    /// lock. A lock that the system refuses for another reason is one level 2 line, and the object
-    /// is made without it: a phone without its services could not be repaired from afar.
+    /// Throws std::runtime_error, which names the file and the other process, if that one has the
+    /// lock. If the system refuses the lock for another reason, the object is made without it, with
+    /// one level 2 line: a phone without its services could not be repaired remotely.
     explicit ProcessLock(const std::string& name);
 
 private:

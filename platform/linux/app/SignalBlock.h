@@ -8,8 +8,8 @@ namespace app {
 
 /// While the object lives, the signals to end (SIGTERM, SIGINT, SIGHUP) are blocked in the thread
 /// that made it and in every thread that is started from it, and SIGPIPE is ignored in the process.
-/// Make it before the first thread. The destructor puts back what was there before; the signal mask
-/// only on the thread that made the object, as there is no way to change another thread's.
+/// Make it before the first thread. The destructor restores the previous state; the signal mask
+/// only on the thread that made the object, because another thread's mask cannot be changed.
 class SignalBlock {
 public:
     SignalBlock();

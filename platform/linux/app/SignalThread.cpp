@@ -23,10 +23,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// Longest wait for the log before the process is ended without its line.
-constexpr unsigned int LOG_SECONDS = 1;
+constexpr std::chrono::seconds LOG_TIME{1};
 
 struct Event {
-    enum class Kind { Stop, Signal, Deadline } kind;
+    enum class Kind { End, Signal, Deadline } kind;
     int signal = 0;
 };
 
@@ -37,12 +37,12 @@ int takeSignal(int descriptor) {
     return size == static_cast<ssize_t>(sizeof info) ? static_cast<int>(info.ssi_signo) : 0;
 }
 
-Event waitForEvent(int signals, int stop, const std::optional<Clock::time_point>& deadline) {
+Event waitForEvent(int signals, int end, const std::optional<Clock::time_point>& deadline) {
     for (;;) {
-        std::array<pollfd, 2> watched{{{signals, POLLIN, 0}, {stop, POLLIN, 0}}};
+        std::array<pollfd, 2> watched{{{signals, POLLIN, 0}, {end, POLLIN, 0}}};
         ::poll(watched.data(), watched.size(), deadline ? posix::pollTimeout(*deadline) : -1);
         if ((watched[1].revents & POLLIN) != 0)
-            return {Event::Kind::Stop};
+            return {Event::Kind::End};
         if ((watched[0].revents & POLLIN) != 0) {
             if (const int signal = takeSignal(signals); signal != 0)
                 return {Event::Kind::Signal, signal};
@@ -60,17 +60,23 @@ posix::Descriptor openSignals() {
     return signals;
 }
 
-/// Ends the process by SIGALRM should the caller not get to ::alarm(0) in time.
-void armAlarm() {
-    struct sigaction standard {};
-    standard.sa_handler = SIG_DFL;
-    ::sigaction(SIGALRM, &standard, nullptr);
-    sigset_t alarmSignal;
-    ::sigemptyset(&alarmSignal);
-    ::sigaddset(&alarmSignal, SIGALRM);
-    ::pthread_sigmask(SIG_UNBLOCK, &alarmSignal, nullptr);
-    ::alarm(LOG_SECONDS);
-}
+/// Ends the process by SIGALRM after a time, in whole seconds, unless the object is gone by then.
+class Alarm {
+public:
+    explicit Alarm(std::chrono::milliseconds time) {
+        struct sigaction standard {};
+        standard.sa_handler = SIG_DFL;
+        ::sigaction(SIGALRM, &standard, nullptr);
+        sigset_t alarmSignal;
+        ::sigemptyset(&alarmSignal);
+        ::sigaddset(&alarmSignal, SIGALRM);
+        ::pthread_sigmask(SIG_UNBLOCK, &alarmSignal, nullptr);
+        ::alarm(static_cast<unsigned int>(std::chrono::ceil<std::chrono::seconds>(time).count()));
+    }
+    ~Alarm() { ::alarm(0); }
+    Alarm(const Alarm&) = delete;
+    Alarm& operator=(const Alarm&) = delete;
+};
 
 } // namespace
 
@@ -83,16 +89,35 @@ SignalThread::SignalThread(std::string name, std::chrono::milliseconds timeToEnd
     , thread_([this] { run(); }) {}
 
 SignalThread::~SignalThread() {
-    stop_.signal();
+    stop();
+    end_.signal();
     thread_.join();
+}
+
+void SignalThread::stop() {
+    Passing seen = Passing::Possible;
+    if (!passing_.compare_exchange_strong(seen, Passing::Over))
+        passing_.wait(Passing::Running);
+}
+
+void SignalThread::passOn(int signal) {
+    Passing seen = Passing::Possible;
+    if (!passing_.compare_exchange_strong(seen, Passing::Running))
+        return;
+    {
+        const Alarm alarm(timeToEnd_);
+        onFirstSignal_(signal);
+    }
+    passing_ = Passing::Over;
+    passing_.notify_all();
 }
 
 void SignalThread::run() {
     std::optional<Clock::time_point> deadline;
     for (;;) {
-        const Event event = waitForEvent(signals_.get(), stop_.descriptor(), deadline);
+        const Event event = waitForEvent(signals_.get(), end_.descriptor(), deadline);
         switch (event.kind) {
-        case Event::Kind::Stop:
+        case Event::Kind::End:
             return;
         case Event::Kind::Deadline:
             endProcess("it has not ended within " + std::to_string(timeToEnd_.count()) +
@@ -101,17 +126,15 @@ void SignalThread::run() {
             if (deadline)
                 endProcess("a second signal to end arrived");
             deadline = Clock::now() + timeToEnd_;
-            onFirstSignal_(event.signal);
+            passOn(event.signal);
         }
     }
 }
 
 void SignalThread::endProcess(const std::string& reason) const {
-    // What hangs may be the log itself (a full pipe behind stderr): then its line must not keep the
-    // process.
-    armAlarm();
+    // The log itself may hang (stderr is a full pipe): it must not keep the process.
+    const Alarm alarm(LOG_TIME);
     LOG(3) << name_ << " is ended at once: " << reason;
-    ::alarm(0);
     ::_exit(FORCED_END_STATUS);
 }
 

@@ -7,7 +7,7 @@
 namespace systemd {
 
 /// Sends one datagram to a listening Unix socket, as systemd's notification and journal protocols
-/// have it. Both are stable and two lines long; its client library would bring six more with it.
+/// require. Both protocols are stable and short; systemd's client library would load six others.
 ///
 /// socket: a path of the machine, not below the phone's root, or @ and an abstract name. Any
 /// thread. A receiver that does not read is waited for half a second.

@@ -27,8 +27,8 @@ void notify(const char* state) {
         LOG(2) << "Cannot tell systemd " << state << ": " << error.message();
 }
 
-/// A variable's positive number; none when there is no variable. Another text is a level 2 line and
-/// none.
+/// A variable's positive number; none without the variable. Another text is ignored with a level 2
+/// line.
 std::optional<std::int64_t> positiveNumber(const char* variable) {
     const char* const value = std::getenv(variable);
     if (value == nullptr)

@@ -118,7 +118,7 @@ FakeIpcClient::FakeIpcClient(std::shared_ptr<ipc::IMessageThreadStrategy> messag
     : messageThread_(std::move(messageThread)), state_(std::make_shared<State>()) {}
 
 FakeIpcClient::~FakeIpcClient() {
-    stop();
+    close();
 }
 
 bool FakeIpcClient::isConnected() const {
@@ -145,18 +145,26 @@ void FakeIpcClient::activate(ipc::HandlersMap handlers, ipc::ProceduresMap proce
         serveLater();
 }
 
-void FakeIpcClient::stop() {
+void FakeIpcClient::close() {
     {
         const std::lock_guard lock(state_->mutex);
         state_->isStopped = true;
     }
-    stopServing();
+    stop();
 }
 
-void FakeIpcClient::stopServing() {
+void FakeIpcClient::stop() {
+    std::size_t dropped = 0;
+    {
+        const std::lock_guard lock(state_->mutex);
+        state_->isServing = false;
+        dropped = state_->requests.size();
+        state_->requests.clear();
+    }
+    if (dropped > 0) {
+        LOG(2) << "The bus is no longer served, " << dropped << " request(s) dropped";
+    }
     std::unique_lock lock(state_->mutex);
-    state_->isServing = false;
-    state_->requests.clear();
     state_->changed.wait(
         lock, [this] { return !state_->serving || state_->serving == std::this_thread::get_id(); });
 }

@@ -24,7 +24,7 @@ public:
 
     /// Requests run as tasks of the message thread; without one, inside receive() and activate().
     explicit FakeIpcClient(std::shared_ptr<ipc::IMessageThreadStrategy> messageThread = nullptr);
-    /// stop()
+    /// close()
     ~FakeIpcClient() override;
     FakeIpcClient(const FakeIpcClient&) = delete;
     FakeIpcClient& operator=(const FakeIpcClient&) = delete;
@@ -32,8 +32,8 @@ public:
     bool isConnected() const override;
     void publish(const std::string& destination, const ipc::IPCMessage& message) override;
     void activate(ipc::HandlersMap handlers, ipc::ProceduresMap procedures) override;
+    void close() override;
     void stop() override;
-    void stopServing() override;
 
     void setConnected(bool isConnected);
     /// A message arrives from the bus on a topic "SENDER/RECEIVER". Its answer, when it has one, is

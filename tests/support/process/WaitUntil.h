@@ -6,7 +6,7 @@
 
 /// Waits for a condition that another thread or process brings about; false when it does not hold
 /// after the time. The time is a deadline for a broken system, not a measure. interval: between two
-/// looks, longer where a look is dear.
+/// checks, longer where a check is expensive.
 template <typename Condition>
 bool waitUntil(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(20),
                std::chrono::milliseconds interval = std::chrono::milliseconds(2)) {

@@ -48,9 +48,9 @@ bool isDirectory(int parent, const std::string& name) {
            S_ISDIR(status.st_mode);
 }
 
-/// Against removal as an abandoned file, in all processes, until its last descriptor is closed.
-/// False when another process has it locked, to remove it. A file system without locks has no files
-/// removed, either.
+/// Protects a file from removal as an abandoned one, in all processes, until its last descriptor is
+/// closed. False when another process has locked it to remove it. On a file system without locks no
+/// files are removed.
 bool lock(int file) {
     return ::flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
@@ -146,8 +146,8 @@ void AtomicFile::commit() {
 void AtomicFile::flush() {
     if (::fsync(file_.get()) != 0)
         fail(Step::Flush, errno);
-    // Network file systems report a failed write when a descriptor is closed, at the latest. This
-    // one is a second one: the lock lasts until the file has its name.
+    // Network file systems may report a failed write only when a descriptor is closed. A second
+    // descriptor is closed here: the lock lasts until the file has its name.
     posix::Descriptor second(::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
     if (!second.isOpen() || (second.close() != 0 && errno != EINTR))
         fail(Step::Flush, errno);

@@ -12,23 +12,23 @@
 namespace filesystem {
 
 /// A file that is written under a temporary name in its own directory and takes its place at once
-/// with commit(): a reader or a power cut sees the old or the new content and never a part. What is
-/// not committed is removed; what a power cut left, by removeAbandonedFiles(). A symbolic link in
-/// the file's place is replaced, one on the way to it is an error (see Directory). All errors are
-/// std::runtime_error with the path and the cause, those of the system WriteError; after one the
-/// temporary file is gone and nothing can be committed any more, and the old file is there as it
-/// was, unless it was the flush of the directory that failed. For one thread at a time.
+/// with commit(): a reader or a power cut sees the old or the new content and never a part. The
+/// destructor removes a file that was not committed; removeAbandonedFiles() removes one that a
+/// power cut left. A symbolic link in the file's place is replaced, one on the way to it is an
+/// error (see Directory). All errors are std::runtime_error with the path and the cause, those of
+/// the system WriteError. After an error the temporary file is gone, nothing can be committed, and
+/// the old file is unchanged, unless the flush of the directory failed. For one thread at a time.
 class AtomicFile {
 public:
     struct Creation {
-        unsigned int mode;        ///< from the moment of its creation and never a wider one
+        unsigned int mode;        ///< from its creation on, never a wider one
         bool ignoreUmask = false; ///< else the umask's bits are missing
         /// Missing directories are made with this mode, whatever the umask; else they are an error.
         std::optional<unsigned int> directoryMode = std::nullopt;
     };
 
-    /// Throws what stands in the way of a file with that path, as far as it can be told beforehand;
-    /// makes nothing. Directories that are missing do not stand in the way.
+    /// Throws the error that writing a file with that path would end in, as far as it is known
+    /// beforehand. Creates nothing. Missing directories are no error.
     static void check(const std::string& phonePath);
 
     AtomicFile(const std::string& phonePath, const Creation& creation);

@@ -70,7 +70,7 @@ Directory::Directory(const std::string& phonePath, Use use,
     const auto flagsAt = [&](std::size_t depth) {
         return depth == count && use == Use::Files ? READ : SEARCH;
     };
-    // The top at once; step by step only to find out what of it is missing.
+    // The top is opened at once. Only where that fails, single steps find the missing component.
     std::size_t depth = fixed;
     if (!openTop(join(components, depth), flagsAt(depth))) {
         depth = 0;
@@ -108,7 +108,7 @@ bool Directory::enter(const std::string& name, int flags) {
     const int cause = errno;
     const bool link = isLink(directory_.get(), name);
     if (cause == ENOENT && link)
-        return stop(ENOTDIR); // it leads to nowhere
+        return stop(ENOTDIR); // a link without a target
     if (cause == ENOENT && modeOfMissing_)
         return make(name, flags);
     isLink_ = (flags & O_NOFOLLOW) != 0 && link;
@@ -121,7 +121,7 @@ bool Directory::make(const std::string& name, int flags) {
     if (::mkdirat(parent, name.c_str(), mode) != 0) {
         if (errno != EEXIST)
             return stop(errno);
-        // Somebody else made it in the meantime.
+        // Another process made it meanwhile.
         const int next = ::openat(parent, name.c_str(), flags);
         if (next < 0)
             return stop(errno);
@@ -129,7 +129,7 @@ bool Directory::make(const std::string& name, int flags) {
         return true;
     }
     posix::Descriptor made(::openat(parent, name.c_str(), READ | O_NOFOLLOW));
-    // mkdir() takes the umask's bits away.
+    // mkdir() applies the umask.
     if (!made.isOpen() || ::fchmod(made.get(), mode) != 0 || !flush(parent))
         return stop(errno);
     directory_.reset(made.release());

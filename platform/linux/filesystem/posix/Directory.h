@@ -9,23 +9,24 @@
 
 namespace filesystem {
 
-/// An open directory of the phone to which no planted symbolic link led: what is done through its
-/// descriptor happens in that directory, whatever stands at its path by then.
+/// An open directory of the phone to which no planted symbolic link led. Operations on its
+/// descriptor happen in that directory, whatever its path names meanwhile.
 ///
-/// Symbolic links are followed only in the top of the tree, which the distribution lays out and
-/// from where it may link to other partitions: the phone's root directory, the first component of
-/// a path ("/data", "/etc" ...) and "/var/volatile". Below, where files from the net are kept, each
-/// component has to be a directory itself.
+/// Symbolic links are followed only in the top of the tree, where the distribution may link to
+/// other partitions: the phone's root directory, the first component of a path ("/data", "/etc"
+/// ...) and
+/// "/var/volatile". Below, where files from the network are kept, each component has to be a
+/// directory itself.
 class Directory {
 public:
     enum class Use {
-        Search, ///< to reach what is in it; needs no permission to read it
-        Files,  ///< to list and to flush it, too
+        Search, ///< to reach its entries; needs no permission to read it
+        Files,  ///< also to list and to flush it
     };
 
-    /// phonePath: with or without a "/" at its end. modeOfMissing: what is missing is made with
-    /// this mode, whatever the umask, and flushed to disk; what is there is left as it is. Throws
-    /// std::runtime_error for a path that is refused; another failure leaves it closed.
+    /// phonePath: with or without a "/" at its end. modeOfMissing: missing directories are made
+    /// with this mode, whatever the umask, and flushed to disk; existing ones stay unchanged.
+    /// Throws std::runtime_error for a refused path; any other failure leaves the object closed.
     Directory(const std::string& phonePath, Use use,
               std::optional<unsigned int> modeOfMissing = std::nullopt);
 
@@ -34,7 +35,7 @@ public:
     /// It is closed because it, or one above it, does not exist.
     bool isMissing() const { return !isOpen() && cause_ == ENOENT; }
 
-    /// Throws why it is closed: std::system_error with the system's error number, or
+    /// Throws the reason why it is closed: std::system_error with the system's error number, or
     /// std::runtime_error that names the symbolic link in the way. operation: begins the text.
     [[noreturn]] void fail(const std::string& operation) const;
 

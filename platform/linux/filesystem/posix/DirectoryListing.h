@@ -8,7 +8,7 @@
 
 namespace filesystem {
 
-/// Names in an open directory, one after another and in no order; entries may be removed meanwhile.
+/// Iterates over the names in an open directory, in no order. Entries may be removed meanwhile.
 /// Memory does not grow with the directory.
 class DirectoryListing {
 public:

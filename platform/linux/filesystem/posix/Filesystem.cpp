@@ -38,13 +38,13 @@ constexpr const char* MAKING = "Making the directory";
     refuse(READING, path, "it is larger than " + std::to_string(maxBytes) + " bytes");
 }
 
-/// Size of an open file that has been found to be a regular one.
+/// Size of an open file, which must be a regular one.
 std::uint64_t sizeOf(const posix::Descriptor& file, const std::string& path) {
     struct stat status {};
     if (::fstat(file.get(), &status) != 0)
         fail(READING, path, errno);
     if (!S_ISREG(status.st_mode))
-        refuse(READING, path, "it is no regular file");
+        refuse(READING, path, "it is not a regular file");
     return static_cast<std::uint64_t>(status.st_size);
 }
 
@@ -67,7 +67,7 @@ std::size_t readInto(char* buffer, std::size_t size, const posix::Descriptor& fi
 } // namespace
 
 std::string read(const std::string& path, unsigned long long maxBytes) {
-    // Not blocking: opening a FIFO that has no writer would wait for one.
+    // Non-blocking: opening a FIFO without a writer would wait for one.
     const posix::Descriptor file(
         ::open(root::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file.isOpen())
@@ -76,7 +76,7 @@ std::string read(const std::string& path, unsigned long long maxBytes) {
     if (size > maxBytes)
         refuseSize(path, maxBytes);
 
-    // One byte more than the file has shows its end; files of the kernel say that they have none.
+    // Reading one byte more than the size finds the end. Files of the kernel report the size 0.
     constexpr std::size_t STEP = 4096;
     std::string content;
     std::size_t filled = 0;

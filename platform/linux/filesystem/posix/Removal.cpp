@@ -24,7 +24,7 @@ namespace filesystem {
 
 namespace {
 
-/// What was found in a directory.
+/// An entry of a directory.
 struct Found {
     int directory;
     const std::string& directoryPath; ///< the phone's, normalised
@@ -52,10 +52,9 @@ std::string readingOf(const std::string& phonePath) {
     return "Reading the directory " + quote(phonePath);
 }
 
-void lookThroughInner(const Found& inner, const Operation& operation);
+void searchInner(const Found& inner, const Operation& operation);
 
-void lookThrough(int directory, const std::string& path, Within within,
-                 const Operation& operation) {
+void search(int directory, const std::string& path, Within within, const Operation& operation) {
     DirectoryListing listing(directory, path);
     while (const char* const name = listing.next()) {
         const Found found{directory, path, name};
@@ -65,30 +64,30 @@ void lookThrough(int directory, const std::string& path, Within within,
         if (S_ISREG(status.st_mode))
             operation(found);
         else if (S_ISDIR(status.st_mode) && within == Within::DirectoryAndThoseInIt)
-            lookThroughInner(found, operation);
+            searchInner(found, operation);
     }
 }
 
-/// What cannot be read does not keep the rest from being looked through.
-void lookThroughInner(const Found& inner, const Operation& operation) {
+/// An inner directory that cannot be read is one line; the rest is still searched.
+void searchInner(const Found& inner, const Operation& operation) {
     try {
         const posix::Descriptor directory(
             ::openat(inner.directory, inner.name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (!directory.isOpen())
             throw std::system_error(errno, std::generic_category(), readingOf(inner.path()));
-        lookThrough(directory.get(), inner.path(), Within::Directory, operation);
+        search(directory.get(), inner.path(), Within::Directory, operation);
     } catch (const std::system_error& error) {
         LOG(2) << error.what();
     }
 }
 
-void lookThrough(const std::string& phonePath, Within within, const Operation& operation) {
+void search(const std::string& phonePath, Within within, const Operation& operation) {
     const Directory directory(phonePath, Directory::Use::Files);
     if (directory.isMissing())
         return;
     if (!directory.isOpen())
         directory.fail(readingOf(phonePath));
-    lookThrough(directory.get(), normalised(phonePath), within, operation);
+    search(directory.get(), normalised(phonePath), within, operation);
 }
 
 void remove(const Found& file) {
@@ -101,8 +100,8 @@ void remove(const Found& file) {
 void removeIfAbandoned(const Found& file) {
     if (!isTemporaryName(file.name))
         return;
-    // Locked until it is removed: a writer that has made it, but not locked it yet, gives it up.
-    // The kernel drops a lock with the process that holds it.
+    // Locked until it is removed: a writer that has made it but not locked it yet gives it up. The
+    // kernel drops a lock with the process that holds it.
     const posix::Descriptor locked(
         ::openat(file.directory, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
@@ -115,7 +114,7 @@ void removeIfAbandoned(const Found& file) {
 
 void removeAbandonedFiles(const std::string& directory, Within within) {
     try {
-        lookThrough(directory, within, removeIfAbandoned);
+        search(directory, within, removeIfAbandoned);
     } catch (const std::runtime_error& error) {
         LOG(2) << error.what();
     }
@@ -127,7 +126,7 @@ void removeRegularFiles(const std::string& directory, const std::vector<std::str
         keptOnDisk.reserve(kept.size());
         for (const std::string& path : kept)
             keptOnDisk.push_back(normalised(root::onDisk(path)));
-        lookThrough(directory, Within::DirectoryAndThoseInIt, [&](const Found& file) {
+        search(directory, Within::DirectoryAndThoseInIt, [&](const Found& file) {
             if (std::find(keptOnDisk.begin(), keptOnDisk.end(), file.path()) == keptOnDisk.end())
                 remove(file);
         });

@@ -28,7 +28,7 @@ std::uint64_t makeNumber() {
 } // namespace
 
 std::string makeTemporaryName() {
-    // Random once a process, so that names differ from those that an earlier one left.
+    // Random once for each process: the names differ from those that an earlier process left.
     static std::atomic<std::uint64_t> next{makeNumber()};
     std::uint64_t number = next.fetch_add(1);
     std::string name(PREFIX);

@@ -6,12 +6,12 @@
 
 namespace filesystem {
 
-/// A name that no other file being written has: ".tmp-" and 16 hexadecimal digits. Of fixed length,
-/// so that the longest file name has one, too.
+/// A unique name for a file that is being written: ".tmp-" and 16 hexadecimal digits. Its length is
+/// fixed, so that the longest file name has one, too.
 std::string makeTemporaryName();
 
-/// True for every name of that form. No file may be called so: it would be taken for one that a
-/// power cut left, and removed.
+/// True for every name of that form. No other file may have such a name: it would be removed as one
+/// that a power cut left.
 bool isTemporaryName(std::string_view name);
 
 } // namespace filesystem

@@ -2,6 +2,7 @@
 #include "BusAddress.h"
 
 #include "ForeignText.h"
+#include "text/Ascii.h"
 #include "text/Number.h"
 
 #include <sys/un.h>
@@ -20,13 +21,6 @@ constexpr std::uint32_t LARGEST_PORT = 65535;
 
 [[noreturn]] void refuse(const std::string& text, const char* why) {
     throw std::runtime_error("Bus address " + foreignText(text) + " is malformed: " + why);
-}
-
-bool holdsControlCharacter(const std::string& text) {
-    return std::any_of(text.begin(), text.end(), [](char character) {
-        const auto code = static_cast<unsigned char>(character);
-        return code < 0x20 || code == 0x7f;
-    });
 }
 
 /// 0 for anything but a port's number in decimal digits.
@@ -51,7 +45,7 @@ BusAddress parseTcp(const std::string& text) {
         refuse(text, "the port is missing");
     const int port = portNumber(std::string_view(rest).substr(colon + 1));
     if (port == 0)
-        refuse(text, "the port is no number from 1 to 65535");
+        refuse(text, "the port is not a number from 1 to 65535");
     std::string host = rest.substr(0, colon);
     const bool isBracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
     if (isBracketed)
@@ -67,7 +61,7 @@ BusAddress parseTcp(const std::string& text) {
 } // namespace
 
 BusAddress BusAddress::parse(const std::string& text) {
-    if (holdsControlCharacter(text))
+    if (std::any_of(text.begin(), text.end(), ascii::isControl))
         refuse(text, "it holds a control character");
     if (text.starts_with(UNIX_SCHEME))
         return parseUnix(text);

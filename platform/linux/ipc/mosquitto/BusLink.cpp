@@ -28,7 +28,7 @@ std::function<double()> uniformRandom() {
     };
 }
 
-/// Signals are for other threads. SIGPIPE, which the library's writes raise when the broker is
+/// Other threads take the signals. SIGPIPE, which the library's writes raise when the broker is
 /// gone, would end the process.
 void blockSignals() {
     sigset_t all;
@@ -52,11 +52,12 @@ BusLink::BusLink(BusAddress address, std::string clientId, std::vector<std::stri
     , thread_([this] { run(); }) {}
 
 BusLink::~BusLink() {
-    join();
+    close();
 }
 
-void BusLink::join() {
-    std::call_once(joined_, [this] { thread_.join(); });
+void BusLink::close() {
+    outbox_->close();
+    std::call_once(closed_, [this] { thread_.join(); });
 }
 
 void BusLink::run() {
@@ -87,7 +88,7 @@ void BusLink::serveConnection() {
         reportAway(reason);
 }
 
-/// Returns when the connection has ended, with the reason.
+/// Returns the reason once the connection has ended.
 std::string BusLink::serve(MqttConnection& connection) {
     const Clock::time_point readyDeadline = Clock::now() + settings_.connectTimeout;
     while (!connection.isLost()) {
@@ -95,7 +96,7 @@ std::string BusLink::serve(MqttConnection& connection) {
             goOnline();
         send(connection);
         if (mayEnd(connection)) {
-            connection.disconnect();
+            connection.close();
             break;
         }
         if (!connection.isReady() && Clock::now() >= readyDeadline)
@@ -123,7 +124,7 @@ void BusLink::send(MqttConnection& connection) {
     }
 }
 
-/// True when the outbox is closed and everything was sent, or there is no more time for it.
+/// True when the outbox is closed, and either everything was sent or the time for it is over.
 bool BusLink::mayEnd(const MqttConnection& connection) {
     if (!outbox_->isClosed())
         return false;
@@ -147,8 +148,8 @@ void BusLink::waitForEvents(MqttConnection& connection, Clock::time_point readyD
     connection.handleEvents((events & ~POLLOUT) != 0, (events & POLLOUT) != 0);
 }
 
-/// False when the outbox was closed instead. What waits in it then gets one attempt at once: the
-/// broker may be back since the last one.
+/// False when the outbox was closed meanwhile. Messages that wait in it then get one attempt at
+/// once: the broker may be back since the last one.
 bool BusLink::waitForNextAttempt() {
     const Clock::time_point deadline = Clock::now() + backoff_.next();
     while (!outbox_->isClosed() && Clock::now() < deadline) {
@@ -159,7 +160,7 @@ bool BusLink::waitForNextAttempt() {
     return !outbox_->isClosed() || (!outbox_->isEmpty() && !std::exchange(isLastAttempt_, true));
 }
 
-/// The first failure in a row is notable, the following ones are routine.
+/// Only the first failure in a row is notable.
 void BusLink::reportAway(const std::string& reason) {
     LOG(isAwayReported_ ? 1 : 2) << "Bus away: " << address_.text << ": " << reason;
     isAwayReported_ = true;

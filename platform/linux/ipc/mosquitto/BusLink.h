@@ -20,21 +20,21 @@ namespace ipc {
 class MqttConnection;
 
 /// The network thread: keeps a connection to the broker while it lives, sends what is in the outbox
-/// and hands over what arrives. It sleeps in poll(); idle and connected it wakes every third of the
+/// and passes on what arrives. It sleeps in poll(); idle and connected it wakes every third of the
 /// keepalive.
 class BusLink {
 public:
     BusLink(BusAddress address, std::string clientId, std::vector<std::string> topics,
             const BusSettings& settings, std::shared_ptr<Outbox> outbox,
             std::shared_ptr<RequestQueue> requests);
-    /// join()
+    /// close()
     ~BusLink();
     BusLink(const BusLink&) = delete;
     BusLink& operator=(const BusLink&) = delete;
 
-    /// Waits for the end of the thread, which closing the outbox brings about. Idempotent; any
-    /// other thread.
-    void join();
+    /// Closes the outbox, lets the thread send what waits in it and end the connection, and waits
+    /// for its end. Idempotent; any other thread.
+    void close();
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -60,7 +60,7 @@ private:
     bool isAwayReported_ = false;
     bool isLastAttempt_ = false; ///< once the outbox was closed between two connections
     std::optional<Clock::time_point> endDeadline_; ///< set once the outbox was seen closed
-    std::once_flag joined_;
+    std::once_flag closed_;
     std::thread thread_;
 };
 

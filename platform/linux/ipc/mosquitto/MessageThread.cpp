@@ -13,8 +13,8 @@ namespace ipc {
 
 namespace {
 
-/// The message thread that the calling thread is; the system gives a thread's id to another one
-/// after its end, so ids do not tell.
+/// The message thread that the calling thread is. Thread ids cannot tell: the system uses them
+/// again after a thread's end.
 thread_local const MessageThread* runningOn = nullptr;
 
 void runLogged(const std::function<void()>& task) {
@@ -37,12 +37,12 @@ MessageThread::~MessageThread() {
 
 void MessageThread::post(std::function<void()> task) {
     {
-        const std::lock_guard lock(mutex_);
-        if (isStopping_)
+        const auto queue = queue_.lock();
+        if (queue->isStopped)
             return;
-        tasks_.push_back(std::move(task));
+        queue->tasks.push_back(std::move(task));
     }
-    posted_.notify_one();
+    changed_.notify_one();
 }
 
 void MessageThread::stop() {
@@ -52,13 +52,13 @@ void MessageThread::stop() {
 }
 
 void MessageThread::end() {
-    std::deque<std::function<void()>> dropped;
+    std::deque<Task> dropped;
     {
-        const std::lock_guard lock(mutex_);
-        isStopping_ = true;
-        dropped.swap(tasks_);
+        const auto queue = queue_.lock();
+        queue->isStopped = true;
+        dropped.swap(queue->tasks);
     }
-    posted_.notify_one();
+    changed_.notify_one();
     if (!dropped.empty()) {
         LOG(2) << "Message thread stops, " << dropped.size() << " waiting task(s) dropped";
     }
@@ -68,18 +68,19 @@ void MessageThread::end() {
 void MessageThread::run() {
     ::pthread_setname_np(::pthread_self(), "message");
     runningOn = this;
-    while (const std::optional<std::function<void()>> task = next())
+    while (const std::optional<Task> task = next())
         runLogged(*task);
 }
 
 /// Waits for a task; none when the thread is to end.
-std::optional<std::function<void()>> MessageThread::next() {
-    std::unique_lock lock(mutex_);
-    posted_.wait(lock, [this] { return isStopping_ || !tasks_.empty(); });
-    if (isStopping_)
+std::optional<MessageThread::Task> MessageThread::next() {
+    auto queue = queue_.lock();
+    queue.wait(changed_,
+               [](const Queue& value) { return value.isStopped || !value.tasks.empty(); });
+    if (queue->isStopped)
         return std::nullopt;
-    std::function<void()> task = std::move(tasks_.front());
-    tasks_.pop_front();
+    Task task = std::move(queue->tasks.front());
+    queue->tasks.pop_front();
     return task;
 }
 

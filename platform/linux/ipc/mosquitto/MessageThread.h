@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Guarded.h"
 #include "ipc/IMessageThreadStrategy.h"
 
 #include <condition_variable>
@@ -12,8 +13,8 @@
 
 namespace ipc {
 
-/// The message thread as one thread and a queue. It sleeps while there is nothing to do, and holds
-/// no lock while a task runs or is destroyed.
+/// The message thread as one thread and a queue. It sleeps while there is nothing to do. No lock is
+/// held while a task runs or is destroyed.
 class MessageThread : public IMessageThreadStrategy {
 public:
     MessageThread();
@@ -24,20 +25,25 @@ public:
 
     void post(std::function<void()> task) override;
 
-    /// Lets the running task finish, drops those that wait (one level 2 line when there are any)
-    /// and joins. Idempotent; every caller returns after the end. Any thread but the message thread
-    /// itself, which cannot wait for its own end: throws std::logic_error there.
+    /// Lets the running task finish, drops the waiting ones (with one level 2 line where there are
+    /// any) and joins the thread. Idempotent; every caller returns after the end. Throws
+    /// std::logic_error on the message thread itself, which cannot wait for its own end.
     void stop();
 
 private:
+    using Task = std::function<void()>;
+
+    struct Queue {
+        std::deque<Task> tasks;
+        bool isStopped = false;
+    };
+
     void run();
-    std::optional<std::function<void()>> next();
+    std::optional<Task> next();
     void end();
 
-    std::mutex mutex_;
-    std::condition_variable posted_;
-    std::deque<std::function<void()>> tasks_;
-    bool isStopping_ = false;
+    common::Guarded<Queue> queue_;
+    std::condition_variable changed_;
     std::once_flag ended_;
     std::thread thread_;
 };

@@ -20,7 +20,7 @@ namespace ipc {
 
 namespace {
 
-/// A name of its own for each client: the broker ends a connection when another one takes its name.
+/// A unique name for each client: the broker ends a connection when another one takes its name.
 std::string uniqueId(const std::string& clientName) {
     if (!isPublishTopic(clientName))
         throw std::runtime_error("Bus client name " + foreignText(clientName) + " is malformed");
@@ -54,7 +54,7 @@ MosquittoIpcClient::MosquittoIpcClient(const std::string& address, const std::st
                                       checkedTopics(topics), settings, outbox_, requests_)) {}
 
 MosquittoIpcClient::~MosquittoIpcClient() {
-    MosquittoIpcClient::stop();
+    MosquittoIpcClient::close();
 }
 
 bool MosquittoIpcClient::isConnected() const {
@@ -69,14 +69,13 @@ void MosquittoIpcClient::activate(HandlersMap handlers, ProceduresMap procedures
     requests_->activate(std::move(handlers), std::move(procedures));
 }
 
-void MosquittoIpcClient::stopServing() {
-    requests_->close();
+void MosquittoIpcClient::stop() {
+    requests_->stop();
 }
 
-void MosquittoIpcClient::stop() {
-    requests_->close();
-    outbox_->close();
-    link_->join();
+void MosquittoIpcClient::close() {
+    requests_->stop();
+    link_->close();
 }
 
 } // namespace ipc

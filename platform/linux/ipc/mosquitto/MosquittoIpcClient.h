@@ -19,8 +19,8 @@ class RequestQueue;
 /// A message "A" is published on the topic given as destination as
 /// {"name": "A", "parameters": {…}, "flag": …}; one that is not acknowledged when the connection
 /// breaks is sent again, in its place in the order. Requests of more than 64 KiB are dropped with a
-/// level 2 line; those of more than 4 MiB are withheld by the broker, which bounds the memory that
-/// they can cost, and leave no line here.
+/// level 2 line. The broker withholds those of more than 4 MiB, which bounds the memory that they
+/// can cost; they leave no line here.
 class MosquittoIpcClient : public IIPCClient {
 public:
     using Settings = BusSettings;
@@ -34,7 +34,7 @@ public:
                        std::vector<std::string> topics,
                        std::shared_ptr<IMessageThreadStrategy> messageThread,
                        Settings settings = {});
-    /// stop()
+    /// close()
     ~MosquittoIpcClient() override;
     MosquittoIpcClient(const MosquittoIpcClient&) = delete;
     MosquittoIpcClient& operator=(const MosquittoIpcClient&) = delete;
@@ -43,14 +43,14 @@ public:
     bool isConnected() const override;
     void publish(const std::string& destination, const IPCMessage& message) override;
     void activate(HandlersMap handlers, ProceduresMap procedures) override;
-    /// Waits for the handler that runs; its answer is still sent. Called by that handler itself, on
-    /// the message thread, it does not wait for it: then the handler's answer is not sent. Where
-    /// the bus is a TCP host, it may have to wait for the name service.
+    /// Waits for the running handler, whose answer is still sent. When that handler itself calls,
+    /// on the message thread, its answer is not sent. If the bus is a TCP host, the call may wait
+    /// for the name service.
+    void close() override;
     void stop() override;
-    void stopServing() override;
 
 private:
-    const std::shared_ptr<IMessageThreadStrategy> messageThread_; ///< kept to the very end
+    const std::shared_ptr<IMessageThreadStrategy> messageThread_; ///< kept alive to the end
     const std::shared_ptr<Outbox> outbox_;
     const std::shared_ptr<RequestQueue> requests_;
     const std::unique_ptr<BusLink> link_;

@@ -24,124 +24,114 @@ const char* faultOf(const OutgoingMessage& message) {
     return message.payload.size() > LARGEST_PAYLOAD ? "it is too large" : nullptr;
 }
 
-void logDropped(const OutgoingMessage& message, const char* why) {
-    LOG(2) << "Bus message " << foreignText(message.name) << " to " << foreignText(message.topic)
-           << " dropped: " << why;
-}
-
-void logDropped(const std::vector<OutgoingMessage>& messages) {
-    for (const OutgoingMessage& message : messages)
-        logDropped(message, "too many wait for the bus");
-}
-
 } // namespace
 
 Outbox::Outbox(std::size_t waitingLimit, std::size_t byteLimit)
     : waitingLimit_(waitingLimit), byteLimit_(byteLimit) {}
 
 void Outbox::push(OutgoingMessage message) {
-    if (const char* fault = faultOf(message)) {
-        logDropped(message, fault);
-        return;
-    }
-    bool isRefused = false;
-    bool isAwaited = false;
-    std::vector<OutgoingMessage> dropped;
-    {
-        const std::lock_guard lock(mutex_);
-        isRefused = isClosed_;
-        if (!isRefused) {
-            bytes_ += sizeOf(message);
-            messages_.push_back(std::move(message));
-            dropped = dropExcess();
-            isAwaited = isOnline_;
-        }
-    }
-    if (isRefused) // NOLINTNEXTLINE(bugprone-use-after-move): what is refused was not moved.
-        logDropped(message, "the connection to the bus has been ended");
-    if (isAwaited)
+    log(append(std::move(message)));
+    // Offline, the network thread is left asleep: it sends what waits when it gets online.
+    if (isOnline())
         wakeUp_.signal();
-    logDropped(dropped);
+}
+
+/// The messages that are dropped instead: the new one where it is refused, else the oldest ones.
+std::vector<Outbox::Dropped> Outbox::append(OutgoingMessage message) {
+    std::vector<Dropped> dropped;
+    if (const char* fault = faultOf(message)) {
+        dropped.push_back({std::move(message), fault});
+        return dropped;
+    }
+    const auto queue = queue_.lock();
+    if (queue->isClosed) {
+        dropped.push_back({std::move(message), "the connection to the bus has been ended"});
+        return dropped;
+    }
+    queue->bytes += sizeOf(message);
+    queue->messages.push_back(std::move(message));
+    return dropExcess(*queue);
 }
 
 void Outbox::close() {
-    {
-        const std::lock_guard lock(mutex_);
-        isClosed_ = true;
-    }
+    queue_.lock()->isClosed = true;
     wakeUp_.signal();
 }
 
 bool Outbox::isClosed() const {
-    const std::lock_guard lock(mutex_);
-    return isClosed_;
+    return queue_.lock()->isClosed;
 }
 
 bool Outbox::isEmpty() const {
-    const std::lock_guard lock(mutex_);
-    return messages_.empty();
+    return queue_.lock()->messages.empty();
 }
 
 bool Outbox::isOnline() const {
-    const std::lock_guard lock(mutex_);
-    return isOnline_;
+    return queue_.lock()->isOnline;
 }
 
 std::optional<OutgoingMessage> Outbox::take() {
-    const std::lock_guard lock(mutex_);
-    if (messages_.empty())
+    const auto queue = queue_.lock();
+    if (queue->messages.empty())
         return std::nullopt;
-    return popFront();
+    return queue->popFront();
 }
 
 void Outbox::goOnline() {
-    const std::lock_guard lock(mutex_);
-    isOnline_ = true;
+    queue_.lock()->isOnline = true;
 }
 
 void Outbox::goOffline(std::vector<OutgoingMessage> unacknowledged) {
-    std::vector<OutgoingMessage> dropped;
+    std::vector<Dropped> dropped;
     {
-        const std::lock_guard lock(mutex_);
-        isOnline_ = false;
+        const auto queue = queue_.lock();
+        queue->isOnline = false;
         for (const OutgoingMessage& message : unacknowledged)
-            bytes_ += sizeOf(message);
-        messages_.insert(messages_.begin(), std::make_move_iterator(unacknowledged.begin()),
-                         std::make_move_iterator(unacknowledged.end()));
-        dropped = dropExcess();
+            queue->bytes += sizeOf(message);
+        queue->messages.insert(queue->messages.begin(),
+                               std::make_move_iterator(unacknowledged.begin()),
+                               std::make_move_iterator(unacknowledged.end()));
+        dropped = dropExcess(*queue);
     }
-    logDropped(dropped);
+    log(dropped);
 }
 
 void Outbox::discard() {
     std::deque<OutgoingMessage> dropped;
     {
-        const std::lock_guard lock(mutex_);
-        dropped.swap(messages_);
-        bytes_ = 0;
+        const auto queue = queue_.lock();
+        dropped.swap(queue->messages);
+        queue->bytes = 0;
     }
     if (!dropped.empty()) {
         LOG(2) << "Connection to the bus ends, " << dropped.size() << " waiting message(s) dropped";
     }
 }
 
-/// A single message is kept whatever its size.
-bool Outbox::isOverfull() const {
-    return isOnline_ ? bytes_ > byteLimit_ && messages_.size() > 1
-                     : messages_.size() > waitingLimit_;
-}
-
-std::vector<OutgoingMessage> Outbox::dropExcess() {
-    std::vector<OutgoingMessage> dropped;
-    while (isOverfull())
-        dropped.push_back(popFront());
+std::vector<Outbox::Dropped> Outbox::dropExcess(Queue& queue) const {
+    std::vector<Dropped> dropped;
+    while (isOverfull(queue))
+        dropped.push_back({queue.popFront(), "too many wait for the bus"});
     return dropped;
 }
 
-OutgoingMessage Outbox::popFront() {
-    OutgoingMessage message = std::move(messages_.front());
-    messages_.pop_front();
-    bytes_ -= sizeOf(message);
+/// A single message is kept whatever its size.
+bool Outbox::isOverfull(const Queue& queue) const {
+    return queue.isOnline ? queue.bytes > byteLimit_ && queue.messages.size() > 1
+                          : queue.messages.size() > waitingLimit_;
+}
+
+void Outbox::log(const std::vector<Dropped>& messages) {
+    for (const auto& [message, why] : messages) {
+        LOG(2) << "Bus message " << foreignText(message.name) << " to "
+               << foreignText(message.topic) << " dropped: " << why;
+    }
+}
+
+OutgoingMessage Outbox::Queue::popFront() {
+    OutgoingMessage message = std::move(messages.front());
+    messages.pop_front();
+    bytes -= sizeOf(message);
     return message;
 }
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Guarded.h"
 #include "posix/WakeUp.h"
 
 #include <cstddef>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,19 +19,20 @@ struct OutgoingMessage {
     std::optional<std::string> correlationData;
 };
 
-/// Messages on their way from any thread to the network thread, in the order of push(). Bounded:
-/// by number while the bus is away, by size while it is there; beyond that the oldest is dropped
-/// with a level 2 line. Starts with the bus away. Any thread, where nothing else is said.
+/// Messages on their way from any thread to the network thread, in the order of push(). Their
+/// number is bounded while the bus is away, their size while it is connected; beyond that the
+/// oldest is dropped with a level 2 line. Starts with the bus away. Any thread, unless stated
+/// otherwise.
 class Outbox {
 public:
     /// waitingLimit: messages kept while the bus is away; byteLimit: bytes of topics and payloads
-    /// kept while it is there.
+    /// kept while it is connected.
     Outbox(std::size_t waitingLimit, std::size_t byteLimit);
 
-    /// Never blocks. A message whose topic is malformed or whose payload is too large, and every
-    /// message once the outbox is closed, is dropped with a level 2 line.
+    /// Never blocks. Drops, with a level 2 line, a message with a malformed topic or too large a
+    /// payload, and every message once the outbox is closed.
     void push(OutgoingMessage message);
-    /// No further messages are taken in; those that wait stay.
+    /// Accepts no further messages; those that wait stay.
     void close();
 
     bool isClosed() const;
@@ -40,9 +41,9 @@ public:
 
     /// The oldest message. Network thread.
     std::optional<OutgoingMessage> take();
-    /// The bus is there. Network thread.
+    /// The bus is connected. Network thread.
     void goOnline();
-    /// The bus went away; the messages that were taken but did not arrive go back to the front, in
+    /// The bus went away. The messages that were taken but not acknowledged return to the front, in
     /// their order. Network thread.
     void goOffline(std::vector<OutgoingMessage> unacknowledged);
     /// Drops what still waits, with one level 2 line when there is any. Network thread, at its end.
@@ -53,18 +54,29 @@ public:
     void clearWakeUp() { wakeUp_.clear(); }
 
 private:
-    bool isOverfull() const;
-    std::vector<OutgoingMessage> dropExcess();
-    OutgoingMessage popFront();
+    struct Dropped {
+        OutgoingMessage message;
+        const char* why;
+    };
+
+    struct Queue {
+        OutgoingMessage popFront();
+
+        std::deque<OutgoingMessage> messages;
+        std::size_t bytes = 0;
+        bool isOnline = false;
+        bool isClosed = false;
+    };
+
+    std::vector<Dropped> append(OutgoingMessage message);
+    std::vector<Dropped> dropExcess(Queue& queue) const;
+    bool isOverfull(const Queue& queue) const;
+    static void log(const std::vector<Dropped>& messages);
 
     const std::size_t waitingLimit_;
     const std::size_t byteLimit_;
     posix::WakeUp wakeUp_;
-    mutable std::mutex mutex_;
-    std::deque<OutgoingMessage> messages_;
-    std::size_t bytes_ = 0;
-    bool isOnline_ = false;
-    bool isClosed_ = false;
+    common::Guarded<Queue> queue_;
 };
 
 } // namespace ipc

@@ -12,8 +12,8 @@ namespace ipc {
 inline constexpr std::size_t DEEPEST_NESTING = 32;
 
 /// The message in a payload. "parameters" that is missing counts as empty, "flag" that is missing
-/// as false. A payload that is no bus message throws std::runtime_error, whose text says why and
-/// quotes nothing of it: parameters may be secret.
+/// as false. Another payload throws std::runtime_error, whose text says why it is not a bus message
+/// and quotes nothing of it: parameters may be secret.
 IPCMessage decode(std::string_view payload);
 
 } // namespace ipc

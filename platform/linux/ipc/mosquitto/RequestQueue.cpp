@@ -32,7 +32,6 @@ std::optional<IPCMessage> decodeLogged(const IncomingMessage& message) {
     try {
         return decode(message.payload);
     } catch (const std::exception& exception) {
-        // NOLINTNEXTLINE(bugprone-use-after-move): what is dropped was not moved.
         LOG(2) << "Bus message on " << foreignText(message.topic)
                << " dropped: " << exception.what();
         return std::nullopt;
@@ -50,70 +49,63 @@ void RequestQueue::activate(HandlersMap handlers, ProceduresMap procedures) {
         std::make_shared<const Tables>(Tables{std::move(handlers), std::move(procedures)});
     std::size_t waiting = 0;
     {
-        const std::lock_guard lock(mutex_);
-        if (isActivated_)
+        const auto state = state_.lock();
+        if (state->isActivated)
             throw std::logic_error("The request table of the bus client is active already");
-        isActivated_ = true;
-        if (isClosed_)
+        state->isActivated = true;
+        if (state->isStopped)
             return;
-        tables_ = std::move(tables);
-        waiting = messages_.size();
+        state->tables = std::move(tables);
+        waiting = state->messages.size();
     }
     while (waiting-- > 0)
         postServing();
 }
 
 void RequestQueue::arrived(IncomingMessage message) {
-    if (append(message))
-        postServing();
-}
-
-/// True when the message is to be served now.
-bool RequestQueue::append(IncomingMessage& message) {
-    bool isDropped = false;
-    bool isActive = false;
-    {
-        const std::lock_guard lock(mutex_);
-        if (isClosed_)
-            return false;
-        isDropped =
-            messages_.size() >= limits_.messages || bytes_ + sizeOf(message) > limits_.bytes;
-        if (!isDropped) {
-            bytes_ += sizeOf(message);
-            messages_.push_back(std::move(message));
-            isActive = tables_ != nullptr;
-        }
-    }
-    if (isDropped) {
-        // NOLINTNEXTLINE(bugprone-use-after-move): what is dropped was not moved.
-        LOG(2) << "Bus message on " << foreignText(message.topic)
+    if (const auto refused = append(std::move(message))) {
+        LOG(2) << "Bus message on " << foreignText(refused->topic)
                << " dropped: too many wait for the message thread";
+        return;
     }
-    return isActive;
+    postServing();
 }
 
-/// Each task serves the message that is the oldest when it runs, so the order of the messages does
-/// not depend on that of the tasks.
+/// The message when there is no room for it. After stop() it is dropped.
+std::optional<IncomingMessage> RequestQueue::append(IncomingMessage message) {
+    const std::size_t size = sizeOf(message);
+    const auto state = state_.lock();
+    if (state->isStopped)
+        return std::nullopt;
+    if (state->messages.size() >= limits_.messages || state->bytes + size > limits_.bytes)
+        return message;
+    state->bytes += size;
+    state->messages.push_back(std::move(message));
+    return std::nullopt;
+}
+
+/// Each task serves the oldest message at the time when it runs, so that the order of the messages
+/// does not depend on that of the tasks. A task that finds nothing to serve does nothing.
 void RequestQueue::postServing() {
     if (const auto messageThread = messageThread_.lock())
         messageThread->post([self = shared_from_this()] { self->serveNext(); });
 }
 
-void RequestQueue::close() {
+void RequestQueue::stop() {
     std::deque<IncomingMessage> dropped;
     std::shared_ptr<const Tables> tables;
     {
-        std::unique_lock lock(mutex_);
-        isClosed_ = true;
-        dropped.swap(messages_);
-        tables.swap(tables_);
-        finished_.wait(lock, [this] {
-            return !serving_.has_value() || serving_ == std::this_thread::get_id();
-        });
+        const auto state = state_.lock();
+        state->isStopped = true;
+        dropped.swap(state->messages);
+        tables.swap(state->tables);
     }
     if (!dropped.empty()) {
         LOG(2) << "The bus is no longer served, " << dropped.size() << " request(s) dropped";
     }
+    state_.lock().wait(finished_, [](const State& value) {
+        return !value.serving || value.serving == std::this_thread::get_id();
+    });
 }
 
 void RequestQueue::serveNext() {
@@ -124,21 +116,18 @@ void RequestQueue::serveNext() {
 }
 
 std::optional<RequestQueue::Work> RequestQueue::begin() {
-    const std::lock_guard lock(mutex_);
-    if (isClosed_ || messages_.empty())
+    const auto state = state_.lock();
+    if (!state->tables || state->messages.empty())
         return std::nullopt;
-    Work work{std::move(messages_.front()), tables_};
-    messages_.pop_front();
-    bytes_ -= sizeOf(work.message);
-    serving_ = std::this_thread::get_id();
+    Work work{std::move(state->messages.front()), state->tables};
+    state->messages.pop_front();
+    state->bytes -= sizeOf(work.message);
+    state->serving = std::this_thread::get_id();
     return work;
 }
 
 void RequestQueue::finish() {
-    {
-        const std::lock_guard lock(mutex_);
-        serving_.reset();
-    }
+    state_.lock()->serving.reset();
     finished_.notify_all();
 }
 
@@ -165,7 +154,7 @@ void RequestQueue::serve(const Work& work) const {
         answer(work.message, *request, std::move(*params));
 }
 
-/// The parameters of the answer; none when nobody serves a message of that name.
+/// The parameters of the answer; none when no table has a message of that name.
 std::optional<IpcMsgParams> RequestQueue::run(const Tables& tables,
                                               const IPCMessage& request) const {
     if (const auto handler = tables.handlers.find(request.name); handler != tables.handlers.end())

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Outbox.h"
+#include "common/Guarded.h"
 #include "ipc/IIPCClient.h"
 #include "ipc/IMessageThreadStrategy.h"
 
@@ -9,7 +10,6 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -24,27 +24,28 @@ struct IncomingMessage {
     std::optional<std::string> correlationData;
 };
 
-/// Messages on their way from the bus to the message thread, where they are decoded and served one
-/// at a time in the order of arrival; the answers go to the outbox. Those that arrive before
-/// activate() wait. Bounded: when too many wait, the newest is dropped with a level 2 line. Kept
-/// by shared pointers, as the tasks that it posts may outlive its owner. Any thread.
+/// Messages on their way from the bus to the message thread, which decodes and serves them one at a
+/// time in the order of arrival; the answers go to the outbox. Messages that arrive before
+/// activate() wait. Bounded: when too many wait, the newest is dropped with a level 2 line. Held by
+/// shared pointers, because the tasks that it posts may outlive its owner. Any thread.
 class RequestQueue : public std::enable_shared_from_this<RequestQueue> {
 public:
-    /// The most messages, and bytes of their parts, that may wait.
+    /// How many messages, and bytes of their parts, may wait.
     struct Limits {
         std::size_t messages;
         std::size_t bytes;
     };
-    /// messageThread is not kept: its own tasks keep the queue, and it must not end on itself.
+    /// messageThread is not kept alive: its tasks keep the queue alive, and it must not be
+    /// destroyed by one of them.
     RequestQueue(const std::shared_ptr<IMessageThreadStrategy>& messageThread,
                  std::shared_ptr<Outbox> outbox, Limits limits);
 
     /// A second call throws std::logic_error.
     void activate(HandlersMap handlers, ProceduresMap procedures);
     void arrived(IncomingMessage message);
-    /// Serves nothing further. Returns when the handler that runs is done, or at once when it is
-    /// that handler that calls.
-    void close();
+    /// Serves nothing further. Returns when the running handler is done; called by that handler, at
+    /// once.
+    void stop();
 
 private:
     struct Tables {
@@ -56,7 +57,16 @@ private:
         std::shared_ptr<const Tables> tables;
     };
 
-    bool append(IncomingMessage& message);
+    struct State {
+        std::deque<IncomingMessage> messages;
+        std::size_t bytes = 0;
+        std::shared_ptr<const Tables> tables; ///< none before activate() and after stop()
+        bool isActivated = false;
+        bool isStopped = false;
+        std::optional<std::thread::id> serving; ///< the thread on which a handler runs
+    };
+
+    std::optional<IncomingMessage> append(IncomingMessage message);
     void postServing();
     void serveNext();
     std::optional<Work> begin();
@@ -69,15 +79,8 @@ private:
     const std::weak_ptr<IMessageThreadStrategy> messageThread_;
     const std::shared_ptr<Outbox> outbox_;
     const Limits limits_;
-
-    std::mutex mutex_;
+    common::Guarded<State> state_;
     std::condition_variable finished_;
-    std::deque<IncomingMessage> messages_;
-    std::size_t bytes_ = 0;
-    std::shared_ptr<const Tables> tables_; ///< none before activate() and after close()
-    bool isActivated_ = false;
-    bool isClosed_ = false;
-    std::optional<std::thread::id> serving_; ///< the thread on which a handler runs
 };
 
 } // namespace ipc

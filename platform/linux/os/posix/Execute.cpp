@@ -34,9 +34,9 @@ using Clock = std::chrono::steady_clock;
     throw std::system_error(cause, std::generic_category(), operation);
 }
 
-/// Readable once commands are to end. Of the process, as execute() is a function. Negative where
-/// the system has no descriptor left: then a command runs until its time is up.
-int endEvent() {
+/// Readable once commands have to end, in the whole process. Negative where the system has no
+/// descriptor left: then a command runs until its time is over.
+int stopEvent() {
     static const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     return event;
 }
@@ -46,8 +46,8 @@ void check(int cause, const char* operation) {
         fail(cause, operation);
 }
 
-/// How the program starts: a process group of its own, every signal with its default action and
-/// none blocked, no input, and no descriptor of this process but output and errors.
+/// How the program starts: in a process group of its own, every signal with its default action and
+/// none blocked, without input, and with no descriptor of this process except output and errors.
 class SpawnSetup {
 public:
     SpawnSetup() {
@@ -90,8 +90,8 @@ private:
     posix_spawn_file_actions_t actions_{};
 };
 
-/// A started program and its process group. Its number is not given to another process before
-/// wait(), which whoever makes the object calls in the end.
+/// A started program and its process group. The system does not use its number again before wait(),
+/// which the owner has to call.
 class Process {
 public:
     explicit Process(pid_t pid) : pid_(pid), descriptor_(openDescriptor(pid)) {
@@ -103,20 +103,20 @@ public:
         }
     }
 
-    enum class Outcome { Ended, TimedOut, ToBeEnded };
+    enum class Outcome { Ended, TimedOut, Stopped };
 
-    /// Waits for its end, the deadline or endCommands().
+    /// Waits for its end, the deadline or stopCommands().
     Outcome waitUntil(Clock::time_point deadline) const {
         for (;;) {
             std::array<pollfd, 2> awaited{
-                {{endEvent(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}}};
+                {{stopEvent(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}}};
             const timespec remaining = until(deadline);
             const int ready = ::ppoll(awaited.data(), awaited.size(), &remaining, nullptr);
             if (ready < 0 && errno == EINTR)
                 continue;
             if (ready > 0 && awaited[1].revents != 0)
                 return Outcome::Ended;
-            return ready > 0 ? Outcome::ToBeEnded : Outcome::TimedOut;
+            return ready > 0 ? Outcome::Stopped : Outcome::TimedOut;
         }
     }
 
@@ -184,7 +184,7 @@ int execute(const std::string& command, unsigned int timeoutMs) {
     std::vector<std::string> words = split(command);
     if (words.empty())
         words.emplace_back();
-    // Arguments may hold what is not for the log.
+    // Arguments may hold secrets, which the log must not.
     const std::string program = words.front();
     try {
         const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -195,7 +195,7 @@ int execute(const std::string& command, unsigned int timeoutMs) {
         process.killGroup();
         process.wait();
         LOG(2) << "Command " << program << " was killed: "
-               << (outcome == Process::Outcome::ToBeEnded
+               << (outcome == Process::Outcome::Stopped
                        ? "the process is ending"
                        : "it did not end within " + std::to_string(timeoutMs) + " ms");
     } catch (const std::exception& exception) {
@@ -204,10 +204,10 @@ int execute(const std::string& command, unsigned int timeoutMs) {
     return -1;
 }
 
-void endCommands() noexcept {
+void stopCommands() noexcept {
     const std::uint64_t one = 1;
     // The counter is never read: the event stays readable. A write fails only once it is full.
-    [[maybe_unused]] const ssize_t written = ::write(endEvent(), &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = ::write(stopEvent(), &one, sizeof one);
 }
 
 } // namespace os

@@ -12,9 +12,9 @@ namespace phoneconfig {
 /// by the constructor.
 class JsonPhoneConfig : public IPhoneConfig {
 public:
-    /// A file that is missing is an empty configuration (one level 2 log line). Throws
-    /// std::runtime_error for a file that cannot be read or is not such an object (no text, a key
-    /// twice); it names the file, and line and column or the key.
+    /// A missing file is an empty configuration (one level 2 line). A file that cannot be read or
+    /// is not such an object (a value is not a text, a key comes twice) throws std::runtime_error,
+    /// which names the file, and line and column or the key.
     explicit JsonPhoneConfig(const std::string& path = "/etc/phoneconfig.json");
 
     bool hasValue(const std::string& key) const override;

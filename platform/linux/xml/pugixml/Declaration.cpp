@@ -12,11 +12,11 @@ namespace {
 
 constexpr std::string_view DIGITS = "0123456789";
 constexpr std::string_view LETTERS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-/// What the name of an encoding goes on with.
+/// Characters after the first one in the name of an encoding.
 constexpr std::string_view NAME_REST =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
 
-/// How documents begin in encodings that are not read; the longer mark comes first.
+/// How documents begin in unsupported encodings; the longer mark comes first.
 struct Mark {
     std::string_view bytes;
     const char* encoding;
@@ -51,7 +51,7 @@ Part readPart(Scanner& document) {
     const std::string_view name = document.attributeName();
     const char mark = document.take();
     const std::size_t value = document.at();
-    // No farther than to the markup that follows, which no message is to show.
+    // The search ends at the next markup, which no message may show.
     const std::array<char, 2> stops{mark, '<'};
     if (!document.skipTo({stops.data(), stops.size()}) || !document.looksAt(mark))
         document.fail("the value of the attribute " + shown(name) + " is not closed", value - 1);
@@ -89,7 +89,7 @@ void checkStandalone(const Scanner& document, const Part& part) {
                       part.offset);
 }
 
-/// Not every processing instruction whose name begins so.
+/// True for the declaration, not for every processing instruction whose name begins with "xml".
 bool beginsHere(Scanner document) {
     return document.skip("<?") && document.name() == "xml";
 }
@@ -102,7 +102,7 @@ void refuseForeignMark(const Scanner& document) {
     }
 }
 
-/// The parts in the order that they have to have.
+/// The parts in their prescribed order.
 enum Place : std::size_t { VERSION, ENCODING, STANDALONE };
 constexpr std::array<std::string_view, 3> NAMES{"version", "encoding", "standalone"};
 

@@ -56,7 +56,7 @@ constexpr std::array<Range, 16> NAME_START{{
     {0x10000, 0xeffff},
 }};
 
-/// … and go on with, besides.
+/// … and those that may follow besides.
 constexpr std::array<Range, 6> NAME_REST{{
     {'0', '9'},
     {'-', '-'},
@@ -118,7 +118,7 @@ bool Scanner::skipBlanks() {
     return at_ != begin;
 }
 
-bool Scanner::skipBehind(std::string_view end) {
+bool Scanner::skipPast(std::string_view end) {
     const std::size_t found = text_.find(end, at_);
     if (found == NONE)
         return false;

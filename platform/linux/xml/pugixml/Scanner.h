@@ -7,7 +7,7 @@
 
 namespace common::xml {
 
-/// That a document in UTF-8 may begin with; no part of it.
+/// A document in UTF-8 may begin with this mark, which is not part of it.
 constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
 
 /// Throws XmlException "line L, column C: WHAT" for a place in the text. Lines end at LF, CR LF or
@@ -18,7 +18,7 @@ constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
 std::string shown(std::string_view name);
 
 bool isBlank(char character);
-/// True for what a document may hold.
+/// True for a character that a document may hold.
 bool isCharacter(char32_t code);
 
 /// A place that moves through a text.
@@ -36,18 +36,18 @@ public:
     /// The same, and passes it.
     char take() { return text_[at_++]; }
 
-    /// Each passes what it is asked to, or nothing: false.
+    /// Each passes what it names and returns true, or passes nothing and returns false.
     bool skip(std::string_view part);
     bool skip(char character);
     bool skipBlanks();
-    /// A construct that ends with these characters.
-    bool skipBehind(std::string_view end);
-    /// Up to the first of these characters, or else, which is false too, to the end of the text.
+    /// Everything up to these characters, and them.
+    bool skipPast(std::string_view end);
+    /// Everything up to the first of these characters. False: there is none, and the place is at
+    /// the end of the text.
     bool skipTo(std::string_view characters);
     /// Empty when there is none.
     std::string_view name();
-    /// The name of an attribute, and what stands between it and its value: afterwards the place is
-    /// at the mark that opens the value.
+    /// The name of an attribute; afterwards the place is at the mark that opens its value.
     std::string_view attributeName();
 
     [[noreturn]] void fail(const std::string& what) const { fail(what, at_); }

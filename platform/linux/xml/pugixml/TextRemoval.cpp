@@ -10,8 +10,8 @@ namespace common::xml {
 
 namespace {
 
-/// Just behind the first of these texts from there on; the end when there is none.
-std::size_t behind(std::string_view text, std::string_view end, std::size_t from) {
+/// Position after the first occurrence of a text from there on; the end when there is none.
+std::size_t after(std::string_view text, std::string_view end, std::size_t from) {
     const std::size_t found = text.find(end, from);
     return found == std::string_view::npos ? text.size() : found + end.size();
 }
@@ -36,19 +36,19 @@ std::size_t findTag(std::string_view document, std::size_t from) {
             });
         if (construct == PASSED_OVER.end())
             return at;
-        from = behind(document, construct->end, at + construct->begin.size());
+        from = after(document, construct->end, at + construct->begin.size());
     }
 }
 
-/// What stands in quotes may hold a ">".
-std::size_t behindTag(std::string_view document, std::size_t tag) {
+/// A text in quotes may hold a ">".
+std::size_t afterTag(std::string_view document, std::size_t tag) {
     for (std::size_t at = tag;;) {
         at = document.find_first_of("\"'>", at);
         if (at == std::string_view::npos)
             return document.size();
         if (document[at] == '>')
             return at + 1;
-        at = behind(document, document.substr(at, 1), at + 1);
+        at = after(document, document.substr(at, 1), at + 1);
     }
 }
 
@@ -58,7 +58,7 @@ void removeText(std::string& document) {
     for (std::size_t at = 0; at < document.size();) {
         const std::size_t tag = findTag(document, at);
         std::fill_n(document.data() + at, tag - at, ' ');
-        at = behindTag(document, tag);
+        at = afterTag(document, tag);
     }
 }
 

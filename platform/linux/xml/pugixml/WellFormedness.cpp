@@ -24,7 +24,7 @@ std::string hexadecimal(const char* prefix, int digits, char32_t code) {
     return text.data();
 }
 
-/// Goes over a document, from construct to construct.
+/// Checks a document, construct by construct.
 class Checker : private Scanner {
 public:
     explicit Checker(std::string_view text) : Scanner(text) {}
@@ -77,7 +77,7 @@ private:
         return character.size;
     }
 
-    /// What may stand before and behind the root element.
+    /// What may stand before and after the root element.
     void outside() {
         for (;;) {
             skipBlanks();
@@ -92,7 +92,7 @@ private:
         }
     }
 
-    /// One piece of what an element holds.
+    /// One piece of an element's content.
     void content() {
         if (atEnd())
             fail("the element " + shown(open_[depth_ - 1].name) + " is not closed",
@@ -119,7 +119,7 @@ private:
         const std::size_t begin = at();
         if (!skip("<!--"))
             return false;
-        if (!skipBehind("--"))
+        if (!skipPast("--"))
             fail("the comment is not closed", begin);
         if (!skip(">"))
             fail("\"--\" is not allowed in a comment", at() - 2);
@@ -137,7 +137,7 @@ private:
             fail("an XML declaration is only allowed at the very beginning", begin);
         if (!looksAt("?>") && !skipBlanks())
             fail("a processing instruction has an improper name", begin);
-        if (!skipBehind("?>"))
+        if (!skipPast("?>"))
             fail("the processing instruction is not closed", begin);
         return true;
     }
@@ -146,12 +146,12 @@ private:
         const std::size_t begin = at();
         if (!skip("<![CDATA["))
             return false;
-        if (!skipBehind("]]>"))
+        if (!skipPast("]]>"))
             fail("the character data section is not closed", begin);
         return true;
     }
 
-    /// Never true: refuses "<!" where it begins nothing that is allowed.
+    /// Never true: refuses "<!" where it does not begin an allowed construct.
     bool refuseDeclaration() const {
         if (looksAt("<!DOCTYPE"))
             fail("a document type declaration is not allowed");

@@ -5,9 +5,10 @@
 
 namespace common::xml {
 
-/// Refuses with XmlException what pugixml would let pass or report without a name: everything that
-/// parse() refuses but for the size. One thing is let pass on purpose: a repeated attribute. Goes
-/// over the text a constant number of times; not recursive; constant memory.
+/// Refuses with XmlException everything that parse() refuses, except for the size. The check comes
+/// before pugixml because pugixml accepts two root elements, a NUL in the text and more that is not
+/// well-formed, and names neither line nor column. A repeated attribute is accepted. Passes over
+/// the text a constant number of times, without recursion, in constant memory.
 void checkWellFormed(std::string_view text);
 
 } // namespace common::xml

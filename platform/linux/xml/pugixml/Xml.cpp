@@ -20,7 +20,7 @@ pugi::xml_node toLibrary(void* element) {
     return pugi::xml_node(static_cast<pugi::xml_node_struct*>(element));
 }
 
-/// This node or the first sibling behind it that is an element; null when there is none.
+/// This node or the first sibling after it that is an element; null when there is none.
 void* elementFrom(pugi::xml_node node) {
     while (node && node.type() != pugi::node_element)
         node = node.next_sibling();
@@ -107,7 +107,7 @@ Document parse(std::string text) {
         impl->text.data(), impl->text.size(), OPTIONS, pugi::encoding_utf8);
     if (result.status == pugi::status_out_of_memory)
         throw std::bad_alloc();
-    // The text has been changed by now: line and column can no longer be told.
+    // The text has been overwritten by now: line and column are no longer known.
     if (!result)
         throw XmlException("byte " + std::to_string(result.offset) + ": " + result.description());
     return Document(std::move(impl));

@@ -33,8 +33,8 @@ TEST(EndCommands, KillsThoseThatRunAndEveryLaterOne) {
     ASSERT_TRUE(waitUntil([&] { return phone.exists("/one") && phone.exists("/two"); }));
 
     const auto begin = std::chrono::steady_clock::now();
-    os::endCommands();
-    os::endCommands();
+    os::stopCommands();
+    os::stopCommands();
     for (std::future<int>& command : running)
         EXPECT_EQ(command.get(), -1);
     EXPECT_EQ(executed("/three").get(), -1);

@@ -5,8 +5,8 @@
 
 namespace logger {
 
-/// Writes lines to standard error, whatever became of it: one that is closed, full or without a
-/// reader loses lines and neither ends the process nor stops it for long. For one thread at a time.
+/// Writes lines to standard error. Where that is closed, full or without a reader, lines are lost,
+/// but the process is neither ended nor stopped for long. For one thread at a time.
 class StderrWriter {
 public:
     /// line: with its line feed.

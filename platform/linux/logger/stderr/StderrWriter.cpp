@@ -15,13 +15,13 @@ namespace logger {
 
 namespace {
 
-/// How long one line waits for a reader that does not read.
+/// How long one line waits for a reader that is not reading.
 constexpr int PATIENCE_MS = 500;
-/// A pipe that has room has it for so many bytes: a write of them does not block and is not mixed
-/// with others.
+/// A writable pipe has room for this many bytes: a write of them does not block, and others do not
+/// mix with it.
 constexpr std::size_t CHUNK = PIPE_BUF;
 
-/// Keeps the signal of a pipe without a reader from the process while the object lives.
+/// Blocks the signal of a pipe without a reader while the object lives.
 class PipeSignalBlocked {
 public:
     PipeSignalBlocked() {
@@ -33,7 +33,7 @@ public:
         ::pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
     }
     ~PipeSignalBlocked() {
-        // The signal goes to the writing thread: what is pending now came from here.
+        // The signal goes to the writing thread: a pending one came from here.
         constexpr timespec AT_ONCE{0, 0};
         if (!wasPending_) {
             while (::sigtimedwait(&pipe_, nullptr, &AT_ONCE) < 0 && errno == EINTR) {

@@ -2,72 +2,56 @@
 #include "JournalWriter.h"
 #include "MaskedText.h"
 #include "StderrWriter.h"
+#include "common/Guarded.h"
 #include "logger/Logger.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
-#include <spdlog/details/log_msg.h>
-#include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/base_sink.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 namespace logger {
 
 namespace {
 
-spdlog::level::level_enum libraryLevel(int level) {
-    if (level <= PROGRESS)
-        return spdlog::level::info;
-    return level == NOTABLE ? spdlog::level::warn : spdlog::level::err;
+/// "2026-05-01T12:00:00.007Z": UTC.
+std::string now() {
+    using namespace std::chrono;
+    const auto time = floor<milliseconds>(system_clock::now());
+    const auto midnight = floor<days>(time);
+    const year_month_day date(midnight);
+    const hh_mm_ss clock(time - midnight);
+    std::array<char, 32> text{};
+    std::snprintf(
+        text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int(date.year()),
+        unsigned(date.month()), unsigned(date.day()), static_cast<int>(clock.hours().count()),
+        static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()),
+        static_cast<int>(clock.subseconds().count()));
+    return text.data();
 }
 
-/// %*: the level as this system counts it.
-class LevelNumber : public spdlog::custom_flag_formatter {
-public:
-    void format(const spdlog::details::log_msg& message, const std::tm& /*time*/,
-                spdlog::memory_buf_t& line) override {
-        line.push_back(message.level == spdlog::level::info   ? '1'
-                       : message.level == spdlog::level::warn ? '2'
-                                                              : '3');
-    }
-    std::unique_ptr<custom_flag_formatter> clone() const override {
-        return std::make_unique<LevelNumber>();
-    }
-};
+/// TIME LEVEL SOURCE:LINE TEXT
+std::string lineOf(const Record& record, std::string_view text) {
+    const int level = std::clamp<int>(record.level, PROGRESS, FAILURE);
+    std::string line = now();
+    line.append(" ").append(std::to_string(level)).append(" ").append(record.source);
+    line.append(":").append(std::to_string(record.line)).append(" ").append(text).append("\n");
+    return line;
+}
 
-/// One line a message. The sink's lock is held while a line is written: that is what keeps the
-/// lines of several threads apart.
-class StderrSink : public spdlog::sinks::base_sink<std::mutex> {
-public:
-    StderrSink() {
-        auto formatter =
-            std::make_unique<spdlog::pattern_formatter>(spdlog::pattern_time_type::utc, "\n");
-        formatter->add_flag<LevelNumber>('*').set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %* %s:%# %v");
-        formatter_ = std::move(formatter);
-    }
-
-protected:
-    void sink_it_(const spdlog::details::log_msg& message) override {
-        spdlog::memory_buf_t line;
-        formatter_->format(message, line);
-        writer_.write({line.data(), line.size()});
-    }
-    void flush_() override {}
-
-private:
-    StderrWriter writer_;
-};
-
-/// A process without a standard error would give its number to the next file that it opens, and the
-/// lines would go there.
-void keepStderrFromOthers() {
+/// Without a standard error, the next file that the process opens would get its number, and the log
+/// lines.
+void reserveStderr() {
     if (::fcntl(STDERR_FILENO, F_GETFD) >= 0)
         return;
     const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -82,15 +66,15 @@ std::string configuredLevel() {
     return value == nullptr ? "" : value;
 }
 
-/// PROGRESS for what is not a level.
+/// PROGRESS for a text that is not a level.
 int levelOf(const std::string& text) {
     return text == "2" ? NOTABLE : text == "3" ? FAILURE : PROGRESS;
 }
 
-/// Where the lines go; decided at the first one.
+/// The destination of the lines, chosen at the first one.
 class Output {
 public:
-    Output() { keepStderrFromOthers(); }
+    Output() { reserveStderr(); }
 
     int lowestLevel() const { return lowestLevel_; }
 
@@ -111,24 +95,22 @@ private:
     }
 
     void writeLine(const Record& record) {
-        const std::string source(record.source);
         const std::string text = escapeControls(withMaskedPasswords(record.text));
         if (toJournal_ && JournalWriter::write(record, text))
             return;
-        const spdlog::details::log_msg message(spdlog::source_loc{source.c_str(), record.line, ""},
-                                               "", libraryLevel(record.level), text);
-        stderr_.log(message);
+        stderr_.lock()->write(lineOf(record, text));
     }
 
     const std::string level_ = configuredLevel();
     const int lowestLevel_ = levelOf(level_);
     std::once_flag levelChecked_;
-    StderrSink stderr_;
+    /// Its lock is held while a line is written: that keeps the lines of several threads apart.
+    common::Guarded<StderrWriter> stderr_;
     const bool toJournal_ = JournalWriter::isStderrTheJournal();
 };
 
 Output& output() {
-    // Never destroyed: other objects' destructors may log to the very end of the process.
+    // Never destroyed: destructors of other objects may log until the end of the process.
     static Output& theOutput = *new Output;
     return theOutput;
 }

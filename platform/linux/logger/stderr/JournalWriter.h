@@ -11,11 +11,11 @@ struct Record;
 /// Any thread.
 class JournalWriter {
 public:
-    /// systemd connected standard error to the journal, and the journal can be reached.
+    /// True when systemd connected standard error to the journal and the journal can be reached.
     static bool isStderrTheJournal();
 
-    /// text: the record's text without control characters. False when the journal does not take
-    /// the entry: it is not running, or the entry is too long for it.
+    /// text: the record's text without control characters. False when the journal does not accept
+    /// the entry: it is not running, or the entry is too long.
     static bool write(const Record& record, std::string_view text);
 };
 

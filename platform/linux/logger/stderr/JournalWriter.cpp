@@ -27,8 +27,8 @@ int priority(int level) {
 } // namespace
 
 bool JournalWriter::isStderrTheJournal() {
-    // systemd names device and inode of the stream that it connected to the journal; standard
-    // error may have been put elsewhere since.
+    // systemd names device and inode of the stream that it connected to the journal. Standard error
+    // may have been redirected since.
     const char* stream = std::getenv("JOURNAL_STREAM");
     struct stat status {};
     if (stream == nullptr || ::fstat(STDERR_FILENO, &status) != 0)

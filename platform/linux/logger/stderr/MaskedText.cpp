@@ -11,7 +11,7 @@ constexpr std::string_view SCHEME_END = "://";
 constexpr std::string_view BLANKS{" \t\r\n\v\f\0", 7};
 constexpr std::size_t NONE = std::string_view::npos;
 
-/// True for "HOST", "HOST:PORT" and "[ADDRESS]:PORT", punctuation behind them allowed: a URL
+/// True for "HOST", "HOST:PORT" and "[ADDRESS]:PORT", also with punctuation after them: a URL
 /// without credentials.
 bool isHostAndPort(std::string_view authority) {
     constexpr std::string_view PUNCTUATION = "\"'.,;)]}>?!";
@@ -25,13 +25,13 @@ bool isHostAndPort(std::string_view authority) {
     return port.find_first_not_of(PUNCTUATION, digits) == NONE;
 }
 
-/// Finds the ends of credentials. Goes over the text from front to back and looks at each part of
-/// it a fixed number of times, whatever somebody put into the text.
+/// Finds the ends of credentials. It moves from front to back and reads each part of the text a
+/// fixed number of times, whatever the text holds.
 class CredentialsFinder {
 public:
     explicit CredentialsFinder(std::string_view text) : text_(text) {}
 
-    /// Where the "@" stands behind the credentials that begin there; NONE: there are none.
+    /// Position of the "@" after the credentials that begin there; NONE: there are none.
     std::size_t find(std::size_t begin) {
         moveTo(begin);
         const std::size_t slash = std::min(text_.find('/', begin), text_.size());
@@ -40,7 +40,7 @@ public:
             return at;
         if (isHostAndPort(text_.substr(begin, end - begin)))
             return NONE;
-        // What should be a port is none: a password with a "/" or a blank in it.
+        // The part after the colon is not a port: it is a password with a "/" or a blank in it.
         if (slash > wordEnd_)
             return lastAt(wordEnd_, slash);
         return wordAt_ == NONE || wordAt_ < slash ? NONE : wordAt_;

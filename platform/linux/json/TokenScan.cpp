@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "JsonScan.h"
-
-#include "text/Utf8.h"
+#include "TokenScan.h"
 
 #include <algorithm>
 
-namespace ipc {
+namespace json {
 
 namespace {
 
@@ -44,8 +42,8 @@ bool isNumber(std::string_view text) {
     return text.empty();
 }
 
-/// Position behind the string whose opening quote is at begin; npos when it is no valid string.
-std::size_t behindString(std::string_view text, std::size_t begin) {
+/// Position after the string whose opening quote is at begin; npos when it is not valid.
+std::size_t endOfString(std::string_view text, std::size_t begin) {
     for (std::size_t index = begin + 1; index < text.size(); ++index) {
         if (byteAt(text, index) < 0x20)
             return std::string_view::npos;
@@ -57,8 +55,8 @@ std::size_t behindString(std::string_view text, std::size_t begin) {
     return std::string_view::npos;
 }
 
-/// Position behind the number that begins at begin; npos when it is none.
-std::size_t behindNumber(std::string_view text, std::size_t begin) {
+/// Position after the number that begins at begin; npos when it is not valid.
+std::size_t endOfNumber(std::string_view text, std::size_t begin) {
     const std::size_t end = std::min(text.find_first_not_of("0123456789+-.eE", begin), text.size());
     return isNumber(text.substr(begin, end - begin)) ? end : std::string_view::npos;
 }
@@ -67,36 +65,26 @@ bool beginsNumber(char character) {
     return character == '-' || character == '+' || DIGITS.find(character) != std::string_view::npos;
 }
 
-/// A control character that is no white space. The parser takes a NUL for the end of the text.
+/// True for a control character that is not white space.
 bool isStray(char character) {
     return static_cast<unsigned char>(character) < 0x20 &&
            std::string_view("\t\n\r").find(character) == std::string_view::npos;
 }
 
-/// Position behind the string, number or single character at begin; npos when it is invalid.
-std::size_t behindToken(std::string_view text, std::size_t begin) {
+/// Position after the string, number or single character at begin; npos when it is not valid.
+std::size_t endOfToken(std::string_view text, std::size_t begin) {
     const char character = text[begin];
     if (character == '"')
-        return behindString(text, begin);
+        return endOfString(text, begin);
     if (beginsNumber(character))
-        return behindNumber(text, begin);
+        return endOfNumber(text, begin);
     return isStray(character) ? std::string_view::npos : begin + 1;
 }
 
 } // namespace
 
-bool isUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t size = utf8::first(text).size;
-        if (size == 0)
-            return false;
-        text.remove_prefix(size);
-    }
-    return true;
-}
-
-JsonScan scanJson(std::string_view text) {
-    JsonScan result;
+TokenScan scanTokens(std::string_view text) {
+    TokenScan result;
     std::size_t depth = 0;
     std::size_t index = 0;
     while (index < text.size()) {
@@ -105,13 +93,14 @@ JsonScan scanJson(std::string_view text) {
             result.depth = std::max(result.depth, ++depth);
         else if ((character == '}' || character == ']') && depth > 0)
             --depth;
-        index = behindToken(text, index);
-        if (index == std::string_view::npos) {
-            result.tokensAreValid = false;
+        const std::size_t end = endOfToken(text, index);
+        if (end == std::string_view::npos) {
+            result.invalidAt = index;
             return result;
         }
+        index = end;
     }
     return result;
 }
 
-} // namespace ipc
+} // namespace json
