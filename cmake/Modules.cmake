@@ -22,10 +22,12 @@ function(ovo_program NAME)
   target_link_libraries(${NAME} PRIVATE ovo_flags ${P_LIBRARIES})
 endfunction()
 
-# ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL]): a GoogleTest executable, each of
-# its tests a test of ctest. SERIAL: never beside another test (measures time or uses the machine).
+# ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL] [SLOW PATTERN...]): a GoogleTest
+# executable, each of its tests a test of ctest. SERIAL: never beside another test (measures time or
+# uses the machine). SLOW: the tests that match one of the patterns (as in --gtest_filter) carry the
+# label "slow"; only the test preset "debug" runs those.
 function(ovo_test NAME)
-  cmake_parse_arguments(T "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(T "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES;SLOW" ${ARGN})
   add_executable(${NAME} ${T_SOURCES})
   set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   target_include_directories(${NAME} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
@@ -33,11 +35,17 @@ function(ovo_test NAME)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 60)
   endif()
+  set(serial OFF)
   if(T_SERIAL)
     set(serial ON)
-  else()
-    set(serial OFF)
   endif()
-  gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${NAME}."
+  set(common DISCOVERY_MODE PRE_TEST TEST_PREFIX "${NAME}."
     PROPERTIES TIMEOUT ${T_TIMEOUT} RUN_SERIAL ${serial})
+  if(T_SLOW)
+    list(JOIN T_SLOW ":" slow)
+    gtest_discover_tests(${NAME} TEST_FILTER "-${slow}" ${common})
+    gtest_discover_tests(${NAME} TEST_FILTER "${slow}" ${common} LABELS slow)
+  else()
+    gtest_discover_tests(${NAME} ${common})
+  endif()
 endfunction()

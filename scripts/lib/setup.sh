@@ -46,7 +46,8 @@ install_packages() (
         "${apt[@]}" install --no-install-recommends "$@" >>"$log" 2>&1
 )
 
-# Makes sure that every package of scripts/packages is installed.
+# Makes sure that every package of scripts/packages is installed. With OVO_NO_INSTALL in the
+# environment it installs nothing and fails when one is missing.
 setup_packages() {
     local missing log
     if ! command -v dpkg-query >/dev/null; then
@@ -56,8 +57,12 @@ setup_packages() {
     fi
     missing=$(packages_missing)
     [[ -n $missing ]] || return 0
+    if [[ -n ${OVO_NO_INSTALL:-} ]]; then
+        echo "setup: nothing is to be installed, but packages are missing: ${missing//$'\n'/ }" >&2
+        return 1
+    fi
     if [[ $(id -u) -ne 0 ]] && ! command -v sudo >/dev/null; then
-        echo "setup: packages are missing and neither root nor sudo is at hand; install as root:" >&2
+        echo "setup: packages are missing; installing them takes root or sudo:" >&2
         echo "  apt-get install --no-install-recommends ${missing//$'\n'/ }" >&2
         return 1
     fi
@@ -65,7 +70,7 @@ setup_packages() {
     log=$(mktemp)
     # shellcheck disable=SC2086 # the names are to be split
     if ! install_packages "$log" $missing; then
-        echo "setup: the packages could not be installed; apt-get's last words:" >&2
+        echo "setup: the packages could not be installed; the end of apt-get's output:" >&2
         tail -n 20 "$log" >&2
         rm -f "$log"
         return 1

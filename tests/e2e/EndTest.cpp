@@ -57,11 +57,13 @@ protected:
         ASSERT_TRUE(phone->waitForValue("State.Provisioning.InProgress", "1")) << phone->log();
     }
 
-    /// The stock shell holds the store's write lock until the test ends.
+    /// The stock shell holds the store's write lock until the test ends. What it waits in ends with
+    /// it.
     void holdStore() {
         holder = std::make_unique<ChildProcess>(std::vector<std::string>{
             "sqlite3", phone->root().host("/data/properties.db"), "BEGIN IMMEDIATE",
-            ".shell touch " + phone->root().host("/held"), ".shell exec sleep 60"});
+            ".shell touch " + phone->root().host("/held"),
+            ".shell while kill -0 $PPID; do sleep 0.2; done 2>/dev/null"});
         ASSERT_TRUE(waitUntil([this] { return phone->root().exists("/held"); }));
     }
 

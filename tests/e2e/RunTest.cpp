@@ -60,12 +60,16 @@ TEST(Run, BootsFetchesDecryptsAppliesAndPublishes) {
 
 TEST(Run, SecretsStayPrivate) {
     Phone phone;
-    phone.publishEncrypted("/provisioning.xml", parameterFile(param("Time.Zone", "UTC")));
+    constexpr const char* ACCOUNT_PASSWORD = "account-pa55word";
+    phone.publishEncrypted("/provisioning.xml",
+                           parameterFile(param("SIP.Account.1.Password", ACCOUNT_PASSWORD)));
     phone.boot(phone.url("/provisioning.xml"));
-    EXPECT_THAT(phone.log(), Not(HasSubstr(Phone::PASSWORD)));
-    EXPECT_THAT(phone.log(), Not(HasSubstr(Phone::KEY)));
-    for (const BusPeer::Message& message : phone.bus().messages())
-        EXPECT_THAT(message.payload, Not(HasSubstr(Phone::PASSWORD)));
+    EXPECT_EQ(phone.value("SIP.Account.1.Password"), ACCOUNT_PASSWORD);
+    for (const char* secret : {Phone::PASSWORD, Phone::KEY, ACCOUNT_PASSWORD}) {
+        EXPECT_THAT(phone.log(), Not(HasSubstr(secret)));
+        for (const BusPeer::Message& message : phone.bus().messages())
+            EXPECT_THAT(message.payload, Not(HasSubstr(secret)));
+    }
     EXPECT_EQ(modeOf(phone.root().host("/data/properties.db")), 0600U);
     EXPECT_EQ(modeOf(phone.root().host("/var/volatile/provisioning/provisioning.xml")), 0600U);
 }
