@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A run of 10,000 parameters, from trigger to published result, beside the raw cost of the same
+// A run of 10,000 parameters, from trigger to published result, and the raw cost of the same
 // work, round by round in one process. Prints medians, and their ratio.
 
 #include "RawRun.h"

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# The libraries behind the platform, each from the distribution's packages.
+# The libraries that the platform uses, from the distribution's packages.
 
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)

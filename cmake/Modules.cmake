@@ -25,7 +25,7 @@ endfunction()
 # ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL] [SLOW PATTERN...]): a GoogleTest
 # executable, each of its tests a test of ctest. SERIAL: never beside another test (measures time or
 # uses the machine). SLOW: the tests that match one of the patterns (as in --gtest_filter) carry the
-# label "slow"; only the test preset "debug" runs those.
+# label "slow" and are SERIAL; only the test preset "debug" runs those.
 function(ovo_test NAME)
   cmake_parse_arguments(T "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES;SLOW" ${ARGN})
   add_executable(${NAME} ${T_SOURCES})
@@ -44,7 +44,7 @@ function(ovo_test NAME)
   if(T_SLOW)
     list(JOIN T_SLOW ":" slow)
     gtest_discover_tests(${NAME} TEST_FILTER "-${slow}" ${common})
-    gtest_discover_tests(${NAME} TEST_FILTER "${slow}" ${common} LABELS slow)
+    gtest_discover_tests(${NAME} TEST_FILTER "${slow}" ${common} RUN_SERIAL ON LABELS slow)
   else()
     gtest_discover_tests(${NAME} ${common})
   endif()

@@ -1,13 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
-# What every script needs: the tree, the packages and the builds. Sourced, never run.
+# Common to all scripts: the tree, the packages and the builds. Sourced, never run.
 
 tree=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
 
 # Where Debian has servers, which are not in an ordinary user's path.
 export PATH=$PATH:/usr/sbin:/sbin
 
-# Objects of one clone serve every other one: nothing that is compiled depends on where the tree is.
+# Cached objects serve every clone: no object depends on the path of the tree.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$tree}
 export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
 
@@ -20,7 +20,7 @@ packages_wanted() {
 packages_missing() {
     local wanted installed
     wanted=$(packages_wanted)
-    # dpkg-query complains about names that it never heard of; those are missing too.
+    # dpkg-query complains about unknown names; those are missing as well.
     # shellcheck disable=SC2016,SC2086 # the format is dpkg-query's; the names are to be split
     installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' $wanted 2>/dev/null |
         sed -n 's/^installed //p' || true)
@@ -36,7 +36,7 @@ install_packages() (
     [[ $(id -u) -eq 0 ]] || as_root=(sudo)
     policy=/usr/sbin/policy-rc.d
     if [[ ! -e $policy ]]; then
-        # Asked by the packages' own scripts before they start anything; 101 forbids it.
+        # The packages' own scripts ask it before they start anything; 101 forbids it.
         printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
         trap '"${as_root[@]}" rm -f "$policy"' EXIT
         "${as_root[@]}" chmod 755 "$policy"
@@ -83,7 +83,7 @@ setup_packages() {
     fi
 }
 
-# require_commands COMMAND...: fails with a sentence that names those that are not there.
+# require_commands COMMAND...: fails with a line that names the missing ones.
 require_commands() {
     local command missing=()
     for command in "$@"; do
