@@ -57,7 +57,8 @@ protected:
         ASSERT_TRUE(phone->waitForValue("State.Provisioning.InProgress", "1")) << phone->log();
     }
 
-    /// The stock shell holds the store's write lock until the test ends. What it waits in ends with it.
+    /// The stock shell holds the store's write lock until the test ends. What it waits in ends with
+    /// it.
     void holdStore() {
         holder = std::make_unique<ChildProcess>(std::vector<std::string>{
             "sqlite3", phone->root().host("/data/properties.db"), "BEGIN IMMEDIATE",
