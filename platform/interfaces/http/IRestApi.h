@@ -2,6 +2,7 @@
 #pragma once
 
 #include "http/ISecurity.h"
+#include "http/Secret.h"
 #include "http/UrlInfo.h"
 
 #include <chrono>
@@ -22,20 +23,20 @@ struct HttpRequest {
     UrlInfo url; ///< credentials in it are not used
     AuthScheme auth = AuthScheme::None;
     std::string user;
-    std::string password;
+    Secret password;
     std::string caBundlePath; ///< trusted certificates, the phone's path
     std::optional<ClientIdentity> clientIdentity;
     std::chrono::milliseconds connectTimeout{10000};
     /// Below 100 bytes/s for this long, the wait for the first byte included.
-    std::chrono::milliseconds stallTimeout{30000};
+    std::chrono::seconds stallTimeout{30};
     /// Called before the body of a response with status 200 with its length where that was
     /// announced (never for a compressed one, whose length says nothing). May be empty.
     std::function<void(std::uint64_t length)> onLength;
     /// Takes the body piece by piece, after decompression, of a response with status 200.
     std::function<void(const char* data, std::size_t size)> onBody;
     /// Counters in bytes as transferred: total (0: unknown), received; other than 0 aborts. Called
-    /// several times a second while the request runs, also while nothing arrives, and at its end.
-    /// May be empty.
+    /// about once a second while the request runs, also while nothing arrives, more often while
+    /// much arrives, and at its end. May be empty.
     std::function<int(std::int64_t total, std::int64_t received)> onProgress;
 };
 

@@ -7,7 +7,7 @@
 
 namespace http {
 
-/// A text that is no usable URL. The text never holds credentials.
+/// A text that is not a usable URL. The text never holds credentials.
 class UrlException : public std::exception {
 public:
     explicit UrlException(std::string message) : message_(std::move(message)) {}

@@ -127,9 +127,7 @@ http::DownloadResult FakeFileDownloader::deliver(const Request& request,
     const std::string hostPath = root::toHost(request.path).text();
     if (request.path.back() == '/')
         throw std::runtime_error("Path \"" + request.path + "\" refused: it names no file");
-    http::UrlInfo address(request.url);
-    address.user.clear();
-    address.password.clear();
+    http::UrlInfo address = withoutCredentials(http::UrlInfo(request.url));
     if (address.fileName.empty())
         address.fileName = defaultFileName_;
 

@@ -12,6 +12,8 @@ namespace {
 
 constexpr long PROXY_AUTHENTICATION_REQUIRED = 407;
 
+constexpr const char* STALLED = "the transfer stalled";
+
 constexpr Clause<int> CONNECTING[] = {
     {ECONNREFUSED, "connection refused"},        {EHOSTUNREACH, "the host is unreachable"},
     {ENETUNREACH, "the network is unreachable"}, {ENETDOWN, "the network is down"},
@@ -50,6 +52,7 @@ constexpr Clause<CURLcode> ANSWER[] = {
     {CURLE_WEIRD_SERVER_REPLY, "the answer is garbled"},
     {CURLE_BAD_CONTENT_ENCODING, "the answer is garbled"},
     {CURLE_TOO_MANY_REDIRECTS, "@ keeps asking for authentication"},
+    {CURLE_OPERATION_TIMEDOUT, STALLED},
 };
 
 /// What a SOCKS proxy says, or does.
@@ -139,6 +142,8 @@ const char* describeConnecting(const FailedRequest& request) {
 }
 
 const char* describeTimeout(const FailedRequest& request, const Peer& peer) {
+    if (request.sent)
+        return STALLED;
     if (request.tls.isShakingHands())
         return "the TLS handshake with @ timed out";
     return peer.isProxy ? "@ did not answer in time" : "timed out while connecting";

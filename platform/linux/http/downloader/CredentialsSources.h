@@ -2,6 +2,7 @@
 #pragma once
 
 #include "http/ICredentialsProvider.h"
+#include "http/Secret.h"
 #include "http/UrlInfo.h"
 
 #include <array>
@@ -15,7 +16,7 @@ namespace http {
 /// User name and password; never one without the other.
 struct Credentials {
     std::string user;
-    std::string password;
+    Secret password;
     bool typedIn = false; ///< by the user, on the phone's screen
 
     bool sameAs(const Credentials& other) const {
