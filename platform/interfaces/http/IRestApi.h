@@ -17,8 +17,8 @@ namespace http {
 /// How credentials are presented to a server.
 enum class AuthScheme { None, Basic, Digest };
 
-/// One GET request, without redirection. The callbacks run on the requesting thread; what they
-/// throw ends the request and stands in the response.
+/// One GET request; redirects are not followed. The callbacks run on the requesting thread; their
+/// exceptions end the request and are handed out with the response.
 struct HttpRequest {
     UrlInfo url; ///< credentials in it are not used
     AuthScheme auth = AuthScheme::None;
@@ -50,7 +50,7 @@ struct HttpResponse {
     /// whole, whatever its status. The body of a status other than 200 is dropped, and a large one
     /// is not waited for.
     std::string failure;
-    /// What a callback threw, which is a failure too.
+    /// The exception of a callback; failure is set too.
     std::exception_ptr callbackError;
 };
 
@@ -59,8 +59,8 @@ struct HttpResponse {
 class IRestApi {
 public:
     virtual ~IRestApi() = default;
-    /// Performs one request; blocks until it has ended. Throws neither for what the network does
-    /// nor for what a callback throws.
+    /// Performs one request; blocks until it has ended. Failures of the network and exceptions of
+    /// callbacks are part of the response, not thrown.
     virtual HttpResponse get(const HttpRequest& request) = 0;
     /// Aborts running requests within a second and refuses further ones: the process is ending.
     virtual void shutdown() noexcept = 0;

@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t KEPT_SESSIONS = 4;
 constexpr long DNS_CACHE_SECONDS = 60;
 
-/// At the first request: it brings megabytes into memory that a phone without provisioning does not
-/// need.
+/// At the first request: the library takes megabytes of memory that a phone without provisioning
+/// does not need.
 void initialiseLibrary() {
     static const CURLcode done = ::curl_global_init(CURL_GLOBAL_DEFAULT);
     if (done != CURLE_OK)
@@ -146,7 +146,7 @@ void CurlRestApi::shutdown() noexcept {
 }
 
 void CurlRestApi::proxyChanged() {
-    // The library reads the environment at each request; connections over the old proxy go.
+    // Proxy::of() reads the environment at each request; connections over the old proxy are closed.
     std::vector<Impl::Session> outdated; // ended without the lock
     const auto pool = impl_->pool.lock();
     ++pool->generation;

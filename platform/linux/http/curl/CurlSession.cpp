@@ -10,8 +10,8 @@ namespace http {
 namespace {
 
 constexpr long KEPT_CONNECTIONS = 4;
-/// A digest answer takes one more request, a stale one a further; the library counts them as
-/// redirects.
+/// Digest authentication takes a second request, and a third one when the nonce is stale; the
+/// library counts them as redirects.
 constexpr long MAX_AUTHENTICATION_ROUNDS = 4;
 /// A slower transfer is stalled when it stays so for the time-out.
 constexpr long LOW_SPEED_BYTES_PER_SECOND = 100;
@@ -61,7 +61,7 @@ void CurlSession::setUp(const HttpRequest& request, const Route& route,
                        static_cast<long>(request.stallTimeout.count()));
     ::curl_easy_setopt(easy, CURLOPT_MAXCONNECTS, KEPT_CONNECTIONS);
     ::curl_easy_setopt(easy, CURLOPT_DNS_CACHE_TIMEOUT, static_cast<long>(dnsCacheTimeout.count()));
-    // An aborted request does not wait for a name server that does not answer.
+    // So that an aborted request does not wait for a silent name server.
     ::curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
 }
 
@@ -95,8 +95,8 @@ void CurlSession::setUpTls(const std::optional<TlsFiles>& files) {
     if (files->offersClientCertificate()) {
         ::curl_easy_setopt(easy, CURLOPT_SSLCERT, files->clientCertificate.c_str());
         ::curl_easy_setopt(easy, CURLOPT_SSLKEY, files->clientKey.c_str());
-        // Also when it is empty: without one, OpenSSL asks on the terminal. The library copies it,
-        // and wiping its copy is not offered.
+        // Set even when empty: without a password, OpenSSL asks on the terminal. The library keeps
+        // a copy, which it offers no way to wipe.
         ::curl_easy_setopt(easy, CURLOPT_KEYPASSWD, files->clientKeyPassword.text().c_str());
     }
 }

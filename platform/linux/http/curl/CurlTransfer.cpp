@@ -12,7 +12,7 @@ namespace http {
 namespace {
 
 constexpr std::uint64_t MAX_HEADER_BYTES = 256ULL << 10U;
-/// So much of the body of an error or a redirect is read to keep the connection.
+/// The body of an error or a redirect is read up to here, to keep the connection.
 constexpr std::uint64_t MAX_DROPPED_BYTES = 64ULL << 10U;
 
 constexpr int PROXY_AUTHENTICATION_REQUIRED = 407;
@@ -106,7 +106,7 @@ void CurlTransfer::takeHeader(const char* data, std::size_t size) {
     beginBody();
 }
 
-/// The header is whole: decides whether its body may come.
+/// The header is complete: decides what to do with its body.
 void CurlTransfer::beginBody() {
     inflater_.reset();
     droppedBytes_ = 0;
@@ -114,7 +114,7 @@ void CurlTransfer::beginBody() {
     received_ = 0;
     if (status() != 200)
         return;
-    // Where both are sent, the length says nothing.
+    // With both headers, the length does not hold.
     const bool chunked = !header("Transfer-Encoding").empty();
     const auto length =
         chunked ? std::nullopt : parseNumber<std::uint64_t>(header("Content-Length"));
@@ -176,7 +176,7 @@ std::string CurlTransfer::verdict(CURLcode code) const {
         return cause_;
     if (code != CURLE_OK && !drained_)
         return describeFailure({easy_, code, route_, tls_, sent_, answered_});
-    // The library takes a header without its end for a whole answer.
+    // The library accepts a header without its end as a complete answer.
     if (!headerEnded_)
         return "the answer was cut short";
     if (inflater_ && !inflater_->complete())

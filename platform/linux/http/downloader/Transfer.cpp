@@ -18,7 +18,7 @@ namespace {
 constexpr unsigned int MAX_REDIRECTS = 10;
 constexpr std::array<int, 5> REDIRECTS = {301, 302, 303, 307, 308};
 
-/// True for an answer of a server that has nothing against who asks, whatever it says of the file.
+/// True for an answer that accepts the credentials, whether or not the server has the file.
 bool takesCredentials(int status) {
     constexpr int UNAUTHORIZED = 401;
     constexpr int FORBIDDEN = 403;
@@ -110,7 +110,7 @@ HttpResponse Transfer::request() {
     return services_.restApi.get(request);
 }
 
-/// Returns when the response is whole and the download goes on or is complete.
+/// Throws when the download has failed; returns when it goes on or is complete.
 void Transfer::judge(const HttpResponse& response) {
     if (takesCredentials(response.status))
         keepTypedIn();
