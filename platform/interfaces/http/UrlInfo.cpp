@@ -34,7 +34,7 @@ std::string cutCredentials(const std::string& text, std::size_t end) {
 }
 
 [[noreturn]] void refuse(const std::string& text, const char* why) {
-    // Of a text that is not a URL nobody knows where its credentials end: up to the last "@".
+    // In a text that is not a URL the credentials may end anywhere: cut up to the last "@".
     throw UrlException("URL " + quote(cutCredentials(text, std::string::npos)) +
                        " refused: " + why);
 }

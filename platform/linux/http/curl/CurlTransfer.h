@@ -66,7 +66,7 @@ private:
     std::int64_t total_ = 0;
     std::int64_t received_ = 0;
     std::string cause_;    ///< why we ended the transfer; empty: we did not
-    bool drained_ = false; ///< enough of a body that nobody wants
+    bool drained_ = false; ///< enough was read of a body that is not wanted
     std::exception_ptr callbackError_;
 };
 

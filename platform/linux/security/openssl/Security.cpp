@@ -89,7 +89,7 @@ void logProblem(const char* what, const std::string& path, const char* problem) 
 
 struct Security::Impl {
     /// An operation replaces an equal earlier one: the list does not grow without bound while
-    /// nobody reads it, and its last word on a file is right.
+    /// it is not read, and its last word on a file is right.
     void note(const Operations& found) {
         const auto list = operations.lock();
         for (const auto& operation : found) {
