@@ -21,14 +21,10 @@ constexpr std::size_t LONGEST_REMEMBERED = 2048;
 /// Bytes of the cause, which may quote a file; a line has to stay readable.
 constexpr std::size_t LONGEST_CAUSE = 1024;
 
-std::string withoutCredentials(const http::UrlInfo& url) {
-    return url.getAbsolutePath() + url.fileName;
-}
-
 /// A text that is not a URL is not shown: it may hold credentials anywhere.
 std::string addressOf(const std::string& url) {
     try {
-        return withoutCredentials(http::UrlInfo(url));
+        return withoutCredentials(http::UrlInfo(url)).getUrl();
     } catch (const std::exception&) {
         return "an invalid URL";
     }
@@ -57,7 +53,7 @@ void RunReport::begin(const std::string& url) noexcept {
 }
 
 void RunReport::fileBegins(const http::UrlInfo& url) {
-    currentFile = withoutCredentials(url);
+    currentFile = withoutCredentials(url).getUrl();
     suspicion.clear();
     if (isRepeatedNow(currentFile))
         LOG(2) << "File asked for before in this run: " << currentFile;

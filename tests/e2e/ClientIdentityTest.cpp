@@ -138,7 +138,7 @@ TEST_F(ClientIdentityRenewal, WithAWrongPasswordLeavesTheOldPairInUse) {
     EXPECT_TRUE(opensOrdinary()) << phone.log();
     EXPECT_TRUE(opens(first, "first")) << phone.log();
     EXPECT_FALSE(opens(second, "second"));
-    EXPECT_EQ(phone.countLog("The client certificate of before is still offered: \"" + CLIENT +
+    EXPECT_EQ(phone.countLog("The previous client certificate is still offered: \"" + CLIENT +
                              "user_key.pem\" cannot be used: it is not the key of the certificate"),
               1U)
         << phone.log();

@@ -19,7 +19,7 @@ protected:
         CredentialsSources sources(UrlInfo(url), provider);
         std::vector<std::string> result;
         while (const auto credentials = sources.next())
-            result.push_back(credentials->user + ":" + credentials->password +
+            result.push_back(credentials->user + ":" + credentials->password.text() +
                              (credentials->typedIn ? " typed in" : ""));
         EXPECT_EQ(sources.anyTried(), !result.empty());
         EXPECT_FALSE(sources.next());

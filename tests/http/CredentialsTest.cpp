@@ -166,7 +166,7 @@ TEST_F(CredentialsTest, AConfiguredTimeThatIsNoNumberIsSaidToBe) {
     FaultyServer server(accepts({}));
     EXPECT_EQ(failure(server.url("/x")),
               "Download from 127.0.0.1:" + std::to_string(server.port()) +
-                  " failed: the configured time to wait for typed-in credentials is no number: "
+                  " failed: the configured time to wait for typed-in credentials is not a number: "
                   "stoul");
 }
 

@@ -55,10 +55,7 @@ private:
 class FakeDownloader {
 public:
     FakeDownloader() {
-        FakeFileDownloader::Reply moved;
-        moved.content = "moved";
-        moved.serverAddress = url("/b/phone.xml");
-        fake_.serve(url("/moved"), moved);
+        fake_.redirect(url("/moved"), url("/b/phone.xml"));
         fake_.fail(url("/broken"), 503, "the server answered with status 503");
     }
 

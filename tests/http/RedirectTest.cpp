@@ -101,7 +101,7 @@ TEST_F(RedirectTest, WithoutATargetIsAFailure) {
 TEST_F(RedirectTest, ToNoUrlIsAFailure) {
     FaultyServer server(redirectsTo("Location: http://user:secret@:99999/\r\n"));
     EXPECT_THAT(failure(server.url("/x")),
-                HasSubstr("failed: the target of the redirect is no usable URL"));
+                HasSubstr("failed: the target of the redirect is not a usable URL"));
     EXPECT_FALSE(log.mentions("secret"));
 }
 

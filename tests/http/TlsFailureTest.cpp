@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TlsFixture.h"
+#include "support/http/FaultyServer.h"
 #include "support/http/RawServer.h"
+#include "support/http/ServerDigest.h"
 #include "support/http/TlsWire.h"
 #include "support/process/ChildProcess.h"
 #include "support/process/FreePort.h"
@@ -274,6 +276,28 @@ TEST_F(TlsFailure, WhenAnEndlessHandshakeTimesOutIsSaid) {
                   }
               }),
               "the TLS handshake with the server timed out");
+}
+
+TEST_F(TlsFailure, OfASecondConnectionIsNotAStallOfTheFirst) {
+    const ServerDigest digest("user", "secret");
+    RawServer server([&](Wire& wire, int number) {
+        TlsWire encrypted(wire, settings(Version::Tls13));
+        if (number > 1) {
+            wire.receiveUntil("no client says this");
+            return;
+        }
+        ASSERT_TRUE(encrypted.shakeHands());
+        encrypted.receiveUntil("\r\n\r\n");
+        encrypted.send(answer(401, "", digest.challenge() + "Connection: close\r\n"));
+    });
+    http::HttpRequest request = this->request(server.url("https"));
+    request.auth = http::AuthScheme::Digest;
+    request.user = "user";
+    request.password = "secret";
+    request.connectTimeout = std::chrono::milliseconds(300);
+    const HttpResponse response = api.get(request);
+    EXPECT_EQ(response.failure, "the TLS handshake with the server timed out");
+    EXPECT_EQ(response.status, 401) << "the last one that came";
 }
 
 TEST_F(TlsFailure, OfAServerThatJudgesTheCertificateSaysItsVerdict) {

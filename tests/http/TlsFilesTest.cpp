@@ -25,24 +25,24 @@ protected:
 
 TEST_F(TlsFilesTest, OfAnEncryptedRequestHaveTheClientsIdentity) {
     const http::TlsFiles files = http::TlsFiles::of(request, true);
-    EXPECT_EQ(files.clientCertificate, phone.host(PAIR));
-    EXPECT_EQ(files.clientKey, phone.host(PAIR));
+    EXPECT_EQ(files.clientCertificate.text(), phone.host(PAIR));
+    EXPECT_EQ(files.clientKey.text(), phone.host(PAIR));
     EXPECT_EQ(files.clientKeyPassword.text(), "password");
 }
 
 TEST_F(TlsFilesTest, OfAPlainRequestHaveNoneButUseTheSameSessions) {
     const http::TlsFiles files = http::TlsFiles::of(request, false);
-    EXPECT_EQ(files.clientCertificate, "");
-    EXPECT_EQ(files.clientKey, "");
+    EXPECT_EQ(files.clientCertificate.text(), "");
+    EXPECT_EQ(files.clientKey.text(), "");
     EXPECT_TRUE(files.clientKeyPassword.empty());
-    EXPECT_EQ(files.caBundle, phone.host(BUNDLE));
-    EXPECT_EQ(files.fingerprint, http::TlsFiles::of(request, true).fingerprint);
+    EXPECT_EQ(files.caBundle.text(), phone.host(BUNDLE));
+    EXPECT_TRUE(files.fingerprint == http::TlsFiles::of(request, true).fingerprint);
 }
 
 TEST_F(TlsFilesTest, HaveAnotherFingerprintOnceAFileWasReplaced) {
-    const std::string before = http::TlsFiles::of(request, true).fingerprint;
+    const http::TlsFiles::Fingerprint before = http::TlsFiles::of(request, true).fingerprint;
     phone.write(PAIR, "another pair");
-    EXPECT_NE(http::TlsFiles::of(request, true).fingerprint, before);
+    EXPECT_FALSE(http::TlsFiles::of(request, true).fingerprint == before);
 }
 
 } // namespace

@@ -37,7 +37,7 @@ protected:
 
     Nginx::Tls good() const { return tls(goodIdentity()); }
 
-    http::HttpResponse get(const std::string& url) {
+    http::HttpRequest request(const std::string& url) const {
         http::HttpRequest request;
         request.url = http::UrlInfo(url);
         request.connectTimeout = connectTimeout;
@@ -45,8 +45,10 @@ protected:
         request.clientIdentity = clientIdentity;
         request.onBody = [](const char*, std::size_t) {
         };
-        return api.get(request);
+        return request;
     }
+
+    http::HttpResponse get(const std::string& url) { return api.get(request(url)); }
 
     void installClient(const TestIdentity& identity, const std::string& password = {}) {
         root.write("/data/certs/client/cert.pem", identity.certificate);

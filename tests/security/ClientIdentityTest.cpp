@@ -34,7 +34,7 @@ constexpr const char* PASSWORD = "/data/certs/client/user_pass.txt";
 constexpr const char* LAST_PAIR = "/data/certs/client/last_pair.pem";
 
 const std::string NONE = "2 ClientIdentityFiles: No client certificate is offered: ";
-const std::string LAST = "2 ClientIdentityFiles: The client certificate of before is still "
+const std::string LAST = "2 ClientIdentityFiles: The previous client certificate is still "
                          "offered: ";
 const std::string MISMATCH = "\"/data/certs/client/user_key.pem\" cannot be used: it is not the "
                              "key of the certificate";

@@ -20,7 +20,7 @@ class FileDownloader : public IFileDownloader {
 public:
     /// defaultFileName: requested where the URL of a download names a directory only; the server
     /// address of the result then has it too. credentialsProvider: empty where there are no
-    /// credentials but those in URLs. propertyApi: not used, services hand it over.
+    /// credentials but those in URLs. propertyApi: not used.
     FileDownloader(std::shared_ptr<IRestApi> restApi, std::shared_ptr<ISecurity> security,
                    const std::shared_ptr<propertyapi::IPropertyApi>& propertyApi,
                    const std::shared_ptr<phoneconfig::IPhoneConfig>& phoneConfig,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "http/ISecurity.h"
+#include "http/Secret.h"
 #include "http/UrlInfo.h"
 
 #include <chrono>
@@ -16,26 +17,26 @@ namespace http {
 /// How credentials are presented to a server.
 enum class AuthScheme { None, Basic, Digest };
 
-/// One GET request, without redirection. The callbacks run on the requesting thread; what they
-/// throw ends the request and stands in the response.
+/// One GET request; redirects are not followed. The callbacks run on the requesting thread; their
+/// exceptions end the request and are handed out with the response.
 struct HttpRequest {
     UrlInfo url; ///< credentials in it are not used
     AuthScheme auth = AuthScheme::None;
     std::string user;
-    std::string password;
+    Secret password;
     std::string caBundlePath; ///< trusted certificates, the phone's path
     std::optional<ClientIdentity> clientIdentity;
     std::chrono::milliseconds connectTimeout{10000};
     /// Below 100 bytes/s for this long, the wait for the first byte included.
-    std::chrono::milliseconds stallTimeout{30000};
+    std::chrono::seconds stallTimeout{30};
     /// Called before the body of a response with status 200 with its length where that was
     /// announced (never for a compressed one, whose length says nothing). May be empty.
     std::function<void(std::uint64_t length)> onLength;
     /// Takes the body piece by piece, after decompression, of a response with status 200.
     std::function<void(const char* data, std::size_t size)> onBody;
     /// Counters in bytes as transferred: total (0: unknown), received; other than 0 aborts. Called
-    /// several times a second while the request runs, also while nothing arrives, and at its end.
-    /// May be empty.
+    /// about once a second while the request runs, also while nothing arrives, more often while
+    /// much arrives, and at its end. May be empty.
     std::function<int(std::int64_t total, std::int64_t received)> onProgress;
 };
 
@@ -49,7 +50,7 @@ struct HttpResponse {
     /// whole, whatever its status. The body of a status other than 200 is dropped, and a large one
     /// is not waited for.
     std::string failure;
-    /// What a callback threw, which is a failure too.
+    /// The exception of a callback; failure is set too.
     std::exception_ptr callbackError;
 };
 
@@ -58,8 +59,8 @@ struct HttpResponse {
 class IRestApi {
 public:
     virtual ~IRestApi() = default;
-    /// Performs one request; blocks until it has ended. Throws neither for what the network does
-    /// nor for what a callback throws.
+    /// Performs one request; blocks until it has ended. Failures of the network and exceptions of
+    /// callbacks are part of the response, not thrown.
     virtual HttpResponse get(const HttpRequest& request) = 0;
     /// Aborts running requests within a second and refuses further ones: the process is ending.
     virtual void shutdown() noexcept = 0;

@@ -32,8 +32,8 @@ public:
     /// Does not throw on bad content.
     virtual bool checkCertificate(const std::string& path) const = 0;
     /// Rebuilds the bundle of trusted certificates from every PEM or DER certificate in a
-    /// directory. A file without a usable certificate is passed over. Throws std::runtime_error
-    /// when the bundle cannot be written; the one before then stays.
+    /// directory. A file without a usable certificate is skipped. Throws std::runtime_error
+    /// when the bundle cannot be written; then the previous one stays.
     virtual void updateCaBundle(const std::string& directory) = 0;
     /// What the rebuilds found since the last call: "Accept" for a certificate new in the bundle,
     /// "Remove" for one that is gone. Reading empties the list.
@@ -41,15 +41,15 @@ public:
     /// Path of the bundle; the file need not exist.
     virtual std::string getCaBundlePath() const = 0;
     /// The client certificate and key to offer: the installed ones when they parse and belong
-    /// together, otherwise the last ones that did (a renewal has not come to its end). Nothing when
+    /// together, otherwise the last ones that did (a renewal is not complete). Nothing when
     /// there are none; one level 2 log line says why, once for each change of the files. A key or
     /// password file that others have permissions for is used, with one level 2 line a change.
     virtual std::optional<ClientIdentity> getClientIdentity() const = 0;
-    /// Loads a certificate (PEM or DER). Never empty: what does not parse is an invalid
+    /// Loads a certificate (PEM or DER). Never null: a file that does not parse gives an invalid
     /// certificate. One level 2 log line says why it is not valid. Throws std::runtime_error when
     /// the file cannot be read.
     virtual std::shared_ptr<ICertificate> loadCertificate(const std::string& path) const = 0;
-    /// Loads a private key (PEM or DER, encrypted or not). Never empty; errors as above.
+    /// Loads a private key (PEM or DER, encrypted or not). Never null; errors as above.
     virtual std::shared_ptr<IPrivateKey> loadPrivateKey(const std::string& path,
                                                         const std::string& password) const = 0;
     virtual ~ISecurity() = default;

@@ -8,9 +8,9 @@ namespace http {
 
 namespace {
 
-/// Unlike a plain overwriting, not left out by the compiler.
+/// The compiler may leave out plain assignments, but not this.
 void wipe(std::string& text) noexcept {
-    // A short text lies in the object itself and stays there when it is moved from.
+    // A short text lies in the object itself and stays there after a move.
     ::explicit_bzero(text.data(), text.capacity());
 }
 

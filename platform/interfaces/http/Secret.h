@@ -7,16 +7,16 @@
 namespace http {
 
 /// A password or key in memory. Copies share one text, which is overwritten when the last of them
-/// goes. Never changes; any thread. Made from a plain text wherever one stands for it.
+/// is destroyed. Immutable; any thread. A plain text converts to it.
 class Secret {
 public:
     Secret() = default;
     Secret(const char* text);
     Secret(const std::string& text);
-    /// Overwrites what the text leaves behind in its old place.
+    /// Overwrites the old place of the text.
     Secret(std::string&& text);
 
-    /// As long-lived as the object.
+    /// Lives as long as the object.
     const std::string& text() const noexcept;
     bool empty() const noexcept { return text().empty(); }
 
@@ -27,7 +27,7 @@ public:
 private:
     struct Content;
 
-    std::shared_ptr<const Content> content_; ///< empty: so is the text
+    std::shared_ptr<const Content> content_; ///< null: the text is empty
 };
 
 } // namespace http

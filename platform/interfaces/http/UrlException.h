@@ -7,7 +7,7 @@
 
 namespace http {
 
-/// A text that is no usable URL. The text never holds credentials.
+/// A text is not a usable URL. The message never holds credentials.
 class UrlException : public std::exception {
 public:
     explicit UrlException(std::string message) : message_(std::move(message)) {}

@@ -19,20 +19,24 @@ constexpr std::uint32_t MAX_PORT = 65535;
 /// What begins the query or the fragment.
 constexpr const char* QUERY_MARKS = "?#";
 
-/// The text without whatever may be credentials. Of a text that is no URL nobody knows where they
-/// end: everything up to the last "@" goes, except a scheme.
-std::string withoutSecrets(const std::string& text) {
-    const auto at = text.rfind('@');
+std::size_t authorityOf(const std::string& text) {
+    const auto separator = text.find(SCHEME_SEPARATOR);
+    return separator == std::string::npos ? 0 : separator + SCHEME_SEPARATOR_LENGTH;
+}
+
+/// Cuts everything up to the last "@" before the end, but not the scheme.
+std::string cutCredentials(const std::string& text, std::size_t end) {
+    const auto authority = authorityOf(text);
+    const auto at = text.rfind('@', end);
     if (at == std::string::npos)
         return text;
-    const auto separator = text.find(SCHEME_SEPARATOR);
-    const std::string scheme =
-        separator < at ? text.substr(0, separator + SCHEME_SEPARATOR_LENGTH) : std::string();
-    return scheme + text.substr(at + 1);
+    return text.substr(0, authority <= at ? authority : 0) + text.substr(at + 1);
 }
 
 [[noreturn]] void refuse(const std::string& text, const char* why) {
-    throw UrlException("URL " + quote(withoutSecrets(text)) + " refused: " + why);
+    // In a text that is not a URL the credentials may end anywhere: cut up to the last "@".
+    throw UrlException("URL " + quote(cutCredentials(text, std::string::npos)) +
+                       " refused: " + why);
 }
 
 bool isLetter(char character) {
@@ -64,7 +68,7 @@ bool bracketsMatch(const std::string& host) {
            host.find_first_of(BRACKETS, 1) == host.size() - 1 && host.back() == ']';
 }
 
-/// Splits the text behind "://" step by step; text is the whole one, for the errors.
+/// Splits the text after "://" step by step; text is the whole one, for the errors.
 struct Splitter {
     const std::string& text;
     UrlInfo& url;
@@ -104,10 +108,10 @@ struct Splitter {
             takePort(hostAndPort.substr(hostEnd + 1));
     }
 
-    void takePath(const std::string& behindHost) const {
-        const auto slash = behindHost.rfind('/');
-        url.path = behindHost.substr(0, slash + 1);
-        url.fileName = behindHost.substr(slash + 1);
+    void takePath(const std::string& afterHost) const {
+        const auto slash = afterHost.rfind('/');
+        url.path = afterHost.substr(0, slash + 1);
+        url.fileName = afterHost.substr(slash + 1);
     }
 };
 
@@ -130,7 +134,7 @@ UrlInfo::UrlInfo(const std::string& text) {
     const auto authorityBegin = separator + SCHEME_SEPARATOR_LENGTH;
     const auto authorityEnd = std::min(text.find('/', authorityBegin), text.size());
     std::string authority = text.substr(authorityBegin, authorityEnd - authorityBegin);
-    std::string behindHost = text.substr(authorityEnd);
+    std::string afterHost = text.substr(authorityEnd);
 
     const Splitter splitter{text, *this};
     // The last "@": a password may hold further ones, a host none.
@@ -138,12 +142,12 @@ UrlInfo::UrlInfo(const std::string& text) {
         splitter.takeCredentials(authority.substr(0, at));
         authority.erase(0, at + 1);
     }
-    // A query right behind the host belongs to the root directory.
+    // A query right after the host belongs to the root directory.
     const auto hostEnd = std::min(authority.find_first_of(QUERY_MARKS), authority.size());
-    if (hostEnd < authority.size() || behindHost.empty())
-        behindHost = "/" + authority.substr(hostEnd) + behindHost;
+    if (hostEnd < authority.size() || afterHost.empty())
+        afterHost = "/" + authority.substr(hostEnd) + afterHost;
     splitter.takeHost(authority.substr(0, hostEnd));
-    splitter.takePath(behindHost);
+    splitter.takePath(afterHost);
 }
 
 std::string UrlInfo::getAbsolutePath() const {
@@ -168,15 +172,14 @@ bool UrlInfo::operator==(const UrlInfo& other) const {
 }
 
 std::string withoutCredentials(const std::string& url) {
-    const auto separator = url.find(SCHEME_SEPARATOR);
-    if (separator == std::string::npos)
-        return url;
-    const auto authority = separator + SCHEME_SEPARATOR_LENGTH;
-    const auto end = url.find('/', authority);
-    const auto at = url.rfind('@', end);
-    if (at == std::string::npos || at < authority)
-        return url;
-    return url.substr(0, authority) + url.substr(at + 1);
+    const auto authority = authorityOf(url);
+    return authority == 0 ? url : cutCredentials(url, url.find('/', authority));
+}
+
+UrlInfo withoutCredentials(UrlInfo url) {
+    url.user.clear();
+    url.password.clear();
+    return url;
 }
 
 } // namespace http

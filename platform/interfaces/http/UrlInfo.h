@@ -10,11 +10,11 @@ namespace http {
 struct UrlInfo {
     UrlInfo() = default;
 
-    /// Splits a text. The file name is everything after the last "/" behind the host, query
-    /// included, so it never holds a "/"; percent escapes stay as written; an IPv6 host keeps its
-    /// brackets; with nothing behind the host the path is "/", and a query or fragment right behind
-    /// it belongs to that path. Credentials end at the last "@" before the first "/"; a user or a
-    /// password alone is dropped; port 0 counts as none. For every parsed u:
+    /// Splits a text. The file name is everything after the last "/" of what follows the host,
+    /// query included, so it never holds a "/"; percent escapes stay as written; an IPv6 host keeps
+    /// its brackets; with nothing after the host the path is "/", and a query or fragment right
+    /// after it belongs to that path. Credentials end at the last "@" before the first "/"; a user
+    /// or a password alone is dropped; port 0 counts as none. For every parsed u:
     /// UrlInfo(u.getUrl()) == u. Throws UrlException for a text without "://", with a malformed
     /// scheme, with an empty host, with brackets in the host that do not match, with a port that is
     /// not a number up to 65535 (an empty one too), with a blank or a control character anywhere,
@@ -43,5 +43,6 @@ struct UrlInfo {
 /// A URL's text without "user:password@", for log lines and messages. Takes any text: whatever
 /// stands between "://" and the last "@" of the part before the next "/" is cut.
 std::string withoutCredentials(const std::string& url);
+UrlInfo withoutCredentials(UrlInfo url);
 
 } // namespace http

@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // File names come from the net: wherever a job writes a file, or names one for a run to write, it
-// stays in the directory that is meant for it. The downloads of all jobs go through the path check
-// of the platform here, once in the stand-in and once in the real downloader.
+// stays in the directory that is meant for it. The downloads of all jobs go through the real
+// downloader and its path check.
 
 #include "CustomScenarioTest.h"
 #include "JobHandlers/FileDownloadHandler.h"
 #include "JobHandlers/FirmwareJobHandler.h"
 #include "http/FileDownloader.h"
-#include "support/http/FakeCredentialsProvider.h"
+#include "support/http/FakeRestApi.h"
 
 #include <gmock/gmock.h>
 
 #include <filesystem>
 #include <map>
-#include <ostream>
 
 namespace {
 
@@ -30,40 +29,6 @@ using enum ovo::ProvisioningStatus;
 
 constexpr char CONTENT[] = "from the net";
 
-/// A server that has every file.
-class GenerousServer : public http::IRestApi {
-public:
-    http::HttpResponse get(const http::HttpRequest& request) override {
-        request.onBody(CONTENT, sizeof CONTENT - 1);
-        http::HttpResponse response;
-        response.status = 200;
-        return response;
-    }
-    void shutdown() noexcept override {}
-    void proxyChanged() override {}
-    void setDnsCacheTimeout(std::chrono::seconds) override {}
-};
-
-/// The stand-in with every file.
-class GenerousFake : public http::IFileDownloader {
-public:
-    http::DownloadResult download(const http::UrlInfo& url, const std::string& path,
-                                  http::Access access, std::uint64_t maxBytes) override {
-        http::UrlInfo requested = url;
-        if (requested.fileName.empty())
-            requested.fileName = "provisioning.xml";
-        fake_.serve(requested.getUrl(), CONTENT);
-        return fake_.download(url, path, access, maxBytes);
-    }
-    http::DownloadResult getLastResult() const override { return fake_.getLastResult(); }
-    void setProgressCallback(ProgressCallback callback) override {
-        fake_.setProgressCallback(std::move(callback));
-    }
-
-private:
-    FakeFileDownloader fake_;
-};
-
 /// A path from a file list or a redirect is written by the run, which does no more than this.
 ovo::ProvisioningStatus fetchAll(http::IFileDownloader& downloader,
                                  ovo::ProvisioningContext result) {
@@ -73,13 +38,7 @@ ovo::ProvisioningStatus fetchAll(http::IFileDownloader& downloader,
     return failed ? Fail : Success;
 }
 
-enum class Downloader { Fake, Real };
-
-std::ostream& operator<<(std::ostream& stream, Downloader downloader) {
-    return stream << (downloader == Downloader::Fake ? "Fake" : "Real");
-}
-
-class FileNamesTest : public CustomScenarioTest, public testing::WithParamInterface<Downloader> {
+class FileNamesTest : public CustomScenarioTest {
 protected:
     struct Job {
         const char* directory; ///< where its files belong
@@ -87,6 +46,7 @@ protected:
     };
 
     void SetUp() override {
+        restApi->serveEverything({.content = CONTENT});
         phone.write("/etc/firmware-version", "1.0.0\n");
         phone.write("/etc/passwd", "untouched");
         for (const char* directory :
@@ -223,47 +183,41 @@ protected:
         }
     }
 
-    std::shared_ptr<http::IFileDownloader> makeDownloader() {
-        if (GetParam() == Downloader::Fake)
-            return std::make_shared<GenerousFake>();
-        return std::make_shared<http::FileDownloader>(
-            std::make_shared<GenerousServer>(), security, store, configuration,
-            std::make_shared<FakeCredentialsProvider>(), "provisioning.xml");
-    }
-
-    std::shared_ptr<http::IFileDownloader> tested = makeDownloader();
+    const std::shared_ptr<FakeRestApi> restApi = std::make_shared<FakeRestApi>();
+    const std::shared_ptr<http::IFileDownloader> tested = std::make_shared<http::FileDownloader>(
+        restApi, security, store, configuration, nullptr, "provisioning.xml");
     ovo::LocalPhoneBookUpdater book{*store, tested};
     std::map<std::string, std::string> before;
 };
 
-TEST_P(FileNamesTest, OrdinaryNameIsKept) {
+TEST_F(FileNamesTest, OrdinaryNameIsKept) {
     expectKeptAs("/a.xml", "a.xml");
 }
 
-TEST_P(FileNamesTest, DirectoriesOfTheUrlDoNotCount) {
+TEST_F(FileNamesTest, DirectoriesOfTheUrlDoNotCount) {
     expectKeptAs("/sub/../../etc/passwd", "passwd");
     expectKeptAs("http://10.0.0.6/../../etc/passwd", "passwd");
 }
 
-TEST_P(FileNamesTest, WhatFollowsTheLastSlashOfAQueryIsTheName) {
+TEST_F(FileNamesTest, WhatFollowsTheLastSlashOfAQueryIsTheName) {
     expectKeptAs("/a.xml?f=/../../../etc/passwd", "passwd");
     expectKeptAs("/a.xml?f=..", "a.xml?f=..");
 }
 
-TEST_P(FileNamesTest, NoNameIsRefused) {
+TEST_F(FileNamesTest, NoNameIsRefused) {
     expectNameRefused("/", "\"");
     expectNameRefused("http://10.0.0.6", "\"");
     expectNameRefused("http://10.0.0.6/d/", "\"");
 }
 
-TEST_P(FileNamesTest, DotsAreRefused) {
+TEST_F(FileNamesTest, DotsAreRefused) {
     expectNameRefused("/..", "..\"");
     expectNameRefused("/.", ".\"");
     expectNameRefused("/d/..", "..\"");
     expectNameRefused("http://10.0.0.6/d/..", "..\"");
 }
 
-TEST_P(FileNamesTest, EncodedDotsAndSlashesStayAsWritten) {
+TEST_F(FileNamesTest, EncodedDotsAndSlashesStayAsWritten) {
     expectKeptAs("/%2e%2e", "%2e%2e");
     expectKeptAs("/%2E%2E%2Fpasswd", "%2E%2E%2Fpasswd");
     expectKeptAs("/..%2f..%2f..%2fetc%2fpasswd", "..%2f..%2f..%2fetc%2fpasswd");
@@ -272,7 +226,7 @@ TEST_P(FileNamesTest, EncodedDotsAndSlashesStayAsWritten) {
     expectKeptAs("/...", "...");
 }
 
-TEST_P(FileNamesTest, LongNameIsCutOnTheDisk) {
+TEST_F(FileNamesTest, LongNameIsCutOnTheDisk) {
     expectKeptAs("/" + std::string(255, 'a'), std::string(255, 'a'));
     // The digests are those of sha256sum.
     expectKeptAs("/" + std::string(256, 'a'),
@@ -283,13 +237,13 @@ TEST_P(FileNamesTest, LongNameIsCutOnTheDisk) {
                      "~d87f1e9c9fa0a3acc1c1092452a98cabfc5041912473511a1e74961610889384");
 }
 
-TEST_P(FileNamesTest, ControlCharactersAreRefused) {
+TEST_F(FileNamesTest, ControlCharactersAreRefused) {
     for (const std::string name : {"a\nb", "a\x01", "\x7f", "a\tb", "a\rb"})
         expectUrlRefused("/" + name);
     expectUrlRefused(std::string("/a\0b", 4));
 }
 
-TEST_P(FileNamesTest, PlaceholderThatExpandsToDotsLeadsNowhere) {
+TEST_F(FileNamesTest, PlaceholderThatExpandsToDotsLeadsNowhere) {
     // The phone's own values: set by whoever wrote an earlier provisioning file. Wallpapers and
     // phone books have no placeholders.
     for (const char* value : {"..", "../../../etc/passwd", "a\nb"}) {
@@ -310,7 +264,7 @@ TEST_P(FileNamesTest, PlaceholderThatExpandsToDotsLeadsNowhere) {
     }
 }
 
-TEST_P(FileNamesTest, DirectoryInThePlaceOfTheFileIsLeftAlone) {
+TEST_F(FileNamesTest, DirectoryInThePlaceOfTheFileIsLeftAlone) {
     for (const Job& job : jobs()) {
         SCOPED_TRACE(job.directory);
         log.clear();
@@ -323,17 +277,14 @@ TEST_P(FileNamesTest, DirectoryInThePlaceOfTheFileIsLeftAlone) {
     }
 }
 
-/// The stand-in has no temporary files and follows links.
-class RealFileNamesTest : public FileNamesTest {};
-
-TEST_P(RealFileNamesTest, NameOfATemporaryFileIsRefused) {
+TEST_F(FileNamesTest, NameOfATemporaryFileIsRefused) {
     expectNameRefused("/.tmp-0123456789abcdef", ".tmp-0123456789abcdef");
     expectKeptAs("/.download-AbCdEf", ".download-AbCdEf");
     expectKeptAs("/.download-bg.png", ".download-bg.png");
     expectKeptAs("/.tmp-1", ".tmp-1");
 }
 
-TEST_P(RealFileNamesTest, LinkInThePlaceOfTheFileIsReplaced) {
+TEST_F(FileNamesTest, LinkInThePlaceOfTheFileIsReplaced) {
     for (const Job& job : jobs()) {
         SCOPED_TRACE(job.directory);
         const std::string path = job.directory + std::string("planted");
@@ -347,7 +298,7 @@ TEST_P(RealFileNamesTest, LinkInThePlaceOfTheFileIsReplaced) {
     }
 }
 
-TEST_P(RealFileNamesTest, LinkInThePlaceOfTheDirectoryIsNotFollowed) {
+TEST_F(FileNamesTest, LinkInThePlaceOfTheDirectoryIsNotFollowed) {
     for (const Job& job : jobs()) {
         SCOPED_TRACE(job.directory);
         log.clear();
@@ -362,11 +313,5 @@ TEST_P(RealFileNamesTest, LinkInThePlaceOfTheDirectoryIsNotFollowed) {
         EXPECT_THAT(complaints(), Each(HasSubstr("\"" + directory + "\" is a symbolic link")));
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Downloaders, FileNamesTest,
-                         testing::Values(Downloader::Fake, Downloader::Real),
-                         testing::PrintToStringParamName());
-INSTANTIATE_TEST_SUITE_P(Downloaders, RealFileNamesTest, testing::Values(Downloader::Real),
-                         testing::PrintToStringParamName());
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "OvoApplication.h"
 
 #include "RecordingFakes.h"
+#include "support/http/FakeRestApi.h"
 #include "support/ipc/FakeMessageThread.h"
 #include "support/process/PhoneRoot.h"
 #include "support/process/TimeZone.h"
@@ -24,55 +25,6 @@ constexpr char WORKING_ROOT[] = "/var/volatile/provisioning/";
 constexpr char NOTICE[] =
     "Directory /var/volatile/provisioning/ does not exist. It will be created.";
 
-/// Web servers whose answers the test gives; an answer can be held back.
-class StubRestApi : public http::IRestApi {
-public:
-    http::HttpResponse get(const http::HttpRequest& request) override {
-        std::unique_lock lock(mutex_);
-        requests_.push_back(request.url.getUrl());
-        changed_.notify_all();
-        changed_.wait(lock, [this] { return !held_; });
-        http::HttpResponse response;
-        const auto body = bodies_.find(request.url.getUrl());
-        response.status = body == bodies_.end() ? missingStatus : 200;
-        response.offersBasic = response.status == 401;
-        if (body != bodies_.end())
-            request.onBody(body->second.data(), body->second.size());
-        return response;
-    }
-    void shutdown() noexcept override {}
-    void proxyChanged() override {}
-    void setDnsCacheTimeout(std::chrono::seconds) override {}
-
-    int missingStatus = 404; ///< of what is not served; set it before others use the object
-
-    void serve(const std::string& url, const std::string& body) { bodies_[url] = body; }
-    void hold() {
-        const std::lock_guard lock(mutex_);
-        held_ = true;
-    }
-    void release() {
-        {
-            const std::lock_guard lock(mutex_);
-            held_ = false;
-        }
-        changed_.notify_all();
-    }
-    bool waitForRequests(std::size_t count) {
-        return waitUntil([&] {
-            const std::lock_guard lock(mutex_);
-            return requests_.size() >= count;
-        });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool held_ = false;
-    std::vector<std::string> requests_;
-    std::map<std::string, std::string> bodies_;
-};
-
 /// What the application finds around it.
 struct Phone {
     Phone() {
@@ -90,7 +42,7 @@ struct Phone {
     std::shared_ptr<RecordingIpcClient> ipcClient = std::make_shared<RecordingIpcClient>(journal);
     std::shared_ptr<FakePhoneConfig> phoneConfig = std::make_shared<FakePhoneConfig>();
     std::shared_ptr<FakeMessageThread> messageThread = std::make_shared<FakeMessageThread>();
-    std::shared_ptr<StubRestApi> restApi = std::make_shared<StubRestApi>();
+    std::shared_ptr<FakeRestApi> restApi = std::make_shared<FakeRestApi>();
 };
 
 /// The daemon in a phone of fakes.
@@ -333,7 +285,7 @@ TEST_F(OvoApplicationTest, AHealthyFrameworkWaitsForTheProgressOfARun) {
 TEST_F(OvoApplicationTest, AHealthCheckThatWaitsForProgressEndsWhenTheRunAsksTheUser) {
     phone.propertyApi->setValue("State.Provisioning.OnBootUp", "done");
     phone.phoneConfig->set("ui.security.CredentialRequestTimeout", "600");
-    phone.restApi->missingStatus = 401;
+    phone.restApi->serveEverything({.status = 401});
     phone.restApi->hold();
     std::thread exec([this] { application->exec(); });
     ASSERT_TRUE(phone.messageThread->waitForTasks(1)); // it waits for termination
@@ -357,7 +309,7 @@ TEST_F(OvoApplicationTest, AHealthCheckThatWaitsForProgressEndsWhenTheRunAsksThe
 TEST_F(OvoApplicationTest, TheEndOfTheProcessEndsAQuestionToTheUser) {
     phone.propertyApi->setValue("State.Provisioning.OnBootUp", "done");
     phone.phoneConfig->set("ui.security.CredentialRequestTimeout", "600");
-    phone.restApi->missingStatus = 401;
+    phone.restApi->serveEverything({.status = 401});
     start();
     request("startProvisioning", location("http://h/p.xml"));
     ASSERT_TRUE(phone.ipcClient->waitForPublished("prov-client/phone-ui", "GetHttpCredentials"));

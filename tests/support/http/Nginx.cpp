@@ -55,7 +55,7 @@ void Nginx::start() {
 }
 
 std::string Nginx::configuration() const {
-    // One process: none is left behind when the test dies. "user": for a test run by root.
+    // One process: none is left running when the test dies. "user": for a test run by root.
     std::string text = R"(
 daemon off;
 master_process off;

@@ -24,7 +24,7 @@ std::string md5(const std::string& text) {
     return result;
 }
 
-/// The fields behind "Digest ".
+/// The fields after "Digest ".
 std::map<std::string, std::string> fields(const std::string& authorization) {
     std::map<std::string, std::string> result;
     for (std::size_t at = std::string("Digest ").size(); at < authorization.size();) {

@@ -12,6 +12,8 @@ namespace {
 
 constexpr long PROXY_AUTHENTICATION_REQUIRED = 407;
 
+constexpr const char* STALLED = "the transfer stalled";
+
 constexpr Clause<int> CONNECTING[] = {
     {ECONNREFUSED, "connection refused"},        {EHOSTUNREACH, "the host is unreachable"},
     {ENETUNREACH, "the network is unreachable"}, {ENETDOWN, "the network is down"},
@@ -24,7 +26,7 @@ constexpr Clause<CURLcode> NO_ANSWER[] = {
     {CURLE_UNSUPPORTED_PROTOCOL, "@ does not speak HTTP"},
     {CURLE_WEIRD_SERVER_REPLY, "@ does not speak HTTP"},
     {CURLE_SSL_CIPHER, "no cipher can be used for TLS"},
-    // The rest of the certificate OpenSSL has looked at.
+    // OpenSSL has verified everything else in the certificate.
     {CURLE_PEER_FAILED_VERIFICATION, "% is for another host name"},
     {CURLE_SSL_CACERT_BADFILE, "the trusted certificates cannot be read, or there are none"},
     {CURLE_SSL_CERTPROBLEM, "the client certificate or its key cannot be used"},
@@ -50,9 +52,10 @@ constexpr Clause<CURLcode> ANSWER[] = {
     {CURLE_WEIRD_SERVER_REPLY, "the answer is garbled"},
     {CURLE_BAD_CONTENT_ENCODING, "the answer is garbled"},
     {CURLE_TOO_MANY_REDIRECTS, "@ keeps asking for authentication"},
+    {CURLE_OPERATION_TIMEDOUT, STALLED},
 };
 
-/// What a SOCKS proxy says, or does.
+/// Answers of a SOCKS proxy, and failures to get one.
 constexpr Clause<long> SOCKS[] = {
     {CURLPX_RESOLVE_HOST, "the host name cannot be resolved"},
     {CURLPX_REPLY_CONNECTION_REFUSED, "@ was refused the connection"},
@@ -77,24 +80,24 @@ bool isWebProxy(const Route& route) {
     return route.proxy && route.proxy->kind != Proxy::Kind::Socks;
 }
 
-/// Whom a failure is put down to.
+/// The one that failed.
 struct Peer {
     bool isProxy;
     std::string name;
     std::string certificate;
 };
 
-/// Whether we dealt with the proxy and not, directly or through it, with the server.
+/// True when the request failed at the proxy; false when it reached the server.
 bool dealtWithProxy(const FailedRequest& request) {
     const Route& route = request.route;
     if (!isWebProxy(route)) {
-        // How far it came with a SOCKS proxy only the library knows, and says so by its code.
+        // Only the library knows how far the request came with a SOCKS proxy: its code tells.
         return route.proxy && !request.tls.isShakingHands() &&
                (request.code == CURLE_COULDNT_RESOLVE_PROXY ||
                 request.code == CURLE_COULDNT_CONNECT || request.code == CURLE_PROXY ||
                 request.code == CURLE_OPERATION_TIMEDOUT);
     }
-    // For an encrypted request the proxy makes a tunnel.
+    // The proxy makes a tunnel for an encrypted request.
     return !route.encrypted ||
            (!request.sent && info(request.easy, CURLINFO_HTTP_CONNECTCODE) == 0);
 }
@@ -128,7 +131,7 @@ std::string filled(const char* text, const Peer& peer) {
     return result;
 }
 
-/// Why there is no connection to the peer; null: there is one, or it failed in another way.
+/// Why there is no connection to the peer; null: the failure is another one.
 const char* describeConnecting(const FailedRequest& request) {
     if (request.code == CURLE_COULDNT_RESOLVE_HOST || request.code == CURLE_COULDNT_RESOLVE_PROXY)
         return "the host name cannot be resolved";
@@ -139,25 +142,27 @@ const char* describeConnecting(const FailedRequest& request) {
 }
 
 const char* describeTimeout(const FailedRequest& request, const Peer& peer) {
+    if (request.sent)
+        return STALLED;
     if (request.tls.isShakingHands())
         return "the TLS handshake with @ timed out";
     return peer.isProxy ? "@ did not answer in time" : "timed out while connecting";
 }
 
-/// True when the connection ended the way it did because of its encryption.
+/// True when TLS is the reason why the connection ended.
 bool isHandshakeAtFault(const FailedRequest& request) {
     if (request.code == CURLE_SSL_CONNECT_ERROR || request.tls.alertReceived() ||
         request.tls.certificateProblem())
         return true;
     // With TLS 1.3 the server judges the client's certificate after the handshake, with TLS 1.2 it
-    // may begin another one for it; and not every server says what it did not like.
+    // may begin another handshake for it; and not every server gives the reason in an alert.
     const bool ended = request.code == CURLE_RECV_ERROR || request.code == CURLE_SEND_ERROR ||
                        request.code == CURLE_GOT_NOTHING || request.code == CURLE_PARTIAL_FILE ||
                        request.code == CURLE_HTTP2;
     return ended && (request.tls.isShakingHands() || request.tls.wasAskedForCertificate());
 }
 
-/// Why a request that reached its peer came to nothing; null: nobody knows.
+/// Why a request that reached its peer got no answer; null: unknown.
 const char* describeNoAnswer(const FailedRequest& request, const Peer& peer) {
     if (isHandshakeAtFault(request))
         return describeHandshake(request.tls,
@@ -168,7 +173,7 @@ const char* describeNoAnswer(const FailedRequest& request, const Peer& peer) {
         const char* text = find(SOCKS, info(request.easy, CURLINFO_PROXY_ERROR));
         return text == nullptr ? "@ refused the connection" : text;
     }
-    // Something came that the library did not take for a header.
+    // The proxy sent something that the library did not accept as a header.
     if (peer.isProxy && !request.sent && info(request.easy, CURLINFO_HEADER_SIZE) > 0)
         return "@ does not speak HTTP";
     return find(NO_ANSWER, request.code);

@@ -18,18 +18,18 @@ struct Route {
     bool offersClientCertificate = false; ///< to the server; never to a proxy
 };
 
-/// A request that came to no good end.
+/// A failed request.
 struct FailedRequest {
     CURL* easy;
     CURLcode code;
     const Route& route;
     const TlsWatch& tls;
-    bool sent;     ///< the way to the server stood, and the request went off
+    bool sent;     ///< the connection to the server was complete, and the request was sent over it
     bool answered; ///< the answer began
 };
 
-/// Why it failed, as one clause for people that names who failed: the server, or the proxy. No
-/// numbers of the library.
+/// Why it failed: one clause for people that names the peer that failed (the server or the proxy),
+/// without the library's numbers.
 std::string describeFailure(const FailedRequest& request);
 
 /// Why an answer with status 407 is a failure.

@@ -3,12 +3,12 @@
 
 #include "CurlSession.h"
 #include "TlsFiles.h"
+#include "common/Guarded.h"
 #include "text/Ascii.h"
 
 #include <algorithm>
 #include <atomic>
 #include <iterator>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t KEPT_SESSIONS = 4;
 constexpr long DNS_CACHE_SECONDS = 60;
 
-/// At the first request: it brings megabytes into memory that a phone without provisioning does not
-/// need.
+/// At the first request: the library takes megabytes of memory that a phone without provisioning
+/// does not need.
 void initialiseLibrary() {
     static const CURLcode done = ::curl_global_init(CURL_GLOBAL_DEFAULT);
     if (done != CURLE_OK)
@@ -39,17 +39,20 @@ HttpResponse failed(std::string cause) {
 struct CurlRestApi::Impl {
     using Session = std::unique_ptr<CurlSession>;
 
+    struct Pool {
+        std::vector<Session> idle;   ///< the one given back last is last
+        unsigned int generation = 0; ///< sessions of an earlier one are not used again
+    };
+
     static std::optional<TlsFiles> tlsFiles(const HttpRequest& request, const Route& route);
-    Session takeIdle(const std::string& fingerprint, unsigned int& current,
+    Session takeIdle(const TlsFiles::Fingerprint& fingerprint, unsigned int& generation,
                      std::vector<Session>& outdated);
-    Session take(const std::string& fingerprint, unsigned int& current);
+    Session take(const TlsFiles::Fingerprint& fingerprint, unsigned int& generation);
     void giveBack(Session&& session, unsigned int generation);
 
-    std::atomic<bool> ending{false}; ///< running requests look at it several times a second
+    std::atomic<bool> ending{false}; ///< running requests look at it about once a second
     std::atomic<long> dnsCacheSeconds{DNS_CACHE_SECONDS};
-    std::mutex mutex;
-    std::vector<Session> idle;   ///< the one given back last is last
-    unsigned int generation = 0; ///< sessions of an earlier one are not used again
+    common::Guarded<Pool> pool;
 };
 
 /// Throws std::runtime_error where there are none, unless nothing on the way is encrypted.
@@ -66,11 +69,12 @@ std::optional<TlsFiles> CurlRestApi::Impl::tlsFiles(const HttpRequest& request,
 
 /// The idle session given back last; nothing when there is none. Sessions whose connections were
 /// verified with other TLS files are handed out to be ended, which is done without the lock.
-CurlRestApi::Impl::Session CurlRestApi::Impl::takeIdle(const std::string& fingerprint,
-                                                       unsigned int& current,
+CurlRestApi::Impl::Session CurlRestApi::Impl::takeIdle(const TlsFiles::Fingerprint& fingerprint,
+                                                       unsigned int& generation,
                                                        std::vector<Session>& outdated) {
-    const std::lock_guard lock(mutex);
-    current = generation;
+    const auto locked = pool.lock();
+    generation = locked->generation;
+    std::vector<Session>& idle = locked->idle;
     const auto firstOutdated =
         std::stable_partition(idle.begin(), idle.end(), [&](const Session& candidate) {
             return candidate->fingerprint().empty() || candidate->fingerprint() == fingerprint;
@@ -84,27 +88,27 @@ CurlRestApi::Impl::Session CurlRestApi::Impl::takeIdle(const std::string& finger
     return session;
 }
 
-CurlRestApi::Impl::Session CurlRestApi::Impl::take(const std::string& fingerprint,
-                                                   unsigned int& current) {
+CurlRestApi::Impl::Session CurlRestApi::Impl::take(const TlsFiles::Fingerprint& fingerprint,
+                                                   unsigned int& generation) {
     std::vector<Session> outdated;
-    Session session = takeIdle(fingerprint, current, outdated);
+    Session session = takeIdle(fingerprint, generation, outdated);
     if (session)
         return session;
     initialiseLibrary();
     return std::make_unique<CurlSession>();
 }
 
-void CurlRestApi::Impl::giveBack(Session&& session, unsigned int current) {
-    Session surplus;
-    const std::lock_guard lock(mutex);
-    if (current != generation || ending) {
+void CurlRestApi::Impl::giveBack(Session&& session, unsigned int generation) {
+    Session surplus; // ended without the lock
+    const auto locked = pool.lock();
+    if (generation != locked->generation || ending) {
         surplus = std::move(session);
         return;
     }
-    idle.push_back(std::move(session));
-    if (idle.size() > KEPT_SESSIONS) {
-        surplus = std::move(idle.front());
-        idle.erase(idle.begin());
+    locked->idle.push_back(std::move(session));
+    if (locked->idle.size() > KEPT_SESSIONS) {
+        surplus = std::move(locked->idle.front());
+        locked->idle.erase(locked->idle.begin());
     }
 }
 
@@ -125,11 +129,12 @@ HttpResponse CurlRestApi::get(const HttpRequest& request) {
     } catch (const std::runtime_error& error) {
         return failed(error.what());
     }
-    route.offersClientCertificate = files && !files->clientCertificate.empty();
+    route.offersClientCertificate = files && files->offersClientCertificate();
     if (impl_->ending)
         return failed("the process is ending");
     unsigned int generation = 0;
-    Impl::Session session = impl_->take(files ? files->fingerprint : std::string(), generation);
+    Impl::Session session =
+        impl_->take(files ? files->fingerprint : TlsFiles::Fingerprint(), generation);
     HttpResponse response = session->perform(
         request, route, files, std::chrono::seconds(impl_->dnsCacheSeconds), impl_->ending);
     impl_->giveBack(std::move(session), generation);
@@ -141,11 +146,11 @@ void CurlRestApi::shutdown() noexcept {
 }
 
 void CurlRestApi::proxyChanged() {
-    // The library reads the environment at each request; connections over the old proxy go.
-    std::vector<Impl::Session> outdated;
-    const std::lock_guard lock(impl_->mutex);
-    ++impl_->generation;
-    outdated.swap(impl_->idle);
+    // Proxy::of() reads the environment at each request; connections over the old proxy are closed.
+    std::vector<Impl::Session> outdated; // ended without the lock
+    const auto pool = impl_->pool.lock();
+    ++pool->generation;
+    outdated.swap(pool->idle);
 }
 
 void CurlRestApi::setDnsCacheTimeout(std::chrono::seconds timeout) {

@@ -8,7 +8,7 @@
 namespace http {
 
 /// The phone's web client over libcurl. Keeps a few sessions, each with its connections; a request
-/// takes the one given back last, so that files fetched one after another, from whichever threads,
+/// takes the one given back last, so that files fetched one after another, on whichever threads,
 /// come over the same connection. Has no thread and does nothing between requests.
 class CurlRestApi : public IRestApi {
 public:

@@ -10,37 +10,18 @@ namespace http {
 namespace {
 
 constexpr long KEPT_CONNECTIONS = 4;
-/// A digest answer takes one more request, a stale one a further; the library counts them as
-/// redirects.
+/// Digest authentication takes a second request, and a third one when the nonce is stale; the
+/// library counts them as redirects.
 constexpr long MAX_AUTHENTICATION_ROUNDS = 4;
-/// A silent transfer looks that often whether it was aborted or stalls.
-constexpr int LOOK_INTERVAL_MS = 200;
-
-/// The request runs while the object lives.
-class Running {
-public:
-    Running(CURLM* multi, CURL* easy) : multi_(multi), easy_(easy) {
-        if (::curl_multi_add_handle(multi_, easy_) != CURLM_OK)
-            throw std::bad_alloc();
-    }
-    ~Running() { ::curl_multi_remove_handle(multi_, easy_); }
-    Running(const Running&) = delete;
-    Running& operator=(const Running&) = delete;
-
-private:
-    CURLM* multi_;
-    CURL* easy_;
-};
+/// A slower transfer is stalled when it stays so for the time-out.
+constexpr long LOW_SPEED_BYTES_PER_SECOND = 100;
 
 } // namespace
 
 CurlSession::CurlSession()
-    : multi_(::curl_multi_init())
-    , easy_(::curl_easy_init())
-    , headers_(::curl_slist_append(nullptr, "Accept-Encoding: gzip")) {
-    if (!multi_ || !easy_ || !headers_)
+    : headers_(::curl_slist_append(nullptr, "Accept-Encoding: gzip")), easy_(::curl_easy_init()) {
+    if (!easy_ || !headers_)
         throw std::bad_alloc();
-    ::curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, KEPT_CONNECTIONS);
 }
 
 HttpResponse CurlSession::perform(const HttpRequest& request, const Route& route,
@@ -54,19 +35,8 @@ HttpResponse CurlSession::perform(const HttpRequest& request, const Route& route
     setUpTls(files);
     tls_.begin();
     tls_.hookInto(easy_.get());
-    CurlTransfer transfer(easy_.get(), request, route, tls_);
-    const Running running(multi_.get(), easy_.get());
-    std::optional<CURLcode> code;
-    for (;;) {
-        int count = 0;
-        ::curl_multi_perform(multi_.get(), &count);
-        code = finished();
-        if (!code && ending)
-            transfer.stop("the process is ending");
-        if (code || !transfer.goOn(CurlTransfer::Clock::now()))
-            return transfer.finish(code);
-        ::curl_multi_poll(multi_.get(), nullptr, 0, LOOK_INTERVAL_MS, nullptr);
-    }
+    CurlTransfer transfer(easy_.get(), request, route, tls_, ending);
+    return transfer.finish(::curl_easy_perform(easy_.get()));
 }
 
 void CurlSession::setUp(const HttpRequest& request, const Route& route,
@@ -78,15 +48,20 @@ void CurlSession::setUp(const HttpRequest& request, const Route& route,
     ::curl_easy_setopt(easy, CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
     ::curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers_.get());
     ::curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-    // The library's own look at the environment would come to the same.
+    // Not what the library itself reads from the environment: it would be the same.
     ::curl_easy_setopt(easy, CURLOPT_PROXY, route.proxy ? route.proxy->url.c_str() : "");
     ::curl_easy_setopt(easy, CURLOPT_NOPROXY, "");
     ::curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     ::curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
                        static_cast<long>(request.connectTimeout.count()));
+    // The library counts from the request on, the wait for the first byte included.
+    ::curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, LOW_SPEED_BYTES_PER_SECOND);
+    ::curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME,
+                       static_cast<long>(request.stallTimeout.count()));
+    ::curl_easy_setopt(easy, CURLOPT_MAXCONNECTS, KEPT_CONNECTIONS);
     ::curl_easy_setopt(easy, CURLOPT_DNS_CACHE_TIMEOUT, static_cast<long>(dnsCacheTimeout.count()));
-    // An aborted request does not wait for a name server that does not answer.
+    // So that an aborted request does not wait for a silent name server.
     ::curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
 }
 
@@ -98,13 +73,13 @@ void CurlSession::setUpCredentials(const HttpRequest& request) {
         easy, CURLOPT_HTTPAUTH,
         static_cast<long>(request.auth == AuthScheme::Digest ? CURLAUTH_DIGEST : CURLAUTH_BASIC));
     ::curl_easy_setopt(easy, CURLOPT_USERNAME, request.user.c_str());
-    ::curl_easy_setopt(easy, CURLOPT_PASSWORD, request.password.c_str());
+    ::curl_easy_setopt(easy, CURLOPT_PASSWORD, request.password.text().c_str());
     ::curl_easy_setopt(easy, CURLOPT_MAXREDIRS, MAX_AUTHENTICATION_ROUNDS);
 }
 
 void CurlSession::setUpTls(const std::optional<TlsFiles>& files) {
     CURL* easy = easy_.get();
-    // The bundle and nothing else: the library's built-in file and directory are taken out.
+    // The bundle and nothing else: not the file and the directory that are built into the library.
     const char* bundle = files ? files->caBundle.c_str() : nullptr;
     for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO})
         ::curl_easy_setopt(easy, option, bundle);
@@ -117,23 +92,13 @@ void CurlSession::setUpTls(const std::optional<TlsFiles>& files) {
     if (!files)
         return;
     fingerprint_ = files->fingerprint;
-    if (!files->clientCertificate.empty()) {
+    if (files->offersClientCertificate()) {
         ::curl_easy_setopt(easy, CURLOPT_SSLCERT, files->clientCertificate.c_str());
         ::curl_easy_setopt(easy, CURLOPT_SSLKEY, files->clientKey.c_str());
-        // Also when it is empty: without one, OpenSSL asks on the terminal. The library copies it,
-        // and wiping its copy is not offered.
+        // Set even when empty: without a password, OpenSSL asks on the terminal. The library keeps
+        // a copy, which it offers no way to wipe.
         ::curl_easy_setopt(easy, CURLOPT_KEYPASSWD, files->clientKeyPassword.text().c_str());
     }
-}
-
-/// How the request ended; nothing while it runs.
-std::optional<CURLcode> CurlSession::finished() {
-    int left = 0;
-    while (const CURLMsg* message = ::curl_multi_info_read(multi_.get(), &left)) {
-        if (message->msg == CURLMSG_DONE)
-            return message->data.result;
-    }
-    return std::nullopt;
 }
 
 } // namespace http

@@ -12,11 +12,10 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string>
 
 namespace http {
 
-/// The library's handles for one request at a time, with the connections, TLS sessions and resolved
+/// The library's handle for one request at a time, with the connections, TLS sessions and resolved
 /// names that stay from request to request. Used by one thread at a time.
 class CurlSession {
 public:
@@ -26,22 +25,17 @@ public:
     CurlSession& operator=(const CurlSession&) = delete;
 
     /// Performs a request. files: needed by an encrypted one, and on the way to an encrypted proxy.
-    /// ending: becomes true to abort it, which takes a fraction of a second.
+    /// ending: becomes true to abort the request, which ends within a second.
     HttpResponse perform(const HttpRequest& request, const Route& route,
                          const std::optional<TlsFiles>& files, std::chrono::seconds dnsCacheTimeout,
                          const std::atomic<bool>& ending);
 
-    /// Fingerprint of the TLS files that its connections were verified with; empty: none was.
-    const std::string& fingerprint() const { return fingerprint_; }
+    /// The TLS files that its connections were verified with; empty: none was.
+    const TlsFiles::Fingerprint& fingerprint() const { return fingerprint_; }
 
 private:
-    struct CleanUpEasy {
+    struct CleanUp {
         void operator()(CURL* easy) const { ::curl_easy_cleanup(easy); }
-    };
-    struct CleanUpMulti {
-        void operator()(CURLM* multi) const { ::curl_multi_cleanup(multi); }
-    };
-    struct FreeList {
         void operator()(curl_slist* list) const { ::curl_slist_free_all(list); }
     };
 
@@ -49,14 +43,11 @@ private:
                std::chrono::seconds dnsCacheTimeout);
     void setUpCredentials(const HttpRequest& request);
     void setUpTls(const std::optional<TlsFiles>& files);
-    std::optional<CURLcode> finished();
 
     TlsWatch tls_; ///< outlives the connections
-    // The easy handle goes before the multi handle that it may be part of.
-    std::unique_ptr<CURLM, CleanUpMulti> multi_;
-    std::unique_ptr<CURL, CleanUpEasy> easy_;
-    std::unique_ptr<curl_slist, FreeList> headers_;
-    std::string fingerprint_;
+    std::unique_ptr<curl_slist, CleanUp> headers_;
+    std::unique_ptr<CURL, CleanUp> easy_;
+    TlsFiles::Fingerprint fingerprint_;
 };
 
 } // namespace http

@@ -12,9 +12,8 @@ namespace http {
 namespace {
 
 constexpr std::uint64_t MAX_HEADER_BYTES = 256ULL << 10U;
-/// So much of the body of an error or a redirect is read to keep the connection.
+/// The body of an error or a redirect is read up to here, to keep the connection.
 constexpr std::uint64_t MAX_DROPPED_BYTES = 64ULL << 10U;
-constexpr std::chrono::milliseconds REPORT_INTERVAL{100};
 
 constexpr int PROXY_AUTHENTICATION_REQUIRED = 407;
 
@@ -27,17 +26,22 @@ bool isInformational(int status) {
 } // namespace
 
 CurlTransfer::CurlTransfer(CURL* easy, const HttpRequest& request, const Route& route,
-                           const TlsWatch& tls)
-    : easy_(easy), request_(request), route_(route), tls_(tls), stall_(request.stallTimeout) {
+                           const TlsWatch& tls, const std::atomic<bool>& ending)
+    : easy_(easy), request_(request), route_(route), tls_(tls), ending_(ending) {
+    ::curl_easy_setopt(easy_, CURLOPT_SOCKOPTFUNCTION, &CurlTransfer::onSocket);
+    ::curl_easy_setopt(easy_, CURLOPT_SOCKOPTDATA, this);
     ::curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &CurlTransfer::onRequest);
     ::curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
     ::curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
     ::curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
     ::curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
     ::curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
+    ::curl_easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &CurlTransfer::onProgress);
+    ::curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
+    ::curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
 }
 
-/// Runs code of the requester, also below C code of the library, which no exception may cross.
+/// Runs code of the requester below C code of the library, which no exception may cross.
 /// False: the transfer has to end.
 template <typename Call>
 bool CurlTransfer::guarded(Call call) {
@@ -50,12 +54,17 @@ bool CurlTransfer::guarded(Call call) {
     return !stopped();
 }
 
+/// A new connection: for the first request, or for one that a kept connection did not carry.
+int CurlTransfer::onSocket(void* self, curl_socket_t /*socket*/, curlsocktype /*purpose*/) {
+    auto* transfer = static_cast<CurlTransfer*>(self);
+    transfer->sent_ = false;
+    transfer->answered_ = false;
+    return CURL_SOCKOPT_OK;
+}
+
 int CurlTransfer::onRequest(void* self, char* /*remote*/, char* /*local*/, int /*remotePort*/,
                             int /*localPort*/) {
-    // Connected, and about to ask: the wait for the answer begins. Before, the connect time-out
-    // holds.
     auto* transfer = static_cast<CurlTransfer*>(self);
-    transfer->stall_.start(Clock::now());
     transfer->sent_ = true;
     transfer->answered_ = false;
     return CURL_PREREQFUNC_OK;
@@ -73,8 +82,14 @@ std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count
     return transfer->guarded([&] { transfer->takeBody(data, bytes); }) ? bytes : 0;
 }
 
+/// The library calls about once a second, and whenever something arrives.
+int CurlTransfer::onProgress(void* self, curl_off_t /*total*/, curl_off_t /*received*/,
+                             curl_off_t /*sendTotal*/, curl_off_t /*sent*/) {
+    auto* transfer = static_cast<CurlTransfer*>(self);
+    return transfer->guarded([&] { transfer->report(); }) ? 0 : 1;
+}
+
 void CurlTransfer::takeHeader(const char* data, std::size_t size) {
-    stall_.received(size);
     headerBytes_ += size;
     if (headerBytes_ > MAX_HEADER_BYTES) {
         stop("the header of the answer is too large");
@@ -91,7 +106,7 @@ void CurlTransfer::takeHeader(const char* data, std::size_t size) {
     beginBody();
 }
 
-/// The header is whole: decides whether its body may come.
+/// The header is complete: decides what to do with its body.
 void CurlTransfer::beginBody() {
     inflater_.reset();
     droppedBytes_ = 0;
@@ -99,7 +114,7 @@ void CurlTransfer::beginBody() {
     received_ = 0;
     if (status() != 200)
         return;
-    // Where both are sent, the length says nothing.
+    // With both headers, the length does not hold.
     const bool chunked = !header("Transfer-Encoding").empty();
     const auto length =
         chunked ? std::nullopt : parseNumber<std::uint64_t>(header("Content-Length"));
@@ -121,7 +136,6 @@ void CurlTransfer::acceptEncoding(const std::string& encoding) {
 }
 
 void CurlTransfer::takeBody(const char* data, std::size_t size) {
-    stall_.received(size);
     if (status() != 200) {
         drop(size);
         return;
@@ -144,46 +158,39 @@ void CurlTransfer::inflate(const char* data, std::size_t size) {
 }
 
 void CurlTransfer::report() {
-    guarded([this] {
-        if (request_.onProgress && request_.onProgress(total_, received_) != 0)
-            stop(ABORTED);
-    });
+    if (ending_)
+        stop("the process is ending");
+    else if (request_.onProgress && request_.onProgress(total_, received_) != 0)
+        stop(ABORTED);
 }
 
-bool CurlTransfer::goOn(Clock::time_point now) {
-    if (stopped())
-        return false;
-    if (!reported_ || now - *reported_ >= REPORT_INTERVAL) {
-        reported_ = now;
-        report();
-    }
-    if (stall_.stalled(now))
-        stop("the transfer stalled");
-    return !stopped();
-}
-
-void CurlTransfer::stop(const std::string& cause) {
+/// Ends the transfer with this cause.
+void CurlTransfer::stop(const char* cause) {
     if (cause_.empty())
         cause_ = cause;
 }
 
-HttpResponse CurlTransfer::finish(std::optional<CURLcode> code) {
-    if (code == CURLE_OK)
-        report();
-    // The library takes a header without its end for a whole answer.
-    if (code == CURLE_OK && !headerEnded_)
-        stop("the answer was cut short");
-    if (code == CURLE_OK && inflater_ && !inflater_->complete())
-        stop("the compressed answer was cut short");
+/// Why the request failed; empty: it did not.
+std::string CurlTransfer::verdict(CURLcode code) const {
+    if (!cause_.empty())
+        return cause_;
+    if (code != CURLE_OK && !drained_)
+        return describeFailure({easy_, code, route_, tls_, sent_, answered_});
+    // The library accepts a header without its end as a complete answer.
+    if (!headerEnded_)
+        return "the answer was cut short";
+    if (inflater_ && !inflater_->complete())
+        return "the compressed answer was cut short";
+    if (status() == PROXY_AUTHENTICATION_REQUIRED)
+        return describeProxyAuthentication(route_);
+    return {};
+}
 
+HttpResponse CurlTransfer::finish(CURLcode code) const {
     HttpResponse response;
-    response.status = status();
-    response.failure = cause_;
+    response.failure = verdict(code);
     response.callbackError = callbackError_;
-    if (cause_.empty() && !drained_ && code.value_or(CURLE_OK) != CURLE_OK)
-        response.failure = describeFailure({easy_, *code, route_, tls_, sent_, answered_});
-    else if (cause_.empty() && response.status == PROXY_AUTHENTICATION_REQUIRED)
-        response.failure = describeProxyAuthentication(route_);
+    response.status = status();
     if (!response.failure.empty() && isInformational(response.status))
         response.status = 0; // of an answer that never came
     if (response.status == 401) {

@@ -26,7 +26,7 @@ GzipInflater::~GzipInflater() {
 
 bool GzipInflater::feed(const char* data, std::size_t size, const Sink& sink) {
     z_stream& z = stream_->z;
-    // zlib does not write to its input; the pointer is not const for historical reasons.
+    // zlib does not write to its input, though it takes a pointer to non-const.
     z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));
     z.avail_in = static_cast<uInt>(size);
     bool more = size > 0;

@@ -7,10 +7,11 @@
 
 namespace http {
 
-/// Decompresses a gzip stream piece by piece, in constant memory.
+/// Decompresses a gzip stream piece by piece, in constant memory. The HTTP library could do that
+/// too, but it accepts half a gzip body as a whole answer.
 class GzipInflater {
 public:
-    /// Takes decompressed bytes. What it throws ends the work and passes through.
+    /// Takes decompressed bytes. Its exceptions pass through.
     using Sink = std::function<void(const char* data, std::size_t size)>;
 
     GzipInflater();

@@ -8,8 +8,9 @@
 
 namespace http {
 
-/// The proxy that the environment names for a request. The rules are libcurl's own, which does not
-/// tell what it made of them, and without that nobody can say whose failure a failure is.
+/// The proxy that the environment names for a request. The rules are libcurl's own. They are
+/// applied here because libcurl does not tell which proxy it chose, which a message about a failure
+/// needs.
 struct Proxy {
     enum class Kind { Http, Https, Socks };
 
@@ -20,7 +21,7 @@ struct Proxy {
 
     /// "http_proxy", "https_proxy" or "HTTPS_PROXY", otherwise "all_proxy" or "ALL_PROXY"; nothing
     /// where none of them is set, and for hosts in the list of "no_proxy" or "NO_PROXY". Throws
-    /// std::runtime_error with one clause when what is set names no proxy.
+    /// std::runtime_error with one clause when the variable does not name a proxy.
     static std::optional<Proxy> of(const UrlInfo& url);
 };
 

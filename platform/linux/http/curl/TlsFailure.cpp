@@ -18,7 +18,7 @@ constexpr Clause<int> ALERTS[] = {
     {SSL_AD_UNRECOGNIZED_NAME, "@ does not know this host name"},
 };
 
-/// Of a peer that was offered a client certificate.
+/// From a peer that was offered a client certificate.
 constexpr Clause<int> ALERTS_ABOUT_CERTIFICATE[] = {
     {SSL_AD_UNKNOWN_CA, "@ does not trust the client certificate"},
     {SSL_AD_CERTIFICATE_EXPIRED, "to @ the client certificate has expired"},
@@ -29,7 +29,7 @@ constexpr Clause<int> ALERTS_ABOUT_CERTIFICATE[] = {
     {SSL_AD_ACCESS_DENIED, "@ refused the client certificate"},
 };
 
-/// With what we ended the handshake.
+/// Those with which we ended the handshake.
 constexpr Clause<int> OWN_ALERTS[] = {
     {SSL_AD_PROTOCOL_VERSION, VERSION},
     {SSL_AD_HANDSHAKE_FAILURE, "the TLS of @ is too weak"},

@@ -5,8 +5,9 @@
 
 namespace http {
 
-/// Why a handshake failed, also one that the peer began later or judged later; a wrong name in its
-/// certificate apart. offered: the peer was offered a client certificate. A text as in Clause.
+/// Why a handshake failed, be it the first, or one that the peer began or judged later; not for a
+/// wrong name in the certificate. offered: the peer was offered a client certificate. A text as in
+/// Clause.
 const char* describeHandshake(const TlsWatch& tls, bool offered);
 
 } // namespace http

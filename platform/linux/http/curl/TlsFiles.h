@@ -3,21 +3,28 @@
 
 #include "http/IRestApi.h"
 #include "http/Secret.h"
+#include "posix/FileStamp.h"
+#include "posix/HostPath.h"
 
-#include <string>
+#include <utility>
+#include <vector>
 
 namespace http {
 
 /// The files that decide whom an encrypted connection (to a server or a proxy) trusts and as whom
-/// it presents itself, with the machine's paths.
+/// it presents itself.
 struct TlsFiles {
-    std::string caBundle;
-    std::string clientCertificate; ///< empty: none is offered
-    std::string clientKey;
+    using Fingerprint = std::vector<std::pair<posix::HostPath, posix::FileStamp>>;
+
+    posix::HostPath caBundle;
+    posix::HostPath clientCertificate; ///< empty: none is offered
+    posix::HostPath clientKey;
     Secret clientKeyPassword;
     /// Differs as soon as one of the files is another one or was replaced. What was verified with
     /// other files (connections, TLS sessions) must not be used.
-    std::string fingerprint;
+    Fingerprint fingerprint;
+
+    bool offersClientCertificate() const { return !clientCertificate.text().empty(); }
 
     /// encrypted: the connection to the server is; only then a client certificate is presented.
     /// Throws std::runtime_error with one clause when there are no trusted certificates or a path

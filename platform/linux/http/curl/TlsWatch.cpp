@@ -34,7 +34,7 @@ void TlsWatch::onMessage(int sent, int /*version*/, int type, const void* data, 
             watch.takeHeader(bytes, size);
         return;
     }
-    // Tickets come whenever the peer likes, from the connection to a proxy too.
+    // Tickets may come at any time, also over the connection to a proxy.
     const bool handshake =
         type == SSL3_RT_HANDSHAKE && size > 0 && bytes[0] != SSL3_MT_NEWSESSION_TICKET;
     const bool alert = type == SSL3_RT_ALERT && size == 2 && bytes[0] == SSL3_AL_FATAL;
@@ -48,7 +48,7 @@ void TlsWatch::onMessage(int sent, int /*version*/, int type, const void* data, 
         watch.takeAlert(sent != 0, bytes[1]);
 }
 
-/// Comes before the library has looked at it.
+/// Called before the library has checked the header.
 void TlsWatch::takeHeader(const unsigned char* data, std::size_t size) {
     if (size < 2 || data[0] < FIRST_RECORD_TYPE || data[0] > LAST_RECORD_TYPE ||
         data[1] != SSL3_VERSION_MAJOR)

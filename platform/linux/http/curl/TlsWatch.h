@@ -9,9 +9,9 @@
 
 namespace http {
 
-/// Looks on at the encrypted connections of a session, for the cause when one fails: libcurl's
-/// codes tell too little and its texts are not made to be read by programs. Of several connections
-/// (to a proxy and through it) it knows about the one that shook hands last. For one thread.
+/// Observes the TLS messages of a session, to tell the cause when a connection fails: libcurl's
+/// codes tell too little, and its texts are not meant to be parsed. Of several connections (to a
+/// proxy and through it) it knows about the one with the latest handshake. For one thread.
 class TlsWatch {
 public:
     TlsWatch() = default;
@@ -20,21 +20,21 @@ public:
 
     /// Watches the connections that the handle opens from now on; has to outlive them.
     void hookInto(CURL* easy);
-    /// A request begins: what was before does not count.
+    /// A request begins: forgets the previous one.
     void begin() { state_ = {}; }
 
-    /// A handshake, a later one too, has begun and not come to its end.
+    /// A handshake, the first or a later one, has begun and not ended.
     bool isShakingHands() const { return state_.finishedToCome > 0; }
-    /// The peer wanted to see a client certificate.
+    /// The peer asked for a client certificate.
     bool wasAskedForCertificate() const { return state_.askedForCertificate; }
-    /// What the peer sent is not TLS.
+    /// The peer does not speak TLS.
     bool isForeign() const { return state_.foreign; }
     /// The fatal alert (SSL_AD_...) that the peer sent.
     std::optional<int> alertReceived() const { return state_.alertReceived; }
     /// The fatal alert with which we ended the connection.
     std::optional<int> alertSent() const { return state_.alertSent; }
-    /// Why we did not accept the peer's certificate (X509_V_ERR_...), names apart: they are
-    /// compared later, and by libcurl.
+    /// Why we did not accept the peer's certificate (X509_V_ERR_...); a wrong name is not among the
+    /// reasons, because libcurl compares names later.
     std::optional<long> certificateProblem() const { return state_.certificateProblem; }
 
 private:

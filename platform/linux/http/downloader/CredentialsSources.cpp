@@ -16,7 +16,7 @@ bool holdsControl(const std::string& text) {
     return std::any_of(text.begin(), text.end(), ascii::isControl);
 }
 
-/// "user%40home" -> "user@home". What is no escape stays.
+/// "user%40home" -> "user@home". What is not an escape stays.
 std::string percentDecoded(const std::string& text) {
     std::string result;
     for (std::size_t position = 0; position < text.size(); ++position) {
@@ -87,16 +87,16 @@ Credentials CredentialsSources::fromScreen() {
         credentials.typedIn = true;
         return credentials;
     } catch (const std::logic_error& error) {
-        // Of a conversion: its text alone says nothing.
+        // From a conversion: its text alone says nothing.
         throw std::runtime_error(
-            std::string("the configured time to wait for typed-in credentials is no number: ") +
+            std::string("the configured time to wait for typed-in credentials is not a number: ") +
             error.what());
     }
 }
 
 bool CredentialsSources::worthTrying(const Credentials& credentials) const {
     if (credentials.user.empty() || credentials.password.empty() ||
-        holdsControl(credentials.user) || holdsControl(credentials.password))
+        holdsControl(credentials.user) || holdsControl(credentials.password.text()))
         return false;
     return std::none_of(tried_.begin(), tried_.end(),
                         [&](const Credentials& earlier) { return earlier.sameAs(credentials); });

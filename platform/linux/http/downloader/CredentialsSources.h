@@ -2,6 +2,7 @@
 #pragma once
 
 #include "http/ICredentialsProvider.h"
+#include "http/Secret.h"
 #include "http/UrlInfo.h"
 
 #include <array>
@@ -15,7 +16,7 @@ namespace http {
 /// User name and password; never one without the other.
 struct Credentials {
     std::string user;
-    std::string password;
+    Secret password;
     bool typedIn = false; ///< by the user, on the phone's screen
 
     bool sameAs(const Credentials& other) const {
@@ -24,15 +25,15 @@ struct Credentials {
 };
 
 /// The credentials that one download may try, in order: those in its URL (percent escapes decoded),
-/// the stored ones, the factory ones, those typed in on the phone's screen. A source is asked only
-/// when its turn has come, and once. Skipped are credentials with an empty user name or password,
-/// with a control character, and those that were given out before.
+/// the stored ones, the factory ones, those typed in on the phone's screen. A source is asked once,
+/// and only when its turn has come. Credentials are skipped that have an empty user name or
+/// password or a control character, or that were given out before.
 class CredentialsSources {
 public:
-    /// provider may be empty: then there are only those in the URL.
+    /// provider: empty where there are no credentials but those in the URL.
     CredentialsSources(const UrlInfo& url, std::shared_ptr<ICredentialsProvider> provider);
 
-    /// The next ones; nothing when all sources have been asked. What the provider throws passes
+    /// The next ones; nothing when all sources have been asked. Exceptions of the provider pass
     /// through.
     std::optional<Credentials> next();
     /// True when some were given out.

@@ -73,8 +73,8 @@ void DownloadFile::commit() {
     } catch (const filesystem::WriteError& error) {
         if (error.step() != Step::FlushDirectory)
             fail(error);
-        // The new file is in its place; that a power cut may still bring the old one back is no
-        // failure of the download.
+        // The new file is in its place. A power cut may still bring the old one back, which does
+        // not make the download a failure.
         LOG(2) << "Directory of " << quote(path_)
                << " not flushed to disk: " << error.code().message();
     }

@@ -10,13 +10,13 @@
 
 namespace http {
 
-/// The target of a download: an atomic file that begins to exist when there is something to keep.
-/// Its mode is the one asked for whatever the umask. Errors are std::runtime_error whose text names
+/// The target of a download: an atomic file that is created when there is something to write. Its
+/// mode does not depend on the umask. Errors are std::runtime_error whose text names
 /// the path and the cause.
 class DownloadFile {
 public:
-    /// Refuses what is known to be in the way already: a path that leads elsewhere, a symbolic link
-    /// or a file on the way, a directory in the file's place. Touches nothing yet.
+    /// Refuses a path that cannot be written: one that leads elsewhere, with a symbolic link or a
+    /// file among its directories, or that is a directory. Writes nothing yet.
     DownloadFile(std::string path, Access access);
     DownloadFile(const DownloadFile&) = delete;
     DownloadFile& operator=(const DownloadFile&) = delete;

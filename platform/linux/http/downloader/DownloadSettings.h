@@ -15,7 +15,7 @@ struct DownloadSettings {
     std::uint64_t maxBytes = 256ULL << 20U;
 
     /// Reads them from the phone configuration, times in seconds from 1 to 86400, sizes in bytes
-    /// from 1 on. What is no such number is left at its default, with a level 2 line.
+    /// from 1. Any other text gives the default and a level 2 line.
     static DownloadSettings read(const phoneconfig::IPhoneConfig& phoneConfig);
 };
 

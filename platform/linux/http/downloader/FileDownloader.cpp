@@ -4,10 +4,10 @@
 #include "DownloadFile.h"
 #include "DownloadSettings.h"
 #include "Transfer.h"
+#include "common/Guarded.h"
 #include "logger/Logger.h"
 
 #include <algorithm>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -19,8 +19,8 @@ std::string hostOf(const UrlInfo& url) {
     return url.port == 0 ? url.host : url.host + ":" + std::to_string(url.port);
 }
 
-/// "Download from HOST failed: CAUSE"; says too where redirects led. No host where the
-/// URL is none.
+/// "Download from HOST failed: CAUSE"; also says where redirects led. Without a host where the URL
+/// has none.
 std::string sentence(const UrlInfo& requested, const UrlInfo& reached, const std::string& cause) {
     std::string text = "Download";
     if (!requested.host.empty())
@@ -39,22 +39,11 @@ struct FileDownloader::Impl {
     std::string defaultFileName;
     DownloadSettings settings;
 
-    mutable std::mutex mutex; ///< guards the two below
-    ProgressCallback progress;
-    DownloadResult lastResult;
-
-    ProgressCallback currentProgress() const {
-        const std::lock_guard lock(mutex);
-        return progress;
-    }
-
-    void remember(const DownloadResult& result) {
-        const std::lock_guard lock(mutex);
-        lastResult = result;
-    }
+    common::Guarded<ProgressCallback> progress;
+    common::Guarded<DownloadResult> lastResult;
 
     UrlInfo checked(const UrlInfo& url) const {
-        // Fields that were set by hand hold what the text of the URL says, or are refused.
+        // Fields that were set by hand are parsed like any text, or refused.
         UrlInfo result(url.getUrl());
         if (result.fileName.empty())
             result.fileName = defaultFileName;
@@ -91,30 +80,28 @@ DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& p
         file.emplace(path, access);
         transfer.emplace(
             Transfer::Services{*impl_->restApi, *impl_->security, impl_->credentialsProvider},
-            settings, requested, impl_->currentProgress(), *file);
+            settings, requested, impl_->progress.get(), *file);
         transfer->run();
         DownloadResult result(true, transfer->status(), transfer->url());
-        impl_->remember(result);
+        impl_->lastResult.set(result);
         return result;
     } catch (const std::exception& error) {
         cause = error.what();
     } catch (...) {
         cause = "a callback threw something that has no text";
     }
-    impl_->remember({false, transfer ? transfer->status() : 0});
+    impl_->lastResult.set({false, transfer ? transfer->status() : 0});
     const std::string text = sentence(requested, transfer ? transfer->url() : requested, cause);
     LOG(2) << text;
     throw std::runtime_error(text);
 }
 
 DownloadResult FileDownloader::getLastResult() const {
-    const std::lock_guard lock(impl_->mutex);
-    return impl_->lastResult;
+    return impl_->lastResult.get();
 }
 
 void FileDownloader::setProgressCallback(ProgressCallback callback) {
-    const std::lock_guard lock(impl_->mutex);
-    impl_->progress.swap(callback);
+    impl_->progress.lock()->swap(callback); // the previous one is destroyed without the lock
 }
 
 } // namespace http

@@ -18,7 +18,7 @@ namespace {
 constexpr unsigned int MAX_REDIRECTS = 10;
 constexpr std::array<int, 5> REDIRECTS = {301, 302, 303, 307, 308};
 
-/// True for an answer of a server that has nothing against who asks, whatever it says of the file.
+/// True for an answer that accepts the credentials, whether or not the server has the file.
 bool takesCredentials(int status) {
     constexpr int UNAUTHORIZED = 401;
     constexpr int FORBIDDEN = 403;
@@ -46,17 +46,11 @@ std::uint32_t portOf(const UrlInfo& url) {
     return isEncrypted(url) ? 443 : 80;
 }
 
-UrlInfo stripped(UrlInfo url) {
-    url.user.clear();
-    url.password.clear();
-    return url;
-}
-
 UrlInfo parseTarget(const std::string& location) {
     try {
-        return stripped(UrlInfo(location));
+        return withoutCredentials(UrlInfo(location));
     } catch (const UrlException&) {
-        throw std::runtime_error("the target of the redirect is no usable URL");
+        throw std::runtime_error("the target of the redirect is not a usable URL");
     }
 }
 
@@ -72,7 +66,7 @@ Transfer::Transfer(const Services& services, const DownloadSettings& settings, c
     , settings_(settings)
     , progress_(std::move(progress))
     , file_(file)
-    , origin_(stripped(url))
+    , origin_(withoutCredentials(url))
     , url_(origin_)
     , sources_(url, services.credentialsProvider) {}
 
@@ -116,7 +110,7 @@ HttpResponse Transfer::request() {
     return services_.restApi.get(request);
 }
 
-/// Returns when the response is whole and the download goes on or is complete.
+/// Throws when the download has failed; returns when it goes on or is complete.
 void Transfer::judge(const HttpResponse& response) {
     if (takesCredentials(response.status))
         keepTypedIn();
@@ -168,7 +162,7 @@ void Transfer::keepTypedIn() {
     credentials_->typedIn = false;
     try {
         services_.credentialsProvider->saveHttpCredentials(credentials_->user,
-                                                           credentials_->password);
+                                                           credentials_->password.text());
     } catch (const std::exception& error) {
         LOG(2) << "The credentials typed in are not stored: " << error.what();
     }

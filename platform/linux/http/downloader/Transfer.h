@@ -15,8 +15,8 @@
 
 namespace http {
 
-/// One download, from the first request to the file in its place: follows redirects, answers
-/// requests for credentials, counts the bytes. On the downloading thread.
+/// One download, from the first request to the renamed file: follows redirects, answers requests
+/// for credentials, counts the bytes. On the downloading thread.
 class Transfer {
 public:
     struct Services {
@@ -25,7 +25,6 @@ public:
         std::shared_ptr<ICredentialsProvider> credentialsProvider;
     };
 
-    /// url: with a file name or a directory that the server knows an answer for.
     Transfer(const Services& services, const DownloadSettings& settings, const UrlInfo& url,
              IFileDownloader::ProgressCallback progress, DownloadFile& file);
     Transfer(const Transfer&) = delete;
@@ -36,7 +35,7 @@ public:
 
     /// Last HTTP status received; 0 when none arrived.
     int status() const { return status_; }
-    /// What is requested at present, without credentials.
+    /// The URL of the current request, without credentials.
     const UrlInfo& url() const { return url_; }
 
 private:
@@ -55,10 +54,10 @@ private:
     DownloadSettings settings_;
     IFileDownloader::ProgressCallback progress_;
     DownloadFile& file_;
-    UrlInfo origin_; ///< what the download was asked for
+    UrlInfo origin_; ///< the URL of the download, without credentials
     UrlInfo url_;
     CredentialsSources sources_;
-    std::optional<Credentials> credentials_; ///< the server asked for them; for the origin only
+    std::optional<Credentials> credentials_; ///< set once the server asked; for the origin only
     AuthScheme scheme_ = AuthScheme::None;
     int status_ = 0;
     unsigned int redirects_ = 0;

@@ -28,11 +28,11 @@ constexpr std::size_t HEADER_BYTES = MAGIC.size() + SALT_BYTES;
 constexpr std::size_t KEY_BYTES = 16;
 constexpr std::size_t BLOCK_BYTES = 16;
 constexpr int ROUNDS = 10000;
-/// Of the plain text: nothing larger is a provisioning file.
+/// Of the plain text: a provisioning file is never larger.
 constexpr unsigned long long MAX_PLAIN_BYTES = 16ULL << 20U;
 constexpr unsigned long long MAX_FILE_BYTES = MAX_PLAIN_BYTES + HEADER_BYTES + BLOCK_BYTES;
 constexpr unsigned long long MAX_KEY_FILE_BYTES = 1ULL << 20U;
-/// So much of a line the stock tool takes as password.
+/// The stock tool takes no more of a line as the password.
 constexpr std::size_t MAX_PASSWORD_BYTES = 1023;
 
 [[noreturn]] void fail(const std::string& path, const std::string& why) {
@@ -47,7 +47,7 @@ constexpr std::size_t MAX_PASSWORD_BYTES = 1023;
     fail(path, "the key is wrong or the file is damaged");
 }
 
-/// False for a plain file, however large. True for one that cannot be read: reading it says why.
+/// False for a plain file, however large. True for one that cannot be read: reading it tells why.
 bool mayBeEncrypted(const std::string& path) {
     const posix::Descriptor file(
         ::open(root::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -69,7 +69,7 @@ struct KeyMaterial {
     std::array<unsigned char, KEY_BYTES + BLOCK_BYTES> bytes{};
 };
 
-/// Made in place at the caller, who wipes it: no copy stays behind.
+/// Made in place in the caller, which wipes it, so that no copy is left.
 std::string readKeyFile(const std::string& keyFile, const std::string& path) {
     try {
         return filesystem::read(keyFile, MAX_KEY_FILE_BYTES);
@@ -92,9 +92,9 @@ void derive(KeyMaterial& material, std::string_view password, const unsigned cha
         throw std::bad_alloc();
 }
 
-/// Decrypts a text where it is; false when its padding is none.
+/// Decrypts a text in place; false when its padding is wrong.
 bool decryptInPlace(unsigned char* text, std::size_t& size, const KeyMaterial& material) {
-    const CipherContextPtr context(EVP_CIPHER_CTX_new());
+    const security::CipherContextPtr context(EVP_CIPHER_CTX_new());
     if (!context)
         throw std::bad_alloc();
     int plain = 0;
@@ -112,7 +112,7 @@ bool decryptInPlace(unsigned char* text, std::size_t& size, const KeyMaterial& m
 
 struct Aes128CbcDecrypter::Impl {
     std::string keyFile; ///< the phone's path
-    ExposedFiles exposed;
+    security::ExposedFiles exposed;
 };
 
 Aes128CbcDecrypter::Aes128CbcDecrypter(std::string keyFile) : impl_(std::make_unique<Impl>()) {
@@ -122,7 +122,7 @@ Aes128CbcDecrypter::Aes128CbcDecrypter(std::string keyFile) : impl_(std::make_un
 Aes128CbcDecrypter::~Aes128CbcDecrypter() = default;
 
 std::string Aes128CbcDecrypter::decrypt(const std::string& path) {
-    const OpenSslErrors errors;
+    const security::OpenSslErrors errors;
     if (!mayBeEncrypted(path))
         failPlain(path);
     std::string text = filesystem::read(path, MAX_FILE_BYTES);

@@ -3,7 +3,7 @@
 
 #include "X509Text.h"
 
-namespace http {
+namespace security {
 
 namespace {
 
@@ -14,7 +14,7 @@ constexpr std::string_view BEGIN = "-----BEGIN CERTIFICATE-----";
 constexpr std::string_view END = "-----END CERTIFICATE-----";
 constexpr std::size_t NONE = std::string_view::npos;
 
-/// What the last comment about a file names.
+/// The file that the last comment names.
 std::string lastFileName(std::string_view comments) {
     const std::size_t comment = comments.rfind(FILE_COMMENT);
     if (comment == NONE)
@@ -47,4 +47,4 @@ std::map<std::string, std::string> parseBundle(std::string_view text) {
     }
 }
 
-} // namespace http
+} // namespace security

@@ -6,11 +6,11 @@
 #include <string_view>
 #include <vector>
 
-namespace http {
+namespace security {
 
 /// A certificate of the bundle.
 struct BundleEntry {
-    std::string fileName; ///< of the file that it came from; empty: nobody knows
+    std::string fileName; ///< of the file that it came from; empty: unknown
     std::string fingerprint;
     std::string pem;
 };
@@ -20,7 +20,7 @@ struct BundleEntry {
 std::string formatBundle(const std::vector<BundleEntry>& entries);
 
 /// File names by fingerprint of the certificates in a bundle's text; those that do not parse are
-/// passed over.
+/// ignored.
 std::map<std::string, std::string> parseBundle(std::string_view text);
 
-} // namespace http
+} // namespace security

@@ -3,7 +3,7 @@
 
 #include "SavedFile.h"
 
-namespace http {
+namespace security {
 
 Certificate::Certificate(std::string_view content) : chain_(x509::parse(content)) {}
 
@@ -22,4 +22,4 @@ std::string Certificate::toPem() const {
     return text;
 }
 
-} // namespace http
+} // namespace security

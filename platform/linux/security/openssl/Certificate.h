@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-namespace http {
+namespace security {
 
-/// A certificate, and those behind it in its file: its chain of issuers.
-class Certificate : public ICertificate {
+/// A certificate, and those after it in its file: its chain of issuers.
+class Certificate : public http::ICertificate {
 public:
     explicit Certificate(std::string_view content);
 
@@ -29,4 +29,4 @@ private:
     std::vector<X509Ptr> chain_;
 };
 
-} // namespace http
+} // namespace security

@@ -15,7 +15,7 @@
 #include <system_error>
 #include <tuple>
 
-namespace http {
+namespace security {
 
 namespace {
 
@@ -31,7 +31,7 @@ struct CertificateFile {
                              " failed: " + cause.message());
 }
 
-/// Names of the regular files and of the links to some, sorted.
+/// Names of the regular files and of the links to regular files, sorted.
 std::vector<std::string> listFiles(const std::string& directory) {
     std::error_code error;
     std::filesystem::directory_iterator entry(root::toHost(directory).text(), error);
@@ -39,7 +39,7 @@ std::vector<std::string> listFiles(const std::string& directory) {
         fail(directory, error);
     std::vector<std::string> names;
     while (entry != std::filesystem::directory_iterator()) {
-        std::error_code ignored; // a link to nowhere is no file
+        std::error_code ignored; // a dangling link is not a file
         if (entry->is_regular_file(ignored))
             names.push_back(entry->path().filename().string());
         entry.increment(error);
@@ -50,7 +50,7 @@ std::vector<std::string> listFiles(const std::string& directory) {
     return names;
 }
 
-/// "5ed36f99.0": what certificate directories add for the library's own search.
+/// "5ed36f99.0": a link in a certificate directory by which the library itself finds a file.
 bool isHashLink(const std::string& name) {
     constexpr std::size_t HASH_DIGITS = 8;
     return name.size() > HASH_DIGITS + 1 && name[HASH_DIGITS] == '.' &&
@@ -117,4 +117,4 @@ std::vector<BundleEntry> readCertificateDirectory(const std::string& directory) 
     return result;
 }
 
-} // namespace http
+} // namespace security

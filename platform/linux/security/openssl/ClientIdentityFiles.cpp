@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-namespace http {
+namespace security {
 
 namespace {
 
@@ -26,19 +26,19 @@ constexpr std::array PATHS{CERTIFICATE, KEY, PASSWORD, LAST_PAIR};
 constexpr unsigned long long MAX_FILE_BYTES = 4ULL << 20U;
 constexpr unsigned long long MAX_PASSWORD_BYTES = 64ULL << 10U;
 
-Secret readSecret(const char* path, unsigned long long maxBytes) {
+http::Secret readSecret(const char* path, unsigned long long maxBytes) {
     return filesystem::read(path, maxBytes);
 }
 
 /// Throws std::runtime_error when a file cannot be read.
 ClientPair readInstalled(const posix::FileStamp& password) {
     const std::string certificates = filesystem::read(CERTIFICATE, MAX_FILE_BYTES);
-    const Secret key = readSecret(KEY, MAX_FILE_BYTES);
+    const http::Secret key = readSecret(KEY, MAX_FILE_BYTES);
     return {certificates, key.text(),
-            password.isMissing() ? Secret() : readSecret(PASSWORD, MAX_PASSWORD_BYTES)};
+            password.isMissing() ? http::Secret() : readSecret(PASSWORD, MAX_PASSWORD_BYTES)};
 }
 
-/// The installed pair; nothing when it cannot be used, which the reason tells then.
+/// The installed pair; nothing when it cannot be used, and then the reason says why.
 std::optional<ClientPair> findInstalled(const posix::FileStamp& password, std::string& reason) {
     try {
         ClientPair pair = readInstalled(password);
@@ -72,7 +72,7 @@ std::optional<ClientPair> findLast(const posix::FileStamp& lastPair) {
 /// False when the pair could not be kept.
 bool keep(const ClientPair& pair) {
     try {
-        const Secret text = pair.toText();
+        const http::Secret text = pair.toText();
         if (text.empty())
             throw std::runtime_error("they cannot be written as PEM");
         filesystem::write(LAST_PAIR, text.text(), filesystem::PRIVATE_FILE);
@@ -96,18 +96,18 @@ void removeLast(const posix::FileStamp& lastPair) {
 
 } // namespace
 
-std::optional<ClientIdentity> ClientIdentityFiles::offered() {
+std::optional<http::ClientIdentity> ClientIdentityFiles::offered() {
     if (const std::optional<Answer> answer = known(stampsNow()))
         return *answer;
-    const std::lock_guard turn(turns_);
+    const std::lock_guard turn(looking_);
     // Taken before the files are read: what changes in between is seen next time.
     Stamps stamps = stampsNow();
     if (const std::optional<Answer> answer = known(stamps))
-        return *answer; // somebody else has looked
+        return *answer; // another thread has looked
     Answer answer = look(stamps);
     stamps[LAST_PAIR_FILE] =
         posix::FileStamp::of(root::toHost(LAST_PAIR)); // looking may have changed it
-    remember(stamps, answer);
+    known_.set({stamps, answer});
     return answer;
 }
 
@@ -136,27 +136,21 @@ ClientIdentityFiles::Answer ClientIdentityFiles::look(const Stamps& stamps) {
     const std::optional<ClientPair> installed = findInstalled(stamps[PASSWORD_FILE], reason);
     const std::optional<ClientPair> last = findLast(stamps[LAST_PAIR_FILE]);
     if (!installed) {
-        LOG(2) << (last ? "The client certificate of before is still offered: "
+        LOG(2) << (last ? "The previous client certificate is still offered: "
                         : "No client certificate is offered: ")
                << reason;
         return last ? Answer({LAST_PAIR, LAST_PAIR, last->password()}) : std::nullopt;
     }
     if ((last && *last == *installed) || keep(*installed))
-        return ClientIdentity{LAST_PAIR, LAST_PAIR, installed->password()};
-    return ClientIdentity{CERTIFICATE, KEY, installed->password()};
+        return http::ClientIdentity{LAST_PAIR, LAST_PAIR, installed->password()};
+    return http::ClientIdentity{CERTIFICATE, KEY, installed->password()};
 }
 
-std::optional<ClientIdentityFiles::Answer> ClientIdentityFiles::known(const Stamps& stamps) {
-    const std::lock_guard lock(mutex_);
-    if (stamps_ != stamps)
+std::optional<ClientIdentityFiles::Answer> ClientIdentityFiles::known(const Stamps& stamps) const {
+    const auto known = known_.lock();
+    if (known->stamps != stamps)
         return std::nullopt;
-    return std::optional<Answer>(std::in_place, answer_);
+    return std::optional<Answer>(std::in_place, known->answer);
 }
 
-void ClientIdentityFiles::remember(const Stamps& stamps, const Answer& answer) {
-    const std::lock_guard lock(mutex_);
-    stamps_ = stamps;
-    answer_ = answer;
-}
-
-} // namespace http
+} // namespace security

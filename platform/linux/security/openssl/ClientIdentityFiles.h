@@ -3,6 +3,7 @@
 
 #include "ClientPair.h"
 #include "ExposedFiles.h"
+#include "common/Guarded.h"
 #include "http/ISecurity.h"
 #include "posix/FileStamp.h"
 
@@ -11,7 +12,7 @@
 #include <optional>
 #include <string>
 
-namespace http {
+namespace security {
 
 /// The client certificate and key to offer to servers. They are installed as three files
 /// ("user_cert.pem", "user_key.pem", "user_pass.txt" in "/data/certs/client/"), one after another,
@@ -25,25 +26,27 @@ class ClientIdentityFiles {
 public:
     /// Reads the files again only when one of them changed, and then says in one level 2 line why
     /// the installed ones cannot be used.
-    std::optional<ClientIdentity> offered();
+    std::optional<http::ClientIdentity> offered();
 
 private:
     static constexpr std::size_t FILES = 4;
     using Stamps = std::array<posix::FileStamp, FILES>;
-    using Answer = std::optional<ClientIdentity>;
+    using Answer = std::optional<http::ClientIdentity>;
+
+    struct Known {
+        std::optional<Stamps> stamps; ///< of the files that the answer is about
+        /// With the password: it is read once, and stays in memory in one place that is overwritten
+        /// when it is replaced. Reading it for each request would leave copies in more places.
+        Answer answer;
+    };
 
     static Stamps stampsNow();
     Answer look(const Stamps& stamps);
-    std::optional<Answer> known(const Stamps& stamps);
-    void remember(const Stamps& stamps, const Answer& answer);
+    std::optional<Answer> known(const Stamps& stamps) const;
 
-    std::mutex turns_; ///< so that one thread looks at the files: its whole purpose
+    std::mutex looking_; ///< serialises looking at the files, which is its only purpose
     ExposedFiles exposed_;
-    std::mutex mutex_;
-    std::optional<Stamps> stamps_; ///< of the files that the answer is about
-    /// With the password: it is read once, and stays in memory in one place that is overwritten
-    /// when another takes its place. Reading it for each request would leave it in more of them.
-    Answer answer_;
+    common::Guarded<Known> known_;
 };
 
-} // namespace http
+} // namespace security

@@ -8,7 +8,7 @@
 #include <new>
 #include <vector>
 
-namespace http {
+namespace security {
 
 namespace {
 
@@ -25,7 +25,7 @@ struct FreeStack {
 };
 using StackPtr = std::unique_ptr<STACK_OF(X509), FreeStack>;
 
-/// Those behind the first one, which stay the chain's.
+/// All but the first one; the chain still owns them.
 StackPtr issuersOf(const std::vector<X509Ptr>& chain) {
     StackPtr issuers(sk_X509_new_null());
     if (!issuers)
@@ -35,8 +35,8 @@ StackPtr issuersOf(const std::vector<X509Ptr>& chain) {
     return issuers;
 }
 
-/// Puts the pair to use as a connection does; why that fails, empty: it does not. Beside the match
-/// the library minds the strength of keys and signatures.
+/// Puts the pair to use as a connection does; why that fails; empty: it does not. Beside the match
+/// the library checks the strength of keys and signatures.
 std::string refusalByTls(const std::vector<X509Ptr>& chain, EVP_PKEY* key) {
     const OpenSslErrors errors;
     constexpr int OVERRIDE = 1;
@@ -72,7 +72,7 @@ bool writePassword(BIO* sink, const std::string& password) {
                          static_cast<long>(password.size())) > 0;
 }
 
-Secret readPassword(const std::string& text) {
+http::Secret readPassword(const std::string& text) {
     const OpenSslErrors errors;
     const BioPtr source = makeSource(text);
     unsigned char* data = nullptr;
@@ -81,14 +81,15 @@ Secret readPassword(const std::string& text) {
                            nullptr) != 1)
         return {};
     const auto length = static_cast<std::size_t>(size);
-    Secret password(std::string(reinterpret_cast<const char*>(data), length));
+    http::Secret password(std::string(reinterpret_cast<const char*>(data), length));
     OPENSSL_clear_free(data, length);
     return password;
 }
 
 } // namespace
 
-ClientPair::ClientPair(std::string_view certificates, std::string_view key, const Secret& password)
+ClientPair::ClientPair(std::string_view certificates, std::string_view key,
+                       const http::Secret& password)
     : password_(password), certificate_(certificates), key_(key, password.text()) {}
 
 ClientPair::Problems ClientPair::problems() const {
@@ -109,17 +110,17 @@ bool ClientPair::isUsable() const {
     return found.ofCertificate.empty() && found.ofKey.empty();
 }
 
-Secret ClientPair::toText() const {
+http::Secret ClientPair::toText() const {
     const OpenSslErrors errors;
-    const Secret key = key_.toPem(password_.text());
+    const http::Secret key = key_.toPem(password_.text());
     const BioPtr sink = makeSink();
     const bool written = !key.empty() && write(sink.get(), HEADER) &&
                          write(sink.get(), certificate_.toPem()) && write(sink.get(), key.text()) &&
                          writePassword(sink.get(), password_.text());
-    return written ? Secret(contentOf(sink)) : Secret();
+    return written ? http::Secret(contentOf(sink)) : http::Secret();
 }
 
-ClientPair ClientPair::fromText(const Secret& text) {
+ClientPair ClientPair::fromText(const http::Secret& text) {
     return {text.text(), text.text(), readPassword(text.text())};
 }
 
@@ -130,4 +131,4 @@ bool operator==(const ClientPair& left, const ClientPair& right) {
            right.key_.isValid() && EVP_PKEY_eq(left.key_.get(), right.key_.get()) == 1;
 }
 
-} // namespace http
+} // namespace security

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace http {
+namespace security {
 
 /// A client certificate and what is taken for its private key.
 class ClientPair {
@@ -21,7 +21,7 @@ public:
     };
 
     /// password: of the key, for reading and for writing it.
-    ClientPair(std::string_view certificates, std::string_view key, const Secret& password);
+    ClientPair(std::string_view certificates, std::string_view key, const http::Secret& password);
 
     /// Why it cannot be presented to a server; everything empty: it can.
     Problems problems() const;
@@ -29,17 +29,17 @@ public:
 
     /// Certificates, key and password in one text, so that one file holds what belongs together. As
     /// a PEM file it can be read as certificate and as key. Empty when it cannot be written.
-    Secret toText() const;
+    http::Secret toText() const;
     /// The other way. What does not parse is a pair with problems.
-    static ClientPair fromText(const Secret& text);
+    static ClientPair fromText(const http::Secret& text);
 
-    const Secret& password() const { return password_; }
+    const http::Secret& password() const { return password_; }
     friend bool operator==(const ClientPair& left, const ClientPair& right);
 
 private:
-    Secret password_;
+    http::Secret password_;
     Certificate certificate_;
     PrivateKey key_;
 };
 
-} // namespace http
+} // namespace security

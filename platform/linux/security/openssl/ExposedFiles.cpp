@@ -6,8 +6,9 @@
 
 #include <iomanip>
 #include <sstream>
+#include <utility>
 
-namespace http {
+namespace security {
 
 namespace {
 
@@ -30,13 +31,9 @@ void ExposedFiles::look(const std::string& path, const posix::FileStamp& stamp) 
 }
 
 bool ExposedFiles::isNews(const std::string& path, const posix::FileStamp& stamp) {
-    const std::lock_guard lock(mutex_);
-    const auto [told, isNew] = told_.try_emplace(path, stamp);
-    if (isNew)
-        return true;
-    const bool changed = told->second != stamp;
-    told->second = stamp;
-    return changed;
+    const auto told = told_.lock();
+    const auto [entry, isNew] = told->try_emplace(path, stamp);
+    return isNew || std::exchange(entry->second, stamp) != stamp;
 }
 
-} // namespace http
+} // namespace security

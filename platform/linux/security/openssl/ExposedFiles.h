@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Guarded.h"
 #include "posix/FileStamp.h"
 
 #include <map>
-#include <mutex>
 #include <string>
 
-namespace http {
+namespace security {
 
-/// Says which files with a secret others than their owner have some permission for: one level 2
+/// Logs the files with a secret that others than their owner have some permission for: one level 2
 /// line for each file, and another one when the file has changed. Any thread.
 class ExposedFiles {
 public:
@@ -19,8 +19,7 @@ public:
 private:
     bool isNews(const std::string& path, const posix::FileStamp& stamp);
 
-    std::mutex mutex_;
-    std::map<std::string, posix::FileStamp> told_; ///< as they were
+    common::Guarded<std::map<std::string, posix::FileStamp>> told_; ///< as they were
 };
 
-} // namespace http
+} // namespace security

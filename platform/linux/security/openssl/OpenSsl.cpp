@@ -4,7 +4,7 @@
 #include <climits>
 #include <new>
 
-namespace http {
+namespace security {
 
 BioPtr makeSource(std::string_view text) {
     if (text.size() > INT_MAX)
@@ -34,4 +34,4 @@ int refusePassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*unus
     return -1;
 }
 
-} // namespace http
+} // namespace security

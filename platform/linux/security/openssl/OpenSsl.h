@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace http {
+namespace security {
 
 template <auto FREE>
 struct OpenSslDeleter {
@@ -32,8 +32,8 @@ BioPtr makeSource(std::string_view text);
 BioPtr makeSink();
 std::string contentOf(const BioPtr& sink);
 
-/// The library keeps its errors in a list of the thread; other users of the library take what is
-/// left there for theirs. Leaves none behind.
+/// The library keeps its errors in a list for each thread, and other users of the library would
+/// take what is left there for their own. Clears the list at its beginning and at its end.
 class OpenSslErrors {
 public:
     OpenSslErrors() { ERR_clear_error(); }
@@ -42,7 +42,7 @@ public:
     OpenSslErrors& operator=(const OpenSslErrors&) = delete;
 };
 
-/// A callback of the PEM functions, which ask on the terminal where there is none.
+/// A callback of the PEM functions, which without one ask on the terminal.
 int refusePassword(char* buffer, int size, int writing, void* unused);
 
-} // namespace http
+} // namespace security

@@ -7,16 +7,16 @@
 
 #include <algorithm>
 
-namespace http {
+namespace security {
 
 namespace {
 
 struct Question {
     const std::string& password;
-    bool asked = false; ///< the library wanted to know it: the key is encrypted
+    bool asked = false; ///< the library asked for it: the key is encrypted
 };
 
-/// A callback of the PEM functions, which ask on the terminal where there is none.
+/// A callback of the PEM functions, which without one ask on the terminal.
 int givePassword(char* buffer, int size, int /*writing*/, void* context) {
     auto& question = *static_cast<Question*>(context);
     question.asked = true;
@@ -59,17 +59,17 @@ bool PrivateKey::save(const std::string& path, const std::string& password) cons
     return saveFile("private key", path, toPem(password).text(), filesystem::PRIVATE_FILE);
 }
 
-Secret PrivateKey::toPem(const std::string& password) const {
+http::Secret PrivateKey::toPem(const std::string& password) const {
     if (!key_)
         return {};
     const OpenSslErrors errors;
     const BioPtr sink = makeSink();
     const EVP_CIPHER* cipher = password.empty() ? nullptr : EVP_aes_256_cbc();
-    // The password is given: nothing is asked for, and a callback would be preferred to it.
+    // Without a callback: the library would prefer one to the password.
     const int written =
         PEM_write_bio_PKCS8PrivateKey(sink.get(), key_.get(), cipher, password.data(),
                                       static_cast<int>(password.size()), nullptr, nullptr);
-    return written == 1 ? Secret(contentOf(sink)) : Secret();
+    return written == 1 ? http::Secret(contentOf(sink)) : http::Secret();
 }
 
-} // namespace http
+} // namespace security

@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-namespace http {
+namespace security {
 
-class PrivateKey : public IPrivateKey {
+class PrivateKey : public http::IPrivateKey {
 public:
     /// content: PEM or DER; PKCS#8 or the older form of the key's kind; encrypted or not.
     PrivateKey(std::string_view content, const std::string& password);
@@ -22,11 +22,11 @@ public:
     const char* whyInvalid() const { return problem_; }
     EVP_PKEY* get() const { return key_.get(); }
     /// Encrypted when the password is not empty; empty when it cannot be written.
-    Secret toPem(const std::string& password) const;
+    http::Secret toPem(const std::string& password) const;
 
 private:
     KeyPtr key_; ///< empty: it did not parse
     const char* problem_ = nullptr;
 };
 
-} // namespace http
+} // namespace security

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <exception>
 
-namespace http {
+namespace security {
 
 void makeDirectoryOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
@@ -31,4 +31,4 @@ bool saveFile(const char* what, const std::string& path, const std::string& cont
     }
 }
 
-} // namespace http
+} // namespace security

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace http {
+namespace security {
 
 /// Mode of the directories that are made above a file.
 constexpr unsigned int DIRECTORY_MODE = 0775;
@@ -18,4 +18,4 @@ void makeDirectoryOf(const std::string& path);
 bool saveFile(const char* what, const std::string& path, const std::string& content,
               unsigned int mode);
 
-} // namespace http
+} // namespace security

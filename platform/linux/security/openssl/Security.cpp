@@ -8,6 +8,7 @@
 #include "PrivateKey.h"
 #include "SavedFile.h"
 #include "X509Text.h"
+#include "common/Guarded.h"
 #include "filesystem/Filesystem.h"
 #include "http/Secret.h"
 #include "logger/Logger.h"
@@ -34,7 +35,7 @@ using Names = std::map<std::string, std::string>;
 /// File names by fingerprint of what the bundle holds now.
 Names readBundle() {
     try {
-        return parseBundle(filesystem::read(BUNDLE));
+        return security::parseBundle(filesystem::read(BUNDLE));
     } catch (const std::system_error& error) {
         if (error.code() == std::errc::no_such_file_or_directory)
             return {};
@@ -42,12 +43,12 @@ Names readBundle() {
     }
 }
 
-/// What the step from one bundle to the next one means: first what goes, then what comes, so that a
-/// file whose certificate was replaced ends as accepted.
-Operations compare(const Names& before, const std::vector<BundleEntry>& after) {
+/// The operations that lead from one bundle to the next: removals first, so that the last word on a
+/// file whose certificate was replaced is "Accept".
+Operations compare(const Names& before, const std::vector<security::BundleEntry>& after) {
     std::set<std::string> kept;
     std::set<std::string> accepted;
-    for (const BundleEntry& entry : after) {
+    for (const security::BundleEntry& entry : after) {
         kept.insert(entry.fingerprint);
         if (before.count(entry.fingerprint) == 0)
             accepted.insert(entry.fileName);
@@ -68,14 +69,14 @@ Operations compare(const Names& before, const std::vector<BundleEntry>& after) {
 /// Null: one of the certificates is usable as trusted; otherwise what is wrong with the first.
 const char* whyUnusable(std::string_view content) {
     const char* reason = nullptr;
-    for (const X509Ptr& certificate : x509::parse(content)) {
-        const char* const why = x509::whyUnusable(certificate.get());
+    for (const security::X509Ptr& certificate : security::x509::parse(content)) {
+        const char* const why = security::x509::whyUnusable(certificate.get());
         if (why == nullptr)
             return nullptr;
         if (reason == nullptr)
             reason = why;
     }
-    return reason == nullptr ? x509::NO_CERTIFICATE : reason;
+    return reason == nullptr ? security::x509::NO_CERTIFICATE : reason;
 }
 
 void logProblem(const char* what, const std::string& path, const char* problem) {
@@ -87,24 +88,24 @@ void logProblem(const char* what, const std::string& path, const char* problem) 
 } // namespace
 
 struct Security::Impl {
-    /// An operation takes the place of the same one found before: the list does not grow without
-    /// end when nobody reads it, and its last word on a file is right.
+    /// An operation replaces an equal earlier one: the list does not grow without bound while
+    /// it is not read, and its last word on a file is right.
     void note(const Operations& found) {
-        const std::lock_guard lock(mutex);
+        const auto list = operations.lock();
         for (const auto& operation : found) {
-            std::erase(operations, operation);
-            operations.push_back(operation);
+            std::erase(*list, operation);
+            list->push_back(operation);
         }
     }
 
-    std::mutex mutex;
-    Operations operations;
-    std::mutex rebuilds; ///< serialises rebuilds, its whole purpose: each compares with the last
-    ClientIdentityFiles clientIdentity;
+    common::Guarded<Operations> operations;
+    std::mutex
+        rebuilding; ///< serialises rebuilds: each compares with the bundle of the previous one
+    security::ClientIdentityFiles clientIdentity;
 };
 
-// Everything that this service knows lies in files; the property store is part of its interface for
-// phones that keep settings of it there.
+// This service keeps everything in files. On other phones it reads settings from the property
+// store, which is therefore part of its interface.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 Security::Security(std::shared_ptr<propertyapi::IPropertyApi> /*propertyApi*/)
     : impl_(std::make_unique<Impl>()) {}
@@ -126,17 +127,16 @@ bool Security::checkCertificate(const std::string& path) const {
 }
 
 void Security::updateCaBundle(const std::string& directory) {
-    const std::lock_guard turn(impl_->rebuilds);
+    const std::lock_guard turn(impl_->rebuilding);
     const Names before = readBundle();
-    const std::vector<BundleEntry> after = readCertificateDirectory(directory);
-    makeDirectoryOf(BUNDLE);
-    filesystem::write(BUNDLE, formatBundle(after), filesystem::PUBLIC_FILE);
+    const std::vector<security::BundleEntry> after = security::readCertificateDirectory(directory);
+    security::makeDirectoryOf(BUNDLE);
+    filesystem::write(BUNDLE, security::formatBundle(after), filesystem::PUBLIC_FILE);
     impl_->note(compare(before, after));
 }
 
 Security::CertificateOperations Security::takeCertificateOperations() {
-    const std::lock_guard lock(impl_->mutex);
-    return std::exchange(impl_->operations, {});
+    return std::exchange(*impl_->operations.lock(), {});
 }
 
 std::string Security::getCaBundlePath() const {
@@ -148,7 +148,8 @@ std::optional<ClientIdentity> Security::getClientIdentity() const {
 }
 
 std::shared_ptr<ICertificate> Security::loadCertificate(const std::string& path) const {
-    auto certificate = std::make_shared<Certificate>(filesystem::read(path, MAX_FILE_BYTES));
+    auto certificate =
+        std::make_shared<security::Certificate>(filesystem::read(path, MAX_FILE_BYTES));
     logProblem("Certificate", path, certificate->whyInvalid());
     return certificate;
 }
@@ -156,7 +157,7 @@ std::shared_ptr<ICertificate> Security::loadCertificate(const std::string& path)
 std::shared_ptr<IPrivateKey> Security::loadPrivateKey(const std::string& path,
                                                       const std::string& password) const {
     const Secret content = filesystem::read(path, MAX_FILE_BYTES);
-    auto key = std::make_shared<PrivateKey>(content.text(), password);
+    auto key = std::make_shared<security::PrivateKey>(content.text(), password);
     logProblem("Private key", path, key->whyInvalid());
     return key;
 }

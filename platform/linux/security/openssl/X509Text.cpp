@@ -6,7 +6,7 @@
 
 #include <array>
 
-namespace http::x509 {
+namespace security::x509 {
 
 namespace {
 
@@ -16,7 +16,7 @@ std::vector<X509Ptr> parsePem(std::string_view content) {
     for (std::size_t left = content.size() + 1; BIO_ctrl_pending(source.get()) < left;) {
         left = BIO_ctrl_pending(source.get());
         X509Ptr certificate(PEM_read_bio_X509(source.get(), nullptr, refusePassword, nullptr));
-        // A block that does not parse is passed over; the ones behind it count.
+        // A block that does not parse is passed over; the ones after it count.
         if (certificate)
             certificates.push_back(std::move(certificate));
     }
@@ -78,4 +78,4 @@ const char* whyUnusable(X509* certificate) {
     return nullptr;
 }
 
-} // namespace http::x509
+} // namespace security::x509

@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
-/// Certificates as they stand in files. None of it throws but std::bad_alloc, and none leaves an
-/// error behind.
-namespace http::x509 {
+/// Certificates in the form that files hold. Every function throws std::bad_alloc alone and leaves
+/// no error in the library's list.
+namespace security::x509 {
 
-/// Every certificate of a file: PEM, what else stands there passed over, or one in DER. Empty:
-/// there is none that parses.
+/// Every certificate of a file: those in PEM, other text is ignored, or one in DER. Empty: none
+/// parses.
 std::vector<X509Ptr> parse(std::string_view content);
 
 /// Empty when it cannot be written.
@@ -21,7 +21,7 @@ std::string toPem(X509* certificate);
 /// SHA-256 of the certificate: 32 bytes.
 std::string fingerprint(X509* certificate);
 
-/// What is said of a file without one.
+/// The problem of a file without a certificate.
 constexpr const char* NO_CERTIFICATE = "it holds no certificate";
 
 /// Why a certificate is not within its dates; null: it is.
@@ -30,4 +30,4 @@ const char* whyNotNow(const X509* certificate);
 /// Why a certificate cannot be trusted as an issuer or for itself; null: it can.
 const char* whyUnusable(X509* certificate);
 
-} // namespace http::x509
+} // namespace security::x509
