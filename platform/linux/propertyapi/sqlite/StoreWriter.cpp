@@ -63,7 +63,10 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& f
                           "origin = excluded.origin WHERE value IS NOT excluded.value")
     , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
     , delete_(*database_, "DELETE FROM property WHERE key = ?1 RETURNING value")
-    , journal_(*database_, settings_.journalBound) {
+    , append_(*database_, schema::append("?1", "?2") + " RETURNING sequence, " +
+                              schema::isTrimDue(settings_.journalBound, "sequence", "previous"))
+    , trim_(*database_, schema::trim(settings_.journalBound, "?1")) {
+    database_->disableTriggers();
     database_->execute("PRAGMA journal_size_limit = " + std::to_string(settings_.walIdleLimit));
     // The first flush of a log through a connection flushes its directory too: done here, so that a
     // write flushes once. A log that is still to be made is left to the first write, which flushes
@@ -96,7 +99,7 @@ bool StoreWriter::remove(const std::string& key, Patience::Allowance& allowance)
         Statement::Run run(delete_);
         existed = run.bind(1, key).step();
         if (existed && !run.text(0).empty())
-            journal_.note(key, {});
+            note(key, {});
     });
     return existed;
 }
@@ -113,9 +116,7 @@ void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, W
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);
     requireFiles(allowance);
-    journal_.reset();
     work();
-    journal_.finish();
     transaction.commit(commit_);
 }
 
@@ -137,8 +138,24 @@ bool StoreWriter::writeOne(const std::string& key, const std::string& value,
     Statement::Run(upsert_).bind(1, key).bind(2, value).bind(3, origin).step();
     const bool differs = wasOther && database_->changedRows() > 0;
     if (differs)
-        journal_.note(key, value);
+        note(key, value);
     return differs;
+}
+
+/// Appends a change of the transaction in progress to the journal.
+void StoreWriter::note(const std::string& key, const std::string& value) {
+    std::int64_t number = 0;
+    bool isTrimDue = false;
+    {
+        Statement::Run run(append_);
+        run.bind(1, key).bind(2, value);
+        if (run.step()) {
+            number = run.integer(0);
+            isTrimDue = run.integer(1) != 0;
+        }
+    }
+    if (isTrimDue)
+        Statement::Run(trim_).bind(1, number).step();
 }
 
 /// Without flushing, only the beginning of the log anew is flushed, which keeps it sound.
