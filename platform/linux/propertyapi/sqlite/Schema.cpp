@@ -19,6 +19,8 @@ constexpr std::string_view ONE_BOOT = "State.";
 /// least.
 constexpr std::int64_t LONGEST_STEP = 1024;
 constexpr std::int64_t STEPS = 64;
+/// A row takes a number for each so many bytes.
+constexpr std::size_t UNIT = 64;
 
 /// What earlier versions had. A journal of theirs is not read: whoever opens a store has no
 /// subscribers yet.
@@ -44,6 +46,20 @@ CREATE TABLE IF NOT EXISTS property_meta(
 DELETE FROM property_meta WHERE name = 'trimmed';
 )";
 
+std::int64_t step(std::int64_t journalBound) {
+    return std::clamp<std::int64_t>(journalBound / STEPS, 1, LONGEST_STEP);
+}
+
+/// What a trigger does to note a write. Sizes are of bytes, those after a NUL included. In an empty
+/// journal the number is NULL, for which the library takes 1.
+std::string append(const std::string& key, const std::string& value) {
+    const std::string newest = "(SELECT max(sequence) FROM property_change)";
+    return "INSERT INTO property_change(sequence, previous, key, value) VALUES(" + newest +
+           " + 1 + (ifnull(length(CAST(" + key + " AS BLOB)), 0) + length(CAST(" + value +
+           " AS BLOB))) / " + std::to_string(UNIT) + ", ifnull(" + newest + ", 0), " + key + ", " +
+           value + ")";
+}
+
 /// REPLACE removes the old row without a trigger, and the insert that follows notes the new value.
 /// A program that has switched recursive_triggers on notes the removal as well.
 std::string triggers(std::int64_t journalBound) {
@@ -62,17 +78,14 @@ std::string triggers(std::int64_t journalBound) {
            "CREATE TRIGGER property_delete AFTER DELETE ON property BEGIN " +
            removed +
            "; END;"
-           "CREATE TRIGGER property_change_trim AFTER INSERT ON property_change WHEN " +
-           isTrimDue(journalBound, "NEW.sequence", "NEW.previous") + " BEGIN " +
-           trim(journalBound, "NEW.sequence") +
+           "CREATE TRIGGER property_change_trim AFTER INSERT ON property_change WHEN "
+           "NEW.sequence / " +
+           std::to_string(step(journalBound)) + " > NEW.previous / " +
+           std::to_string(step(journalBound)) + " BEGIN " + trim(journalBound, "NEW.sequence") +
            "; END;"
            "CREATE TRIGGER property_change_keep BEFORE DELETE ON property_change "
            "WHEN OLD.sequence = (SELECT max(sequence) FROM property_change) "
            "BEGIN SELECT RAISE(IGNORE); END;";
-}
-
-std::int64_t step(std::int64_t journalBound) {
-    return std::clamp<std::int64_t>(journalBound / STEPS, 1, LONGEST_STEP);
 }
 
 bool hasVersion(Database& database) {
@@ -108,28 +121,22 @@ void prepare(Database& database, std::int64_t journalBound, const std::string& b
     transaction.commit(commit);
 }
 
-/// Sizes are of bytes, those after a NUL included. In an empty journal the number is NULL, for
-/// which the library takes 1.
-std::string append(const std::string& key, const std::string& value) {
-    const std::string newest = "(SELECT max(sequence) FROM property_change)";
-    return "INSERT INTO property_change(sequence, previous, key, value) VALUES(" + newest +
-           " + 1 + (ifnull(length(CAST(" + key + " AS BLOB)), 0) + length(CAST(" + value +
-           " AS BLOB))) / 64, ifnull(" + newest + ", 0), " + key + ", " + value + ")";
+std::int64_t numbersOf(const std::string& key, const std::string& value) {
+    return 1 + static_cast<std::int64_t>((key.size() + value.size()) / UNIT);
 }
 
-std::string isTrimDue(std::int64_t journalBound, const std::string& number,
-                      const std::string& previous) {
-    const std::string length = std::to_string(step(journalBound));
-    return number + " / " + length + " > " + previous + " / " + length;
+bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t previous) {
+    return number / step(journalBound) > previous / step(journalBound);
 }
 
-/// A row takes the numbers from that of the row before it to its own. Which rows may go is found by
-/// the number, as there is no index for the other.
+/// A row takes the numbers from that of the row before it to its own. The rows that may go are
+/// found by one upper bound of the number: the library makes use of one alone, and there is no
+/// index of the other column.
 std::string trim(std::int64_t journalBound, const std::string& number) {
     const std::string first = number + " - " + std::to_string(journalBound - step(journalBound));
-    return "DELETE FROM property_change WHERE previous < " + first + " AND sequence < " + number +
-           " AND sequence <= (SELECT min(sequence) FROM property_change WHERE sequence >= " +
-           first + ")";
+    return "DELETE FROM property_change WHERE previous < " + first + " AND sequence <= min(" +
+           number + " - 1, (SELECT min(sequence) FROM property_change WHERE sequence >= " + first +
+           "))";
 }
 
 bool livesForOneBoot(const std::string& key) {

@@ -23,12 +23,11 @@ namespace schema {
 /// the journal keeps. Throws DatabaseError.
 void prepare(Database& database, std::int64_t journalBound, const std::string& bootId);
 
-/// SQL that appends a row to the journal. key, value: terms.
-std::string append(const std::string& key, const std::string& value);
-/// An SQL condition: the journal is to be trimmed after the row with these numbers. Not after each
-/// one, as that would write both ends of the journal every time.
-std::string isTrimDue(std::int64_t journalBound, const std::string& number,
-                      const std::string& previous);
+/// How many numbers a row takes.
+std::int64_t numbersOf(const std::string& key, const std::string& value);
+/// True when the journal is to be trimmed after a row. Not after each one, as that would write both
+/// ends of the journal every time.
+bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t previous);
 /// SQL that trims the journal. number: of the newest row.
 std::string trim(std::int64_t journalBound, const std::string& number);
 

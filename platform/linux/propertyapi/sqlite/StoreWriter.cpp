@@ -63,8 +63,9 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& f
                           "origin = excluded.origin WHERE value IS NOT excluded.value")
     , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
     , delete_(*database_, "DELETE FROM property WHERE key = ?1 RETURNING value")
-    , append_(*database_, schema::append("?1", "?2") + " RETURNING sequence, " +
-                              schema::isTrimDue(settings_.journalBound, "sequence", "previous"))
+    , readNewest_(*database_, "SELECT coalesce(max(sequence), 0) FROM property_change")
+    , append_(*database_, "INSERT INTO property_change(sequence, previous, key, value) "
+                          "VALUES(?1, ?2, ?3, ?4)")
     , trim_(*database_, schema::trim(settings_.journalBound, "?1")) {
     database_->disableTriggers();
     database_->execute("PRAGMA journal_size_limit = " + std::to_string(settings_.walIdleLimit));
@@ -116,6 +117,11 @@ void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, W
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);
     requireFiles(allowance);
+    {
+        Statement::Run run(readNewest_);
+        run.step();
+        newest_ = run.integer(0);
+    }
     work();
     transaction.commit(commit_);
 }
@@ -144,18 +150,11 @@ bool StoreWriter::writeOne(const std::string& key, const std::string& value,
 
 /// Appends a change of the transaction in progress to the journal.
 void StoreWriter::note(const std::string& key, const std::string& value) {
-    std::int64_t number = 0;
-    bool isTrimDue = false;
-    {
-        Statement::Run run(append_);
-        run.bind(1, key).bind(2, value);
-        if (run.step()) {
-            number = run.integer(0);
-            isTrimDue = run.integer(1) != 0;
-        }
-    }
-    if (isTrimDue)
-        Statement::Run(trim_).bind(1, number).step();
+    const std::int64_t previous = newest_;
+    newest_ += schema::numbersOf(key, value);
+    Statement::Run(append_).bind(1, newest_).bind(2, previous).bind(3, key).bind(4, value).step();
+    if (schema::isTrimDue(settings_.journalBound, newest_, previous))
+        Statement::Run(trim_).bind(1, newest_).step();
 }
 
 /// Without flushing, only the beginning of the log anew is flushed, which keeps it sound.

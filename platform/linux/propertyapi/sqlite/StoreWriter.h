@@ -8,6 +8,7 @@
 #include "StoreFiles.h"
 #include "propertyapi/IPropertyApi.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -58,6 +59,8 @@ private:
     Statement upsert_;
     Statement exists_;
     Statement delete_;
+    std::int64_t newest_ = 0; ///< number in the journal, within a transaction
+    Statement readNewest_;
     Statement append_;
     Statement trim_;
 };
