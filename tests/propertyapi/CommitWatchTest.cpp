@@ -40,7 +40,7 @@ protected:
 
 TEST_F(CommitWatchTest, WriteToTheLogIsNoticed) {
     writeHostFile(log_, "log");
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     EXPECT_TRUE(isCalm(watch));
     append(log_);
     EXPECT_EQ(watch.wait(late()), Cause::LOG_WRITTEN);
@@ -48,7 +48,7 @@ TEST_F(CommitWatchTest, WriteToTheLogIsNoticed) {
 }
 
 TEST_F(CommitWatchTest, LogThatIsMadeLaterIsFollowed) {
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     writeHostFile(log_, "log");
     EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
     EXPECT_TRUE(isCalm(watch));
@@ -58,7 +58,7 @@ TEST_F(CommitWatchTest, LogThatIsMadeLaterIsFollowed) {
 
 TEST_F(CommitWatchTest, LogThatIsRemovedAndMadeAgainIsFollowed) {
     writeHostFile(log_, "log");
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     std::remove(log_.c_str());
     EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
     writeHostFile(log_, "another");
@@ -70,7 +70,7 @@ TEST_F(CommitWatchTest, LogThatIsRemovedAndMadeAgainIsFollowed) {
 
 TEST_F(CommitWatchTest, LogThatIsReplacedOrTruncatedIsFollowed) {
     writeHostFile(log_, "log");
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     writeHostFile(log_ + ".new", "another");
     std::rename((log_ + ".new").c_str(), log_.c_str());
     EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
@@ -83,7 +83,7 @@ TEST_F(CommitWatchTest, LogThatIsReplacedOrTruncatedIsFollowed) {
 TEST_F(CommitWatchTest, OtherFilesOfTheDirectoryDoNotMatter) {
     writeHostFile(log_, "log");
     writeHostFile(directory_.path() + "/store", "database");
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     for (const char* name : {"/store-wal2", "/store2", "/store.new", "/stor", "/another-wal"})
         writeHostFile(directory_.path() + name, "another");
     append(directory_.path() + "/store");
@@ -91,7 +91,7 @@ TEST_F(CommitWatchTest, OtherFilesOfTheDirectoryDoNotMatter) {
 }
 
 TEST_F(CommitWatchTest, EachFileOfTheStoreThatGetsOrLosesItsNameIsNoticed) {
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     const std::string other = directory_.path() + "/other";
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const std::string file = directory_.path() + "/store" + suffix;
@@ -113,7 +113,7 @@ TEST_F(CommitWatchTest, DirectoryThatLosesItsNameIsNoticedAndTheNextOneIsFollowe
     const std::string directory = directory_.path() + "/data";
     const std::string log = directory + "/store-wal";
     writeHostFile(log, "log");
-    CommitWatch watch(log);
+    CommitWatch watch{posix::HostPath(log)};
     std::filesystem::rename(directory, directory + ".away");
     EXPECT_EQ(watch.wait(late()), Cause::NAMES_CHANGED);
     EXPECT_FALSE(watch.follow());
@@ -130,7 +130,7 @@ TEST_F(CommitWatchTest, DirectoryThatLosesItsNameIsNoticedAndTheNextOneIsFollowe
 }
 
 TEST_F(CommitWatchTest, WakeEndsTheWaitAndTheNextOneWhenNobodyWaits) {
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     watch.wake();
     watch.wake();
     EXPECT_EQ(watch.wait(late()), Cause::WOKEN);
@@ -142,7 +142,7 @@ TEST_F(CommitWatchTest, WakeEndsTheWaitAndTheNextOneWhenNobodyWaits) {
 
 TEST_F(CommitWatchTest, WaitThatTheKernelRefusesStillEndsWithItsCause) {
     writeHostFile(log_, "log");
-    CommitWatch watch(log_);
+    CommitWatch watch{posix::HostPath(log_)};
     // The kernel refuses to wait for more files than a process may have.
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
@@ -162,7 +162,8 @@ TEST_F(CommitWatchTest, WaitThatTheKernelRefusesStillEndsWithItsCause) {
 }
 
 TEST_F(CommitWatchTest, MissingDirectoryIsAnError) {
-    EXPECT_THROW(CommitWatch(directory_.path() + "/none/store-wal"), std::runtime_error);
+    EXPECT_THROW(CommitWatch(posix::HostPath(directory_.path() + "/none/store-wal")),
+                 std::runtime_error);
 }
 
 TEST(LookSchedule, IntervalsDoubleForSomeSecondsAndThenThereIsHalfAMinute) {

@@ -31,8 +31,8 @@ std::uint64_t numberOf(OpenStore& store) {
 TEST(OpenStore, TellsThatItWasOpenedAgainAndNumbersTheFiles) {
     const SharedStore shared;
     int reopened = 0;
-    OpenStore store(StoreFile(shared.file(), inABoot()), inABoot(), std::make_shared<Patience>(),
-                    [&] { ++reopened; });
+    OpenStore store(StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
+                    std::make_shared<Patience>(), [&] { ++reopened; });
     EXPECT_EQ(numberOf(store), 1U);
     EXPECT_EQ(reopened, 0);
     std::remove(shared.file().c_str());
@@ -48,8 +48,8 @@ TEST(OpenStore, TellsThatItWasOpenedAgainAndNumbersTheFiles) {
 
 TEST(OpenStore, ConnectionThatIsOpenedInTheMiddleOfAReplacementIsNotUsed) {
     const SharedStore shared;
-    OpenStore store(StoreFile(shared.file(), inABoot()), inABoot(), std::make_shared<Patience>(),
-                    [] {});
+    OpenStore store(StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
+                    std::make_shared<Patience>(), [] {});
     propertyapi::SqlitePropertyApi("/data/other.db").setValue("A", "new");
     std::vector<std::uint64_t> numbers;
     store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {

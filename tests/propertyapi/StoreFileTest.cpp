@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ChangeRecorder.h"
-#include "RenameFault.h"
 #include "SharedStore.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/logger/LogRecorder.h"
@@ -14,6 +13,7 @@
 #include <fstream>
 #include <sstream>
 
+using propertyapi::Property;
 using propertyapi::SqlitePropertyApi;
 using propertyapi::SqliteSettings;
 using testing::AllOf;
@@ -200,41 +200,30 @@ TEST(StoreFile, StoreMadeByTheStockShellIsTakenOver) {
     EXPECT_EQ(store.shell("PRAGMA journal_mode"), "wal");
 }
 
-TEST(StoreFile, IsMadeOnAFileSystemThatDoesNotKnowTheFlagsOfRenaming) {
+TEST(StoreFile, StoreOfTheEarlierVersionIsTakenOver) {
     const SharedStore store;
-    const RenameFault fault;
-    const SqlitePropertyApi api;
-    EXPECT_EQ(fault.calls(), 1U);
-    EXPECT_TRUE(api.setValue("A", "1"));
-    EXPECT_FALSE(store.root().exists("/data/properties.db.new"));
-    EXPECT_EQ(std::filesystem::hard_link_count(store.file()), 1U);
-}
-
-TEST(StoreFile, StoreThatAnotherProgramMakesMeanwhileIsKeptThereToo) {
-    const SharedStore store;
-    const RenameFault fault([&] {
-        store.shell("CREATE TABLE property(key TEXT PRIMARY KEY, value TEXT NOT NULL, "
-                    "origin TEXT NOT NULL DEFAULT ''); INSERT INTO property VALUES('A', '1', '')");
-    });
-    EXPECT_EQ(SqlitePropertyApi().getValue("A"), "1");
-    EXPECT_FALSE(store.root().exists("/data/properties.db.new"));
-}
-
-TEST(StoreFile, TriggersOfAnEarlierVersionAreReplaced) {
-    const SharedStore store;
-    SqlitePropertyApi().setValue("A", "1");
-    store.shell("DROP TRIGGER property_insert;"
-                "CREATE TRIGGER property_insert AFTER INSERT ON property "
-                "WHEN NEW.value <> '' AND NOT EXISTS(SELECT 1 FROM property_replace) BEGIN "
-                "INSERT INTO property_change VALUES(NULL, NEW.key, NEW.value); END;"
-                "PRAGMA user_version = 1");
-    const SqlitePropertyApi api;
+    store.root().write("/data/other", "");
+    const Finished made = run({"sqlite3", "-cmd", ".read " STORE_VERSION_2, store.file(), ""});
+    ASSERT_EQ(made.output, "wal\n");
+    ASSERT_EQ(store.shell("SELECT count(*) FROM property_replace"), "0");
+    const SqlitePropertyApi api(STORE, inBoot("of version 2"));
     EXPECT_EQ(api.getValue("A"), "1");
+    EXPECT_EQ(api.getValue("State.B"), "2") << "it is of the same boot";
     ChangeRecorder recorder;
-    api.subscribe("A", recorder.callback());
-    store.shell("INSERT INTO property VALUES(NULL, x'010000004103000000626164', '')");
+    for (const char* key : {"A", "C"})
+        api.subscribe(key, recorder.callback());
+    store.shell("REPLACE INTO property(key, value) VALUES('A', '3');"
+                "UPDATE property SET key = 'C' WHERE key = 'A'; DELETE FROM property");
+    api.setValue("A", "4");
     EXPECT_TRUE(waitForDelivery(api));
-    EXPECT_THAT(recorder.changes(), testing::IsEmpty());
+    EXPECT_THAT(recorder.changes(),
+                ElementsAre(Property{"A", "3"}, Property{"A", ""}, Property{"C", "3"},
+                            Property{"C", ""}, Property{"A", "4"}));
+    const std::string schema = "SELECT type, name, sql FROM sqlite_schema ORDER BY type, name";
+    const std::string ofThis = store.shell(schema);
+    const SqlitePropertyApi fresh("/data/fresh.db");
+    EXPECT_EQ(run({"sqlite3", store.root().host("/data/fresh.db"), schema}).output, ofThis + "\n")
+        << "nothing of the earlier version is left";
 }
 
 TEST(StoreFile, EmptyFileBecomesAStore) {
@@ -370,6 +359,7 @@ TEST(DamagedStore, NextDamagedFileTakesThePlaceOfTheOneKept) {
 TEST(DamagedStore, LogOfTheDamagedFileDoesNotComeIntoTheFreshOne) {
     const SharedStore store;
     const std::string copies = store.root().host("/copies");
+    SqlitePropertyApi().setValue("Key.2", "in the database");
     {
         const SqlitePropertyApi api;
         api.setValue("Key.1", "in the log");

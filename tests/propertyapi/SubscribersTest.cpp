@@ -5,109 +5,137 @@
 
 #include <gmock/gmock.h>
 
-using propertyapi::ChangePosition;
 using propertyapi::Subscribers;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Kind = propertyapi::Subscribers::Task::Kind;
 
 namespace {
 
-TEST(Subscribers, NothingIsSkippedOnceThereIsASubscriber) {
+/// Subscribers, and what the journal of the store's first file holds.
+class SubscribersTest : public testing::Test {
+protected:
+    Subscribers::Round round(std::int64_t lost, std::int64_t newest, std::uint64_t file = 1) const {
+        return {subscribers.roundEnd(), file, {lost, newest}};
+    }
+    void deliver(std::int64_t number, const std::string& key, const std::string& value) {
+        subscribers.deliver({number, {key, value}}, round(0, number));
+    }
+
     Subscribers subscribers;
-    EXPECT_TRUE(subscribers.empty());
-    EXPECT_TRUE(subscribers.skipWhenEmpty({1, 5}));
-    EXPECT_EQ(subscribers.position(), (ChangePosition{1, 5}));
-    ChangeRecorder recorder;
-    const Subscribers::Id id = subscribers.add("A", recorder.callback(), {1, 5});
-    EXPECT_FALSE(subscribers.empty());
-    EXPECT_FALSE(subscribers.skipWhenEmpty({1, 6}));
-    EXPECT_EQ(subscribers.position(), (ChangePosition{1, 5}));
-    subscribers.end("A", id);
-    EXPECT_TRUE(subscribers.skipWhenEmpty({1, 6}));
+    ChangeRecorder first;
+    ChangeRecorder second;
+};
+
+TEST_F(SubscribersTest, NothingIsReadForNobody) {
+    EXPECT_EQ(subscribers.task(round(3, 9)).kind, Kind::NOTHING);
 }
 
-TEST(Subscribers, ChangeGoesToThoseWhoSubscribedBeforeIt) {
-    Subscribers subscribers;
-    ChangeRecorder before;
-    ChangeRecorder behind;
-    subscribers.add("A", before.callback(), {1, 5});
-    subscribers.add("A", behind.callback(), {1, 7});
-    subscribers.deliver({"A", "6"}, {1, 6});
-    subscribers.deliver({"A", "7"}, {1, 7});
-    subscribers.deliver({"A", "8"}, {1, 8});
-    EXPECT_THAT(before.values(), ElementsAre("6", "7", "8"));
-    EXPECT_THAT(behind.values(), ElementsAre("8"));
+TEST_F(SubscribersTest, ChangesAreReadAfterTheEarliestPositionOfAnybody) {
+    const Subscribers::Id early = subscribers.add("A", first.callback(), {1, 5}, "");
+    subscribers.add("B", first.callback(), {1, 7}, "");
+    const auto task = subscribers.task(round(0, 9));
+    EXPECT_EQ(task.kind, Kind::CHANGES);
+    EXPECT_EQ(task.after, 5);
+    EXPECT_THAT(task.keys, ElementsAre("A", "B"));
+    subscribers.end("A", early);
+    EXPECT_EQ(subscribers.task(round(0, 9)).after, 7);
+    subscribers.advance(9, round(0, 9));
+    EXPECT_EQ(subscribers.task(round(0, 9)).kind, Kind::NOTHING);
 }
 
-TEST(Subscribers, SubscriberIsNotTakenBehindWhatIsBeingDelivered) {
-    Subscribers subscribers;
-    subscribers.deliver({"A", "6"}, {1, 6});
-    ChangeRecorder recorder;
-    subscribers.add("A", recorder.callback(), {1, 5});
-    subscribers.deliver({"A", "6"}, {1, 6});
-    EXPECT_THAT(recorder.values(), IsEmpty());
+TEST_F(SubscribersTest, RowGoesToThoseWhoSubscribedBeforeItOnce) {
+    subscribers.add("A", first.callback(), {1, 5}, "");
+    subscribers.add("A", second.callback(), {1, 7}, "");
+    for (const std::string number : {"6", "7", "7", "8"})
+        deliver(std::stoi(number), "A", number);
+    EXPECT_THAT(first.values(), ElementsAre("6", "7", "8"));
+    EXPECT_THAT(second.values(), ElementsAre("8"));
 }
 
-TEST(Subscribers, LostChangesAreMadeUpForOnlyWhereTheyWereMissed) {
-    Subscribers subscribers;
-    ChangeRecorder missed;
-    ChangeRecorder late;
-    subscribers.add("A", missed.callback(), {1, 5});
-    subscribers.add("A", late.callback(), {1, 20});
-    subscribers.add("B", late.callback(), {1, 20});
-    EXPECT_THAT(subscribers.passOver({1, 10}, {1, 10}), ElementsAre("A"));
-    EXPECT_EQ(subscribers.position(), (ChangePosition{1, 10}));
-    subscribers.deliverCurrent({"A", "as of 22"}, {1, 10}, {1, 22});
-    subscribers.deliver({"A", "21"}, {1, 21});
-    subscribers.deliver({"A", "22"}, {1, 22});
-    subscribers.deliver({"A", "23"}, {1, 23});
-    EXPECT_THAT(missed.values(), ElementsAre("as of 22", "23"));
-    EXPECT_THAT(late.values(), ElementsAre("21", "22", "23"));
+TEST_F(SubscribersTest, RowIsAChangeWhereItsValueIsNotTheOneKnown) {
+    subscribers.add("A", first.callback(), {1, 5}, "1");
+    subscribers.add("A", second.callback(), {1, 6}, "2");
+    deliver(6, "A", "1");
+    deliver(7, "A", "2");
+    deliver(8, "A", "2");
+    deliver(9, "A", "1");
+    EXPECT_THAT(first.values(), ElementsAre("2", "1"));
+    EXPECT_THAT(second.values(), ElementsAre("1"));
 }
 
-TEST(Subscribers, OtherFileIsToldFromItsCurrentValuesOrFromTheSubscription) {
-    Subscribers subscribers;
-    ChangeRecorder told;
-    ChangeRecorder same;
+TEST_F(SubscribersTest, LateSubscriberIsNotPartOfTheRound) {
+    subscribers.add("A", first.callback(), {1, 5}, "");
+    const auto before = round(0, 9);
+    subscribers.add("A", second.callback(), {1, 12}, ""); // has read more than the round
+    EXPECT_EQ(subscribers.task(before).kind, Kind::CHANGES);
+    subscribers.deliver({9, {"A", "9"}}, before);
+    subscribers.advance(9, before);
+    EXPECT_THAT(second.values(), IsEmpty());
+    EXPECT_THAT(first.values(), ElementsAre("9"));
+    EXPECT_EQ(subscribers.task(round(0, 12)).after, 9);
+}
+
+TEST_F(SubscribersTest, LateSubscriberIsNotTakenPastWhatTheRoundHasNotRead) {
+    const auto before = round(0, 9);
+    subscribers.add("A", first.callback(), {1, 5}, "");
+    subscribers.advance(9, before);
+    EXPECT_EQ(subscribers.task(round(0, 9)).after, 5);
+}
+
+TEST_F(SubscribersTest, LostChangesAreMadeUpForOnlyWhereTheyWereMissed) {
+    subscribers.add("A", first.callback(), {1, 5}, "as of 22");
+    subscribers.add("A", second.callback(), {1, 10}, "");
+    subscribers.add("B", second.callback(), {1, 20}, "");
+    const auto now = round(10, 22);
+    const auto task = subscribers.task(now);
+    EXPECT_EQ(task.kind, Kind::VALUES);
+    EXPECT_THAT(task.keys, ElementsAre("A"));
+    subscribers.deliverCurrent({"A", "as of 22"}, now);
+    EXPECT_EQ(subscribers.task(now).kind, Kind::CHANGES);
+    for (const std::string number : {"21", "22", "23"})
+        deliver(std::stoi(number), "A", number);
+    EXPECT_THAT(first.values(), ElementsAre("as of 22", "23"));
+    EXPECT_THAT(second.values(), ElementsAre("21", "22", "23"));
+}
+
+TEST_F(SubscribersTest, NumbersThatBeganAnewAreMadeUpFor) {
+    subscribers.add("A", first.callback(), {1, 50}, "");
+    const auto now = round(0, 9);
+    EXPECT_EQ(subscribers.task(now).kind, Kind::VALUES);
+    subscribers.deliverCurrent({"A", "as of 9"}, now);
+    EXPECT_EQ(subscribers.task(now).kind, Kind::NOTHING);
+    EXPECT_THAT(first.values(), ElementsAre("as of 9"));
+}
+
+TEST_F(SubscribersTest, OtherFileIsToldWhereItDiffersFromWhatWasToldLast) {
     ChangeRecorder untold;
     ChangeRecorder since;
-    subscribers.add("A", told.callback(), {1, 500});
-    subscribers.add("B", same.callback(), {1, 500});
-    subscribers.deliver({"A", "1"}, {1, 501});
-    subscribers.deliver({"B", "2"}, {1, 502});
-    subscribers.add("B", untold.callback(), {1, 502});
-    subscribers.add("A", since.callback(), {2, 7});
-    subscribers.deliver({"A", "3"}, {1, 503});
-    EXPECT_THAT(subscribers.keys(), ElementsAre("A", "B"));
-    subscribers.enterFile({2, 0}, {2, 9});
-    EXPECT_EQ(subscribers.position(), (ChangePosition{2, 7})) << "somebody is behind the newest";
-    subscribers.deliverDiffering({"A", "as of 9"}, {2, 0}, {2, 9});
-    subscribers.deliverDiffering({"B", "2"}, {2, 0}, {2, 9});
-    for (const std::string number : {"8", "9", "10"}) {
-        subscribers.deliver({"A", number}, {2, std::stoi(number)});
-        subscribers.deliver({"B", number}, {2, std::stoi(number)});
-    }
-    EXPECT_THAT(told.values(), ElementsAre("1", "3", "as of 9", "10"));
-    EXPECT_THAT(same.values(), ElementsAre("2", "10"));
+    subscribers.add("A", first.callback(), {1, 500}, "");
+    subscribers.add("B", second.callback(), {1, 500}, "");
+    deliver(501, "A", "1");
+    deliver(502, "B", "2");
+    subscribers.add("B", untold.callback(), {1, 502}, "2");
+    subscribers.add("A", since.callback(), {2, 7}, "");
+    const auto now = round(0, 9, 2);
+    EXPECT_THAT(subscribers.task(now).keys, ElementsAre("A", "B"));
+    subscribers.deliverCurrent({"A", "as of 9"}, now);
+    subscribers.deliverCurrent({"B", "2"}, now);
+    EXPECT_EQ(subscribers.task(now).after, 7) << "one of them has not read all of it";
+    for (const std::string number : {"8", "9", "10"})
+        for (const std::string key : {"A", "B"})
+            subscribers.deliver({std::stoi(number), {key, number}}, round(0, 10, 2));
+    EXPECT_THAT(first.values(), ElementsAre("1", "as of 9", "10"));
+    EXPECT_THAT(second.values(), ElementsAre("2", "10"));
     EXPECT_THAT(untold.values(), ElementsAre("2", "10"));
     EXPECT_THAT(since.values(), ElementsAre("8", "9", "10"));
 }
 
-TEST(Subscribers, OtherFileThatNobodyHasSubscribedToYetIsToldFromItsNewestChange) {
-    Subscribers subscribers;
-    ChangeRecorder recorder;
-    subscribers.add("A", recorder.callback(), {1, 5});
-    subscribers.enterFile({2, 0}, {2, 9});
-    EXPECT_EQ(subscribers.position(), (ChangePosition{2, 9}));
-}
-
-TEST(Subscribers, NobodyIsCalledAfterTheEnd) {
-    Subscribers subscribers;
-    ChangeRecorder recorder;
-    subscribers.add("A", recorder.callback(), {1, 0});
-    subscribers.close();
-    subscribers.deliver({"A", "1"}, {1, 1});
-    EXPECT_THAT(recorder.values(), IsEmpty());
+TEST_F(SubscribersTest, NobodyIsCalledAfterTheStop) {
+    subscribers.add("A", first.callback(), {1, 0}, "");
+    subscribers.stop();
+    deliver(1, "A", "1");
+    EXPECT_THAT(first.values(), IsEmpty());
 }
 
 } // namespace

@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ChangeJournal.h"
 
-#include "ChangePack.h"
-#include "JournalRule.h"
-#include "Transaction.h"
-
 #include <utility>
 
 namespace propertyapi {
 
 namespace {
 
-/// A page ends with the row that reaches one of these; the changes of a row are never divided.
+/// A page ends with the change that reaches one of these.
 constexpr std::size_t PAGE_CHANGES = 256;
 constexpr std::size_t PAGE_BYTES = 1 << 20;
 
@@ -20,59 +16,41 @@ constexpr std::size_t PAGE_BYTES = 1 << 20;
 ChangeJournal::ChangeJournal(std::unique_ptr<Database> database)
     : database_(std::move(database))
     , begin_(*database_, "BEGIN")
-    , commit_(*database_, "COMMIT")
-    , bounds_(*database_, "SELECT coalesce((SELECT value FROM property_meta "
-                          "WHERE name = 'trimmed'), 0), " +
-                              JournalRule::newest())
-    , changes_(*database_, "SELECT sequence, key, value FROM property_change "
-                           "WHERE sequence > ?1 ORDER BY sequence")
+    , span_(*database_, "SELECT coalesce((SELECT previous FROM property_change "
+                        "ORDER BY sequence LIMIT 1), 0), "
+                        "coalesce((SELECT max(sequence) FROM property_change), 0)")
+    // A key of another type may read like the text of another key.
+    , changes_(*database_, "SELECT sequence, CASE typeof(key) WHEN 'text' THEN key END, value "
+                           "FROM property_change WHERE sequence > ?1 ORDER BY sequence")
     , value_(*database_, "SELECT value FROM property WHERE key = ?1") {}
 
-std::int64_t ChangeJournal::newest() {
-    Statement::Run bounds(bounds_);
-    return bounds.step() ? bounds.integer(1) : 0;
+ChangeJournal::Span ChangeJournal::span() {
+    Statement::Run run(span_);
+    run.step();
+    return {run.integer(0), run.integer(1)};
 }
 
-ChangeJournal::Page ChangeJournal::read(std::int64_t behind) {
-    Page page{0, 0, {}};
-    Transaction snapshot(*database_, begin_);
-    {
-        Statement::Run bounds(bounds_);
-        if (bounds.step()) {
-            page.trimmed = bounds.integer(0);
-            page.newest = bounds.integer(1);
-        }
+ChangeJournal::Page ChangeJournal::read(std::int64_t after, const Keys& keys) {
+    Page page{after, {}};
+    Statement::Run run(changes_);
+    run.bind(1, after);
+    for (std::size_t bytes = 0;
+         page.changes.size() < PAGE_CHANGES && bytes < PAGE_BYTES && run.step();) {
+        page.end = run.integer(0);
+        if (run.isNull(1))
+            continue;
+        const auto key = keys.find(run.view(1));
+        if (key == keys.end())
+            continue;
+        page.changes.push_back({page.end, {*key, run.text(2)}});
+        bytes += page.changes.back().property.value.size();
     }
-    if (page.newest > behind) {
-        Statement::Run run(changes_);
-        run.bind(1, behind);
-        for (std::size_t bytes = 0;
-             page.changes.size() < PAGE_CHANGES && bytes < PAGE_BYTES && run.step();) {
-            const std::int64_t number = run.integer(0);
-            std::string text = run.text(2);
-            bytes += text.size();
-            if (!run.isNull(1)) {
-                page.changes.push_back({number, {run.text(1), std::move(text)}});
-                continue;
-            }
-            for (Property& property : ChangePack::unpack(text))
-                page.changes.push_back({number, std::move(property)});
-        }
-    }
-    snapshot.commit(commit_);
     return page;
 }
 
-ChangeJournal::Values ChangeJournal::values(const std::vector<std::string>& keys) {
-    Values values{0, {}};
-    Transaction snapshot(*database_, begin_);
-    values.newest = newest();
-    for (const std::string& key : keys) {
-        Statement::Run run(value_);
-        values.properties.push_back({key, run.bind(1, key).step() ? run.text(0) : std::string()});
-    }
-    snapshot.commit(commit_);
-    return values;
+std::string ChangeJournal::value(const std::string& key) {
+    Statement::Run run(value_);
+    return run.bind(1, key).step() ? run.text(0) : std::string();
 }
 
 } // namespace propertyapi

@@ -31,10 +31,11 @@ constexpr std::size_t SUFFIX_SIZE = 4;
 
 } // namespace
 
-CommitWatch::CommitWatch(const std::string& log)
+CommitWatch::CommitWatch(const posix::HostPath& log)
     : log_(log)
-    , directory_(log.substr(0, log.rfind('/') + 1))
-    , database_(log.substr(directory_.size(), log.size() - directory_.size() - SUFFIX_SIZE))
+    , directory_(log.text().substr(0, log.text().rfind('/') + 1))
+    , database_(
+          log.text().substr(directory_.size(), log.text().size() - directory_.size() - SUFFIX_SIZE))
     , events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     if (!events_.isOpen() || !follow())
         fail("cannot watch its files", errno);

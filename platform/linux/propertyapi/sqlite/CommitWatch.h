@@ -2,6 +2,7 @@
 #pragma once
 
 #include "posix/Descriptor.h"
+#include "posix/HostPath.h"
 #include "posix/WakeUp.h"
 
 #include <chrono>
@@ -16,9 +17,9 @@ class CommitWatch {
 public:
     enum class Cause { TIME, LOG_WRITTEN, NAMES_CHANGED, WOKEN };
 
-    /// log: path of the log on this machine; neither it nor the database need exist, its directory
-    /// must. Throws std::runtime_error.
-    explicit CommitWatch(const std::string& log);
+    /// Neither the log nor the database need exist, their directory must. Throws
+    /// std::runtime_error.
+    explicit CommitWatch(const posix::HostPath& log);
 
     /// Ends the wait that is in progress or the next one. From every thread.
     void wake() noexcept { wake_.signal(); }
@@ -33,7 +34,7 @@ private:
     bool isOurs(const char* name) const noexcept;
     Cause takeEvents() noexcept;
 
-    const std::string log_;
+    const posix::HostPath log_;
     const std::string directory_;
     const std::string database_; ///< the database's name, with which all names begin
     posix::Descriptor events_;   ///< of inotify

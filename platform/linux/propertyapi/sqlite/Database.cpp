@@ -2,9 +2,9 @@
 #include "Database.h"
 
 #include "Statement.h"
+#include "posix/FileStamp.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -36,9 +36,9 @@ bool DatabaseError::isDamage() const noexcept {
     return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
 }
 
-Database::Database(const std::string& path) {
-    // Nobody asks for the library's memory statistics, for which each allocation takes a lock.
-    // Refused where the program has used the library before; that does no harm.
+Database::Database(const posix::HostPath& path) {
+    // Nobody reads the library's memory statistics, for which each allocation takes a lock. Refused
+    // where the program has used the library before; that does no harm.
     [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     // Without the library's own mutex: the owner sees to it that one thread uses the connection.
     const int code = sqlite3_open_v2(
@@ -107,15 +107,13 @@ void Database::moveLogOnClose(bool move) noexcept {
     sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, move ? 0 : 1, nullptr);
 }
 
-std::string Database::walPath() const {
+posix::HostPath Database::walPath() const {
     const char* path = sqlite3_filename_wal(sqlite3_db_filename(handle_, "main"));
-    return path == nullptr ? std::string() : std::string(path);
+    return posix::HostPath(path == nullptr ? "" : path);
 }
 
 std::int64_t Database::walSize() const noexcept {
-    const char* path = sqlite3_filename_wal(sqlite3_db_filename(handle_, "main"));
-    struct stat status {};
-    return path != nullptr && ::stat(path, &status) == 0 ? status.st_size : 0;
+    return posix::FileStamp::of(walPath()).size;
 }
 
 void Database::flushWal() {
@@ -128,7 +126,7 @@ void Database::flushWal() {
         return;
     const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL | SQLITE_SYNC_DATAONLY);
     if (code != SQLITE_OK)
-        throw DatabaseError(primary(code), "cannot flush " + walPath());
+        throw DatabaseError(primary(code), "cannot flush " + walPath().text());
 }
 
 void Database::checkpoint() {

@@ -3,6 +3,7 @@
 
 #include "DatabaseError.h"
 #include "Patience.h"
+#include "posix/HostPath.h"
 
 #include <cstdint>
 #include <string>
@@ -15,8 +16,8 @@ namespace propertyapi {
 /// DatabaseError.
 class Database {
 public:
-    /// Opens an existing file of this machine, to read and to write.
-    explicit Database(const std::string& path);
+    /// Opens an existing file, to read and to write.
+    explicit Database(const posix::HostPath& path);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -42,19 +43,19 @@ public:
     void execute(const std::string& statements);
     /// The first column of the first row; empty when there is none.
     std::string query(const std::string& statement);
-    /// Rows that the statement executed last has changed by itself, not by triggers.
+    /// Rows that the last statement has changed by itself, not by triggers.
     int changedRows() const noexcept;
     bool inTransaction() const noexcept;
     /// True when the file does not have its name any more.
     bool isMoved() const noexcept;
-    /// No trigger fires for what this connection does from now on.
+    /// From now on no trigger fires for what this connection does.
     void disableTriggers();
     /// Whether the last connection of all, when it is closed, moves the write-ahead log into the
     /// database and removes it; at first it does.
     void moveLogOnClose(bool move) noexcept;
 
-    /// The write-ahead log, a path of this machine.
-    std::string walPath() const;
+    /// The write-ahead log.
+    posix::HostPath walPath() const;
     /// Size of the write-ahead log in bytes; 0 when there is none.
     std::int64_t walSize() const noexcept;
     /// Flushes the write-ahead log, its directory entry too, to the disk.

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 namespace propertyapi {
 
@@ -24,13 +25,11 @@ constexpr std::chrono::milliseconds RETRY_TIME{5};
 
 } // namespace
 
-DirectoryLock::DirectoryLock(const std::string& directory, Purpose purpose,
-                             Patience::Allowance& allowance)
+DirectoryLock::DirectoryLock(const posix::HostPath& directory, Patience::Allowance& allowance)
     : directory_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     if (!directory_.isOpen())
         fail("cannot open its directory: ", errno);
-    const int operation = (purpose == Purpose::MAKING ? LOCK_EX : LOCK_SH) | LOCK_NB;
-    while (::flock(directory_.get(), operation) != 0) {
+    while (::flock(directory_.get(), LOCK_EX | LOCK_NB) != 0) {
         const int error = errno;
         // There is no lock call with a time limit. The holder needs a few milliseconds.
         if (error == EINTR || (error == EWOULDBLOCK && allowance.pause(RETRY_TIME)))

@@ -3,22 +3,18 @@
 
 #include "Patience.h"
 #include "posix/Descriptor.h"
-
-#include <string>
+#include "posix/HostPath.h"
 
 namespace propertyapi {
 
-/// Keeps other processes, and other threads, from making or replacing a store in a directory while
-/// one is opened, made or replaced there. Does not concern those who have one open.
+/// Keeps other processes, and other threads, from opening, making or replacing a store in a
+/// directory meanwhile. Does not concern those who have one open.
 class DirectoryLock {
 public:
-    enum class Purpose { OPENING, MAKING };
+    /// Waits for the lock as the allowance says. Throws DatabaseError.
+    DirectoryLock(const posix::HostPath& directory, Patience::Allowance& allowance);
 
-    /// Waits for the lock as the allowance says: several may open at the same time, one alone may
-    /// make. directory: a path of this machine. Throws DatabaseError.
-    DirectoryLock(const std::string& directory, Purpose purpose, Patience::Allowance& allowance);
-
-    /// Brings names made, changed and removed in the directory to the disk. Throws DatabaseError.
+    /// Flushes names made, changed and removed in the directory to the disk. Throws DatabaseError.
     void flush() const;
 
 private:

@@ -165,7 +165,7 @@ void OpenStore::endReopening(bool succeeded) {
 }
 
 void OpenStore::replace(Patience::Allowance& allowance) {
-    const std::string line = "Property store " + file_.path();
+    const std::string line = "Property store " + file_.path().text();
     try {
         if (connections_) {
             file_.removeOrphans(connections_->files, allowance);
@@ -190,7 +190,7 @@ void OpenStore::replace(Patience::Allowance& allowance) {
 /// replace it meanwhile.
 void OpenStore::open(Patience::Allowance& allowance) {
     for (;;) {
-        const auto before = posix::FileStamp::of(posix::HostPath(file_.path())).id;
+        const auto before = posix::FileStamp::of(file_.path()).id;
         try {
             connections_ =
                 std::make_unique<Connections>(file_, settings_, *patience_, number_ + 1, allowance);
@@ -200,7 +200,7 @@ void OpenStore::open(Patience::Allowance& allowance) {
             }
             close();
         } catch (const DatabaseError&) {
-            if (posix::FileStamp::of(posix::HostPath(file_.path())).id == before)
+            if (posix::FileStamp::of(file_.path()).id == before)
                 throw;
         }
         if (!allowance.pause(RETRY_TIME))

@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 
 namespace propertyapi {
 
@@ -70,13 +69,22 @@ public:
             }
         }
     }
+    /// Runs an operation of the notification thread, a callable with ChangeJournal& and the number
+    /// of its file.
+    template <typename Operation>
+    void runOnJournal(Operation operation) {
+        run([&](Connections& connections, Patience::Allowance& allowance) {
+            const Database::Waiting waiting(connections.journal.database(), allowance);
+            operation(connections.journal, connections.number);
+        });
+    }
     /// Looks at the log and its index too, as single operations do not, and opens the store again
     /// where any file lost its name.
     void check();
     /// False while what has the store's name could not be opened, which has been reported.
     bool isOpen();
-    /// The write-ahead log, a path of this machine.
-    const std::string& log() const { return log_; }
+    /// The write-ahead log.
+    const posix::HostPath& log() const { return log_; }
 
 private:
     /// The use of the connections by one operation.
@@ -106,7 +114,7 @@ private:
     const SqliteSettings settings_;
     const std::shared_ptr<Patience> patience_;
     const std::function<void()> reopened_;
-    std::string log_;
+    posix::HostPath log_;
 
     // Guarded by the patience.
     int users_ = 0;

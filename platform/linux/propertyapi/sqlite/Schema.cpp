@@ -2,143 +2,93 @@
 #include "Schema.h"
 
 #include "Database.h"
-#include "JournalRule.h"
 #include "Statement.h"
 #include "Transaction.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace propertyapi::schema {
 
 namespace {
 
-constexpr std::string_view VERSION = "2";
+constexpr std::string_view VERSION = "3";
 constexpr std::string_view ONE_BOOT = "State.";
 
-/// property_change is the journal of changes (see JournalRule). A row without a key holds several
-/// changes in its value (see ChangePack); the triggers, through which every program can write, make
-/// none such.
-///
-/// property_replace serves INSERT OR REPLACE, which takes the old row away without firing the
-/// delete trigger: the trigger before an insert leaves a row there that says what the insert will
-/// replace, the trigger after it takes that. A row that is left behind by an insert that was
-/// ignored or became an update is cleared by the next insert. Where a program has switched
-/// recursive_triggers on, REPLACE does fire the delete trigger, and the trigger after the insert
-/// takes that one's entry back, which is not a journal that somebody empties.
-///
-/// property_meta.trimmed is the newest sequence number that was deleted from the journal: a reader
-/// that has not got as far has missed changes.
+/// The longest step in which the journal is trimmed, in numbers, and the steps that it has at
+/// least.
+constexpr std::int64_t LONGEST_STEP = 1024;
+constexpr std::int64_t STEPS = 64;
+/// A row takes a number for each so many bytes.
+constexpr std::size_t UNIT = 64;
+
+/// What earlier versions had. A journal of theirs is not read: whoever opens a store has no
+/// subscribers yet.
+constexpr std::string_view CLEARANCE = R"(
+DROP TRIGGER IF EXISTS property_before_insert;
+DROP TRIGGER IF EXISTS property_after_replace;
+DROP TRIGGER IF EXISTS property_insert;
+DROP TRIGGER IF EXISTS property_update;
+DROP TRIGGER IF EXISTS property_before_rename;
+DROP TRIGGER IF EXISTS property_rename;
+DROP TRIGGER IF EXISTS property_delete;
+DROP TABLE IF EXISTS property_change;
+DROP TABLE IF EXISTS property_replace;
+)";
+
 constexpr std::string_view TABLES = R"(
 CREATE TABLE IF NOT EXISTS property(
     key TEXT PRIMARY KEY, value TEXT NOT NULL, origin TEXT NOT NULL DEFAULT '');
-CREATE TABLE IF NOT EXISTS property_change(
-    sequence INTEGER PRIMARY KEY, key TEXT, value TEXT NOT NULL);
-CREATE TABLE IF NOT EXISTS property_replace(
-    unchanged INTEGER NOT NULL, sequence INTEGER NOT NULL);
+CREATE TABLE property_change(
+    sequence INTEGER PRIMARY KEY, previous INTEGER NOT NULL, key TEXT, value TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS property_meta(
     name TEXT PRIMARY KEY, value NOT NULL) WITHOUT ROWID;
-INSERT OR IGNORE INTO property_meta VALUES('trimmed', 0);
+DELETE FROM property_meta WHERE name = 'trimmed';
 )";
 
-/// ${NOTE_NEW} and ${NOTE_REMOVED} end in a condition, to which others can be added.
-constexpr std::string_view TRIGGERS = R"(
-DROP TRIGGER IF EXISTS property_before_insert;
-CREATE TRIGGER property_before_insert BEFORE INSERT ON property
-WHEN EXISTS(SELECT 1 FROM property WHERE key = NEW.key)
-    OR EXISTS(SELECT 1 FROM property_replace)
-BEGIN
-    DELETE FROM property_replace;
-    INSERT INTO property_replace
-        SELECT value IS NEW.value, (SELECT coalesce(max(sequence), 0) FROM property_change)
-        FROM property WHERE key = NEW.key;
-END;
-
-DROP TRIGGER IF EXISTS property_after_replace; -- of version 1
-DROP TRIGGER IF EXISTS property_insert;
-CREATE TRIGGER property_insert AFTER INSERT ON property
-BEGIN
-    DELETE FROM property_change
-        WHERE sequence > (SELECT sequence FROM property_replace) AND key IS NEW.key;
-    ${NOTE_NEW} AND NOT coalesce((SELECT unchanged FROM property_replace), NEW.value = '');
-    DELETE FROM property_replace;
-END;
-
-DROP TRIGGER IF EXISTS property_update;
-CREATE TRIGGER property_update AFTER UPDATE OF value ON property
-WHEN NEW.key IS OLD.key AND NEW.value IS NOT OLD.value
-BEGIN
-    ${NOTE_NEW};
-END;
-
-DROP TRIGGER IF EXISTS property_before_rename;
-CREATE TRIGGER property_before_rename BEFORE UPDATE OF key ON property
-WHEN NEW.key IS NOT OLD.key
-BEGIN
-    DELETE FROM property_replace;
-    INSERT INTO property_replace
-        SELECT value IS NEW.value, (SELECT coalesce(max(sequence), 0) FROM property_change)
-        FROM property WHERE key = NEW.key;
-END;
-
-DROP TRIGGER IF EXISTS property_rename;
-CREATE TRIGGER property_rename AFTER UPDATE OF key ON property
-WHEN NEW.key IS NOT OLD.key
-BEGIN
-    DELETE FROM property_change
-        WHERE sequence > (SELECT sequence FROM property_replace) AND key IS NEW.key;
-    ${NOTE_REMOVED} AND OLD.value <> '';
-    ${NOTE_NEW} AND NOT coalesce((SELECT unchanged FROM property_replace), NEW.value = '');
-    DELETE FROM property_replace;
-END;
-
-DROP TRIGGER IF EXISTS property_delete;
-CREATE TRIGGER property_delete AFTER DELETE ON property
-WHEN OLD.value <> ''
-BEGIN
-    ${NOTE_REMOVED};
-END;
-
-DROP TRIGGER IF EXISTS property_change_trim;
-CREATE TRIGGER property_change_trim AFTER INSERT ON property_change
-WHEN ${IS_TRIM_DUE}
-BEGIN
-    ${NOTE_TRIMMED};
-    ${TRIM};
-END;
-
-DROP TRIGGER IF EXISTS property_change_emptied;
-CREATE TRIGGER property_change_emptied AFTER DELETE ON property_change
-WHEN NOT EXISTS(SELECT 1 FROM property_change) AND NOT EXISTS(SELECT 1 FROM property_replace)
-BEGIN
-    UPDATE property_meta SET value = max(value, OLD.sequence) WHERE name = 'trimmed';
-END;
-)";
-
-/// The statement that notes a change. A key of another type than text reads as none, or as the text
-/// of another key: whoever writes it must not be able to make up changes of that one.
-std::string note(const std::string& key, const std::string& value) {
-    return "INSERT INTO property_change SELECT " + JournalRule::next(value) + ", " + key + ", " +
-           value + " WHERE typeof(" + key + ") = 'text'";
+std::int64_t step(std::int64_t journalBound) {
+    return std::clamp<std::int64_t>(journalBound / STEPS, 1, LONGEST_STEP);
 }
 
-std::string replaceAll(std::string text, std::string_view what, std::string_view by) {
-    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
-        text.replace(at, what.size(), by);
-    return text;
+/// What a trigger does to note a write. Sizes are of bytes, those after a NUL included. In an empty
+/// journal the number is NULL, for which the library takes 1.
+std::string append(const std::string& key, const std::string& value) {
+    const std::string newest = "(SELECT max(sequence) FROM property_change)";
+    return "INSERT INTO property_change(sequence, previous, key, value) VALUES(" + newest +
+           " + 1 + (ifnull(length(CAST(" + key + " AS BLOB)), 0) + length(CAST(" + value +
+           " AS BLOB))) / " + std::to_string(UNIT) + ", ifnull(" + newest + ", 0), " + key + ", " +
+           value + ")";
 }
 
+/// REPLACE removes the old row without a trigger, and the insert that follows notes the new value.
+/// A program that has switched recursive_triggers on notes the removal as well.
 std::string triggers(std::int64_t journalBound) {
-    const JournalRule rule(journalBound);
-    std::string text(TRIGGERS);
-    text = replaceAll(std::move(text), "${NOTE_NEW}", note("NEW.key", "NEW.value"));
-    text = replaceAll(std::move(text), "${NOTE_REMOVED}", note("OLD.key", "''"));
-    text =
-        replaceAll(std::move(text), "${IS_TRIM_DUE}", rule.isTrimDue("NEW.sequence", "NEW.value"));
-    text = replaceAll(std::move(text), "${NOTE_TRIMMED}", rule.noteTrimmed("NEW.sequence"));
-    return replaceAll(std::move(text), "${TRIM}", rule.trim("NEW.sequence"));
+    const std::string added = append("NEW.key", "NEW.value");
+    const std::string removed = append("OLD.key", "''");
+    return "CREATE TRIGGER property_insert AFTER INSERT ON property BEGIN " + added +
+           "; END;"
+           "CREATE TRIGGER property_update AFTER UPDATE OF key, value ON property "
+           "WHEN NEW.key IS OLD.key BEGIN " +
+           added +
+           "; END;"
+           "CREATE TRIGGER property_rename AFTER UPDATE OF key ON property "
+           "WHEN NEW.key IS NOT OLD.key BEGIN " +
+           removed + "; " + added +
+           "; END;"
+           "CREATE TRIGGER property_delete AFTER DELETE ON property BEGIN " +
+           removed +
+           "; END;"
+           "CREATE TRIGGER property_change_trim AFTER INSERT ON property_change WHEN "
+           "NEW.sequence / " +
+           std::to_string(step(journalBound)) + " > NEW.previous / " +
+           std::to_string(step(journalBound)) + " BEGIN " + trim(journalBound, "NEW.sequence") +
+           "; END;"
+           "CREATE TRIGGER property_change_keep BEFORE DELETE ON property_change "
+           "WHEN OLD.sequence = (SELECT max(sequence) FROM property_change) "
+           "BEGIN SELECT RAISE(IGNORE); END;";
 }
 
-bool isPrepared(Database& database) {
+bool hasVersion(Database& database) {
     return database.query("PRAGMA user_version") == VERSION;
 }
 
@@ -146,41 +96,47 @@ std::string notedBoot(Database& database) {
     return database.query("SELECT value FROM property_meta WHERE name = 'boot'");
 }
 
-/// Runs work in a transaction that takes the write lock at its beginning.
-template <typename Work>
-void write(Database& database, Work work) {
-    Statement begin(database, "BEGIN IMMEDIATE");
-    Statement commit(database, "COMMIT");
-    Transaction transaction(database, begin);
-    work();
-    transaction.commit(commit);
+void enterBoot(Database& database, const std::string& bootId) {
+    const std::string noted = notedBoot(database);
+    if (noted == bootId)
+        return;
+    if (!noted.empty()) // "/" is the character after "."
+        database.execute("DELETE FROM property WHERE key >= 'State.' AND key < 'State/'");
+    Statement note(database, "INSERT OR REPLACE INTO property_meta VALUES('boot', ?1)");
+    Statement::Run(note).bind(1, bootId).step();
 }
 
 } // namespace
 
-void prepare(Database& database, std::int64_t journalBound) {
-    if (isPrepared(database))
+void prepare(Database& database, std::int64_t journalBound, const std::string& bootId) {
+    if (hasVersion(database) && notedBoot(database) == bootId)
         return;
-    write(database, [&] {
-        if (isPrepared(database)) // by another process meanwhile
-            return;
-        database.execute(std::string(TABLES) + triggers(journalBound) +
+    Statement begin(database, "BEGIN IMMEDIATE");
+    Statement commit(database, "COMMIT");
+    Transaction transaction(database, begin);
+    if (!hasVersion(database)) // another process may have been quicker
+        database.execute(std::string(CLEARANCE) + std::string(TABLES) + triggers(journalBound) +
                          "PRAGMA user_version = " + std::string(VERSION));
-    });
+    enterBoot(database, bootId);
+    transaction.commit(commit);
 }
 
-void enterBoot(Database& database, const std::string& bootId) {
-    if (notedBoot(database) == bootId)
-        return;
-    write(database, [&] {
-        const std::string noted = notedBoot(database);
-        if (noted == bootId)
-            return;
-        if (!noted.empty()) // "/" is the character behind "."
-            database.execute("DELETE FROM property WHERE key >= 'State.' AND key < 'State/'");
-        Statement note(database, "INSERT OR REPLACE INTO property_meta VALUES('boot', ?1)");
-        Statement::Run(note).bind(1, bootId).step();
-    });
+std::int64_t numbersOf(const std::string& key, const std::string& value) {
+    return 1 + static_cast<std::int64_t>((key.size() + value.size()) / UNIT);
+}
+
+bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t previous) {
+    return number / step(journalBound) > previous / step(journalBound);
+}
+
+/// A row takes the numbers from that of the row before it to its own. The rows that may go are
+/// found by one upper bound of the number: the library makes use of one alone, and there is no
+/// index of the other column.
+std::string trim(std::int64_t journalBound, const std::string& number) {
+    const std::string first = number + " - " + std::to_string(journalBound - step(journalBound));
+    return "DELETE FROM property_change WHERE previous < " + first + " AND sequence <= min(" +
+           number + " - 1, (SELECT min(sequence) FROM property_change WHERE sequence >= " + first +
+           "))";
 }
 
 bool livesForOneBoot(const std::string& key) {

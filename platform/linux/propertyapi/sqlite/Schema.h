@@ -8,16 +8,28 @@ namespace propertyapi {
 
 class Database;
 
-/// Tables and triggers of the store, and the upkeep done when it is opened. Nothing is written to a
-/// store that needs nothing. All operations throw DatabaseError.
+/// Tables and triggers of the store, and the upkeep done when it is opened.
+///
+/// property_change is the journal: a row for each write, whether it changed the value or not. Rows
+/// are numbered in commit order, and each says the number of the row before it. Numbers rise by one
+/// and by the size of key and value in units of 64 bytes, so that keeping a range of them bounds
+/// rows and bytes alike: 65,536 numbers are at most 65,536 rows and 4 MiB. The newest row is never
+/// deleted, however large it is, so no number comes again.
 namespace schema {
 
-/// Makes the tables and triggers that the store lacks, and new triggers where a store has those of
-/// an earlier version. journalBound: how many changes are kept.
-void prepare(Database& database, std::int64_t journalBound);
+/// Gives the store the tables and triggers that it lacks, those of an earlier version included, and
+/// removes the keys of one boot when the boot that it has noted is another one. All in one
+/// transaction; nothing is written to a store that needs nothing. journalBound: how many numbers
+/// the journal keeps. Throws DatabaseError.
+void prepare(Database& database, std::int64_t journalBound, const std::string& bootId);
 
-/// Notes the boot; under another one than noted the keys of one boot are removed.
-void enterBoot(Database& database, const std::string& bootId);
+/// How many numbers a row takes.
+std::int64_t numbersOf(const std::string& key, const std::string& value);
+/// True when the journal is to be trimmed after a row. Not after each one, as that would write both
+/// ends of the journal every time.
+bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t previous);
+/// SQL that trims the journal. number: of the newest row.
+std::string trim(std::int64_t journalBound, const std::string& number);
 
 /// True for the keys that live for one boot of the machine.
 bool livesForOneBoot(const std::string& key);

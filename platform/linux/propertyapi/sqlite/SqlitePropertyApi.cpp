@@ -69,21 +69,30 @@ class SqlitePropertyApi::Client {
 public:
     Client(const std::string& path, const SqliteSettings& settings,
            std::shared_ptr<Patience> patience)
-        : store_(StoreFile(root::toHost(path).text(), settings), settings,
+        : store_(StoreFile(root::toHost(path), settings), settings,
                  patience ? std::move(patience) : std::make_shared<Patience>(),
                  [this] { notifier_.wake(); })
         , subscribers_(std::make_shared<Subscribers>())
         , notifier_(store_, subscribers_, settings) {}
 
+    /// The thread ends first: a callback that runs may use the store.
+    ~Client() { notifier_.stop(); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
     Subscribers::Id subscribe(const std::string& key, Callback callback) {
-        // Read first: a change that is committed while this runs may be left out, one that was
-        // committed before must be.
-        const ChangePosition newest =
-            store_.run([](Connections& connections, Allowance& allowance) {
-                const ReaderPool::Lease reader(connections.readers, allowance);
-                return ChangePosition{connections.number, reader->newestChange()};
-            });
-        return subscribers_->add(key, std::move(callback), newest);
+        ChangePosition position;
+        StoreReader::State state;
+        store_.run([&](Connections& connections, Allowance& allowance) {
+            const ReaderPool::Lease reader(connections.readers, allowance);
+            state = reader->state(key);
+            position = {connections.number, state.newest};
+        });
+        const Subscribers::Id id =
+            subscribers_->add(key, std::move(callback), position, std::move(state.value));
+        // A change committed in between has been looked at by then.
+        notifier_.wake();
+        return id;
     }
 
     /// operation: a callable with StoreReader&.
@@ -123,7 +132,7 @@ private:
 
     OpenStore store_;
     const std::shared_ptr<Subscribers> subscribers_;
-    Notifier notifier_; // the last: its end waits for a callback, which may use the store
+    Notifier notifier_;
 };
 
 SqlitePropertyApi::SqlitePropertyApi(const std::string& path, const SqliteSettings& settings,

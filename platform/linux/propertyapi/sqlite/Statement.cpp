@@ -51,7 +51,7 @@ bool Statement::Run::step() {
     return code == SQLITE_ROW;
 }
 
-std::string Statement::Run::text(int column) {
+std::string_view Statement::Run::view(int column) {
     // The text first: asking for it may convert the value, which settles the size.
     const unsigned char* text = sqlite3_column_text(statement_.handle_, column);
     const int size = sqlite3_column_bytes(statement_.handle_, column);

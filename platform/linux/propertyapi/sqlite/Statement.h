@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 struct sqlite3_stmt;
 
@@ -34,7 +35,9 @@ public:
         /// True when there is a row (a further row).
         bool step();
         /// Columns count from 0; valid after a step that was true.
-        std::string text(int column);
+        std::string text(int column) { return std::string(view(column)); }
+        /// The same, until the next step.
+        std::string_view view(int column);
         std::int64_t integer(int column);
         bool isNull(int column);
 

@@ -13,17 +13,17 @@ namespace {
 constexpr std::string_view LOG_SUFFIX = "-wal";
 
 /// The path of the index, made of that of the log.
-std::string indexOf(const std::string& log) {
-    return log.substr(0, log.size() - LOG_SUFFIX.size()) + "-shm";
+posix::HostPath indexOf(const posix::HostPath& log) {
+    return posix::HostPath(log.text().substr(0, log.text().size() - LOG_SUFFIX.size()) + "-shm");
 }
 
-posix::FileId idOf(const std::string& path) noexcept {
-    return posix::FileStamp::of(posix::HostPath(path)).id;
+posix::FileId idOf(const posix::HostPath& path) noexcept {
+    return posix::FileStamp::of(path).id;
 }
 
 } // namespace
 
-StoreFiles::StoreFiles(std::string database, std::string log)
+StoreFiles::StoreFiles(posix::HostPath database, posix::HostPath log)
     : databasePath_(std::move(database))
     , logPath_(std::move(log))
     , indexPath_(indexOf(logPath_))
@@ -36,7 +36,7 @@ bool StoreFiles::areComplete() const noexcept {
 }
 
 std::optional<std::int64_t> StoreFiles::logSize() const noexcept {
-    const auto log = posix::FileStamp::of(posix::HostPath(logPath_));
+    const auto log = posix::FileStamp::of(logPath_);
     if (log.id != log_)
         return std::nullopt;
     return log.size;
@@ -55,10 +55,10 @@ bool StoreFiles::mayRemoveLog() const noexcept {
     return haveDatabase() && (!log.isFile || log == log_);
 }
 
-std::vector<std::string> StoreFiles::orphans() const {
+std::vector<posix::HostPath> StoreFiles::orphans() const {
     const bool hasDatabase = haveDatabase();
     const bool hasLog = idOf(logPath_) == log_;
-    std::vector<std::string> paths;
+    std::vector<posix::HostPath> paths;
     // The log belongs to the database, the index to both.
     if (index_.isFile && idOf(indexPath_) == index_ && !(hasDatabase && hasLog))
         paths.push_back(indexPath_);

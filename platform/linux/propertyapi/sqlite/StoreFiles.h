@@ -2,10 +2,10 @@
 #pragma once
 
 #include "posix/FileId.h"
+#include "posix/HostPath.h"
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace propertyapi {
@@ -15,8 +15,7 @@ namespace propertyapi {
 /// says whether they still have them. From every thread.
 class StoreFiles {
 public:
-    /// Paths of this machine.
-    StoreFiles(std::string database, std::string log);
+    StoreFiles(posix::HostPath database, posix::HostPath log);
 
     /// All three were there.
     bool areComplete() const noexcept;
@@ -26,17 +25,17 @@ public:
     std::optional<std::int64_t> logSize() const noexcept;
     /// Looks at all three.
     bool haveNames() const noexcept;
-    /// True when who closes the store last may move the log into the database and remove it by its
-    /// name: the database has its own, and no other file has the log's.
+    /// True when the last connection to be closed may move the log into the database and remove it
+    /// by its name: the database has its own, and no other file has the log's.
     bool mayRemoveLog() const noexcept;
-    /// What still has its name of log and index, where the file that it belongs to has not: whoever
-    /// opens the store would take it for that of the file that is there now.
-    std::vector<std::string> orphans() const;
+    /// Log and index as far as they have their names and the file that they belong to has not:
+    /// whoever opens the store would take them for those of the file that is there now.
+    std::vector<posix::HostPath> orphans() const;
 
 private:
-    std::string databasePath_;
-    std::string logPath_;
-    std::string indexPath_;
+    posix::HostPath databasePath_;
+    posix::HostPath logPath_;
+    posix::HostPath indexPath_;
     posix::FileId database_;
     posix::FileId log_;
     posix::FileId index_;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StoreReader.h"
 
-#include "JournalRule.h"
-
 #include <utility>
 
 namespace propertyapi {
@@ -11,7 +9,8 @@ StoreReader::StoreReader(std::unique_ptr<Database> database)
     : database_(std::move(database))
     , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
     , value_(*database_, "SELECT value FROM property WHERE key = ?1")
-    , newest_(*database_, "SELECT " + JournalRule::newest()) {}
+    , state_(*database_, "SELECT coalesce((SELECT max(sequence) FROM property_change), 0), "
+                         "(SELECT value FROM property WHERE key = ?1)") {}
 
 bool StoreReader::exists(const std::string& key) {
     Statement::Run run(exists_);
@@ -25,9 +24,10 @@ std::optional<std::string> StoreReader::value(const std::string& key) {
     return run.text(0);
 }
 
-std::int64_t StoreReader::newestChange() {
-    Statement::Run run(newest_);
-    return run.step() ? run.integer(0) : 0;
+StoreReader::State StoreReader::state(const std::string& key) {
+    Statement::Run run(state_);
+    run.bind(1, key).step();
+    return {run.integer(0), run.text(1)};
 }
 
 } // namespace propertyapi

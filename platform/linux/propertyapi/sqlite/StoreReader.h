@@ -23,14 +23,19 @@ public:
 
     bool exists(const std::string& key);
     std::optional<std::string> value(const std::string& key);
-    /// Number of the newest change.
-    std::int64_t newestChange();
+    /// The value that a key has, empty when it does not exist, and the number of the newest change
+    /// that is in it.
+    struct State {
+        std::int64_t newest;
+        std::string value;
+    };
+    State state(const std::string& key);
 
 private:
     const std::unique_ptr<Database> database_;
     Statement exists_;
     Statement value_;
-    Statement newest_;
+    Statement state_;
 };
 
 } // namespace propertyapi

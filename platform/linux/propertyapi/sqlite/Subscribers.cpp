@@ -5,6 +5,7 @@
 #include "text/Quote.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace propertyapi {
@@ -23,133 +24,120 @@ void callBack(const IPropertyApi::Callback& callback, const Property& property) 
 
 } // namespace
 
-Subscribers::Id Subscribers::add(const std::string& key, Callback callback, ChangePosition behind) {
-    auto subscriber = std::make_shared<Subscriber>(Subscriber{std::move(callback), behind, {}});
-    const std::lock_guard lock(mutex_);
-    subscriber->behind = std::max(behind, position_);
-    subscribers_[key].emplace(nextId_, std::move(subscriber));
-    return nextId_++;
+/// Numbers above the newest one mean that they have begun anew.
+bool Subscribers::Subscriber::missedChanges(const Round& round) const {
+    return position.file != round.file || position.number < round.span.lost ||
+           position.number > round.span.newest;
+}
+
+Subscribers::Id Subscribers::add(const std::string& key, Callback callback, ChangePosition position,
+                                 std::string value) {
+    auto subscriber =
+        std::make_shared<Subscriber>(Subscriber{std::move(callback), position, std::move(value)});
+    const auto state = state_.lock();
+    state->ofKeys[key].emplace(state->next, std::move(subscriber));
+    return state->next++;
 }
 
 void Subscribers::end(const std::string& key, Id id) {
-    std::shared_ptr<Subscriber> ended; // outlives the lock, as what its callback holds may call us
-    std::unique_lock lock(mutex_);
-    if (const auto found = subscribers_.find(key); found != subscribers_.end()) {
+    std::shared_ptr<Subscriber> ended; // outlives the lock: what its callback holds may call us
+    auto state = state_.lock();
+    if (const auto found = state->ofKeys.find(key); found != state->ofKeys.end()) {
         if (const auto subscriber = found->second.find(id); subscriber != found->second.end()) {
             ended = std::move(subscriber->second);
             found->second.erase(subscriber);
         }
         if (found->second.empty())
-            subscribers_.erase(found);
+            state->ofKeys.erase(found);
     }
-    returned_.wait(lock, [&] { return running_ != id || runner_ == std::this_thread::get_id(); });
-    lock.unlock();
-}
-
-void Subscribers::close() {
-    const std::lock_guard lock(mutex_);
-    closed_ = true;
-}
-
-ChangePosition Subscribers::position() const {
-    const std::lock_guard lock(mutex_);
-    return position_;
-}
-
-bool Subscribers::empty() const {
-    const std::lock_guard lock(mutex_);
-    return subscribers_.empty();
-}
-
-std::vector<std::string> Subscribers::keys() const {
-    const std::lock_guard lock(mutex_);
-    std::vector<std::string> keys;
-    for (const auto& [key, subscribers] : subscribers_)
-        keys.push_back(key);
-    return keys;
-}
-
-bool Subscribers::skipWhenEmpty(ChangePosition position) {
-    const std::lock_guard lock(mutex_);
-    if (subscribers_.empty())
-        position_ = position;
-    return subscribers_.empty();
-}
-
-void Subscribers::deliver(const Property& change, ChangePosition position) {
-    std::unique_lock lock(mutex_);
-    // Before the callbacks: who subscribes from now on does not get this change.
-    position_ = position;
-    callEach(lock, change,
-             [position](Subscriber& subscriber) { return subscriber.behind < position; });
-}
-
-std::vector<std::string> Subscribers::passOver(ChangePosition lost, ChangePosition position) {
-    const std::lock_guard lock(mutex_);
-    position_ = position;
-    std::vector<std::string> keys;
-    for (const auto& [key, subscribers] : subscribers_)
-        if (std::any_of(subscribers.begin(), subscribers.end(),
-                        [lost](const auto& entry) { return entry.second->behind < lost; }))
-            keys.push_back(key);
-    return keys;
-}
-
-void Subscribers::deliverCurrent(const Property& current, ChangePosition lost,
-                                 ChangePosition newest) {
-    std::unique_lock lock(mutex_);
-    callEach(lock, current, [lost, newest](Subscriber& subscriber) {
-        if (!(subscriber.behind < lost))
-            return false;
-        subscriber.behind = newest;
-        return true;
+    state.wait(returned_, [id](const State& current) {
+        return current.running != id || current.runner == std::this_thread::get_id();
     });
 }
 
-void Subscribers::enterFile(ChangePosition begin, ChangePosition newest) {
-    const std::lock_guard lock(mutex_);
-    position_ = newest;
-    for (const auto& [key, subscribers] : subscribers_)
+void Subscribers::stop() {
+    state_.lock()->isStopped = true;
+}
+
+Subscribers::Id Subscribers::roundEnd() const {
+    return state_.lock()->next;
+}
+
+Subscribers::Task Subscribers::task(const Round& round) const {
+    Task changes{Task::Kind::NOTHING, round.span.newest};
+    Task values{Task::Kind::VALUES};
+    const auto state = state_.lock();
+    for (const auto& [key, subscribers] : state->ofKeys)
+        for (const auto& [id, subscriber] : subscribers) {
+            if (id >= round.end)
+                break;
+            changes.keys.insert(key);
+            if (subscriber->missedChanges(round))
+                values.keys.insert(key);
+            else
+                changes.after = std::min(changes.after, subscriber->position.number);
+        }
+    if (!values.keys.empty())
+        return values;
+    if (changes.after < round.span.newest)
+        changes.kind = Task::Kind::CHANGES;
+    return changes;
+}
+
+void Subscribers::deliver(const ChangeJournal::Change& change, const Round& round) {
+    callEach(change.property, round, [&](Subscriber& subscriber) {
+        if (subscriber.position.number >= change.number)
+            return false;
+        subscriber.position.number = change.number;
+        return subscriber.value != change.property.value;
+    });
+}
+
+void Subscribers::deliverCurrent(const Property& current, const Round& round) {
+    callEach(current, round, [&](Subscriber& subscriber) {
+        if (!subscriber.missedChanges(round))
+            return false;
+        const bool isOtherFile = subscriber.position.file != round.file;
+        subscriber.position = {round.file, round.span.newest};
+        return !(isOtherFile && subscriber.isTold && subscriber.value == current.value);
+    });
+}
+
+void Subscribers::advance(std::int64_t number, const Round& round) {
+    const auto state = state_.lock();
+    for (const auto& [key, subscribers] : state->ofKeys)
         for (const auto& [id, subscriber] : subscribers)
-            if (!(subscriber->behind < begin))
-                position_ = std::min(position_, subscriber->behind);
-}
-
-void Subscribers::deliverDiffering(const Property& current, ChangePosition begin,
-                                   ChangePosition newest) {
-    std::unique_lock lock(mutex_);
-    callEach(lock, current, [&](Subscriber& subscriber) {
-        if (!(subscriber.behind < begin))
-            return false;
-        subscriber.behind = newest;
-        return subscriber.told != current.value;
-    });
+            if (id < round.end)
+                subscriber->position.number = std::max(subscriber->position.number, number);
 }
 
 /// Calls each wanted subscriber of the key, in the order in which they came, without the lock: who
 /// comes and goes meanwhile is found, or found missing, by the number.
 template <typename Wanted>
-void Subscribers::callEach(std::unique_lock<std::mutex>& lock, const Property& property,
-                           Wanted wanted) {
-    for (Id last = 0; !closed_;) {
-        const auto ofKey = subscribers_.find(property.key);
-        if (ofKey == subscribers_.end())
-            return;
-        const auto next = ofKey->second.upper_bound(last);
-        if (next == ofKey->second.end())
-            return;
-        last = next->first;
-        if (!wanted(*next->second))
-            continue;
-        std::shared_ptr<Subscriber> subscriber = next->second;
-        subscriber->told = property.value;
-        running_ = last;
-        runner_ = std::this_thread::get_id();
-        lock.unlock();
+void Subscribers::callEach(const Property& property, const Round& round, Wanted wanted) {
+    for (Id last = 0;;) {
+        std::shared_ptr<Subscriber> subscriber;
+        std::string value = property.value; // first: it may throw
+        {
+            const auto state = state_.lock();
+            const auto ofKey = state->ofKeys.find(property.key);
+            if (state->isStopped || ofKey == state->ofKeys.end())
+                return;
+            const auto next = ofKey->second.upper_bound(last);
+            if (next == ofKey->second.end() || next->first >= round.end)
+                return;
+            last = next->first;
+            if (!wanted(*next->second))
+                continue;
+            subscriber = next->second;
+            subscriber->value = std::move(value);
+            subscriber->isTold = true;
+            state->running = last;
+            state->runner = std::this_thread::get_id();
+        }
         callBack(subscriber->callback, property);
         subscriber.reset();
-        lock.lock();
-        running_ = 0;
+        state_.lock()->running = 0;
         returned_.notify_all();
     }
 }

@@ -1,86 +1,95 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ChangeJournal.h"
 #include "ChangePosition.h"
+#include "common/Guarded.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace propertyapi {
 
-/// Who wants to know of which key's changes, and how far they have been told. Changes have
-/// positions that rise in commit order; the notification thread delivers them in that order. Every
-/// operation may be called from every thread, the deliver operations from the notification thread
-/// alone.
+/// Who wants to know of which key's changes, and how far each has been told. A row of the journal
+/// is a change for a subscriber when its value differs from the one that the subscriber knows: of
+/// the call before, or of the moment of the subscription.
+///
+/// Every operation may be called from every thread; the notification thread alone asks what to read
+/// and delivers.
 class Subscribers {
 public:
     using Callback = IPropertyApi::Callback;
     using Id = std::uint64_t;
 
+    /// What the notification thread is to read.
+    struct Task {
+        enum class Kind { NOTHING, CHANGES, VALUES };
+
+        Kind kind = Kind::NOTHING;
+        std::int64_t after = 0; ///< the changes with higher numbers
+        ChangeJournal::Keys keys = {};
+    };
+    /// The subscribers that a task is for, and what the journal held for it. Subscribers that came
+    /// after the journal was looked at may know more than is in it.
+    struct Round {
+        Id end;
+        std::uint64_t file;
+        ChangeJournal::Span span;
+    };
+
     Subscribers() = default;
     Subscribers(const Subscribers&) = delete;
     Subscribers& operator=(const Subscribers&) = delete;
 
-    /// Adds a subscriber that gets the changes behind the position, at the earliest those behind
-    /// what is being delivered now.
-    Id add(const std::string& key, Callback callback, ChangePosition behind);
+    /// Adds a subscriber that gets the changes after the position, at which its key had the value.
+    Id add(const std::string& key, Callback callback, ChangePosition position, std::string value);
     /// Ends a subscription: afterwards its callback does not run and is not running, except when
     /// this is called by that very callback.
     void end(const std::string& key, Id id);
     /// Callbacks that begin after this do not run. Does not wait for the one that runs.
-    void close();
+    void stop();
 
-    /// Position of the change up to which everything has been delivered.
-    ChangePosition position() const;
-    bool empty() const;
-    /// The keys that have subscribers.
-    std::vector<std::string> keys() const;
-    /// Goes on to a position although nothing was delivered up to it, unless there are subscribers;
-    /// true when it did.
-    bool skipWhenEmpty(ChangePosition position);
-    /// Delivers one change to the subscribers of its key that are to get it.
-    void deliver(const Property& change, ChangePosition position);
-    /// Goes on to a position although changes up to another one are lost. The keys with subscribers
-    /// that would have got a lost one.
-    std::vector<std::string> passOver(ChangePosition lost, ChangePosition position);
-    /// Goes on to the newest change of another file than the one of the position, or to where
-    /// those who have subscribed since it was opened begin. begin: the position before its first
-    /// change.
-    void enterFile(ChangePosition begin, ChangePosition newest);
-    /// Delivers the value that a key has in place of lost changes: to the subscribers of passOver,
-    /// which then get the changes behind those that are in the value already.
-    void deliverCurrent(const Property& current, ChangePosition lost, ChangePosition newest);
-    /// Delivers the value that a key has in another file to those who subscribed before that was
-    /// opened, where it is not what they were told last; they then get the changes behind it.
-    void deliverDiffering(const Property& current, ChangePosition begin, ChangePosition newest);
+    /// The end of a round that begins now, before the journal is looked at.
+    Id roundEnd() const;
+    /// What to read: current values where subscribers missed changes, otherwise changes.
+    Task task(const Round& round) const;
+    /// Delivers a row of the journal to the subscribers of its key for which it is a change.
+    void deliver(const ChangeJournal::Change& change, const Round& round);
+    /// Delivers the value that a key has to its subscribers that missed changes; where it is of
+    /// another file, to those that were not told that value last.
+    void deliverCurrent(const Property& current, const Round& round);
+    /// Everything up to that number has been delivered.
+    void advance(std::int64_t number, const Round& round);
 
 private:
     struct Subscriber {
         Callback callback;
-        ChangePosition behind;
-        std::optional<std::string> told; ///< the value of the last call
+        ChangePosition position;
+        std::string value;
+        bool isTold = false; ///< has been called with the value
+
+        bool missedChanges(const Round& round) const;
     };
     using OfKey = std::map<Id, std::shared_ptr<Subscriber>>;
 
-    template <typename Wanted>
-    void callEach(std::unique_lock<std::mutex>& lock, const Property& property, Wanted wanted);
+    struct State {
+        std::map<std::string, OfKey> ofKeys;
+        Id next = 1;
+        Id running = 0; ///< whose callback runs; 0: nobody's
+        std::thread::id runner;
+        bool isStopped = false;
+    };
 
-    mutable std::mutex mutex_;
+    template <typename Wanted>
+    void callEach(const Property& property, const Round& round, Wanted wanted);
+
+    common::Guarded<State> state_;
     std::condition_variable returned_;
-    std::map<std::string, OfKey> subscribers_;
-    ChangePosition position_;
-    Id nextId_ = 1;
-    Id running_ = 0; ///< whose callback runs; 0: nobody's
-    std::thread::id runner_;
-    bool closed_ = false;
 };
 
 } // namespace propertyapi
