@@ -102,7 +102,7 @@ TEST(Signals, ATerminationThatHangsDoesNotKeepTheProcess) {
     RunningProgram program({"wait-in-termination", "end=200"});
     ASSERT_TRUE(program.waitFor("running"));
     program.process().signal(SIGTERM);
-    EXPECT_EQ(program.process().wait(), 128 + SIGALRM);
+    EXPECT_EQ(program.process().wait(), FORCED_END_STATUS);
     EXPECT_FALSE(program.hasSaid("destroyed")) << program.output();
 }
 
@@ -128,7 +128,7 @@ TEST(Signals, ALogThatHangsDoesNotKeepTheProcess) {
     ASSERT_TRUE(program.waitFor("log hangs"));
     program.process().signal(SIGTERM);
     program.process().signal(SIGINT);
-    EXPECT_EQ(program.process().wait(), 128 + SIGALRM);
+    EXPECT_EQ(program.process().wait(), FORCED_END_STATUS);
 }
 
 /// Where the end can hang.

@@ -60,13 +60,16 @@ posix::Descriptor openSignals() {
     return signals;
 }
 
-/// Ends the process by SIGALRM after a time, in whole seconds, unless the object is gone by then.
+/// Ends the process with FORCED_END_STATUS after a time, in whole seconds, unless the object is
+/// gone by then.
 class Alarm {
 public:
     explicit Alarm(std::chrono::milliseconds time) {
-        struct sigaction standard {};
-        standard.sa_handler = SIG_DFL;
-        ::sigaction(SIGALRM, &standard, nullptr);
+        struct sigaction end {};
+        end.sa_handler = [](int) {
+            ::_exit(FORCED_END_STATUS);
+        };
+        ::sigaction(SIGALRM, &end, nullptr);
         sigset_t alarmSignal;
         ::sigemptyset(&alarmSignal);
         ::sigaddset(&alarmSignal, SIGALRM);

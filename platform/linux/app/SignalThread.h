@@ -18,8 +18,8 @@ constexpr int FORCED_END_STATUS = 124;
 
 /// Takes the signals to end (SIGTERM, SIGINT, SIGHUP) on a thread of its own and passes the first
 /// one on. A second signal, or a time after the first while the object still lives, ends the
-/// process at once with FORCED_END_STATUS, after one level 3 line. If that line or the call of the
-/// first signal hangs, SIGALRM ends the process instead.
+/// process at once with FORCED_END_STATUS, after one level 3 line; without the line if that or the
+/// call of the first signal hangs (an alarm ends the process then).
 ///
 /// The signals must be blocked in every thread (SignalBlock) while the object lives.
 class SignalThread {
