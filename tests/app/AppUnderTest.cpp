@@ -10,7 +10,7 @@
 // PLACE: setup, termination (signalTermination), health (checkHealthStatus), cleanup, member (the
 // destructor of a member of the service).
 #include "app/HaldenApplication.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 #include "support/ipc/FakeIpcClient.h"
 #include "support/process/WaitUntil.h"
 
@@ -50,7 +50,7 @@ void waitForGo(const Arguments& arguments, const std::string& place) {
     if (arguments.count("wait-in-" + place) == 0)
         return;
     say("waiting in " + place);
-    const std::string go = root::toHost("/go").text();
+    const std::string go = paths::toHost("/go").text();
     waitUntil([&] { return std::filesystem::exists(go); }, std::chrono::minutes(10));
 }
 

@@ -2,7 +2,7 @@
 #include "UrlGenerator.h"
 #include "http/UrlException.h"
 #include "http/UrlInfo.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 
 #include <gmock/gmock.h>
 
@@ -217,8 +217,8 @@ TEST(UrlParser, GivesNoFileNameThatLeadsOutOfTheDirectoryMeant) {
             continue;
         }
         try {
-            const std::filesystem::path path = root::toHost(directory + "/" + fileName).text();
-            ASSERT_EQ(path.lexically_normal().parent_path(), root::directory() + directory)
+            const std::filesystem::path path = paths::toHost(directory + "/" + fileName).text();
+            ASSERT_EQ(path.lexically_normal().parent_path(), paths::directory() + directory)
                 << fileName;
             ++inside;
         } catch (const std::runtime_error&) {

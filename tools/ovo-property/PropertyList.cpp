@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PropertyList.h"
 
+#include "paths/Paths.h"
 #include "propertyapi/sqlite/Database.h"
 #include "propertyapi/sqlite/Patience.h"
 #include "propertyapi/sqlite/Statement.h"
-#include "root/Root.h"
 
 #include <chrono>
 
@@ -16,7 +16,7 @@ std::vector<StoredProperty> listProperties(const std::string& path, const std::s
     constexpr std::chrono::seconds LONGEST_WAIT(10);
     propertyapi::Patience patience;
     propertyapi::Patience::Allowance allowance(patience, LONGEST_WAIT);
-    propertyapi::Database database(root::toHost(path));
+    propertyapi::Database database(paths::toHost(path));
     database.waitBy(&allowance);
     propertyapi::Statement select(database, "SELECT key, value, origin FROM property "
                                             "WHERE substr(key, 1, length(?1)) = ?1 ORDER BY key");

@@ -2,7 +2,7 @@
 #include "StoreServiceTable.h"
 
 #include "filesystem/Filesystem.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 #include "xml/Xml.h"
 
 #include <cstdint>
@@ -22,7 +22,7 @@ constexpr const char* CONTACTS = "/var/volatile/contacts/";
 /// Size of an image, which may be too large to be read.
 std::uintmax_t sizeOf(const std::string& path) {
     std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(root::toHost(path).text(), error);
+    const std::uintmax_t size = std::filesystem::file_size(paths::toHost(path).text(), error);
     if (error)
         throw std::runtime_error("no image " + path + ": " + error.message());
     return size;

@@ -2,7 +2,7 @@
 #include "TrustedCertificates.h"
 
 #include "filesystem/Filesystem.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 
 #include <exception>
 #include <filesystem>
@@ -55,11 +55,11 @@ bool TrustedCertificates::apply(const std::string& operation, const std::string&
 /// was built.
 bool TrustedCertificates::trust(const std::string& name) const {
     const std::string delivered = DELIVERED + name;
-    if (!std::filesystem::exists(root::toHost(delivered).text()))
+    if (!std::filesystem::exists(paths::toHost(delivered).text()))
         return false;
     filesystem::makeDirectory(TRUSTED, DIRECTORY_MODE);
     filesystem::write(TRUSTED + name, filesystem::read(delivered), filesystem::PUBLIC_FILE);
-    std::filesystem::remove(root::toHost(delivered).text());
+    std::filesystem::remove(paths::toHost(delivered).text());
     note(name + " is trusted now");
     return true;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Environment.h"
 
-#include "root/Root.h"
+#include "paths/Paths.h"
 
 #include <cstdlib>
 
@@ -11,7 +11,7 @@ Environment Environment::read() {
     const char* bus = std::getenv("HALDEN_BUS");
     if (bus != nullptr && *bus != '\0')
         return {bus};
-    return {"unix:" + root::toHost("/run/halden/bus.sock").text()};
+    return {"unix:" + paths::toHost("/run/halden/bus.sock").text()};
 }
 
 } // namespace app

@@ -5,7 +5,7 @@
 
 namespace app {
 
-/// The framework's part of the process's environment. (Root.h reads the root directory, the logger
+/// The framework's part of the process's environment. (Paths.h reads the root directory, the logger
 /// its level, and the systemd module systemd's variables.)
 struct Environment {
     /// Address of the message bus, "unix:PATH" or "tcp:HOST:PORT": HALDEN_BUS, and where it is not

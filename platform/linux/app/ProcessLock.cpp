@@ -3,7 +3,7 @@
 
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -45,7 +45,7 @@ ProcessLock::ProcessLock(const std::string& name) {
     const std::string path = DIRECTORY + name + ".lock";
     try {
         filesystem::makeDirectory(DIRECTORY, DIRECTORY_MODE);
-        file_.reset(::open(root::toHost(path).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+        file_.reset(::open(paths::toHost(path).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
                            FILE_MODE));
         if (!file_.isOpen())
             throw std::system_error(errno, std::generic_category(), "opening it");

@@ -7,7 +7,7 @@
 namespace posix {
 
 /// A path of the machine that the daemon runs on, as system calls take it. Paths of the phone are
-/// plain texts: root::toHost() makes one of the other, and nothing else does it unseen.
+/// plain texts: paths::toHost() makes one of the other, and nothing else does it unseen.
 class HostPath {
 public:
     HostPath() = default;

@@ -2,7 +2,7 @@
 #include "AtomicFile.h"
 
 #include "TemporaryName.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
@@ -32,7 +32,7 @@ struct Target {
 };
 
 Target targetOf(const std::string& phonePath) {
-    const std::string path = root::onDisk(phonePath);
+    const std::string path = paths::onDisk(phonePath);
     const std::size_t nameBegin = path.rfind('/') + 1;
     Target target{path.substr(0, nameBegin), path.substr(nameBegin)};
     if (target.name.empty())

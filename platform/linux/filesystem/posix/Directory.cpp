@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Directory.h"
 
-#include "root/Root.h"
+#include "paths/Paths.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -63,7 +63,7 @@ constexpr int READ = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 Directory::Directory(const std::string& phonePath, Use use,
                      std::optional<unsigned int> modeOfMissing)
     : modeOfMissing_(modeOfMissing) {
-    root::check(phonePath);
+    paths::check(phonePath);
     const auto components = split(phonePath);
     const std::size_t count = components.size();
     const std::size_t fixed = countFixed(components);
@@ -94,7 +94,7 @@ void Directory::fail(const std::string& operation) const {
 }
 
 bool Directory::openTop(const std::string& phonePath, int flags) {
-    const std::string path = root::directory() + phonePath;
+    const std::string path = paths::directory() + phonePath;
     directory_.reset(::open(path.empty() ? "/" : path.c_str(), flags));
     return isOpen() || stop(errno);
 }

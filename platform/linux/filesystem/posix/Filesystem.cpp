@@ -3,8 +3,8 @@
 
 #include "AtomicFile.h"
 #include "Directory.h"
+#include "paths/Paths.h"
 #include "posix/Descriptor.h"
-#include "root/Root.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -69,7 +69,7 @@ std::size_t readInto(char* buffer, std::size_t size, const posix::Descriptor& fi
 std::string read(const std::string& path, unsigned long long maxBytes) {
     // Non-blocking: opening a FIFO without a writer would wait for one.
     const posix::Descriptor file(
-        ::open(root::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+        ::open(paths::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file.isOpen())
         fail(READING, path, errno);
     const std::uint64_t size = sizeOf(file, path);

@@ -4,8 +4,8 @@
 #include "TemporaryName.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
+#include "paths/Paths.h"
 #include "posix/Descriptor.h"
-#include "root/Root.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
@@ -125,7 +125,7 @@ void removeRegularFiles(const std::string& directory, const std::vector<std::str
         std::vector<std::string> keptOnDisk;
         keptOnDisk.reserve(kept.size());
         for (const std::string& path : kept)
-            keptOnDisk.push_back(normalised(root::onDisk(path)));
+            keptOnDisk.push_back(normalised(paths::onDisk(path)));
         search(directory, Within::DirectoryAndThoseInIt, [&](const Found& file) {
             if (std::find(keptOnDisk.begin(), keptOnDisk.end(), file.path()) == keptOnDisk.end())
                 remove(file);

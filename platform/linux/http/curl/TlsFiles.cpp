@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TlsFiles.h"
 
-#include "root/Root.h"
+#include "paths/Paths.h"
 
 #include <stdexcept>
 
@@ -12,7 +12,7 @@ TlsFiles TlsFiles::of(const HttpRequest& request, bool encrypted) {
         throw std::runtime_error("no trusted certificates are configured");
     TlsFiles files;
     const auto add = [&](const std::string& phonePath) {
-        posix::HostPath path = root::toHost(phonePath);
+        posix::HostPath path = paths::toHost(phonePath);
         files.fingerprint.emplace_back(path, posix::FileStamp::of(path));
         return path;
     };

@@ -2,8 +2,8 @@
 #include "os/Execute.h"
 
 #include "logger/Logger.h"
+#include "paths/Paths.h"
 #include "posix/Descriptor.h"
-#include "root/Root.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -163,7 +163,7 @@ std::vector<std::string> split(const std::string& command) {
 }
 
 pid_t start(std::vector<std::string>& words) {
-    const std::string program = root::toHost(words.front()).text();
+    const std::string program = paths::toHost(words.front()).text();
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
     for (std::string& word : words)

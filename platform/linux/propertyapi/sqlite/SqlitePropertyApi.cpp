@@ -5,7 +5,7 @@
 #include "OpenStore.h"
 #include "Patience.h"
 #include "Subscribers.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 #include "text/Quote.h"
 
 #include <fstream>
@@ -69,7 +69,7 @@ class SqlitePropertyApi::Client {
 public:
     Client(const std::string& path, const SqliteSettings& settings,
            std::shared_ptr<Patience> patience)
-        : store_(StoreFile(root::toHost(path), settings), settings,
+        : store_(StoreFile(paths::toHost(path), settings), settings,
                  patience ? std::move(patience) : std::make_shared<Patience>(),
                  [this] { notifier_.wake(); })
         , subscribers_(std::make_shared<Subscribers>())

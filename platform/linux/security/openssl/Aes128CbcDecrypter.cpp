@@ -5,8 +5,8 @@
 #include "OpenSsl.h"
 #include "filesystem/Filesystem.h"
 #include "http/Secret.h"
+#include "paths/Paths.h"
 #include "posix/Descriptor.h"
-#include "root/Root.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>
@@ -50,7 +50,7 @@ constexpr std::size_t MAX_PASSWORD_BYTES = 1023;
 /// False for a plain file, however large. True for one that cannot be read: reading it tells why.
 bool mayBeEncrypted(const std::string& path) {
     const posix::Descriptor file(
-        ::open(root::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+        ::open(paths::toHost(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     std::array<char, MAGIC.size()> begin{};
     const ssize_t size = file.isOpen() ? ::pread(file.get(), begin.data(), begin.size(), 0) : -1;
     return size < 0 || std::string_view(begin.data(), static_cast<std::size_t>(size)) == MAGIC;
@@ -129,7 +129,7 @@ std::string Aes128CbcDecrypter::decrypt(const std::string& path) {
     if (!text.starts_with(MAGIC))
         failPlain(path);
 
-    impl_->exposed.look(impl_->keyFile, posix::FileStamp::of(root::toHost(impl_->keyFile)));
+    impl_->exposed.look(impl_->keyFile, posix::FileStamp::of(paths::toHost(impl_->keyFile)));
     const Secret keyFileContent = readKeyFile(impl_->keyFile, path);
     const std::string_view password = firstLine(keyFileContent.text());
     if (password.empty())

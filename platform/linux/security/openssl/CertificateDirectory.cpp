@@ -4,7 +4,7 @@
 #include "X509Text.h"
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 #include "text/Quote.h"
 
 #include <algorithm>
@@ -34,7 +34,7 @@ struct CertificateFile {
 /// Names of the regular files and of the links to regular files, sorted.
 std::vector<std::string> listFiles(const std::string& directory) {
     std::error_code error;
-    std::filesystem::directory_iterator entry(root::toHost(directory).text(), error);
+    std::filesystem::directory_iterator entry(paths::toHost(directory).text(), error);
     if (error)
         fail(directory, error);
     std::vector<std::string> names;

@@ -3,7 +3,7 @@
 
 #include "filesystem/Filesystem.h"
 #include "logger/Logger.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 #include "text/Quote.h"
 
 #include <filesystem>
@@ -88,7 +88,7 @@ void removeLast(const posix::FileStamp& lastPair) {
     if (lastPair.isMissing())
         return;
     std::error_code error;
-    std::filesystem::remove(root::toHost(LAST_PAIR).text(), error);
+    std::filesystem::remove(paths::toHost(LAST_PAIR).text(), error);
     if (error) {
         LOG(2) << "Removing " << quote(LAST_PAIR) << " failed: " << error.message();
     }
@@ -106,7 +106,7 @@ std::optional<http::ClientIdentity> ClientIdentityFiles::offered() {
         return *answer; // another thread has looked
     Answer answer = look(stamps);
     stamps[LAST_PAIR_FILE] =
-        posix::FileStamp::of(root::toHost(LAST_PAIR)); // looking may have changed it
+        posix::FileStamp::of(paths::toHost(LAST_PAIR)); // looking may have changed it
     known_.set({stamps, answer});
     return answer;
 }
@@ -115,7 +115,7 @@ ClientIdentityFiles::Stamps ClientIdentityFiles::stampsNow() {
     static_assert(PATHS.size() == FILES);
     Stamps stamps;
     for (std::size_t file = 0; file < FILES; ++file)
-        stamps[file] = posix::FileStamp::of(root::toHost(PATHS[file]));
+        stamps[file] = posix::FileStamp::of(paths::toHost(PATHS[file]));
     return stamps;
 }
 

@@ -12,7 +12,7 @@
 #include "filesystem/Filesystem.h"
 #include "http/Secret.h"
 #include "logger/Logger.h"
-#include "root/Root.h"
+#include "paths/Paths.h"
 #include "text/Quote.h"
 
 #include <map>
@@ -113,7 +113,7 @@ Security::Security(std::shared_ptr<propertyapi::IPropertyApi> /*propertyApi*/)
 Security::~Security() = default;
 
 bool Security::checkCertificate(const std::string& path) const {
-    root::check(path);
+    paths::check(path);
     std::string content;
     try {
         content = filesystem::read(path, MAX_FILE_BYTES);

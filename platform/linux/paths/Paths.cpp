@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Root.h"
+#include "Paths.h"
 
 #include "text/Ascii.h"
 #include "text/Quote.h"
@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <string_view>
 
-namespace root {
+namespace paths {
 
 namespace {
 
@@ -74,4 +74,4 @@ posix::HostPath toHost(const std::string& phonePath) {
     return posix::HostPath(directory() + onDisk(phonePath));
 }
 
-} // namespace root
+} // namespace paths

@@ -8,7 +8,7 @@
 /// Where the phone's absolute paths lie on this machine: below the directory named by the
 /// environment variable HALDEN_ROOT, "/" where it is not set. The variable is read at each call; it
 /// must not change once threads run.
-namespace root {
+namespace paths {
 
 /// The directory, without a trailing "/"; empty for "/".
 std::string directory();
@@ -26,4 +26,4 @@ std::string onDisk(const std::string& phonePath);
 /// The machine's path of a phone path as it stands on the disk; refuses as check() does.
 posix::HostPath toHost(const std::string& phonePath);
 
-} // namespace root
+} // namespace paths
