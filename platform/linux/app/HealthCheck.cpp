@@ -17,10 +17,7 @@ HealthCheck::HealthCheck(std::string name, std::chrono::microseconds interval,
     , thread_([this] { run(); }) {}
 
 HealthCheck::~HealthCheck() {
-    {
-        const std::lock_guard lock(mutex_);
-        stopped_ = true;
-    }
+    stopped_.set(true);
     stopping_.notify_all();
     thread_.join();
 }
@@ -30,20 +27,14 @@ void HealthCheck::run() {
     while (waitUntil(due)) {
         // Counted from the start of the check, whose length does not stretch the interval.
         due = Clock::now() + interval_;
-        if (isHealthy() && !isStopped())
+        if (isHealthy() && !stopped_.get())
             onHealthy_();
     }
 }
 
 /// False when the object is being destroyed.
 bool HealthCheck::waitUntil(Clock::time_point due) {
-    std::unique_lock lock(mutex_);
-    return !stopping_.wait_until(lock, due, [this] { return stopped_; });
-}
-
-bool HealthCheck::isStopped() {
-    const std::lock_guard lock(mutex_);
-    return stopped_;
+    return !stopped_.lock().waitUntil(stopping_, due, [](bool stopped) { return stopped; });
 }
 
 bool HealthCheck::isHealthy() const {

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Guarded.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -28,16 +29,14 @@ private:
 
     void run();
     bool waitUntil(Clock::time_point due);
-    bool isStopped();
     bool isHealthy() const;
 
     const std::string name_;
     const std::chrono::microseconds interval_;
     const std::function<bool()> check_;
     const std::function<void()> onHealthy_;
-    std::mutex mutex_;
+    common::Guarded<bool> stopped_{false};
     std::condition_variable stopping_;
-    bool stopped_ = false;
     std::thread thread_;
 };
 

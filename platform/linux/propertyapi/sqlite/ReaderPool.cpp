@@ -13,33 +13,29 @@ constexpr std::size_t KEPT = 4;
 } // namespace
 
 ReaderPool::ReaderPool(Open open) : open_(std::move(open)) {
-    idle_.reserve(KEPT);
+    idle_.lock()->reserve(KEPT);
 }
 
 std::unique_ptr<StoreReader> ReaderPool::take(Patience::Allowance& allowance) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (!idle_.empty()) {
-            auto reader = std::move(idle_.back());
-            idle_.pop_back();
-            reader->waitBy(&allowance);
-            return reader;
-        }
+    if (const auto idle = idle_.lock(); !idle->empty()) {
+        auto reader = std::move(idle->back());
+        idle->pop_back();
+        reader->waitBy(&allowance);
+        return reader;
     }
     return std::make_unique<StoreReader>(open_(allowance));
 }
 
 void ReaderPool::giveBack(std::unique_ptr<StoreReader> reader) {
     reader->waitBy(nullptr);
-    const std::lock_guard lock(mutex_);
-    if (idle_.size() < KEPT)
-        idle_.push_back(std::move(reader));
-    // What is left in the parameter is closed after the lock, which is destroyed before it.
+    const auto idle = idle_.lock();
+    if (idle->size() < KEPT)
+        idle->push_back(std::move(reader));
+    // A connection that is left in the parameter is closed after the lock was given up.
 }
 
 void ReaderPool::moveLogOnClose(bool move) noexcept {
-    const std::lock_guard lock(mutex_);
-    for (const auto& reader : idle_)
+    for (const auto idle = idle_.lock(); const auto& reader : *idle)
         reader->moveLogOnClose(move);
 }
 

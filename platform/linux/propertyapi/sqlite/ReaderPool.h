@@ -2,10 +2,10 @@
 #pragma once
 
 #include "StoreReader.h"
+#include "common/Guarded.h"
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace propertyapi {
@@ -45,8 +45,7 @@ private:
     void giveBack(std::unique_ptr<StoreReader> reader);
 
     const Open open_;
-    std::mutex mutex_;
-    std::vector<std::unique_ptr<StoreReader>> idle_;
+    common::Guarded<std::vector<std::unique_ptr<StoreReader>>> idle_;
 };
 
 } // namespace propertyapi
