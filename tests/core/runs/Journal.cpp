@@ -6,7 +6,7 @@
 
 void Journal::add(const std::string& entry) {
     const std::lock_guard lock(mutex_);
-    entries_.emplace_back(entry, log_.lines().size());
+    entries_.emplace_back(entry, log_.size());
 }
 
 std::vector<Journal::Entry> Journal::select(const std::vector<std::string>& prefixes) const {

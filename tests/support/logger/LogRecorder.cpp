@@ -71,6 +71,11 @@ std::vector<LogRecorder::Line> LogRecorder::lines() const {
     return theLog().lines;
 }
 
+std::size_t LogRecorder::size() const {
+    const std::lock_guard lock(theLog().mutex);
+    return theLog().lines.size();
+}
+
 std::vector<std::string> LogRecorder::texts() const {
     std::vector<std::string> result;
     for (const Line& line : lines())

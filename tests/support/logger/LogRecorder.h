@@ -22,6 +22,7 @@ public:
     LogRecorder& operator=(const LogRecorder&) = delete;
 
     std::vector<Line> lines() const;
+    std::size_t size() const; ///< in lines
     /// "LEVEL SOURCE: TEXT" of each line, for EXPECT_THAT(…, Contains(…)).
     std::vector<std::string> texts() const;
     /// True when a line of that level has exactly that text.
