@@ -26,8 +26,10 @@ struct Utils {
     static std::string constructXMLPath(const std::string& directory, const std::string& file);
 
     /// A text in UTF-8 for a log line: one of more bytes than longest ends there, with "..." and
-    /// its size behind.
+    /// its size after it.
     static std::string shortened(const std::string& text, std::size_t longest);
+    /// A text from a file or the store, quoted for a log line: of a long one the first 256 bytes.
+    static std::string shortQuote(const std::string& text);
 
     /// A period in seconds from decimal text: 0, or 600 to 86400; what lies outside is put to the
     /// nearer end with a level 2 log line (a negative number to 86400). Throws

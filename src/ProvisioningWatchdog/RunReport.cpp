@@ -81,10 +81,10 @@ bool RunReport::isRepeatedNow(const std::string& url) {
 }
 
 void RunReport::failed(const std::string& what) noexcept {
-    if (!cause.empty())
+    if (!cause.empty() || cancelled)
         return;
     try {
-        cause = cancelled ? "the process is ending" : describe(what);
+        cause = describe(what);
     } catch (const std::exception&) {
         // No memory: the line of the run does without its cause.
     }
@@ -93,7 +93,7 @@ void RunReport::failed(const std::string& what) noexcept {
 std::string RunReport::describe(const std::string& what) const {
     std::string text;
     if (!currentFile.empty() && currentFile != address)
-        text = currentFile + ": ";
+        text = Utils::shortened(currentFile, LONGEST_REMEMBERED) + ": ";
     if (!suspicion.empty())
         text += suspicion + "; then ";
     return text + Utils::shortened(what, LONGEST_CAUSE);

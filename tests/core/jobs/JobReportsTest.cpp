@@ -180,6 +180,13 @@ TEST_F(JobReportsTest, ANodeThatIsNoJobIsTheCause) {
                   builder.makeJobHandler(node, server);
               }),
               R"(element "nvm" with "Param" in it is no job)");
+    const std::string name(300, 'n');
+    EXPECT_EQ(causeOf([&] {
+                  node = {name, "Param", {}};
+                  builder.makeJobHandler(node, server);
+              }),
+              "element \"" + name.substr(0, 256) +
+                  "... (300 bytes)\" with \"Param\" in it is no job");
 }
 
 TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {
