@@ -3,7 +3,6 @@
 
 #include "Utils.h"
 #include "logger/Logger.h"
-#include "text/Quote.h"
 
 #include <ctime>
 #include <random>
@@ -41,8 +40,7 @@ std::uint32_t secondsOf(const std::string& period, const char* key) {
     try {
         return period.empty() ? 0 : Utils::convertTimeStringToSeconds(period);
     } catch (const std::exception&) {
-        constexpr std::size_t LONGEST_SHOWN = 64;
-        LOG(2) << key << " is " << quote(Utils::shortened(period, LONGEST_SHOWN))
+        LOG(2) << key << " is " << Utils::shortQuote(period)
                << ", which is not a number of seconds";
         throw;
     }

@@ -5,6 +5,7 @@
 #include "Vocabulary.h"
 #include "http/UrlException.h"
 #include "logger/Logger.h"
+#include "text/Quote.h"
 
 namespace ovo {
 
@@ -50,6 +51,11 @@ std::string Utils::shortened(const std::string& text, std::size_t longest) {
     while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U)
         --end;
     return text.substr(0, end) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+std::string Utils::shortQuote(const std::string& text) {
+    constexpr std::size_t LONGEST = 256;
+    return quote(shortened(text, LONGEST));
 }
 
 std::uint32_t Utils::convertTimeStringToSeconds(const std::string& text) {

@@ -28,6 +28,8 @@ struct Utils {
     /// A text in UTF-8 for a log line. One of more than longest bytes is cut there, followed by
     /// "..." and its size.
     static std::string shortened(const std::string& text, std::size_t longest);
+    /// A text from a file or the store, quoted for a log line. Of a long one the first 256 bytes.
+    static std::string shortQuote(const std::string& text);
 
     /// A period in seconds from decimal text: 0, or 600 to 86400. A number outside becomes the
     /// nearer end, with a level 2 log line (a negative number becomes 86400). Throws

@@ -12,12 +12,6 @@
 
 namespace ovo {
 
-namespace {
-
-constexpr std::size_t LONGEST_SHOWN = 256; ///< bytes of a foreign text in a log line
-
-} // namespace
-
 FileDownloadHandler::FileDownloadHandler(
     ProvisioningNode& jobNode, std::shared_ptr<propertyapi::IPropertyApi> store,
     const std::shared_ptr<phoneconfig::IPhoneConfig>& configuration, const http::UrlInfo& server,
@@ -65,8 +59,7 @@ bool FileDownloadHandler::validateNode(const ProvisioningNode::Attributes& child
         if (type == accepted)
             return true;
     LOG(2) << "Attribute " << quote(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR) << " of "
-           << quote(node.type) << " is " << quote(Utils::shortened(type, LONGEST_SHOWN))
-           << ", which is not a category";
+           << quote(node.type) << " is " << Utils::shortQuote(type) << ", which is not a category";
     throw std::runtime_error("Node " + node.type + " failed to validate");
 }
 

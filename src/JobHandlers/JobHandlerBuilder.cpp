@@ -7,8 +7,8 @@
 #include "JobHandlers/NVMJobHandler.h"
 #include "JobHandlers/NullJobHandler.h"
 #include "JobHandlers/XMLNodeType.h"
+#include "Utils.h"
 #include "logger/Logger.h"
-#include "text/Quote.h"
 
 #include <algorithm>
 #include <iterator>
@@ -66,8 +66,8 @@ JobHandlerBuilder::makeJobHandler(ProvisioningNode& node,
     const auto rule = std::find_if(std::begin(RULES), std::end(RULES),
                                    [&](const Rule& candidate) { return candidate.matches(node); });
     if (rule == std::end(RULES)) {
-        const std::string what =
-            "element " + quote(node.name) + " with " + quote(node.type) + " in it is not a job";
+        const std::string what = "element " + Utils::shortQuote(node.name) + " with " +
+                                 Utils::shortQuote(node.type) + " in it is not a job";
         LOG(2) << "Unknown job type !";
         LOG(2) << "Unknown job: " << what;
         report.failed(what);

@@ -203,8 +203,8 @@ void NVMJobHandler::append(const std::string& key, const std::string& value) {
 }
 
 void NVMJobHandler::refuse(const std::string& why) {
+    noteRefusal(why); // first: where there is no memory for it, the caller counts the refusal
     report.parameterRefused();
-    noteRefusal(why);
 }
 
 void NVMJobHandler::noteRefusal(const std::string& why) {

@@ -53,12 +53,6 @@ ProvisioningNode::Attributes attributesOf(const Node& leaf) {
     return attributes;
 }
 
-/// A foreign text for a log line, cut when it is long.
-std::string shortQuote(const std::string& text) {
-    constexpr std::size_t LONGEST = 256;
-    return quote(Utils::shortened(text, LONGEST));
-}
-
 /// The first few of them.
 std::string namesOf(const std::set<std::string>& names) {
     constexpr std::size_t MOST = 5;
@@ -67,7 +61,7 @@ std::string namesOf(const std::set<std::string>& names) {
     for (const std::string& name : names) {
         if (count == MOST)
             return text + ", ...";
-        text += (count++ == 0 ? "" : ", ") + shortQuote(name);
+        text += (count++ == 0 ? "" : ", ") + Utils::shortQuote(name);
     }
     return text;
 }
@@ -116,9 +110,9 @@ void ProvisioningFileParser::validate(const std::string& path) {
 /// Which phone the root names, and which it should name.
 std::string ProvisioningFileParser::describe(const Node& root) const {
     if (!contains(MASTER_NODES, root.tag()))
-        return "its root element is " + shortQuote(root.tag());
+        return "its root element is " + Utils::shortQuote(root.tag());
     const auto attribute = [&root](const char* name) {
-        return root.hasAttr(name) ? shortQuote(root.attr(name)) : std::string("none");
+        return root.hasAttr(name) ? Utils::shortQuote(root.attr(name)) : std::string("none");
     };
     std::string device = "unknown";
     try {
@@ -199,14 +193,15 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
         leafTags.insert(node.type);
     }
     if (bareElements > 0)
-        LOG(2) << "Element " << shortQuote(element.tag()) << ": " << bareElements
+        LOG(2) << "Element " << Utils::shortQuote(element.tag()) << ": " << bareElements
                << " child element(s) without attributes left out";
     if (node.children.empty())
         return;
     if (leafTags.size() > 1) {
         LOG(1) << "XML child nodes have inconsistient names, please verify xml job: "
                << element.tag();
-        LOG(2) << "Element " << shortQuote(element.tag()) << " left out: its child elements have "
+        LOG(2) << "Element " << Utils::shortQuote(element.tag())
+               << " left out: its child elements have "
                << "different names (" << namesOf(leafTags) << ")";
         return;
     }

@@ -78,10 +78,10 @@ bool RunReport::isRepeatedNow(const std::string& url) {
 }
 
 void RunReport::failed(const std::string& what) noexcept {
-    if (!cause.empty())
+    if (!cause.empty() || cancelled)
         return;
     try {
-        cause = cancelled ? "the process is ending" : describe(what);
+        cause = describe(what);
     } catch (const std::exception&) {
         // Out of memory: the line of the run names no cause.
     }
@@ -90,7 +90,7 @@ void RunReport::failed(const std::string& what) noexcept {
 std::string RunReport::describe(const std::string& what) const {
     std::string text;
     if (!currentFile.empty() && currentFile != address)
-        text = currentFile + ": ";
+        text = Utils::shortened(currentFile, LONGEST_REMEMBERED) + ": ";
     if (!suspicion.empty())
         text += suspicion + "; then ";
     return text + Utils::shortened(what, LONGEST_CAUSE);

@@ -181,6 +181,13 @@ TEST_F(JobReportsTest, AnUnknownNodeIsTheCause) {
                   builder.makeJobHandler(node, server);
               }),
               R"(element "nvm" with "Param" in it is not a job)");
+    const std::string name(300, 'n');
+    EXPECT_EQ(causeOf([&] {
+                  node = {name, "Param", {}};
+                  builder.makeJobHandler(node, server);
+              }),
+              "element \"" + name.substr(0, 256) +
+                  "... (300 bytes)\" with \"Param\" in it is not a job");
 }
 
 TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {

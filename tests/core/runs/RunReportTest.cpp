@@ -135,6 +135,13 @@ TEST_F(RunReportTest, OfALongCauseTheBeginningIsShown) {
     const std::string line = lineOf(ProvisioningStatus::Fail);
     EXPECT_THAT(line, EndsWith("xxx... (15000004 bytes)"));
     EXPECT_LT(line.size(), 1300U);
+
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://h/" + std::string(1'000'000, 'q')));
+    report.failed("why");
+    const std::string further = lineOf(ProvisioningStatus::Fail);
+    EXPECT_THAT(further, EndsWith("qqq... (1000009 bytes): why"));
+    EXPECT_LT(further.size(), 2400U);
 }
 
 TEST_F(RunReportTest, ASuspicionExplainsAFailureOfTheSameFileOnly) {
