@@ -543,6 +543,39 @@ TEST_F(StoreReplacement, FileThatCannotBeOpenedIsOpenedOnceItCanThoughNobodyRead
     EXPECT_EQ(failures(), 1U);
 }
 
+/// True when this process has the write-ahead log of a store open.
+bool hasLogOpen() {
+    for (const auto& entry : files::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (files::read_symlink(entry.path(), gone).string().ends_with("properties.db-wal"))
+            return true;
+    }
+    return false;
+}
+
+TEST_F(StoreReplacement, LogOfAFileThatWasReplacedWhileItWasPreparedIsNotTakenForTheNextOnes) {
+    api->setValue("A", "first");
+    api->setValue("State.Of", "this boot");
+    api.reset();
+    const std::string other = another("A", "other");
+    ASSERT_FALSE(hasLogOpen());
+    auto holder = std::make_unique<LockHolder>(store.file());
+    // Has to remove a value, which the holder does not let it.
+    auto opened = std::async([] {
+        propertyapi::SqliteSettings settings;
+        settings.bootId = "another boot";
+        return std::make_unique<SqlitePropertyApi>(STORE, settings);
+    });
+    ASSERT_TRUE(waitUntil(hasLogOpen));
+    replaceBy(other);
+    holder.reset();
+    api = opened.get();
+    EXPECT_EQ(api->getValue("A"), "other");
+    EXPECT_EQ(valueThere("A"), "other");
+    EXPECT_EQ(store.shell("PRAGMA integrity_check"), "ok");
+    EXPECT_FALSE(files::exists(store.file() + ".corrupt"));
+}
+
 TEST_F(StoreReplacement, DamagedFileIsPutAside) {
     api->setValue("A", "1");
     api->stop();

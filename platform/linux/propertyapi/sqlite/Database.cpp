@@ -36,7 +36,7 @@ bool DatabaseError::isDamage() const noexcept {
     return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
 }
 
-Database::Database(const posix::HostPath& path) {
+Database::Database(const posix::HostPath& path) : file_(posix::FileStamp::of(path).id) {
     // Nobody reads the library's memory statistics, for which each allocation takes a lock. Refused
     // where the program has used the library before; that does no harm.
     [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
@@ -46,16 +46,20 @@ Database::Database(const posix::HostPath& path) {
         nullptr);
     // The library opens what it may not write to for reading alone, without a word.
     const bool isReadOnly = code == SQLITE_OK && sqlite3_db_readonly(handle_, "main") != 0;
-    if (code == SQLITE_OK && !isReadOnly) {
+    // The file that was opened has its name now, so it is the one that had it before.
+    const bool isReplaced =
+        code == SQLITE_OK && (isMoved() || posix::FileStamp::of(path).id != file_);
+    if (code == SQLITE_OK && !isReadOnly && !isReplaced) {
         sqlite3_busy_handler(handle_, onBusy, this);
         return;
     }
-    std::string cause = "it may only be read";
-    if (!isReadOnly)
+    std::string cause = isReplaced ? "it was replaced meanwhile" : "it may only be read";
+    if (code != SQLITE_OK)
         cause = handle_ == nullptr ? std::string(sqlite3_errstr(code))
                                    : sqlite3_errmsg(handle_) + systemReason(handle_, code);
     sqlite3_close_v2(handle_);
-    throw DatabaseError(isReadOnly ? SQLITE_READONLY : primary(code), cause);
+    const int failure = isReplaced ? SQLITE_BUSY : SQLITE_READONLY;
+    throw DatabaseError(code == SQLITE_OK ? failure : primary(code), cause);
 }
 
 Database::~Database() {

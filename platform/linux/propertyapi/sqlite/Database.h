@@ -3,6 +3,7 @@
 
 #include "DatabaseError.h"
 #include "Patience.h"
+#include "posix/FileId.h"
 #include "posix/HostPath.h"
 
 #include <cstdint>
@@ -16,7 +17,8 @@ namespace propertyapi {
 /// DatabaseError.
 class Database {
 public:
-    /// Opens an existing file, to read and to write.
+    /// Opens an existing file, to read and to write. One that loses its name meanwhile is a busy
+    /// one.
     explicit Database(const posix::HostPath& path);
     ~Database();
     Database(const Database&) = delete;
@@ -46,6 +48,8 @@ public:
     /// Rows that the last statement has changed by itself, not by triggers.
     int changedRows() const noexcept;
     bool inTransaction() const noexcept;
+    /// Which file was opened.
+    const posix::FileId& file() const noexcept { return file_; }
     /// True when the file does not have its name any more.
     bool isMoved() const noexcept;
     /// From now on no trigger fires for what this connection does.
@@ -71,6 +75,7 @@ public:
 private:
     static int onBusy(void* self, int count) noexcept;
 
+    posix::FileId file_;
     sqlite3* handle_ = nullptr;
     Patience::Allowance* allowance_ = nullptr;
 };

@@ -32,15 +32,13 @@ OpenStore::Connections::Connections(const StoreFile& file, const SqliteSettings&
                                     Patience::Allowance& allowance,
                                     std::unique_ptr<Database> forWriting)
     : number(fileNumber)
-    , files(file.path(), forWriting->walPath())
+    , files(file.path(), *forWriting)
     , writer(std::move(forWriting), files, settings, patience)
     , readers([this, &file](Patience::Allowance& readersAllowance) {
-        auto database = file.open(readersAllowance);
-        if (!files.haveDatabase() || database->isMoved())
-            failBusy("it was replaced meanwhile");
-        return database;
+        return file.open(files, readersAllowance);
     })
-    , journal(file.open(allowance)) {
+    , journal(file.open(files, allowance)) {
+    writer.database().moveLogOnClose(true);
     writer.database().waitBy(nullptr);
     journal.database().waitBy(nullptr);
 }
@@ -198,6 +196,7 @@ void OpenStore::open(Patience::Allowance& allowance) {
                 ++number_;
                 return;
             }
+            file_.removeOrphans(connections_->files, allowance);
             close();
         } catch (const DatabaseError&) {
             if (posix::FileStamp::of(file_.path()).id == before)

@@ -30,6 +30,8 @@ constexpr mode_t FILE_MODE = 0600;
 constexpr mode_t OTHERS = 0077;
 constexpr mode_t ALL_BITS = 07777;
 
+constexpr const char* REPLACED = "it was replaced meanwhile";
+
 [[noreturn]] void failOn(const char* operation, const HostPath& path) {
     const int error = errno;
     throw DatabaseError(error == ENOSPC ? SQLITE_FULL : SQLITE_CANTOPEN,
@@ -110,10 +112,24 @@ std::unique_ptr<Database> StoreFile::open(Patience::Allowance& allowance) const 
     return database;
 }
 
+std::unique_ptr<Database> StoreFile::open(const StoreFiles& files,
+                                          Patience::Allowance& allowance) const {
+    auto database = open(allowance);
+    // Before it reads anything: it would take the log for its own.
+    if (files.isDatabase(database->file()))
+        return database;
+    removeOrphans(files, allowance);
+    throw DatabaseError(SQLITE_BUSY, REPLACED);
+}
+
 void StoreFile::removeOrphans(const StoreFiles& files, Patience::Allowance& allowance) const {
     if (files.orphans().empty())
         return;
     const DirectoryLock lock(directory_, allowance);
+    removeOrphansOf(files);
+}
+
+void StoreFile::removeOrphansOf(const StoreFiles& files) {
     // Another process may have removed them, and made its own, before the lock.
     for (const HostPath& orphan : files.orphans())
         removeIfThere(orphan);
@@ -121,16 +137,29 @@ void StoreFile::removeOrphans(const StoreFiles& files, Patience::Allowance& allo
 
 std::unique_ptr<Database> StoreFile::openSound(Patience::Allowance& allowance) const {
     auto database = open(allowance);
-    // A damaged file is left as it was found, its log beside it.
+    // A file that is damaged or was replaced is left as it was found, its log beside it.
     database->moveLogOnClose(false);
-    if (const std::string found = database->query("PRAGMA integrity_check(1)"); found != "ok")
+    try {
+        prepare(*database);
+        if (!database->isMoved())
+            return database;
+        throw DatabaseError(SQLITE_BUSY, REPLACED);
+    } catch (const DatabaseError& error) {
+        if (!database->isMoved())
+            throw;
+        // Whatever was wrong with the file, it is not the one to be judged any more.
+        removeOrphansOf(StoreFiles(path_, *database));
+        throw DatabaseError(SQLITE_BUSY, error.what());
+    }
+}
+
+void StoreFile::prepare(Database& database) const {
+    if (const std::string found = database.query("PRAGMA integrity_check(1)"); found != "ok")
         throw DatabaseError(SQLITE_CORRUPT, found);
-    if (const std::string mode = database->query("PRAGMA journal_mode = WAL"); mode != "wal")
+    if (const std::string mode = database.query("PRAGMA journal_mode = WAL"); mode != "wal")
         throw DatabaseError(SQLITE_CANTOPEN, "it cannot have a write-ahead log");
-    database->execute("PRAGMA synchronous = FULL");
-    schema::prepare(*database, settings_.journalBound, settings_.bootId);
-    database->moveLogOnClose(true);
-    return database;
+    database.execute("PRAGMA synchronous = FULL");
+    schema::prepare(database, settings_.journalBound, settings_.bootId);
 }
 
 /// Before the store is opened: log and index are made with the mode of the database.

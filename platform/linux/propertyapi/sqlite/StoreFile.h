@@ -19,17 +19,22 @@ public:
     StoreFile(posix::HostPath path, const SqliteSettings& settings);
 
     /// Opens the store to use it: afterwards it exists, is sound, has its tables and holds no
-    /// values of another boot. The database goes on waiting by the allowance.
+    /// values of another boot. The database goes on waiting by the allowance, and leaves the log
+    /// where it is when it is closed.
     std::unique_ptr<Database> prepare(Patience::Allowance& allowance) const;
-    /// Opens a prepared store once more. The same holds for the allowance.
-    std::unique_ptr<Database> open(Patience::Allowance& allowance) const;
+    /// Opens a prepared store, whose files are open, once more; fails where they were replaced. The
+    /// same holds for the allowance.
+    std::unique_ptr<Database> open(const StoreFiles& files, Patience::Allowance& allowance) const;
     /// Removes what lost its file but not its name of files that are still open.
     void removeOrphans(const StoreFiles& files, Patience::Allowance& allowance) const;
 
     const posix::HostPath& path() const { return path_; }
 
 private:
+    std::unique_ptr<Database> open(Patience::Allowance& allowance) const;
     std::unique_ptr<Database> openSound(Patience::Allowance& allowance) const;
+    void prepare(Database& database) const;
+    static void removeOrphansOf(const StoreFiles& files);
     void closeToOthers() const;
     void putAside(const std::string& damage) const;
     void create() const;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StoreFiles.h"
 
+#include "Database.h"
 #include "posix/FileStamp.h"
 
 #include <string_view>
@@ -23,11 +24,11 @@ posix::FileId idOf(const posix::HostPath& path) noexcept {
 
 } // namespace
 
-StoreFiles::StoreFiles(posix::HostPath database, posix::HostPath log)
-    : databasePath_(std::move(database))
-    , logPath_(std::move(log))
+StoreFiles::StoreFiles(posix::HostPath path, const Database& database)
+    : databasePath_(std::move(path))
+    , logPath_(database.walPath())
     , indexPath_(indexOf(logPath_))
-    , database_(idOf(databasePath_))
+    , database_(database.file())
     , log_(idOf(logPath_))
     , index_(idOf(indexPath_)) {}
 

@@ -10,15 +10,19 @@
 
 namespace propertyapi {
 
+class Database;
+
 /// The three files that make up a store in use: the database, its write-ahead log and the index of
-/// that. Remembers which files had the names when it was made, by somebody who has them open, and
-/// says whether they still have them. From every thread.
+/// that. Remembers which database somebody has opened and which files had the names of the others
+/// when it was made, and says whether they still have them. From every thread.
 class StoreFiles {
 public:
-    StoreFiles(posix::HostPath database, posix::HostPath log);
+    /// path: where the database was opened, which is still open.
+    StoreFiles(posix::HostPath path, const Database& database);
 
     /// All three were there.
     bool areComplete() const noexcept;
+    bool isDatabase(const posix::FileId& file) const noexcept { return file == database_; }
     /// Looks at the database alone.
     bool haveDatabase() const noexcept;
     /// Looks at the log alone: its size, nothing when it lost its name.
