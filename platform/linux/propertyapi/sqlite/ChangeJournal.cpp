@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ChangeJournal.h"
 
+#include "ChangePack.h"
+#include "Schema.h"
+
+#include <string_view>
 #include <utility>
 
 namespace propertyapi {
@@ -20,8 +24,9 @@ ChangeJournal::ChangeJournal(std::unique_ptr<Database> database)
                         "ORDER BY sequence LIMIT 1), 0), "
                         "coalesce((SELECT max(sequence) FROM property_change), 0)")
     // A key of another type may read like the text of another key.
-    , changes_(*database_, "SELECT sequence, CASE typeof(key) WHEN 'text' THEN key END, value "
-                           "FROM property_change WHERE sequence > ?1 ORDER BY sequence")
+    , changes_(*database_,
+               "SELECT sequence, CASE typeof(key) WHEN 'text' THEN key END, value, previous, "
+               "changes FROM property_change WHERE sequence > ?1 ORDER BY sequence")
     , value_(*database_, "SELECT value FROM property WHERE key = ?1") {}
 
 ChangeJournal::Span ChangeJournal::span() {
@@ -34,16 +39,35 @@ ChangeJournal::Page ChangeJournal::read(std::int64_t after, const Keys& keys) {
     Page page{after, {}};
     Statement::Run run(changes_);
     run.bind(1, after);
-    for (std::size_t bytes = 0;
-         page.changes.size() < PAGE_CHANGES && bytes < PAGE_BYTES && run.step();) {
-        page.end = run.integer(0);
-        if (run.isNull(1))
-            continue;
-        const auto key = keys.find(run.view(1));
+    std::size_t bytes = 0;
+    const auto add = [&](std::string_view name, std::string_view value) {
+        const auto key = keys.find(name);
         if (key == keys.end())
+            return;
+        page.changes.push_back({page.end, {*key, std::string(value)}});
+        bytes += value.size();
+    };
+    const auto isFull = [&] {
+        return page.changes.size() >= PAGE_CHANGES || bytes >= PAGE_BYTES;
+    };
+    while (!isFull() && run.step()) {
+        if (run.integer(4) == 1) {
+            page.end = run.integer(0);
+            if (!run.isNull(1))
+                add(run.view(1), run.view(2));
             continue;
-        page.changes.push_back({page.end, {*key, run.text(2)}});
-        bytes += page.changes.back().property.value.size();
+        }
+        std::string_view pack = run.view(2);
+        std::int64_t number = run.integer(3);
+        while (const auto change = isFull() ? std::nullopt : changepack::takeFirst(pack)) {
+            number += schema::numbersOf(change->key, change->value);
+            if (number <= after)
+                continue; // an earlier page ended in the middle of the pack
+            page.end = number;
+            add(change->key, change->value);
+        }
+        if (pack.empty())
+            page.end = run.integer(0);
     }
     return page;
 }
