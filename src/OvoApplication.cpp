@@ -26,7 +26,7 @@ OvoApplication::~OvoApplication() {
 }
 
 void OvoApplication::setup() {
-    const auto runReport = std::make_shared<RunReport>();
+    const auto runReport = std::make_shared<RunReport>(std::make_unique<RunMonitor>(*ipcClient));
     const auto userCredentials =
         std::make_shared<CredentialsProvider>(propertyApi, *phoneConfig, ipcClient);
     onTermination([runReport, userCredentials] {

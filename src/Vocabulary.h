@@ -27,6 +27,7 @@ inline constexpr char SIP_NOTIFY_SERVER[] = "State.Provision.ProvisioningServerS
 inline constexpr char PROVISIONING[] = "State.Provisioning";
 inline constexpr char PROVISIONING_IN_PROGRESS[] = "State.Provisioning.InProgress";
 inline constexpr char PROVISIONING_HTTP_ERROR_CODE[] = "State.Provisioning.HttpErrorCode";
+inline constexpr char PROVISIONING_REPORT[] = "State.Provisioning.Report";
 inline constexpr char PROVISIONING_ON_BOOT_UP[] = "State.Provisioning.OnBootUp";
 
 // Credentials and certificates
@@ -100,6 +101,7 @@ inline constexpr char NAME[] = "prov-client";
 
 /// Where messages go.
 namespace destinations {
+inline constexpr char MONITOR[] = "prov-client/monitor";
 inline constexpr char NETWORK_MANAGER[] = "prov-client/netmgr";
 inline constexpr char PHONE_UI[] = "prov-client/phone-ui";
 inline constexpr char SIP_CLIENT[] = "prov-client/sip-client";
@@ -116,6 +118,7 @@ namespace messages {
 inline constexpr char ARE_YOU_READY[] = "AreYouReady";
 inline constexpr char GET_HTTP_CREDENTIALS[] = "GetHttpCredentials";
 inline constexpr char MODIFY_CERTIFICATES[] = "MODIFY_CERTIFICATES";
+inline constexpr char PROVISIONING_PROGRESS[] = "provisioningProgress";
 inline constexpr char PROVISIONING_STATUS[] = "provisioningStatus";
 inline constexpr char UPDATE_TLS_SECURITY[] = "update_tls_security";
 } // namespace messages
@@ -130,11 +133,16 @@ inline constexpr char START_PROVISIONING[] = "startProvisioning";
 
 /// Parameters of both, and services that say that they are ready.
 namespace parameters {
+inline constexpr char BYTES[] = "bytes";
+inline constexpr char ELEMENT[] = "element";
+inline constexpr char FILE[] = "file";
 inline constexpr char IS_BUSY[] = "isBusy";
+inline constexpr char JOB[] = "job";
 inline constexpr char LOCATION[] = "location";
 inline constexpr char NAME[] = "name";
 inline constexpr char PASSWORD[] = "password";
 inline constexpr char PROV_IN_PROGRESS[] = "provInProgress";
+inline constexpr char TOTAL[] = "total";
 inline constexpr char USERNAME[] = "username";
 inline constexpr char VALUE[] = "value";
 } // namespace parameters

@@ -80,17 +80,21 @@ bool CustomScenarioJobHandler::executeStep(const Step& step) {
         const auto handler = stepHandlers.find(type);
         if (handler == stepHandlers.end()) {
             LOG(2) << "Custom step type " << quote(type) << " not implemented";
+            report.stepUnknown(type);
             return true;
         }
         LOG(1) << "Executing step: " << quote(type);
+        report.stepBegins(type);
         const bool succeeded = handler->second(*this, step);
         if (!succeeded)
             report.failed("step " + quote(type) + " failed");
+        report.stepEnds(succeeded);
         return succeeded;
     } catch (const std::exception& exception) {
         LOG(3) << "Error executing step: " << quote(type) << " (exception " << exception.what()
                << ")";
         report.failed("step " + quote(type) + ": " + exception.what());
+        report.stepEnds(false);
         return false;
     }
 }

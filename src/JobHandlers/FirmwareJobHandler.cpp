@@ -81,6 +81,9 @@ ProvisioningStatus FirmwareJobHandler::updateFirmware() {
         LOG(2)
             << "Firmware skipped: automatic updates are off, nobody asked for an update, and the "
                "file does not force it";
+        report.firmware({}, offeredVersion(),
+                        "skipped: automatic updates are off, nobody asked for an update, and the "
+                        "file does not force it");
         return ProvisioningStatus::Success;
     }
     const std::string url = getVersion();
@@ -96,6 +99,8 @@ std::string FirmwareJobHandler::getVersion() const {
     if (node.children.size() != 1) {
         LOG(2) << "Multiple firmware version entries are not supported!";
         report.failed("multiple firmware version entries are not supported");
+        report.firmware({}, offeredVersion(),
+                        "refused: multiple firmware version entries are not supported");
         return {};
     }
     const ProvisioningNode::Attributes& file = node.children.front();
@@ -107,16 +112,33 @@ std::string FirmwareJobHandler::getVersion() const {
     return url;
 }
 
+/// Of the first entry; empty where it has none.
+std::string FirmwareJobHandler::offeredVersion() const {
+    if (node.children.empty())
+        return {};
+    const ProvisioningNode::Attributes& file = node.children.front();
+    const auto version = file.find(XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR);
+    return version == file.end() ? std::string() : version->second;
+}
+
 bool FirmwareJobHandler::isNewFirmwareVersionUpgradeable(const std::string& version) const {
     using version::HaldenFirmwareVersion;
     const HaldenFirmwareVersion current;
     const HaldenFirmwareVersion candidate(version);
     const int comparison = current.compare(candidate);
-    if (comparison == HaldenFirmwareVersion::NEWER)
+    const auto decide = [&](const std::string& decision) {
+        report.firmware(current.getVersion(), candidate.getVersion(), decision);
+    };
+    if (comparison == HaldenFirmwareVersion::NEWER) {
+        decide("accepted: newer");
         return true;
-    if (comparison == HaldenFirmwareVersion::OLDER && forceAccept && !triggeredAutoUpdate)
+    }
+    if (comparison == HaldenFirmwareVersion::OLDER && forceAccept && !triggeredAutoUpdate) {
+        decide("accepted: older, but the file forces it");
         return true;
+    }
     const std::string why = refusalOf(candidate.getVersion(), current.getVersion(), comparison);
+    decide("refused: " + why);
     LOG(3) << why;
     report.failed("firmware: " + why);
     return false;

@@ -45,6 +45,7 @@ public:
 
 private:
     ProvisioningStatus updateFirmware();
+    std::string offeredVersion() const;
 
     static const std::vector<std::string> wildcardList;
 

@@ -86,6 +86,7 @@ ProvisioningContext NVMJobHandler::runImpl() {
     } else if (parameters.empty()) {
         report.failed("no parameter is left to be set: " + firstRefusal);
     } else {
+        report.parametersAttempted(parameters.size());
         try {
             const unsigned int applied = propertyApi->setValues(parameters, values::ORIGIN);
             report.parametersApplied(applied);
@@ -121,7 +122,7 @@ void NVMJobHandler::prepareNvmParams() noexcept {
 /// Memory may still be short here: the record counts as refused in any case.
 void NVMJobHandler::noteFailedPreparation(const std::string& key, const std::string& value,
                                           const char* why) noexcept {
-    report.parameterRefused();
+    report.parameterRefused(key, why);
     try {
         const std::string parameter = quote(key, value, "=");
         LOG(3) << "Parameter preparation failed: " << parameter << " (exception " << why << ")";
@@ -147,7 +148,8 @@ void NVMJobHandler::addFunctionKeyParameter(const std::string& key, const std::s
         requireNumericKeyIndex(key);
     } catch (const std::exception& exception) {
         LOG(2) << exception.what();
-        refuse(exception.what());
+        noteRefusal(exception.what());
+        report.parameterRefused(key, exception.what());
         return;
     }
     prepareFunctionKeyParams(key, value);
@@ -157,10 +159,10 @@ void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::
     const auto [index, postfix] = getIndexAndPostfix(key, keys::FUNCTION_KEY_PARAMETERS);
     if (postfix == keys::LOCK_PROVISIONING) {
         LOG(2) << "This parameter can not be set by provisioning " << quote(key);
-        refuse(quote(key) + " can not be set by provisioning");
+        refuse(key, "can not be set by provisioning");
     } else if (isFunctionKeyLocked(index)) {
         LOG(2) << "This parameter can not be changed because it is locked " << quote(key);
-        refuse(quote(key) + " is locked by " + quote(keys::functionKeyLock(index)));
+        refuse(key, "is locked by " + quote(keys::functionKeyLock(index)));
     } else {
         LOG(1) << "Preparing function key param: " << quote(key, value, "=");
         append(key, value);
@@ -174,7 +176,7 @@ bool NVMJobHandler::isFunctionKeyLocked(std::string index) {
 void NVMJobHandler::prepareVlanParams(const std::string& key, const std::string& value) {
     if (propertyApi->getValue(keys::VLAN_LOCKED) == values::ON) {
         LOG(2) << "Parameter " << quote(key) << " left out: " << keys::VLAN_LOCKED << " is 1";
-        refuse(quote(key) + " is locked by " + quote(keys::VLAN_LOCKED));
+        refuse(key, "is locked by " + quote(keys::VLAN_LOCKED));
         return;
     }
     // At once, before the batch is written.
@@ -202,9 +204,10 @@ void NVMJobHandler::append(const std::string& key, const std::string& value) {
     parameters.emplace_back(key, value);
 }
 
-void NVMJobHandler::refuse(const std::string& why) {
-    noteRefusal(why); // first: where there is no memory for it, the caller counts the refusal
-    report.parameterRefused();
+void NVMJobHandler::refuse(const std::string& key, const std::string& why) {
+    // First: where there is no memory for it, the caller counts the refusal.
+    noteRefusal(quote(key) + " " + why);
+    report.parameterRefused(key, why);
 }
 
 void NVMJobHandler::noteRefusal(const std::string& why) {

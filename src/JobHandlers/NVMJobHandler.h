@@ -47,7 +47,7 @@ private:
     void addFunctionKeyParameter(const std::string& name, const std::string& value);
     void prepareVlanParams(const std::string& name, const std::string& value);
     void append(const std::string& name, const std::string& value);
-    void refuse(const std::string& why);
+    void refuse(const std::string& name, const std::string& why);
     void noteRefusal(const std::string& why);
     void noteFailedPreparation(const std::string& key, const std::string& value,
                                const char* why) noexcept;

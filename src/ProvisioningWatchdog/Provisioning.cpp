@@ -37,6 +37,12 @@ ProvisioningContext Provisioning::execute(const ProvisioningFileContext& file) {
     if (report.isCancelled())
         return ProvisioningContext(ProvisioningStatus::Fail);
     setContext(file);
+    ProvisioningContext context = fetchAndApply();
+    report.fileEnds(context.status());
+    return context;
+}
+
+ProvisioningContext Provisioning::fetchAndApply() {
     if (!download())
         return ProvisioningContext(ProvisioningStatus::Fail);
     std::vector<ProvisioningNode> nodes = parse();
@@ -62,12 +68,14 @@ bool Provisioning::download() {
                << " to: " << currentFile.path;
         const http::DownloadResult result = fileDownloader.download(
             currentFile.url, currentFile.path, http::Access::OwnerOnly, LARGEST_DOWNLOAD);
+        report.fileFetched(result.httpStatus(), result.bytes());
         if (result.serverAddress())
             currentFile.serverAddress = *result.serverAddress();
         return result.downloaded();
     } catch (const std::exception& exception) {
         // The downloader has written why.
         LOG(1) << "Download failed.";
+        report.fileFetched(fileDownloader.getLastResult().httpStatus(), 0);
         report.failed(exception.what());
         return false;
     }
@@ -96,6 +104,15 @@ std::vector<ProvisioningNode> Provisioning::parse() {
     return nodes;
 }
 
+ProvisioningContext Provisioning::run(ProvisioningNode& node) {
+    report.jobBegins(node.name);
+    const auto handler = jobHandlerBuilder.makeJobHandler(node, currentFile.serverAddress);
+    report.jobIs(handler->getName());
+    ProvisioningContext context = handler->run();
+    report.jobEnds(context.status());
+    return context;
+}
+
 ProvisioningContext Provisioning::apply(std::vector<ProvisioningNode>& nodes) {
     LOG(1) << "Found " << nodes.size() << " valid provisioning job/s. ";
     ProvisioningContext context;
@@ -108,8 +125,7 @@ ProvisioningContext Provisioning::apply(std::vector<ProvisioningNode>& nodes) {
             LOG(1) << "Node: " << node.name << " has no child nodes, skipping";
             continue;
         }
-        report.jobBegins();
-        context.absorb(jobHandlerBuilder.makeJobHandler(node, currentFile.serverAddress)->run());
+        context.absorb(run(node));
     }
     return context;
 }

@@ -41,6 +41,9 @@ public:
     ProvisioningContext apply(std::vector<ProvisioningNode>& nodes);
 
 private:
+    ProvisioningContext fetchAndApply();
+    ProvisioningContext run(ProvisioningNode& node);
+
     ProvisioningFileContext currentFile;
     http::IFileDownloader& fileDownloader;
     const IJobHandlerBuilder& jobHandlerBuilder;

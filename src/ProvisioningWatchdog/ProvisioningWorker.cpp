@@ -38,6 +38,7 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
     , publisher(busPublisher)
     , decrypter(fileDecrypter)
     , report(std::move(runReport)) {
+    report->continueAfter(propertyApi->getValue(keys::PROVISIONING_REPORT));
     networkSubscription = propertyApi->subscribeScoped(
         keys::NETWORK_READY,
         [this](const propertyapi::Property& property) { setNetworkStatus(property.value); });
@@ -111,10 +112,12 @@ void ProvisioningWorker::joinProvisioningThread() {
         provisioningThread.join();
 }
 
-int ProvisioningWorker::curlProgressCallback(long /*dltotal*/, long dlnow, long /*ultotal*/,
+int ProvisioningWorker::curlProgressCallback(long dltotal, long dlnow, long /*ultotal*/,
                                              long /*ulnow*/) {
-    if (lastDownloadedBytes.exchange(dlnow) != dlnow)
+    if (lastDownloadedBytes.exchange(dlnow) != dlnow) {
         progress.doProgress();
+        report->progress(dlnow, dltotal);
+    }
     if (networkStatus.get() != values::OFF)
         return 0;
     LOG(2) << "The download ends: " << keys::NETWORK_READY << " is 0";
@@ -156,11 +159,12 @@ void ProvisioningWorker::provisioningThreadMain(const http::UrlInfo& url,
 
 void ProvisioningWorker::publishProvResults() {
     // First, so that the line is in the log when others learn of the result.
-    report->end(resultStatus);
+    const int httpStatus = fileDownloader->getLastResult().httpStatus();
+    report->end(resultStatus, httpStatus);
     try {
         publishProvInProgress(false);
-        propertyApi->setValue(keys::PROVISIONING_HTTP_ERROR_CODE,
-                              std::to_string(fileDownloader->getLastResult().httpStatus()));
+        propertyApi->setValue(keys::PROVISIONING_HTTP_ERROR_CODE, std::to_string(httpStatus));
+        publishReport();
         const std::string word = Utils::convertStatus(resultStatus);
         propertyApi->setValue(keys::PROVISIONING, word);
         if (resultStatus == ProvisioningStatus::Success ||
@@ -175,6 +179,15 @@ void ProvisioningWorker::publishProvResults() {
         LOG(3) << exception.what();
     }
     resultStatus = ProvisioningStatus::Success;
+}
+
+void ProvisioningWorker::publishReport() {
+    try {
+        propertyApi->setValue(keys::PROVISIONING_REPORT, report->document());
+    } catch (const std::exception& exception) {
+        // The result is still to be told.
+        LOG(2) << exception.what();
+    }
 }
 
 void ProvisioningWorker::publishProvInProgress(bool inProgress) {

@@ -63,6 +63,7 @@ private:
     void joinProvisioningThread();
     void provisioningThreadMain(const http::UrlInfo& url, const std::function<void()>& onFinished);
     void publishProvResults();
+    void publishReport();
     void publishProvInProgress(bool inProgress);
     void publishCertificatesUpdate();
     void tellLastCertificates() noexcept;

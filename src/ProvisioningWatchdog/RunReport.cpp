@@ -2,6 +2,7 @@
 #include "ProvisioningWatchdog/RunReport.h"
 
 #include "Utils.h"
+#include "Vocabulary.h"
 #include "logger/Logger.h"
 
 #include <algorithm>
@@ -18,6 +19,9 @@ constexpr std::size_t MANY_FILES = 100;
 constexpr std::size_t REMEMBERED_FILES = 1000;
 constexpr std::size_t LONGEST_REMEMBERED = 2048;
 
+/// Status of a step that no handler knows, which is not a failure.
+constexpr char UNKNOWN[] = "unknown";
+
 /// Bytes of the cause, which may quote a file; a line has to stay readable.
 constexpr std::size_t LONGEST_CAUSE = 1024;
 
@@ -31,6 +35,22 @@ std::string addressOf(const std::string& url) {
 }
 
 } // namespace
+
+RunReport::RunReport(std::unique_ptr<RunMonitor> runMonitor) : monitor(std::move(runMonitor)) {}
+
+void RunReport::continueAfter(const std::string& lastDocument) {
+    number = ReportDocument::numberOf(lastDocument);
+}
+
+/// Notes something in the document, which lacks it where there is no memory.
+template <typename Work>
+void RunReport::note(Work work) noexcept {
+    try {
+        work();
+    } catch (const std::exception&) {
+        parts.omit();
+    }
+}
 
 void RunReport::begin(const std::string& url) noexcept {
     started = Clock::now();
@@ -50,17 +70,104 @@ void RunReport::begin(const std::string& url) noexcept {
     } catch (const std::exception&) {
         // Out of memory: the run continues, and its line names no address.
     }
+    text.clear();
+    ++number;
+    note([&] { parts.begin(number, address, std::chrono::system_clock::now()); });
 }
 
 void RunReport::fileBegins(const http::UrlInfo& url) {
     currentFile = withoutCredentials(url).getUrl();
     suspicion.clear();
+    runner = std::this_thread::get_id();
+    position = {};
+    position.file = currentFile;
+    show();
+    note([&] { parts.fileBegins(currentFile); });
     if (isRepeatedNow(currentFile))
         LOG(2) << "File asked for before in this run: " << currentFile;
     if (++files != nextNotedFiles)
         return;
     LOG(2) << files << " files in this run, most likely a loop: " << currentFile;
     nextNotedFiles *= 10;
+}
+
+void RunReport::fileFetched(int httpStatus, std::uint64_t bytes) noexcept {
+    note([&] { parts.fileFetched(httpStatus, bytes); });
+}
+
+void RunReport::fileEnds(ProvisioningStatus status) noexcept {
+    note([&] { parts.fileEnds(Utils::convertStatus(status)); });
+}
+
+void RunReport::jobBegins(const std::string& element) {
+    ++jobs;
+    position.element = element;
+    position.bytes = position.total = 0;
+    note([&] { parts.jobBegins(element); });
+}
+
+void RunReport::jobIs(const std::string& handler) noexcept {
+    note([&] {
+        parts.jobIs(handler);
+        position.job = handler;
+        show();
+    });
+}
+
+void RunReport::jobEnds(ProvisioningStatus status) noexcept {
+    note([&] { parts.jobEnds(Utils::convertStatus(status)); });
+}
+
+void RunReport::stepBegins(const std::string& type) noexcept {
+    note([&] { parts.stepBegins(type); });
+}
+
+void RunReport::stepEnds(bool succeeded) noexcept {
+    note([&] { parts.stepEnds(succeeded ? values::SUCCESS : values::FAIL); });
+}
+
+void RunReport::stepUnknown(const std::string& type) noexcept {
+    note([&] {
+        parts.stepBegins(type);
+        parts.stepEnds(UNKNOWN);
+    });
+}
+
+void RunReport::parametersRequested(std::size_t count) noexcept {
+    requested += count;
+    note([&] { parts.requested(count); });
+}
+
+void RunReport::parametersAttempted(std::size_t count) noexcept {
+    note([&] { parts.attempted(count); });
+}
+
+void RunReport::parametersApplied(std::size_t count) noexcept {
+    applied += count;
+    note([&] { parts.applied(count); });
+}
+
+void RunReport::parameterRefused(const std::string& name, const std::string& why) noexcept {
+    ++refused;
+    note([&] { parts.refused(name, why); });
+}
+
+void RunReport::firmware(const std::string& installed, const std::string& offered,
+                         const std::string& decision) noexcept {
+    note([&] { parts.firmware(installed, offered, decision); });
+}
+
+void RunReport::progress(std::int64_t bytes, std::int64_t total) {
+    if (runner.load() != std::this_thread::get_id())
+        return;
+    position.bytes = bytes;
+    position.total = total;
+    show();
+}
+
+void RunReport::show() {
+    if (monitor && monitor->isDue())
+        monitor->publish(position);
 }
 
 /// True for the first repetition of a file.
@@ -78,7 +185,10 @@ bool RunReport::isRepeatedNow(const std::string& url) {
 }
 
 void RunReport::failed(const std::string& what) noexcept {
-    if (!cause.empty() || cancelled)
+    if (cancelled)
+        return;
+    note([&] { parts.failed(suspicion.empty() ? what : suspicion + "; then " + what); });
+    if (!cause.empty())
         return;
     try {
         cause = describe(what);
@@ -88,31 +198,37 @@ void RunReport::failed(const std::string& what) noexcept {
 }
 
 std::string RunReport::describe(const std::string& what) const {
-    std::string text;
+    std::string prefix;
     if (!currentFile.empty() && currentFile != address)
-        text = Utils::shortened(currentFile, LONGEST_REMEMBERED) + ": ";
+        prefix = Utils::shortened(currentFile, LONGEST_REMEMBERED) + ": ";
     if (!suspicion.empty())
-        text += suspicion + "; then ";
-    return text + Utils::shortened(what, LONGEST_CAUSE);
+        prefix += suspicion + "; then ";
+    return prefix + Utils::shortened(what, LONGEST_CAUSE);
 }
 
-void RunReport::end(ProvisioningStatus status) const noexcept {
+void RunReport::end(ProvisioningStatus status, int httpStatus) noexcept {
     try {
-        writeLine(status);
+        const std::chrono::duration<double> seconds = Clock::now() - started;
+        const std::string word = Utils::convertStatus(status);
+        const std::string why = causeOf(status);
+        LOG(2) << "Run of " << address << ": " << word << ", files " << files << ", jobs " << jobs
+               << ", parameters requested " << requested << " applied " << applied << " refused "
+               << refused << ", " << std::fixed << std::setprecision(1) << seconds.count() << " s"
+               << (why.empty() ? "" : ", first failure: ") << why;
+        text = parts.end(word, httpStatus, why, seconds);
     } catch (const std::exception& exception) {
         LOG(3) << "The line of the run cannot be written: " << exception.what();
     }
+    runner = std::thread::id();
 }
 
-void RunReport::writeLine(ProvisioningStatus status) const {
-    const std::chrono::duration<double> seconds = Clock::now() - started;
-    const char* unnamed = cancelled ? "the process is ending" : "no job reported a result";
-    const std::string why = cause.empty() ? unnamed : cause;
-    LOG(2) << "Run of " << address << ": " << Utils::convertStatus(status) << ", files " << files
-           << ", jobs " << jobs << ", parameters requested " << requested << " applied " << applied
-           << " refused " << refused << ", " << std::fixed << std::setprecision(1)
-           << seconds.count() << " s"
-           << (status == ProvisioningStatus::Success ? "" : ", first failure: " + why);
+/// In words; empty on success.
+std::string RunReport::causeOf(ProvisioningStatus status) const {
+    if (status == ProvisioningStatus::Success)
+        return {};
+    if (!cause.empty())
+        return cause;
+    return cancelled ? "the process is ending" : "no job reported a result";
 }
 
 } // namespace ovo

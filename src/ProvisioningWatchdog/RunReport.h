@@ -2,47 +2,79 @@
 #pragma once
 
 #include "ProvisioningStatus.h"
+#include "ProvisioningWatchdog/ReportDocument.h"
+#include "ProvisioningWatchdog/RunMonitor.h"
 #include "http/UrlInfo.h"
 
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
+#include <thread>
 
 namespace ovo {
 
 /// Summary of a run. Its parts report their decisions here, besides their log lines, and its end is
-/// one level 2 line that an operator can read without the others. The parts also learn here that
-/// the run is cancelled. One object for all runs, used by the run in progress: by the thread that
-/// starts it, then by its own; cancel() from every thread.
+/// one level 2 line that an operator can read without the others, and a document for programs. Who
+/// watches learns where the run is. The parts also learn here that the run is cancelled. One object
+/// for all runs, used by the run in progress: by the thread that starts it, then by its own;
+/// progress() and cancel() from every thread.
+///
+/// Causes and reasons are clauses for people, without credentials and values of parameters.
 class RunReport {
 public:
-    RunReport() = default;
+    /// runMonitor: none where nobody watches.
+    explicit RunReport(std::unique_ptr<RunMonitor> runMonitor = nullptr);
     RunReport(const RunReport&) = delete;
     RunReport& operator=(const RunReport&) = delete;
+
+    /// Numbers the following runs after the one of a document: of an earlier process, or the empty
+    /// text.
+    void continueAfter(const std::string& lastDocument);
 
     /// A run begins. url: as requested, valid or not.
     void begin(const std::string& url) noexcept;
     /// A file of the run is about to be fetched. Many files in one run, and a repeated file, are
     /// noted in level 2 lines.
     void fileBegins(const http::UrlInfo& url);
-    void jobBegins() { ++jobs; }
-    void parametersRequested(std::size_t count) { requested += count; }
+    /// Its transfer has ended. httpStatus: the last one; 0 where none arrived.
+    void fileFetched(int httpStatus, std::uint64_t bytes) noexcept;
+    void fileEnds(ProvisioningStatus status) noexcept;
+    void jobBegins(const std::string& element);
+    /// Which handler does the job.
+    void jobIs(const std::string& handler) noexcept;
+    void jobEnds(ProvisioningStatus status) noexcept;
+    void stepBegins(const std::string& type) noexcept;
+    void stepEnds(bool succeeded) noexcept;
+    /// A step of a type that nobody knows was left out, which is not a failure.
+    void stepUnknown(const std::string& type) noexcept;
+    void parametersRequested(std::size_t count) noexcept;
+    void parametersAttempted(std::size_t count) noexcept;
     /// count: parameters whose value changed.
-    void parametersApplied(std::size_t count) { applied += count; }
-    void parameterRefused() { ++refused; }
-    /// A part of the run failed. what: a clause for people, without credentials and values of
-    /// parameters. Only the first of a run is kept, cut when it is long.
+    void parametersApplied(std::size_t count) noexcept;
+    void parameterRefused(const std::string& name, const std::string& why) noexcept;
+    /// Versions of the firmware, and what is made of the offer. installed: empty where nobody
+    /// looked.
+    void firmware(const std::string& installed, const std::string& offered,
+                  const std::string& decision) noexcept;
+    /// A part of the run failed. Only the first cause of a run is kept, cut when it is long, and
+    /// the first one of each file, job and step.
     void failed(const std::string& what) noexcept;
     /// The likely reason, in case the current file turns out to be unreadable; empty: none.
     void suspect(const std::string& what) { suspicion = what; }
+    /// A transfer moves. total: 0 while unknown. Transfers of other threads are not the run's.
+    void progress(std::int64_t bytes, std::int64_t total);
     /// The process is ending: cancels this run and all later ones.
     void cancel() { cancelled = true; }
     /// True when no further file or job may begin. Files and jobs left out count as failed.
     bool isCancelled() const { return cancelled; }
-    /// The run has ended: writes its line.
-    void end(ProvisioningStatus status) const noexcept;
+    /// The run has ended: writes its line and its document.
+    void end(ProvisioningStatus status, int httpStatus) noexcept;
+    /// Of the run that ended last; empty when it could not be written.
+    const std::string& document() const { return text; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -53,8 +85,11 @@ private:
     };
 
     std::string describe(const std::string& what) const;
-    void writeLine(ProvisioningStatus status) const;
+    std::string causeOf(ProvisioningStatus status) const;
     bool isRepeatedNow(const std::string& url);
+    void show();
+    template <typename Work>
+    void note(Work work) noexcept;
 
     std::string address; ///< without credentials
     Clock::time_point started{};
@@ -69,6 +104,12 @@ private:
     std::string suspicion; ///< of the current file
     std::string cause;     ///< of the first failure
     std::atomic<bool> cancelled{false};
+    std::unique_ptr<RunMonitor> monitor;
+    RunMonitor::Progress position;
+    std::atomic<std::thread::id> runner; ///< the thread of the run
+    std::uint64_t number = 0;
+    ReportDocument parts;
+    std::string text; ///< of the document
 };
 
 } // namespace ovo

@@ -31,7 +31,7 @@ protected:
         report.begin("http://10.0.0.5/prov/p.xml");
         run();
         log.clear();
-        report.end(Fail);
+        report.end(Fail, 0);
         return log.texts().at(0);
     }
 

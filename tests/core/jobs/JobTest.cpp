@@ -21,7 +21,7 @@ void WatchedBus::publish(const std::string& destination, const ipc::IPCMessage& 
 }
 
 std::string JobTest::reportedCause() {
-    report.end(ovo::ProvisioningStatus::Fail);
+    report.end(ovo::ProvisioningStatus::Fail, 0);
     const std::string line = log.texts().back();
     const std::string mark = ", first failure: ";
     return line.substr(line.find(mark) + mark.size());

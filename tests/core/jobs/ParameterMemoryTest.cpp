@@ -66,7 +66,7 @@ TEST_F(ParameterMemoryTest, AValueThatCannotBeCopiedIsLeftOutAndTheOthersAreSet)
     EXPECT_EQ(log.count(3, "Parameter preparation failed: a parameter that there is no memory to "
                            "name (exception std::bad_alloc)"),
               1U);
-    report.end(status);
+    report.end(status, 0);
     EXPECT_THAT(log.texts().back(),
                 testing::HasSubstr("parameters requested 2 applied 1 refused 1"));
 }

@@ -383,7 +383,7 @@ protected:
         for (const std::string& url : urls)
             execute(url);
         journal.clear();
-        report.end(ProvisioningStatus::Fail);
+        report.end(ProvisioningStatus::Fail, 0);
         return journal.log().texts().at(0);
     }
 };

@@ -26,7 +26,7 @@ protected:
     /// The line that the end of the run writes.
     std::string lineOf(ProvisioningStatus status) {
         log.clear();
-        report.end(status);
+        report.end(status, 0);
         EXPECT_EQ(log.lines().size(), 1U);
         return log.texts().at(0);
     }
@@ -40,13 +40,13 @@ TEST_F(RunReportTest, ALineHoldsTheWholeRun) {
     report.fileBegins(http::UrlInfo("http://10.0.0.1:8080/prov/p.xml"));
     report.fileBegins(http::UrlInfo("http://10.0.0.1:8080/prov/q.xml"));
     for (int job = 0; job < 3; ++job)
-        report.jobBegins();
+        report.jobBegins("nvm");
     report.parametersRequested(10);
     report.parametersRequested(5);
     report.parametersApplied(7);
     report.parametersApplied(1);
     for (int parameter = 0; parameter < 4; ++parameter)
-        report.parameterRefused();
+        report.parameterRefused("A", "locked");
     EXPECT_THAT(lineOf(ProvisioningStatus::Success),
                 AllOf(StartsWith("2 RunReport: Run of http://10.0.0.1:8080/prov/p.xml: success, "
                                  "files 2, jobs 3, parameters requested 15 applied 8 refused 4, "),
@@ -56,10 +56,10 @@ TEST_F(RunReportTest, ALineHoldsTheWholeRun) {
 TEST_F(RunReportTest, EachRunBeginsWithNothing) {
     report.begin("http://h/a.xml");
     report.fileBegins(http::UrlInfo("http://h/a.xml"));
-    report.jobBegins();
+    report.jobBegins("nvm");
     report.parametersRequested(3);
     report.parametersApplied(2);
-    report.parameterRefused();
+    report.parameterRefused("A", "locked");
     report.suspect("suspected");
     report.failed("why");
     report.begin("http://h/b.xml");

@@ -82,7 +82,7 @@ DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& p
             Transfer::Services{*impl_->restApi, *impl_->security, impl_->credentialsProvider},
             settings, requested, impl_->progress.get(), *file);
         transfer->run();
-        DownloadResult result(true, transfer->status(), transfer->url());
+        DownloadResult result(true, transfer->status(), transfer->url(), transfer->size());
         impl_->lastResult.set(result);
         return result;
     } catch (const std::exception& error) {

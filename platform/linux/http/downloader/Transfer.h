@@ -37,6 +37,8 @@ public:
     int status() const { return status_; }
     /// The URL of the current request, without credentials.
     const UrlInfo& url() const { return url_; }
+    /// Bytes of the file so far.
+    std::uint64_t size() const { return written_; }
 
 private:
     HttpResponse request();
