@@ -75,16 +75,17 @@ ProvisioningContext CustomScenarioJobHandler::runImpl() {
 
 bool CustomScenarioJobHandler::executeStep(const Step& step) {
     std::string type = UNREAD;
+    report.stepBegins();
     try {
         type = attributeOf(step, XMLParser::CUSTOM_STEP_ATTR_TYPE_STR);
+        report.stepIs(type);
         const auto handler = stepHandlers.find(type);
         if (handler == stepHandlers.end()) {
             LOG(2) << "Custom step type " << quote(type) << " not implemented";
-            report.stepUnknown(type);
+            report.stepIsUnknown();
             return true;
         }
         LOG(1) << "Executing step: " << quote(type);
-        report.stepBegins(type);
         const bool succeeded = handler->second(*this, step);
         if (!succeeded)
             report.failed("step " + quote(type) + " failed");

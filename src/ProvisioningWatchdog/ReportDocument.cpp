@@ -122,9 +122,13 @@ void ReportDocument::jobEnds(const std::string& status) {
     close(job, status, file, "jobs");
 }
 
-void ReportDocument::stepBegins(const std::string& type) {
+void ReportDocument::stepBegins() {
     stepEnds(values::FAIL);
     step.open();
+    step.value["type"] = "";
+}
+
+void ReportDocument::stepIs(const std::string& type) {
     step.value["type"] = Utils::shortened(type, LONGEST_NAME);
 }
 

@@ -34,7 +34,8 @@ public:
     /// Which handler does the job.
     void jobIs(const std::string& handler);
     void jobEnds(const std::string& status);
-    void stepBegins(const std::string& type);
+    void stepBegins();
+    void stepIs(const std::string& type);
     void stepEnds(const std::string& status);
 
     /// Counters of the job's parameters.

@@ -118,19 +118,20 @@ void RunReport::jobEnds(ProvisioningStatus status) noexcept {
     note([&] { parts.jobEnds(Utils::convertStatus(status)); });
 }
 
-void RunReport::stepBegins(const std::string& type) noexcept {
-    note([&] { parts.stepBegins(type); });
+void RunReport::stepBegins() noexcept {
+    note([&] { parts.stepBegins(); });
+}
+
+void RunReport::stepIs(const std::string& type) noexcept {
+    note([&] { parts.stepIs(type); });
 }
 
 void RunReport::stepEnds(bool succeeded) noexcept {
     note([&] { parts.stepEnds(succeeded ? values::SUCCESS : values::FAIL); });
 }
 
-void RunReport::stepUnknown(const std::string& type) noexcept {
-    note([&] {
-        parts.stepBegins(type);
-        parts.stepEnds(UNKNOWN);
-    });
+void RunReport::stepIsUnknown() noexcept {
+    note([&] { parts.stepEnds(UNKNOWN); });
 }
 
 void RunReport::parametersRequested(std::size_t count) noexcept {

@@ -47,10 +47,11 @@ public:
     /// Which handler does the job.
     void jobIs(const std::string& handler) noexcept;
     void jobEnds(ProvisioningStatus status) noexcept;
-    void stepBegins(const std::string& type) noexcept;
+    void stepBegins() noexcept;
+    void stepIs(const std::string& type) noexcept;
     void stepEnds(bool succeeded) noexcept;
-    /// A step of a type that nobody knows was left out, which is not a failure.
-    void stepUnknown(const std::string& type) noexcept;
+    /// The step ends without having been executed, as nobody knows its type: not a failure.
+    void stepIsUnknown() noexcept;
     void parametersRequested(std::size_t count) noexcept;
     void parametersAttempted(std::size_t count) noexcept;
     /// count: parameters whose value changed.

@@ -9,8 +9,11 @@
 #include "JobHandlers/ProvisioningFileParser.h"
 
 #include <gmock/gmock.h>
+#include <json/reader.h>
+#include <json/value.h>
 
 #include <functional>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -55,11 +58,33 @@ protected:
     }
 
     std::string causeOfFirmware(std::vector<Attributes> files) {
-        return causeOf([&] {
-            node = {"firmware", "file", std::move(files)};
-            ovo::FirmwareJobHandler(node, store, configuration, downloader, server, report)
-                .runImpl();
-        });
+        return causeOf([&] { runFirmware(std::move(files)); });
+    }
+    void runFirmware(std::vector<Attributes> files) {
+        node = {"firmware", "file", std::move(files)};
+        ovo::FirmwareJobHandler(node, store, configuration, downloader, server, report).runImpl();
+    }
+
+    /// What the report's document says of a job that consists of this, without its frame.
+    Json::Value jobOf(const std::function<void()>& run) {
+        report.begin("http://10.0.0.5/prov/p.xml");
+        report.fileBegins(http::UrlInfo("http://10.0.0.5/prov/p.xml"));
+        report.jobBegins("element");
+        run();
+        report.end(Fail, 0);
+        std::istringstream stream(report.document());
+        Json::Value document;
+        stream >> document;
+        Json::Value job = document["files"][0]["jobs"][0];
+        for (const char* frame : {"element", "status"})
+            job.removeMember(frame);
+        return job;
+    }
+    static Json::Value json(const std::string& text) {
+        std::istringstream stream(text);
+        Json::Value value;
+        stream >> value;
+        return value;
     }
 
     std::string causeOfStep(const Step& step) {
@@ -199,7 +224,7 @@ TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {
         std::vector<ovo::ProvisioningNode> nodes;
         errorOf([&] { parser.parse("/p.xml", nodes); });
         log.clear();
-        runReport->end(Fail);
+        runReport->end(Fail, 0);
         return log.texts().at(0);
     };
     EXPECT_THAT(causeOfFile("<settings version='1.1'/>"),
@@ -212,6 +237,74 @@ TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {
     EXPECT_THAT(causeOfFile("<settings version='2.0'><a b='1'/></settings>"),
                 AllOf(HasSubstr(", first failure: the file is not for this phone: product ID "),
                       Not(HasSubstr("no job"))));
+}
+
+TEST_F(JobReportsTest, TheDocumentNamesEachRefusedParameterAndWhy) {
+    store->setValue("FunctionKeys.1.LockProvisioning", "1");
+    store->setValue("NET.VLAN.Locked", "1");
+    const std::string key = "PhoneUI.Keys.FunctionKeys.";
+    const auto run = [&] {
+        runParameters({param("New", "1"),
+                       param(key + "1.Label", "s3cret"),
+                       param(key + "1.LockProvisioning", "s3cret"),
+                       param(key + "x.Label", "s3cret"),
+                       param("NET.VLAN.Id", "s3cret"),
+                       {{"name", "A"}},
+                       {{"value", "s3cret"}}});
+    };
+    EXPECT_EQ(jobOf(run), json(R"({
+        "cause": "", "requested": 7, "attempted": 1, "applied": 1, "refused": [
+            {"name": "PhoneUI.Keys.FunctionKeys.1.Label",
+             "why": "is locked by \"FunctionKeys.1.LockProvisioning\""},
+            {"name": "PhoneUI.Keys.FunctionKeys.1.LockProvisioning",
+             "why": "can not be set by provisioning"},
+            {"name": "PhoneUI.Keys.FunctionKeys.x.Label", "why":
+             "Function key parameter name invalid \"PhoneUI.Keys.FunctionKeys.x.Label\""},
+            {"name": "NET.VLAN.Id", "why": "is locked by \"NET.VLAN.Locked\""},
+            {"name": "A", "why": "attribute \"value\" is missing"},
+            {"name": "???", "why": "attribute \"name\" is missing"}]})"));
+    EXPECT_THAT(report.document(), Not(HasSubstr("s3cret")));
+}
+
+TEST_F(JobReportsTest, TheDocumentSaysWhatWasMadeOfTheFirmware) {
+    phone.write("/etc/firmware-version", "1.2.0\n");
+    const auto decisionOn = [&](std::vector<Attributes> files) {
+        const Json::Value firmware = jobOf([&] { runFirmware(std::move(files)); })["firmware"];
+        return firmware["installed"].asString() + " " + firmware["offered"].asString() + ": " +
+               firmware["decision"].asString();
+    };
+    const auto offer = [](const std::string& version, const std::string& flags = "") {
+        return Attributes{{"version", version}, {"url", "/fw.bin"}, {"flags", flags}};
+    };
+    EXPECT_EQ(decisionOn({offer("1.3")}),
+              " 1.3: skipped: automatic updates are off, nobody asked for an update, and the file "
+              "does not force it");
+    EXPECT_EQ(decisionOn({offer("1.1", "FORCE_ACCEPT")}),
+              "1.2.0 1.1: accepted: older, but the file forces it");
+    store->setValue("FirmwareManagment.AutomaticCheckForUpdates", "1");
+    EXPECT_EQ(decisionOn({offer("1.3")}), "1.2.0 1.3: accepted: newer");
+    EXPECT_EQ(decisionOn({offer("1.1")}), R"(1.2.0 1.1: refused: "1.1" is older than "1.2.0")");
+    EXPECT_EQ(decisionOn({offer("1.3"), offer("1.4")}),
+              " 1.3: refused: multiple firmware version entries are not supported");
+    EXPECT_EQ(decisionOn({}), " : refused: multiple firmware version entries are not supported");
+}
+
+TEST_F(JobReportsTest, TheDocumentListsTheSteps) {
+    const auto run = [&] {
+        statusOf({{{"type", "UnlockAllFunctionKeys"}},
+                  {{"type", "Fly"}},
+                  {{"url", "/a"}},
+                  {{"type", "Clientkey"}, {"url", "/missing"}, {"password", "s3cret"}}});
+    };
+    const Json::Value steps = jobOf(run)["steps"];
+    EXPECT_EQ(steps, json(R"([
+        {"type": "UnlockAllFunctionKeys", "status": "success", "cause": ""},
+        {"type": "Fly", "status": "unknown", "cause": ""},
+        {"type": "", "status": "fail",
+         "cause": "step \"???\": attribute \"type\" is missing"},
+        {"type": "Clientkey", "status": "fail", "cause":
+         "Download from 10.0.0.5 failed: the server answered with status 404"}])"));
+    EXPECT_THAT(report.document(), Not(HasSubstr("s3cret")));
 }
 
 } // namespace

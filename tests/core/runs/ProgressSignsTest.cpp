@@ -140,7 +140,8 @@ TEST_F(ProgressSignsTest, AWholeRunInItsOrder) {
                 ElementsAre(PUBLISH_BEGIN, "reset", "set State.Provisioning.InProgress=1",
                             "progress", "set State.Provisioning.InProgress=0", PUBLISH_END,
                             "set State.Provisioning.HttpErrorCode=200",
-                            "set State.Provisioning=fail", "take", "progress"));
+                            "set State.Provisioning.Report", "set State.Provisioning=fail", "take",
+                            "progress"));
     EXPECT_THAT(lines(), ElementsAre("1 ProvisioningWorker: Start provisioning thread",
                                      "1 ProvisioningWorker: Provisioning Started",
                                      "1 ProvisioningWorker: Provisioning Finished",
@@ -174,6 +175,7 @@ TEST_F(ProgressSignsTest, ARunWhoseThreadCannotBeMadeIsPublishedAsAFailedOne) {
     EXPECT_TRUE(worker->isProvisioningFinished());
     EXPECT_THAT(actions(), ElementsAre(PUBLISH_BEGIN, "reset", PUBLISH_END,
                                        "set State.Provisioning.HttpErrorCode=0",
+                                       "set State.Provisioning.Report",
                                        "set State.Provisioning=fail", "progress"));
     EXPECT_THAT(lines(),
                 ElementsAre("1 ProvisioningWorker: Start provisioning thread",
@@ -194,13 +196,14 @@ TEST_F(ProgressSignsTest, ARunIsUnfinishedFromTheDroppingOfOldSignsToTheSignInTh
                             "unfinished: State.Provisioning.InProgress", // 0
                             "finished: Provisioning Finished",
                             "finished: State.Provisioning.HttpErrorCode",
-                            "finished: State.Provisioning", "finished: Provisioning failed. "));
+                            "finished: State.Provisioning.Report", "finished: State.Provisioning",
+                            "finished: Provisioning failed. "));
 }
 
 TEST_F(ProgressSignsTest, ARunThatCannotBeStartedIsFinishedBeforeItIsToldOf) {
     observeMoments();
     worker->startProvisioning("no url");
-    ASSERT_EQ(moments.size(), 6U);
+    ASSERT_EQ(moments.size(), 7U);
     EXPECT_EQ(moments[0], "finished: Start provisioning thread");
     EXPECT_EQ(moments[1], "finished: reset");
     EXPECT_THAT(moments[2], testing::StartsWith("finished: Provisioning not started. Error: "));

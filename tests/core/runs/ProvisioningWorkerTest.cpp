@@ -6,8 +6,11 @@
 #include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
+#include <json/reader.h>
+#include <json/value.h>
 
 #include <future>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -23,14 +26,15 @@ using namespace std::chrono_literals;
 constexpr char NETWORK_READY[] = "State.Network.Ready";
 constexpr char STATUS[] = "State.Provisioning";
 constexpr char HTTP_ERROR_CODE[] = "State.Provisioning.HttpErrorCode";
+constexpr char REPORT[] = "State.Provisioning.Report";
 constexpr char TRIGGER_AUTO[] = "State.FirmwareUpdate.TriggerAuto";
 
 class ProvisioningWorkerTest : public WorkerTest {};
 
 TEST_F(ProvisioningWorkerTest, ConstructionSubscribesThenSetsTheState) {
     EXPECT_THAT(journal.calls(),
-                ElementsAre("subscribe State.Network.Ready", "set State.Provisioning.InProgress=0",
-                            "set State.Provisioning=fail"));
+                ElementsAre("get State.Provisioning.Report", "subscribe State.Network.Ready",
+                            "set State.Provisioning.InProgress=0", "set State.Provisioning=fail"));
     EXPECT_THAT(journal.log().texts(), IsEmpty());
     EXPECT_TRUE(worker->isProvisioningFinished());
 }
@@ -44,7 +48,7 @@ TEST_F(ProvisioningWorkerTest, AWholeRunInItsOrder) {
                             "get NET.MAC.Address", "download http://h/prov/p.xml to " + path,
                             "set State.Provisioning.InProgress=0", PUBLISH_END,
                             "set State.Provisioning.HttpErrorCode=200",
-                            "set State.Provisioning=success",
+                            "set State.Provisioning.Report", "set State.Provisioning=success",
                             "get State.FirmwareUpdate.TriggerAuto", "take"));
     EXPECT_THAT(
         journal.log().texts(),
@@ -126,10 +130,11 @@ TEST_F(ProvisioningWorkerTest, AnInvalidUrlIsPublishedAsAFailedRunWithoutAThread
         journal.clear();
         worker->startProvisioning(url);
         EXPECT_TRUE(worker->isProvisioningFinished());
-        EXPECT_THAT(journal.calls(), ElementsAre(PUBLISH_BEGIN, PUBLISH_END,
-                                                 "set State.Provisioning.HttpErrorCode=0",
-                                                 "set State.Provisioning=fail",
-                                                 "get State.FirmwareUpdate.TriggerAuto"))
+        EXPECT_THAT(journal.calls(),
+                    ElementsAre(PUBLISH_BEGIN, PUBLISH_END,
+                                "set State.Provisioning.HttpErrorCode=0",
+                                "set State.Provisioning.Report", "set State.Provisioning=fail",
+                                "get State.FirmwareUpdate.TriggerAuto"))
             << url;
         const std::vector<std::string> lines = journal.log().texts();
         ASSERT_EQ(lines.size(), 4U) << url;
@@ -157,8 +162,8 @@ TEST_F(ProvisioningWorkerTest, AnExceptionOfTheRunIsAFailureAndTheFinishActionsR
                 ElementsAre(PUBLISH_BEGIN, "set State.Provisioning.InProgress=1",
                             "get NET.MAC.Address", "set State.Provisioning.InProgress=0",
                             PUBLISH_END, "set State.Provisioning.HttpErrorCode=0",
-                            "set State.Provisioning=fail", "get State.FirmwareUpdate.TriggerAuto",
-                            "take"));
+                            "set State.Provisioning.Report", "set State.Provisioning=fail",
+                            "get State.FirmwareUpdate.TriggerAuto", "take"));
     EXPECT_THAT(journal.log().texts(),
                 ElementsAre("1 ProvisioningWorker: Start provisioning thread",
                             "1 ProvisioningWorker: Provisioning Started",
@@ -207,6 +212,78 @@ TEST_F(ProvisioningWorkerTest, TheServerOfTheFirstFileIsThatOfTheRunsUrlUnlessTh
                 ElementsAre(std::string("download https://u:p@h:8443/prov/deep/p.xml to ") + PATH,
                             "download https://h:8443/prov/deep/next.xml to "
                             "/var/volatile/provisioning/nvm/next.xml"));
+}
+
+Json::Value parsed(const std::string& text) {
+    std::istringstream stream(text);
+    Json::Value value;
+    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, nullptr)) << text;
+    return value;
+}
+
+TEST_F(ProvisioningWorkerTest, EachRunLeavesItsReport) {
+    parser->nodes = {succeeding(), failing()};
+    run("http://u:pa55word@h/prov/p.xml");
+    const std::string text = propertyApi->getValue(REPORT);
+    const Json::Value first = parsed(text);
+    EXPECT_EQ(first["run"], 1);
+    EXPECT_EQ(first["url"], URL);
+    EXPECT_EQ(first["result"], "partSuccess");
+    EXPECT_EQ(first["httpStatus"], 200);
+    EXPECT_THAT(first["cause"].asString(),
+                EndsWith("no parameter is left to be set: \"Some.Key\": attribute \"value\" is "
+                         "missing"));
+    ASSERT_EQ(first["files"].size(), 1U);
+    const Json::Value& file = first["files"][0];
+    EXPECT_EQ(file["url"], URL);
+    EXPECT_EQ(file["status"], "partSuccess");
+    EXPECT_EQ(file["bytes"], 7);
+    ASSERT_EQ(file["jobs"].size(), 2U);
+    EXPECT_EQ(file["jobs"][0]["applied"], 1);
+    EXPECT_EQ(file["jobs"][1]["refused"][0]["name"], "Some.Key");
+    EXPECT_EQ(text.find("pa55word"), std::string::npos);
+
+    downloader->fail(URL, 403, "forbidden");
+    run();
+    const Json::Value second = parsed(propertyApi->getValue(REPORT));
+    EXPECT_EQ(second["run"], 2);
+    EXPECT_EQ(second["result"], "fail");
+    EXPECT_EQ(second["httpStatus"], 403);
+    EXPECT_EQ(second["files"][0]["httpStatus"], 403);
+    EXPECT_EQ(second["files"][0]["bytes"], 0);
+}
+
+TEST_F(ProvisioningWorkerTest, RunsThatNeverBeginAreReportedToo) {
+    worker->startProvisioning("no url");
+    const Json::Value report = parsed(propertyApi->getValue(REPORT));
+    EXPECT_EQ(report["url"], "an invalid URL");
+    EXPECT_EQ(report["result"], "fail");
+    EXPECT_EQ(report["files"].size(), 0U);
+    EXPECT_NE(report["cause"], "");
+}
+
+TEST_F(ProvisioningWorkerTest, RunsCountOnAfterTheRunsOfAnEarlierProcess) {
+    run();
+    run();
+    worker.reset();
+    runReport = std::make_shared<ovo::RunReport>();
+    worker = makeWorker();
+    run();
+    EXPECT_EQ(parsed(propertyApi->getValue(REPORT))["run"], 3);
+    worker.reset();
+    propertyApi->setValue(REPORT, "scribbled over");
+    runReport = std::make_shared<ovo::RunReport>();
+    worker = makeWorker();
+    run();
+    EXPECT_EQ(parsed(propertyApi->getValue(REPORT))["run"], 1);
+}
+
+TEST_F(ProvisioningWorkerTest, AReportThatCannotBeWrittenKeepsNobodyFromTheResult) {
+    propertyApi->failWrites(REPORT);
+    run();
+    EXPECT_TRUE(
+        journal.log().has(2, "Cannot write property \"State.Provisioning.Report\": made to fail"));
+    EXPECT_EQ(propertyApi->getValue(STATUS), "success");
 }
 
 TEST_F(ProvisioningWorkerTest, AFirmwareRequestThatIsStillThereHasFoundNoVersion) {

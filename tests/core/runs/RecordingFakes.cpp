@@ -47,7 +47,8 @@ RecordingPropertyApi::subscribeScoped(const std::string& key, Callback callback)
 
 bool RecordingPropertyApi::setValue(const std::string& key, const std::string& value) const {
     beforeSet(key);
-    journal_.add("set " + key + "=" + value);
+    // The report is a page, and tells the time.
+    journal_.add("set " + key + (key == "State.Provisioning.Report" ? "" : "=" + value));
     return FakePropertyApi::setValue(key, value);
 }
 

@@ -99,7 +99,7 @@ protected:
         std::make_shared<WaitingCredentialsProvider>();
     std::shared_ptr<RecordingIpcClient> ipcClient = std::make_shared<RecordingIpcClient>(journal);
     ovo::LocalPhoneBookUpdater updater{*propertyApi, downloader};
-    const std::shared_ptr<ovo::RunReport> runReport = std::make_shared<ovo::RunReport>();
+    std::shared_ptr<ovo::RunReport> runReport = std::make_shared<ovo::RunReport>();
     StubDecrypter decrypter;
     std::unique_ptr<ovo::ProvisioningWorker> worker = makeWorker();
 };
