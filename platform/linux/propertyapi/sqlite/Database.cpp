@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Database.h"
 
+#include "ReadOnlyVfs.h"
 #include "Statement.h"
 #include "posix/FileStamp.h"
 
@@ -30,6 +31,24 @@ std::string systemReason(sqlite3* handle, int code) {
     return hasOne && error != 0 ? ": " + std::string(std::strerror(error)) : std::string();
 }
 
+/// A path as the library takes it together with parameters.
+std::string uriOf(const posix::HostPath& path, const char* parameters) {
+    std::string uri = "file:";
+    for (const char character : path.text()) {
+        if (character == '%' || character == '?' || character == '#')
+            uri += character == '%' ? "%25" : (character == '?' ? "%3f" : "%23");
+        else
+            uri += character;
+    }
+    return uri + "?" + parameters;
+}
+
+/// Nobody reads the library's memory statistics, for which each allocation takes a lock. Refused
+/// where the program has used the library before; that does no harm.
+void configureLibrary() {
+    [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+}
+
 } // namespace
 
 bool DatabaseError::isDamage() const noexcept {
@@ -37,9 +56,7 @@ bool DatabaseError::isDamage() const noexcept {
 }
 
 Database::Database(const posix::HostPath& path) : file_(posix::FileStamp::of(path).id) {
-    // Nobody reads the library's memory statistics, for which each allocation takes a lock. Refused
-    // where the program has used the library before; that does no harm.
-    [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    configureLibrary();
     // Without the library's own mutex: the owner sees to it that one thread uses the connection.
     const int code = sqlite3_open_v2(
         path.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
@@ -55,11 +72,29 @@ Database::Database(const posix::HostPath& path) : file_(posix::FileStamp::of(pat
     }
     std::string cause = isReplaced ? "it was replaced meanwhile" : "it may only be read";
     if (code != SQLITE_OK)
-        cause = handle_ == nullptr ? std::string(sqlite3_errstr(code))
-                                   : sqlite3_errmsg(handle_) + systemReason(handle_, code);
+        cause = openError(code);
     sqlite3_close_v2(handle_);
     const int failure = isReplaced ? SQLITE_BUSY : SQLITE_READONLY;
     throw DatabaseError(code == SQLITE_OK ? failure : primary(code), cause);
+}
+
+Database::Database(const posix::HostPath& path, Reading reading)
+    : file_(posix::FileStamp::of(path).id) {
+    configureLibrary();
+    const bool isQuiet = reading == Reading::QUIET;
+    const std::string uri = uriOf(path, isQuiet ? "immutable=1" : "readonly_shm=1");
+    const int code = sqlite3_open_v2(uri.c_str(), &handle_,
+                                     SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX |
+                                         SQLITE_OPEN_EXRESCODE,
+                                     isQuiet ? nullptr : readOnlyVfs());
+    if (code == SQLITE_OK) {
+        sqlite3_busy_handler(handle_, onBusy, this);
+        moveLogOnClose(false);
+        return;
+    }
+    const std::string cause = openError(code);
+    sqlite3_close_v2(handle_);
+    throw DatabaseError(primary(code), cause);
 }
 
 Database::~Database() {
@@ -139,6 +174,11 @@ void Database::checkpoint() {
     // Busy: another connection is at it.
     if (code != SQLITE_OK && primary(code) != SQLITE_BUSY)
         fail(code);
+}
+
+std::string Database::openError(int code) const {
+    return handle_ == nullptr ? std::string(sqlite3_errstr(code))
+                              : sqlite3_errmsg(handle_) + systemReason(handle_, code);
 }
 
 void Database::fail(int code) const {

@@ -20,6 +20,13 @@ public:
     /// Opens an existing file, to read and to write. One that loses its name meanwhile is a busy
     /// one.
     explicit Database(const posix::HostPath& path);
+    /// How to read a file without a trace: no file is made, removed or written.
+    enum class Reading {
+        SHARED, ///< the log too, beside others who read and write
+        QUIET,  ///< without log and locks: while nobody has it open, who has to be looked for
+    };
+    /// Opens an existing file, to read alone.
+    Database(const posix::HostPath& path, Reading reading);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -73,6 +80,7 @@ public:
     sqlite3* handle() const noexcept { return handle_; }
 
 private:
+    std::string openError(int code) const;
     static int onBusy(void* self, int count) noexcept;
 
     posix::FileId file_;

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "propertyapi/sqlite/ReadOnlyStore.h"
+
+#include "LockHolder.h"
+#include "SharedStore.h"
+#include "propertyapi/PropertyApiException.h"
+#include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/logger/LogRecorder.h"
+#include "support/process/ChildProcess.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <sstream>
+
+using propertyapi::PropertyApiException;
+using propertyapi::ReadOnlyStore;
+using propertyapi::SqlitePropertyApi;
+using propertyapi::SqliteSettings;
+using propertyapi::StoredProperty;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::ThrowsMessage;
+
+namespace {
+
+/// Everything below the root: names, owners, modes, sizes, times. Not when the inode changed: run
+/// by root, the library gives the index to the owner of the database, whose it is.
+std::map<std::string, std::string> everything(const SharedStore& store) {
+    std::map<std::string, std::string> found;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(store.root().path())) {
+        struct stat status {};
+        EXPECT_EQ(::lstat(entry.path().c_str(), &status), 0);
+        std::ostringstream text;
+        text << status.st_ino << ' ' << status.st_uid << ' ' << status.st_mode << ' '
+             << status.st_size << ' ' << status.st_mtim.tv_sec << '.' << status.st_mtim.tv_nsec;
+        found[entry.path()] = text.str();
+    }
+    return found;
+}
+
+/// The store as it is when its programs were killed: the last values are in the log alone.
+void leaveAsKilled(const SharedStore& store) {
+    const std::string copies = store.root().host("/copies");
+    {
+        const SqlitePropertyApi api;
+        api.setValues({{"A", "1"}}, "test");
+        ASSERT_EQ(run({"sh", "-c", "mkdir " + copies + " && cp -p " + store.file() + "* " + copies})
+                      .status,
+                  0);
+    }
+    std::filesystem::copy(copies, store.root().host("/data"),
+                          std::filesystem::copy_options::recursive |
+                              std::filesystem::copy_options::overwrite_existing);
+    ASSERT_GT(std::filesystem::file_size(store.file() + "-wal"), 0U);
+}
+
+} // namespace
+
+TEST(ReadOnlyStore, ReadsWhatIsThereAndTellsWhatIsNot) {
+    const SharedStore store;
+    SqlitePropertyApi().setValues({{"B", "2"}, {"A", "1"}, {"Empty", ""}}, "test");
+    const ReadOnlyStore reader;
+    EXPECT_THAT(reader.find({"B", "None", "Empty"}),
+                ElementsAre(StoredProperty{"B", "2", "test"}, std::nullopt,
+                            StoredProperty{"Empty", "", "test"}));
+    EXPECT_THAT(reader.list(""),
+                ElementsAre(StoredProperty{"A", "1", "test"}, StoredProperty{"B", "2", "test"},
+                            StoredProperty{"Empty", "", "test"}));
+    EXPECT_THAT(reader.list("B"), ElementsAre(StoredProperty{"B", "2", "test"}));
+    reader.check();
+}
+
+TEST(ReadOnlyStore, ListsKeysOfAnyBytes) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", std::string("a\0b", 3));
+    store.shell("INSERT INTO property(key, value) VALUES(CAST(x'41ff00' AS TEXT), CAST(x'fe' AS "
+                "TEXT)), (NULL, 'no key')");
+    EXPECT_THAT(ReadOnlyStore().list("A"),
+                ElementsAre(StoredProperty{"A", std::string("a\0b", 3), ""},
+                            StoredProperty{std::string("A\xff\0", 3), "\xfe", ""}));
+    EXPECT_THAT(ReadOnlyStore().list("A\xff"),
+                ElementsAre(StoredProperty{std::string("A\xff\0", 3), "\xfe", ""}));
+}
+
+TEST(ReadOnlyStore, LeavesAStoreThatNobodyHasOpenAsItIs) {
+    const SharedStore store;
+    {
+        const SqlitePropertyApi api;
+        api.setValue("State.A", "1");
+    }
+    store.shell("UPDATE property_meta SET value = 'an earlier boot' WHERE name = 'boot'");
+    ASSERT_EQ(::chmod(store.file().c_str(), 0644), 0);
+    ASSERT_FALSE(store.root().exists("/data/properties.db-wal"));
+    const auto before = everything(store);
+    const LogRecorder log;
+    EXPECT_THAT(ReadOnlyStore().list(""), ElementsAre(StoredProperty{"State.A", "1", ""}));
+    ReadOnlyStore().check();
+    EXPECT_EQ(everything(store), before);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(ReadOnlyStore, LeavesAStoreWhoseProgramsWereKilledAsItIs) {
+    const SharedStore store;
+    leaveAsKilled(store);
+    const auto before = everything(store);
+    EXPECT_THAT(ReadOnlyStore().list(""), ElementsAre(StoredProperty{"A", "1", "test"}));
+    EXPECT_EQ(everything(store), before);
+}
+
+TEST(ReadOnlyStore, ReadsALogWithoutItsIndexAndMakesNone) {
+    const SharedStore store;
+    leaveAsKilled(store);
+    std::filesystem::remove(store.file() + "-shm");
+    const auto before = everything(store);
+    EXPECT_THAT(ReadOnlyStore().list(""), ElementsAre(StoredProperty{"A", "1", "test"}));
+    EXPECT_EQ(everything(store), before);
+}
+
+TEST(ReadOnlyStore, ReadsAStoreThatOthersUse) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    for (int value = 1; value < 20; ++value) {
+        api.setValue("A", std::to_string(value));
+        EXPECT_THAT(ReadOnlyStore().list(""),
+                    ElementsAre(StoredProperty{"A", std::to_string(value), ""}));
+    }
+    EXPECT_TRUE(store.root().exists("/data/properties.db-wal"));
+}
+
+TEST(ReadOnlyStore, ReadsBesideAProgramThatWrites) {
+    const SharedStore store;
+    const LockHolder holder(store.file(), LockHolder::Make::STORE);
+    SqliteSettings impatient;
+    impatient.busyTimeout = std::chrono::milliseconds(0);
+    EXPECT_THAT(ReadOnlyStore(SqlitePropertyApi::STORE, impatient).find({"None"}),
+                ElementsAre(std::nullopt));
+}
+
+TEST(ReadOnlyStore, SeesOneStateWhileOthersWrite) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("Before", "1");
+    const ChildProcess writer({PROPERTY_CLIENT, "pairs", "First", "Second"});
+    for (int round = 0; round < 200; ++round) {
+        const auto pair = ReadOnlyStore().find({"First", "Second"});
+        ASSERT_EQ(pair[0].value_or(StoredProperty()).value,
+                  pair[1].value_or(StoredProperty()).value);
+    }
+}
+
+TEST(ReadOnlyStore, AMissingStoreIsNamedAndNotMade) {
+    const SharedStore store;
+    EXPECT_THAT([] { ReadOnlyStore().list(""); },
+                ThrowsMessage<PropertyApiException>("Cannot read the property store " +
+                                                    store.file() + ": it does not exist"));
+    EXPECT_FALSE(store.root().exists("/data"));
+}
+
+TEST(ReadOnlyStore, ADamagedStoreIsNamedAndLeftAsItIs) {
+    const SharedStore store;
+    store.root().write("/data/properties.db", std::string(10'000, 'x'));
+    const auto before = everything(store);
+    EXPECT_THAT([] { ReadOnlyStore().list(""); },
+                ThrowsMessage<PropertyApiException>(
+                    AllOf(HasSubstr(store.file()), HasSubstr("not a database"))));
+    EXPECT_THROW(ReadOnlyStore().check(), PropertyApiException);
+    EXPECT_EQ(everything(store), before);
+}
+
+TEST(ReadOnlyStore, ALogThatCannotBeReadIsNotPassedOver) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    std::filesystem::create_directory(store.file() + "-wal");
+    SqliteSettings impatient;
+    impatient.busyTimeout = std::chrono::milliseconds(0);
+    EXPECT_THAT([&] { ReadOnlyStore(SqlitePropertyApi::STORE, impatient).list(""); },
+                ThrowsMessage<PropertyApiException>(HasSubstr(store.file())));
+}
+
+TEST(ReadOnlyStore, AFileOfAnotherKindIsNoStore) {
+    const SharedStore store;
+    store.root().write("/data/properties.db", "");
+    EXPECT_THAT([] { ReadOnlyStore().check(); },
+                ThrowsMessage<PropertyApiException>(HasSubstr("no such table: property")));
+}
