@@ -40,7 +40,8 @@ constexpr std::string_view TABLES = R"(
 CREATE TABLE IF NOT EXISTS property(
     key TEXT PRIMARY KEY, value TEXT NOT NULL, origin TEXT NOT NULL DEFAULT '');
 CREATE TABLE property_change(
-    sequence INTEGER PRIMARY KEY, previous INTEGER NOT NULL, key TEXT, value TEXT NOT NULL);
+    sequence INTEGER PRIMARY KEY, previous INTEGER NOT NULL, key TEXT, value TEXT NOT NULL,
+    changes INTEGER NOT NULL DEFAULT 1);
 CREATE TABLE IF NOT EXISTS property_meta(
     name TEXT PRIMARY KEY, value NOT NULL) WITHOUT ROWID;
 DELETE FROM property_meta WHERE name = 'trimmed';
@@ -121,8 +122,12 @@ void prepare(Database& database, std::int64_t journalBound, const std::string& b
     transaction.commit(commit);
 }
 
-std::int64_t numbersOf(const std::string& key, const std::string& value) {
+std::int64_t numbersOf(std::string_view key, std::string_view value) {
     return 1 + static_cast<std::int64_t>((key.size() + value.size()) / UNIT);
+}
+
+std::int64_t longestRow(std::int64_t journalBound) {
+    return step(journalBound);
 }
 
 bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t previous) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace propertyapi {
 
@@ -10,11 +11,13 @@ class Database;
 
 /// Tables and triggers of the store, and the upkeep done when it is opened.
 ///
-/// property_change is the journal: a row for each write, whether it changed the value or not. Rows
-/// are numbered in commit order, and each says the number of the row before it. Numbers rise by one
-/// and by the size of key and value in units of 64 bytes, so that keeping a range of them bounds
-/// rows and bytes alike: 65,536 numbers are at most 65,536 rows and 4 MiB. The newest row is never
-/// deleted, however large it is, so no number comes again.
+/// property_change is the journal: a row for each write of another program, whether it changed the
+/// value or not, and a row for one or several changes of a client of ours (see changepack). Writes
+/// and changes are numbered in commit order; a row has the number of its last one and says the
+/// number of the row before it. Numbers rise by one and by the size of key and value in units of 64
+/// bytes, so that keeping a range of them bounds rows and bytes alike: 65,536 numbers are at most
+/// 65,536 changes and 4 MiB. The newest row is never deleted, however large it is, so no number
+/// comes again.
 namespace schema {
 
 /// Gives the store the tables and triggers that it lacks, those of an earlier version included, and
@@ -23,8 +26,10 @@ namespace schema {
 /// the journal keeps. Throws DatabaseError.
 void prepare(Database& database, std::int64_t journalBound, const std::string& bootId);
 
-/// How many numbers a row takes.
-std::int64_t numbersOf(const std::string& key, const std::string& value);
+/// How many numbers a change takes.
+std::int64_t numbersOf(std::string_view key, std::string_view value);
+/// A row that takes that many numbers, or more, takes no further change.
+std::int64_t longestRow(std::int64_t journalBound);
 /// True when the journal is to be trimmed after a row. Not after each one, as that would write both
 /// ends of the journal every time.
 bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t previous);

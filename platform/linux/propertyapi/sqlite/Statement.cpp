@@ -29,7 +29,7 @@ Statement::Run::~Run() {
     sqlite3_clear_bindings(statement_.handle_);
 }
 
-Statement::Run& Statement::Run::bind(int parameter, const std::string& value) {
+Statement::Run& Statement::Run::bind(int parameter, std::string_view value) {
     const int code = sqlite3_bind_text64(statement_.handle_, parameter, value.data(), value.size(),
                                          SQLITE_STATIC, SQLITE_UTF8);
     if (code != SQLITE_OK)

@@ -30,7 +30,7 @@ public:
         Run& operator=(const Run&) = delete;
 
         /// Parameters count from 1. Texts may hold any bytes.
-        Run& bind(int parameter, const std::string& value);
+        Run& bind(int parameter, std::string_view value);
         Run& bind(int parameter, std::int64_t value);
         /// True when there is a row (a further row).
         bool step();

@@ -63,11 +63,7 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& f
                           "origin = excluded.origin WHERE value IS NOT excluded.value")
     , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
     , delete_(*database_, "DELETE FROM property WHERE key = ?1 RETURNING value")
-    , readNewest_(*database_, "SELECT coalesce(max(sequence), 0) FROM property_change")
-    , append_(*database_, "INSERT INTO property_change(sequence, previous, key, value) "
-                          "VALUES(?1, ?2, ?3, ?4)")
-    , trim_(*database_, schema::trim(settings_.journalBound, "?1")) {
-    database_->disableTriggers();
+    , changes_(*database_, settings_.journalBound) {
     database_->execute("PRAGMA journal_size_limit = " + std::to_string(settings_.walIdleLimit));
     // The first flush of a log through a connection flushes its directory too: done here, so that a
     // write flushes once. A log that is still to be made is left to the first write, which flushes
@@ -100,7 +96,7 @@ bool StoreWriter::remove(const std::string& key, Patience::Allowance& allowance)
         Statement::Run run(delete_);
         existed = run.bind(1, key).step();
         if (existed && !run.text(0).empty())
-            note(key, {});
+            changes_.note(key, {});
     });
     return existed;
 }
@@ -117,12 +113,9 @@ void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, W
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);
     requireFiles(allowance);
-    {
-        Statement::Run run(readNewest_);
-        run.step();
-        newest_ = run.integer(0);
-    }
+    changes_.begin();
     work();
+    changes_.finish();
     transaction.commit(commit_);
 }
 
@@ -144,17 +137,8 @@ bool StoreWriter::writeOne(const std::string& key, const std::string& value,
     Statement::Run(upsert_).bind(1, key).bind(2, value).bind(3, origin).step();
     const bool differs = wasOther && database_->changedRows() > 0;
     if (differs)
-        note(key, value);
+        changes_.note(key, value);
     return differs;
-}
-
-/// Appends a change of the transaction in progress to the journal.
-void StoreWriter::note(const std::string& key, const std::string& value) {
-    const std::int64_t previous = newest_;
-    newest_ += schema::numbersOf(key, value);
-    Statement::Run(append_).bind(1, newest_).bind(2, previous).bind(3, key).bind(4, value).step();
-    if (schema::isTrimDue(settings_.journalBound, newest_, previous))
-        Statement::Run(trim_).bind(1, newest_).step();
 }
 
 /// Without flushing, only the beginning of the log anew is flushed, which keeps it sound.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ChangeWriter.h"
 #include "Database.h"
 #include "Patience.h"
 #include "SqliteSettings.h"
@@ -14,9 +15,8 @@
 
 namespace propertyapi {
 
-/// The connection that writes. Called from every thread; they write one after another. It keeps the
-/// journal itself, with the triggers that serve all other programs switched off, which is several
-/// times quicker. All operations throw DatabaseError, and then nothing is written.
+/// The connection that writes. Called from every thread; they write one after another.
+/// All operations throw DatabaseError, and then nothing is written.
 class StoreWriter {
 public:
     /// files: those that the database has open. patience: the one of all allowances.
@@ -42,7 +42,6 @@ private:
     void requireFiles(const Patience::Allowance& allowance) const;
     bool holdsAll(const IPropertyApi::Batch& batch);
     bool writeOne(const std::string& key, const std::string& value, const std::string& origin);
-    void note(const std::string& key, const std::string& value);
     void flushOnCommit(bool flush);
     void shortenLog();
 
@@ -59,10 +58,7 @@ private:
     Statement upsert_;
     Statement exists_;
     Statement delete_;
-    std::int64_t newest_ = 0; ///< number in the journal, within a transaction
-    Statement readNewest_;
-    Statement append_;
-    Statement trim_;
+    ChangeWriter changes_;
 };
 
 } // namespace propertyapi

@@ -15,9 +15,9 @@
 
 namespace propertyapi {
 
-/// Who wants to know of which key's changes, and how far each has been told. A row of the journal
-/// is a change for a subscriber when its value differs from the one that the subscriber knows: of
-/// the call before, or of the moment of the subscription.
+/// Who wants to know of which key's changes, and how far each has been told. A write in the
+/// journal is a change for a subscriber when its value differs from the one that the subscriber
+/// knows: of the call before, or of the moment of the subscription.
 ///
 /// Every operation may be called from every thread; the notification thread alone asks what to read
 /// and delivers.
