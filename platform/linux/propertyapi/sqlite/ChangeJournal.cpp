@@ -34,11 +34,15 @@ public:
     }
     /// previous: number of the row before that of the pack. last: its own.
     void addPack(std::string_view pack, std::int64_t previous, std::int64_t last) {
+        if (previous < 0 || previous > last) // forged by another program
+            return skip(last);
         for (std::int64_t number = previous; !isFull();) {
             const auto change = changepack::takeFirst(pack);
-            if (!change)
+            // A forged one ends where its numbers do.
+            const std::int64_t step = change ? schema::numbersOf(change->key, change->value) : 0;
+            if (!change || step > last - number)
                 return skip(last);
-            number += schema::numbersOf(change->key, change->value);
+            number += step;
             if (number > page_.end) // an earlier page may have ended in the middle of the pack
                 add(change->key, change->value, number);
         }
@@ -56,13 +60,13 @@ private:
 ChangeJournal::ChangeJournal(std::unique_ptr<Database> database)
     : database_(std::move(database))
     , begin_(*database_, "BEGIN")
-    , span_(*database_, "SELECT coalesce((SELECT previous FROM property_change "
+    , span_(*database_, "SELECT coalesce((SELECT previous FROM property_journal "
                         "ORDER BY sequence LIMIT 1), 0), "
-                        "coalesce((SELECT max(sequence) FROM property_change), 0)")
+                        "coalesce((SELECT max(sequence) FROM property_journal), 0)")
     // A key of another type may read like the text of another key.
     , changes_(*database_,
                "SELECT sequence, CASE typeof(key) WHEN 'text' THEN key END, value, previous, "
-               "changes FROM property_change WHERE sequence > ?1 ORDER BY sequence")
+               "changes FROM property_journal WHERE sequence > ?1 ORDER BY sequence")
     , value_(*database_, "SELECT value FROM property WHERE key = ?1") {}
 
 ChangeJournal::Span ChangeJournal::span() {
