@@ -161,7 +161,9 @@ StoreFile::Prepared StoreFile::openSound(Opening& opening) const {
         // has open, as long as that has its own.
         if (StoreFiles now(path_, *database); !database->isMoved())
             files = std::move(now);
-        schema::prepare(*database, settings_.journalBound, settings_.bootId);
+        // Nothing is written to a file that is not the store any more.
+        if (files)
+            schema::prepare(*database, settings_.journalBound, settings_.bootId);
         if (files && !database->isMoved())
             return {std::move(database), std::move(*files)};
         throw DatabaseError(SQLITE_BUSY, REPLACED);
