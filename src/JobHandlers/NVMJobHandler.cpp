@@ -81,11 +81,10 @@ ProvisioningContext NVMJobHandler::runImpl() {
     report.parametersRequested(requested);
     parameters.reserve(requested);
     prepareNvmParams();
-    if (report.isCancelled()) {
-        parameters.clear(); // all of them or none
-    } else if (parameters.empty()) {
+    const bool isWhole = !report.isCancelled(); // all of them are set or none
+    if (isWhole && parameters.empty()) {
         report.failed("no parameter is left to be set: " + firstRefusal);
-    } else {
+    } else if (isWhole) {
         report.parametersAttempted(parameters.size());
         try {
             const unsigned int applied = propertyApi->setValues(parameters, values::ORIGIN);

@@ -144,10 +144,14 @@ TEST(Certificates, TheClientCertificateOfOneRunOpensTheServerOfTheNext) {
                 HasSubstr("BEGIN ENCRYPTED PRIVATE KEY"));
     EXPECT_EQ(phone.root().read("/data/certs/client/user_pass.txt"), "key-pa55word");
     EXPECT_THAT(phone.log(), Not(HasSubstr("key-pa55word")));
-    std::size_t notices = 0;
-    for (const BusPeer::Message& message : phone.bus().messages("prov-client/sip-client"))
-        notices += message.payload.find("update_tls_security") != std::string::npos ? 1U : 0U;
-    EXPECT_EQ(notices, 2U);
+    const auto notices = [&] {
+        std::size_t count = 0;
+        for (const BusPeer::Message& message : phone.bus().messages("prov-client/sip-client"))
+            count += message.payload.find("update_tls_security") != std::string::npos ? 1U : 0U;
+        return count;
+    };
+    EXPECT_TRUE(waitUntil([&] { return notices() >= 2; }));
+    EXPECT_EQ(notices(), 2U);
 
     phone.provision(strict.tlsUrl("/p.xml"));
     EXPECT_EQ(phone.value("State.Provisioning"), "success") << phone.log();

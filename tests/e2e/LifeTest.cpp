@@ -17,7 +17,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 constexpr char BUSY_QUESTION[] = R"({"name":"AreYouBusy","parameters":{},"flag":true})";
 

@@ -252,7 +252,7 @@ TEST_F(StorePatience, WithoutALimitEachOperationHasItsOwnTime) {
             Milliseconds(60));
 }
 
-/// Another process that makes or replaces a store, and takes its time.
+/// Another process that makes a store or puts one aside, and takes its time.
 class MakerOfStores {
 public:
     explicit MakerOfStores(const std::string& directory)
@@ -266,15 +266,15 @@ private:
     ChildProcess process_;
 };
 
-TEST_F(StorePatience, LimitHoldsForOpeningToo) {
+TEST_F(StorePatience, LimitHoldsForMakingAStoreToo) {
     const MakerOfStores maker(store.root().host("/data"));
     const auto open = [&] {
-        return failureOf([&] { const SqlitePropertyApi other(STORE, {}, patience); });
+        return failureOf([&] { const SqlitePropertyApi other("/data/other.db", {}, patience); });
     };
     auto opening = std::async(std::launch::async, open);
     ASSERT_TRUE(isWaiting(opening));
-    const std::string failure = "Cannot open property store \"/data/properties.db\": cannot lock "
-                                "its directory: Resource temporarily unavailable";
+    const std::string failure = "Cannot open property store \"/data/other.db\": cannot lock its "
+                                "directory: Resource temporarily unavailable";
     Milliseconds time = timeOf([&] {
         patience->limit(Milliseconds(200));
         EXPECT_EQ(opening.get(), failure);

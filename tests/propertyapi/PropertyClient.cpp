@@ -114,6 +114,11 @@ int open(const Arguments& arguments) {
     } catch (const PropertyApiException& error) {
         std::cout << error.what() << '\n';
     }
+    // What measures coverage would complain that it cannot write its counts.
+    if (powerless) {
+        std::cout.flush();
+        std::_Exit(0);
+    }
     return 0;
 }
 

@@ -271,12 +271,12 @@ TEST(StoreFailure, ChangesThatCannotBeReadAreReportedOnceUntilTheyCouldBeReadAga
     ChangeRecorder recorder;
     api.subscribe("A", recorder.callback());
     const std::string line = "Cannot read the changes of the property store: no such table: "
-                             "property_change";
+                             "property_journal";
     const auto takeAway = [&] {
-        store.shell("ALTER TABLE property_change RENAME TO elsewhere");
+        store.shell("ALTER TABLE property_journal RENAME TO elsewhere");
     };
     const auto bringBack = [&] {
-        store.shell("ALTER TABLE elsewhere RENAME TO property_change");
+        store.shell("ALTER TABLE elsewhere RENAME TO property_journal");
     };
     takeAway();
     EXPECT_TRUE(log.waitFor(3, line));

@@ -263,7 +263,7 @@ protected:
     }
     long query(const std::string& statement) const { return std::stol(store.shell(statement)); }
 
-    const SharedStore store;
+    SharedStore store;
 };
 
 INSTANTIATE_TEST_SUITE_P(Writer, JournalBound, testing::Bool(),
@@ -272,9 +272,9 @@ INSTANTIATE_TEST_SUITE_P(Writer, JournalBound, testing::Bool(),
 TEST_P(JournalBound, HoldsForChanges) {
     const SqlitePropertyApi api("/data/properties.db", withJournalOf(128));
     writeNumbers(api, 1000);
-    EXPECT_LE(query("SELECT count(*) FROM property_change"), 128);
-    EXPECT_GE(query("SELECT count(*) FROM property_change"), 124);
-    EXPECT_EQ(query("SELECT value FROM property_change ORDER BY sequence DESC LIMIT 1"), 1000);
+    EXPECT_LE(query("SELECT count(*) FROM property_journal"), 128);
+    EXPECT_GE(query("SELECT count(*) FROM property_journal"), 124);
+    EXPECT_EQ(query("SELECT value FROM property_journal ORDER BY sequence DESC LIMIT 1"), 1000);
 }
 
 TEST_P(JournalBound, HoldsForChangesAsItIsUnlessSetOtherwise) {
@@ -284,10 +284,10 @@ TEST_P(JournalBound, HoldsForChangesAsItIsUnlessSetOtherwise) {
         batch.emplace_back("State.A", std::to_string(i));
     api.setValues(batch, "test");
     writeNumbers(api, 500);
-    EXPECT_EQ(query("SELECT sum(changes) FROM property_change"), 64'500);
+    EXPECT_EQ(query("SELECT sum(changes) FROM property_journal"), 64'500);
     writeNumbers(api, 2000);
-    EXPECT_LE(query("SELECT sum(changes) FROM property_change"), 65'536);
-    EXPECT_GE(query("SELECT sum(changes) FROM property_change"), 64'000);
+    EXPECT_LE(query("SELECT sum(changes) FROM property_journal"), 65'536);
+    EXPECT_GE(query("SELECT sum(changes) FROM property_journal"), 64'000);
 }
 
 TEST_P(JournalBound, HoldsForBytes) {
@@ -300,7 +300,7 @@ TEST_P(JournalBound, HoldsForBytes) {
         else
             api.setValue("State.Large", std::to_string(i) + std::string(100'000, 'x'));
     const auto bytes = [&] {
-        return query("SELECT sum(length(key) + length(value)) FROM property_change");
+        return query("SELECT sum(length(key) + length(value)) FROM property_journal");
     };
     EXPECT_LE(bytes(), LIMIT);
     EXPECT_GT(bytes(), LIMIT - 300'000);
@@ -314,7 +314,7 @@ TEST_P(JournalBound, HoldsForBytes) {
             api.setValue(longKey,
                          std::to_string(i) + std::string(1, '\0') + std::string(100'000, 'x'));
     EXPECT_LE(query("SELECT sum(length(CAST(key AS BLOB)) + length(CAST(value AS BLOB))) "
-                    "FROM property_change"),
+                    "FROM property_journal"),
               LIMIT);
 }
 
@@ -341,8 +341,8 @@ TEST(StoreJournal, LargeBatchTakesAFewRowsAndArrivesChangeByChange) {
     EXPECT_TRUE(waitForDelivery(api));
     EXPECT_THAT(all.values(), ElementsAreArray(values));
     EXPECT_THAT(some.values(), ElementsAreArray(few));
-    EXPECT_LT(std::stoi(store.shell("SELECT count(*) FROM property_change")), 20);
-    EXPECT_EQ(store.shell("SELECT sum(changes) FROM property_change WHERE changes > 1"),
+    EXPECT_LT(std::stoi(store.shell("SELECT count(*) FROM property_journal")), 20);
+    EXPECT_EQ(store.shell("SELECT sum(changes) FROM property_journal WHERE changes > 1"),
               std::to_string(batch.size()));
 }
 
@@ -352,13 +352,48 @@ TEST(StoreJournal, PackThatAnotherProgramForgedIsSurvived) {
     ChangeRecorder recorder;
     api.subscribe("A", recorder.callback());
     api.setValue("A", "1");
-    store.shell("INSERT INTO property_change SELECT max(sequence) + 1000, max(sequence), NULL, "
-                "CAST(x'01000000410100000032ffffffff' AS TEXT), 1000 FROM property_change");
-    store.shell("INSERT INTO property_change SELECT max(sequence) + 1, max(sequence), NULL, 'x', 0 "
-                "FROM property_change");
+    store.shell("INSERT INTO property_journal SELECT max(sequence) + 1000, max(sequence), NULL, "
+                "CAST(x'01000000410100000032ffffffff' AS TEXT), 1000 FROM property_journal");
+    store.shell(
+        "INSERT INTO property_journal SELECT max(sequence) + 1, max(sequence), NULL, 'x', 0 "
+        "FROM property_journal");
     api.setValue("A", "3");
     EXPECT_TRUE(waitForDelivery(api));
     EXPECT_THAT(recorder.values(), ElementsAre("1", "2", "3"));
+}
+
+TEST(StoreJournal, ForgedNumberAtTheEndOfTheRangeIsSurvived) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    api.setValue("A", "1");
+    ASSERT_TRUE(recorder.waitForValue("1"));
+    store.shell("INSERT INTO property_journal VALUES(9223372036854775807, 9223372036854775800, "
+                "NULL, CAST(x'01000000410100000032' AS TEXT), 2)");
+    for (const char* value : {"3", "4", "5"})
+        EXPECT_TRUE(api.setValue("A", value)) << value;
+    EXPECT_TRUE(recorder.waitForValue("5"));
+    EXPECT_TRUE(waitForDelivery(api));
+    store.shell("UPDATE property SET value = '6' WHERE key = 'A'");
+    EXPECT_TRUE(recorder.waitForValue("6"));
+}
+
+TEST(StoreJournal, WhatABatchThatFailedHadNotedIsForgotten) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "0");
+    store.shell("CREATE TABLE checked(key TEXT PRIMARY KEY, value TEXT NOT NULL CHECK(value <> "
+                "'bad'), origin TEXT NOT NULL DEFAULT ''); INSERT INTO checked SELECT * FROM "
+                "property; DROP TABLE property; ALTER TABLE checked RENAME TO property");
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    EXPECT_THROW(api.setValues({{"A", "1"}, {"B", "bad"}}, "test"),
+                 propertyapi::PropertyApiException);
+    api.setValue("C", "3");
+    EXPECT_TRUE(waitForDelivery(api));
+    EXPECT_THAT(recorder.values(), IsEmpty());
+    EXPECT_EQ(api.getValue("A"), "0");
 }
 
 TEST(StoreJournal, ValueLargerThanTheJournalArrivesOnce) {
@@ -383,7 +418,7 @@ TEST(StoreJournal, EmptiedJournalIsSurvived) {
     api.subscribe("A", recorder.callback());
     api.setValue("A", "1");
     EXPECT_TRUE(waitForDelivery(api));
-    store.shell("DELETE FROM property_change");
+    store.shell("DELETE FROM property_journal");
     api.setValue("A", "2");
     ASSERT_TRUE(recorder.waitForValue("2"));
     EXPECT_TRUE(waitForDelivery(api));
@@ -400,7 +435,7 @@ protected:
         for (int i = 1; i <= CHANGES; ++i)
             api.setValue("State.A", std::to_string(i));
         EXPECT_TRUE(recorder.waitForValue(std::to_string(CHANGES)));
-        EXPECT_GT(std::stoi(store.shell("SELECT min(sequence) FROM property_change")), 1);
+        EXPECT_GT(std::stoi(store.shell("SELECT min(sequence) FROM property_journal")), 1);
     }
     /// The values delivered after the first so many.
     static std::vector<std::string> after(const ChangeRecorder& changes, std::size_t count) {
@@ -417,7 +452,7 @@ protected:
 
 TEST_F(EmptiedJournal, LosesNothingForAClientThatWasNotBehindAndRepeatsNothing) {
     const std::size_t before = recorder.changes().size();
-    store.shell("DELETE FROM property_change");
+    store.shell("DELETE FROM property_journal");
     api.setValue("State.A", "last");
     EXPECT_TRUE(waitForDelivery(api));
     EXPECT_TRUE(waitForDelivery(api));
@@ -425,7 +460,7 @@ TEST_F(EmptiedJournal, LosesNothingForAClientThatWasNotBehindAndRepeatsNothing) 
 }
 
 TEST_F(EmptiedJournal, IsForAClientOpenedAfterwardsAsAnyOther) {
-    store.shell("DELETE FROM property_change");
+    store.shell("DELETE FROM property_journal");
     api.setValue("State.A", "before");
     const SqlitePropertyApi second("/data/properties.db", withJournalOf(64));
     ChangeRecorder changes;
@@ -436,7 +471,7 @@ TEST_F(EmptiedJournal, IsForAClientOpenedAfterwardsAsAnyOther) {
 }
 
 TEST_F(EmptiedJournal, IsForAClientThatFindsItEmptyAsAnyOther) {
-    store.shell("DELETE FROM property_change");
+    store.shell("DELETE FROM property_journal");
     const SqlitePropertyApi second("/data/properties.db", withJournalOf(64));
     ChangeRecorder changes;
     second.subscribe("State.A", changes.callback());
@@ -447,7 +482,7 @@ TEST_F(EmptiedJournal, IsForAClientThatFindsItEmptyAsAnyOther) {
 
 TEST_F(EmptiedJournal, DoesNotHaveNumbersThatCameBefore) {
     const auto newest = [this] {
-        return std::stoi(store.shell("SELECT max(sequence) FROM property_change"));
+        return std::stoi(store.shell("SELECT max(sequence) FROM property_journal"));
     };
     int number = newest();
     for (const char* statement :
@@ -456,12 +491,12 @@ TEST_F(EmptiedJournal, DoesNotHaveNumbersThatCameBefore) {
           "UPDATE property SET key = 'State.B', value = '' WHERE key = 'State.A'",
           "INSERT INTO property(key, value) VALUES('State.A', 'inserted')",
           "DELETE FROM property WHERE key = 'State.A'"}) {
-        store.shell("DELETE FROM property_change");
+        store.shell("DELETE FROM property_journal");
         store.shell(statement);
         EXPECT_GT(newest(), number) << statement;
         number = newest();
     }
-    store.shell("DELETE FROM property_change");
+    store.shell("DELETE FROM property_journal");
     api.setValue("State.A", "by a client");
     EXPECT_EQ(newest(), number + 1);
 }
@@ -471,7 +506,7 @@ TEST_F(EmptiedJournal, GivesAClientThatIsBehindTheCurrentValue) {
     const std::size_t before = recorder.changes().size();
     api.setValue("State.A", "lost");
     api.setValue("State.A", "current");
-    store.shell("DELETE FROM property_change");
+    store.shell("DELETE FROM property_journal");
     api.setValue("State.A", "last");
     blockade.release();
     EXPECT_TRUE(waitForDelivery(api));
@@ -484,7 +519,7 @@ TEST_F(EmptiedJournal, GivesAClientThatIsBehindTheCurrentValue) {
 TEST_F(EmptiedJournal, WhoseNumbersBeginAnewGivesTheCurrentValuesAndGoesOn) {
     const std::size_t before = recorder.changes().size();
     // As a program does that does not fire triggers.
-    store.shell("DROP TRIGGER property_change_keep; DELETE FROM property_change");
+    store.shell("DROP TRIGGER property_journal_keep; DELETE FROM property_journal");
     ASSERT_TRUE(recorder.waitFor(before + 1));
     api.setValue("State.A", "last");
     EXPECT_TRUE(waitForDelivery(api));

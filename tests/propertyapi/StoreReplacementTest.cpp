@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -574,6 +575,56 @@ TEST_F(StoreReplacement, LogOfAFileThatWasReplacedWhileItWasPreparedIsNotTakenFo
     EXPECT_EQ(valueThere("A"), "other");
     EXPECT_EQ(store.shell("PRAGMA integrity_check"), "ok");
     EXPECT_FALSE(files::exists(store.file() + ".corrupt"));
+}
+
+TEST_F(StoreReplacement, LogOfTheNextFileIsNotTakenForThatOfAFileThatWasReplacedMeanwhile) {
+    api->setValue("State.Of", "this boot");
+    api.reset();
+    auto holder = std::make_unique<LockHolder>(store.file());
+    auto opened = std::async([] {
+        propertyapi::SqliteSettings settings;
+        settings.bootId = "another boot";
+        return std::make_unique<SqlitePropertyApi>(STORE, settings);
+    });
+    ASSERT_TRUE(waitUntil(hasLogOpen));
+    remove({"", "-wal", "-shm"});
+    // Stays open, so that what it has committed is in the log alone.
+    sqlite3* next = nullptr;
+    ASSERT_EQ(sqlite3_open(store.file().c_str(), &next), SQLITE_OK);
+    // The client may have noticed before it waited, and be making the same store.
+    ASSERT_EQ(sqlite3_busy_timeout(next, 10'000), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(next,
+                           "PRAGMA journal_mode = WAL; CREATE TABLE IF NOT EXISTS property("
+                           "key TEXT PRIMARY KEY, value TEXT NOT NULL, origin TEXT NOT NULL "
+                           "DEFAULT ''); INSERT INTO property(key, value) VALUES('A', 'next')",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    holder.reset();
+    api = opened.get();
+    EXPECT_EQ(api->getValue("A"), "next");
+    EXPECT_EQ(valueThere("A"), "next");
+    EXPECT_EQ(sqlite3_exec(next, "UPDATE property SET value = 'last'", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    EXPECT_EQ(api->getValue("A"), "last");
+    sqlite3_close(next);
+    EXPECT_EQ(store.shell("PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(StoreReplacement, WhoWaitsForTheWriteLockWhileItOpensHoldsUpNobodyElse) {
+    api->setValue("A", "1");
+    api.reset();
+    auto holder = std::make_unique<LockHolder>(store.file());
+    auto opened = std::async([] {
+        propertyapi::SqliteSettings settings;
+        settings.bootId = "another boot";
+        return std::make_unique<SqlitePropertyApi>(STORE, settings);
+    });
+    ASSERT_TRUE(waitUntil(hasLogOpen));
+    propertyapi::SqliteSettings impatient;
+    impatient.busyTimeout = std::chrono::milliseconds(0);
+    EXPECT_EQ(SqlitePropertyApi(STORE, impatient).getValue("A"), "1");
+    holder.reset();
+    api = opened.get();
 }
 
 TEST_F(StoreReplacement, DamagedFileIsPutAside) {

@@ -33,7 +33,8 @@ public:
     explicit StubDownloader(Journal& journal) : journal_(journal) {}
 
     http::DownloadResult download(const http::UrlInfo& url, const std::string& path, http::Access,
-                                  std::uint64_t) override {
+                                  std::uint64_t maxBytes) override {
+        largest = maxBytes;
         journal_.add("download " + url.getUrl() + " to " + path);
         if (!failure.empty())
             throw std::runtime_error(failure);
@@ -44,6 +45,7 @@ public:
 
     http::DownloadResult result{true, 200};
     std::string failure;
+    std::uint64_t largest = 0; ///< allowed at the last download, in bytes
 
 private:
     Journal& journal_;
@@ -223,6 +225,11 @@ TEST_F(ProvisioningTest, RunsOneFileInThisOrder) {
                                 path,
                             "1 Provisioning: Verification of file: " + path,
                             "1 Provisioning: Found 2 valid provisioning job/s. "));
+}
+
+TEST_F(ProvisioningTest, AFileMayBeAsLargeAsADocumentAndWhatEncryptionAdds) {
+    execute("http://h/p.xml");
+    EXPECT_EQ(downloader.largest, 16'842'752U); // 16 MiB and 64 KiB
 }
 
 TEST_F(ProvisioningTest, PlaceholdersAreExpandedInUrlAndPathButNotInTheServerAddress) {

@@ -33,6 +33,7 @@ private:
     std::int64_t count_ = 0;    ///< of the changes that are still to be written
     std::string pack_;          ///< these
     Statement readNewest_;
+    Statement emptyJournal_;
     Statement append_;
     Statement trim_;
 };

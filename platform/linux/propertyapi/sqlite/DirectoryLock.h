@@ -7,8 +7,8 @@
 
 namespace propertyapi {
 
-/// Keeps other processes, and other threads, from opening, making or replacing a store in a
-/// directory meanwhile. Does not concern those who have one open.
+/// Keeps other processes, and other threads, from making a store in a directory, or putting one
+/// aside, meanwhile. Does not concern those who open one or have one open.
 class DirectoryLock {
 public:
     /// Waits for the lock as the allowance says. Throws DatabaseError.

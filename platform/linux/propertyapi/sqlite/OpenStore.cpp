@@ -29,11 +29,10 @@ OpenStore::Connections::Connections(const StoreFile& file, const SqliteSettings&
 
 OpenStore::Connections::Connections(const StoreFile& file, const SqliteSettings& settings,
                                     Patience& patience, std::uint64_t fileNumber,
-                                    Patience::Allowance& allowance,
-                                    std::unique_ptr<Database> forWriting)
+                                    Patience::Allowance& allowance, StoreFile::Prepared prepared)
     : number(fileNumber)
-    , files(file.path(), *forWriting)
-    , writer(std::move(forWriting), files, settings, patience)
+    , files(std::move(prepared.files))
+    , writer(std::move(prepared.database), files, settings, patience)
     , readers([this, &file](Patience::Allowance& readersAllowance) {
         return file.open(files, readersAllowance);
     })

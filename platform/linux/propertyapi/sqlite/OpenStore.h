@@ -43,7 +43,7 @@ public:
     private:
         Connections(const StoreFile& file, const SqliteSettings& settings, Patience& patience,
                     std::uint64_t fileNumber, Patience::Allowance& allowance,
-                    std::unique_ptr<Database> forWriting);
+                    StoreFile::Prepared prepared);
     };
 
     /// Opens the store. reopened: called when it was opened again.

@@ -23,7 +23,8 @@ constexpr std::int64_t STEPS = 64;
 constexpr std::size_t UNIT = 64;
 
 /// What earlier versions had. A journal of theirs is not read: whoever opens a store has no
-/// subscribers yet.
+/// subscribers yet. None of its names is ours, so that an earlier version goes on with a store of
+/// ours by its own means, and we go on after it.
 constexpr std::string_view CLEARANCE = R"(
 DROP TRIGGER IF EXISTS property_before_insert;
 DROP TRIGGER IF EXISTS property_after_replace;
@@ -32,6 +33,8 @@ DROP TRIGGER IF EXISTS property_update;
 DROP TRIGGER IF EXISTS property_before_rename;
 DROP TRIGGER IF EXISTS property_rename;
 DROP TRIGGER IF EXISTS property_delete;
+DROP TRIGGER IF EXISTS property_change_trim;
+DROP TRIGGER IF EXISTS property_change_emptied;
 DROP TABLE IF EXISTS property_change;
 DROP TABLE IF EXISTS property_replace;
 )";
@@ -39,7 +42,7 @@ DROP TABLE IF EXISTS property_replace;
 constexpr std::string_view TABLES = R"(
 CREATE TABLE IF NOT EXISTS property(
     key TEXT PRIMARY KEY, value TEXT NOT NULL, origin TEXT NOT NULL DEFAULT '');
-CREATE TABLE property_change(
+CREATE TABLE IF NOT EXISTS property_journal(
     sequence INTEGER PRIMARY KEY, previous INTEGER NOT NULL, key TEXT, value TEXT NOT NULL,
     changes INTEGER NOT NULL DEFAULT 1);
 CREATE TABLE IF NOT EXISTS property_meta(
@@ -54,8 +57,8 @@ std::int64_t step(std::int64_t journalBound) {
 /// What a trigger does to note a write. Sizes are of bytes, those after a NUL included. In an empty
 /// journal the number is NULL, for which the library takes 1.
 std::string append(const std::string& key, const std::string& value) {
-    const std::string newest = "(SELECT max(sequence) FROM property_change)";
-    return "INSERT INTO property_change(sequence, previous, key, value) VALUES(" + newest +
+    const std::string newest = "(SELECT max(sequence) FROM property_journal)";
+    return "INSERT INTO property_journal(sequence, previous, key, value) VALUES(" + newest +
            " + 1 + (ifnull(length(CAST(" + key + " AS BLOB)), 0) + length(CAST(" + value +
            " AS BLOB))) / " + std::to_string(UNIT) + ", ifnull(" + newest + ", 0), " + key + ", " +
            value + ")";
@@ -66,26 +69,29 @@ std::string append(const std::string& key, const std::string& value) {
 std::string triggers(std::int64_t journalBound) {
     const std::string added = append("NEW.key", "NEW.value");
     const std::string removed = append("OLD.key", "''");
-    return "CREATE TRIGGER property_insert AFTER INSERT ON property BEGIN " + added +
+    return "CREATE TRIGGER IF NOT EXISTS property_journal_insert AFTER INSERT ON property BEGIN " +
+           added +
            "; END;"
-           "CREATE TRIGGER property_update AFTER UPDATE OF key, value ON property "
+           "CREATE TRIGGER IF NOT EXISTS property_journal_update AFTER UPDATE OF key, value ON "
+           "property "
            "WHEN NEW.key IS OLD.key BEGIN " +
            added +
            "; END;"
-           "CREATE TRIGGER property_rename AFTER UPDATE OF key ON property "
+           "CREATE TRIGGER IF NOT EXISTS property_journal_rename AFTER UPDATE OF key ON property "
            "WHEN NEW.key IS NOT OLD.key BEGIN " +
            removed + "; " + added +
            "; END;"
-           "CREATE TRIGGER property_delete AFTER DELETE ON property BEGIN " +
+           "CREATE TRIGGER IF NOT EXISTS property_journal_delete AFTER DELETE ON property BEGIN " +
            removed +
            "; END;"
-           "CREATE TRIGGER property_change_trim AFTER INSERT ON property_change WHEN "
+           "CREATE TRIGGER IF NOT EXISTS property_journal_trim AFTER INSERT ON property_journal "
+           "WHEN "
            "NEW.sequence / " +
            std::to_string(step(journalBound)) + " > NEW.previous / " +
            std::to_string(step(journalBound)) + " BEGIN " + trim(journalBound, "NEW.sequence") +
            "; END;"
-           "CREATE TRIGGER property_change_keep BEFORE DELETE ON property_change "
-           "WHEN OLD.sequence = (SELECT max(sequence) FROM property_change) "
+           "CREATE TRIGGER IF NOT EXISTS property_journal_keep BEFORE DELETE ON property_journal "
+           "WHEN OLD.sequence = (SELECT max(sequence) FROM property_journal) "
            "BEGIN SELECT RAISE(IGNORE); END;";
 }
 
@@ -139,8 +145,8 @@ bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t prev
 /// index of the other column.
 std::string trim(std::int64_t journalBound, const std::string& number) {
     const std::string first = number + " - " + std::to_string(journalBound - step(journalBound));
-    return "DELETE FROM property_change WHERE previous < " + first + " AND sequence <= min(" +
-           number + " - 1, (SELECT min(sequence) FROM property_change WHERE sequence >= " + first +
+    return "DELETE FROM property_journal WHERE previous < " + first + " AND sequence <= min(" +
+           number + " - 1, (SELECT min(sequence) FROM property_journal WHERE sequence >= " + first +
            "))";
 }
 

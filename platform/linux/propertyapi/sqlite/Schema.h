@@ -11,7 +11,7 @@ class Database;
 
 /// Tables and triggers of the store, and the upkeep done when it is opened.
 ///
-/// property_change is the journal: a row for each write of another program, whether it changed the
+/// property_journal is the journal: a row for each write of another program, whether it changed the
 /// value or not, and a row for one or several changes of a client of ours (see changepack). Writes
 /// and changes are numbered in commit order; a row has the number of its last one and says the
 /// number of the row before it. Numbers rise by one and by the size of key and value in units of 64

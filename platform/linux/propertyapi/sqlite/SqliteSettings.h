@@ -11,8 +11,8 @@ namespace propertyapi {
 struct SqliteSettings {
     /// How long an operation waits for a store that others are writing to.
     std::chrono::milliseconds busyTimeout = std::chrono::seconds(10);
-    /// How many changes the journal keeps at least; a value's size counts too, as one change for
-    /// each whole KiB. Settled by the client that creates the store.
+    /// How many numbers the journal keeps (see schema). The triggers have that of the client that
+    /// made them.
     std::int64_t journalBound = 65'536;
     /// This boot of the machine; empty: the kernel's boot id.
     std::string bootId = {};

@@ -86,22 +86,35 @@ void moveOver(const HostPath& from, const HostPath& to) {
 StoreFile::StoreFile(HostPath path, const SqliteSettings& settings)
     : path_(std::move(path)), directory_(parentOf(path_)), settings_(settings) {}
 
-std::unique_ptr<Database> StoreFile::prepare(Patience::Allowance& allowance) const {
+StoreFile::Prepared StoreFile::prepare(Patience::Allowance& allowance) const {
     makeDirectories(directory_);
+    Opening opening{allowance};
+    // Without the lock: who holds up one process that opens the store holds up no other one.
+    if (auto prepared = openExisting(opening))
+        return std::move(*prepared);
     const DirectoryLock lock(directory_, allowance);
-    if (exists(path_)) {
-        closeToOthers();
-        try {
-            return openSound(allowance);
-        } catch (const DatabaseError& error) {
-            if (!error.isDamage())
-                throw;
-            putAside(error.what());
-        }
-    }
+    // Another process may have made or replaced it before the lock.
+    if (auto prepared = openExisting(opening))
+        return std::move(*prepared);
+    if (exists(path_))
+        putAside(opening.damage);
     create();
     lock.flush();
-    return openSound(allowance);
+    return openSound(opening);
+}
+
+/// Nothing when there is no file, or a damaged one.
+std::optional<StoreFile::Prepared> StoreFile::openExisting(Opening& opening) const {
+    if (!exists(path_))
+        return std::nullopt;
+    try {
+        return openSound(opening);
+    } catch (const DatabaseError& error) {
+        if (!error.isDamage())
+            throw;
+        opening.damage = error.what();
+        return std::nullopt;
+    }
 }
 
 std::unique_ptr<Database> StoreFile::open(Patience::Allowance& allowance) const {
@@ -135,31 +148,43 @@ void StoreFile::removeOrphansOf(const StoreFiles& files) {
         removeIfThere(orphan);
 }
 
-std::unique_ptr<Database> StoreFile::openSound(Patience::Allowance& allowance) const {
-    auto database = open(allowance);
+StoreFile::Prepared StoreFile::openSound(Opening& opening) const {
+    if (const auto file = FileStamp::of(path_).id; std::exchange(opening.closed, file) != file)
+        closeToOthers();
+    auto database = open(opening.allowance);
     // A file that is damaged or was replaced is left as it was found, its log beside it.
     database->moveLogOnClose(false);
+    std::optional<StoreFiles> files;
     try {
-        prepare(*database);
-        if (!database->isMoved())
-            return database;
+        requireSound(*database);
+        // Before any wait for others: what has the names of log and index now is what the database
+        // has open, as long as that has its own.
+        if (StoreFiles now(path_, *database); !database->isMoved())
+            files = std::move(now);
+        // Nothing is written to a file that is not the store any more.
+        if (files)
+            schema::prepare(*database, settings_.journalBound, settings_.bootId);
+        if (files && !database->isMoved())
+            return {std::move(database), std::move(*files)};
         throw DatabaseError(SQLITE_BUSY, REPLACED);
     } catch (const DatabaseError& error) {
         if (!database->isMoved())
             throw;
         // Whatever was wrong with the file, it is not the one to be judged any more.
-        removeOrphansOf(StoreFiles(path_, *database));
+        if (files)
+            removeOrphansOf(*files);
         throw DatabaseError(SQLITE_BUSY, error.what());
     }
 }
 
-void StoreFile::prepare(Database& database) const {
+void StoreFile::requireSound(Database& database) {
     if (const std::string found = database.query("PRAGMA integrity_check(1)"); found != "ok")
         throw DatabaseError(SQLITE_CORRUPT, found);
     if (const std::string mode = database.query("PRAGMA journal_mode = WAL"); mode != "wal")
         throw DatabaseError(SQLITE_CANTOPEN, "it cannot have a write-ahead log");
     database.execute("PRAGMA synchronous = FULL");
-    schema::prepare(database, settings_.journalBound, settings_.bootId);
+    database.query(
+        "SELECT count(*) FROM sqlite_schema"); // makes log and index where they are missing
 }
 
 /// Before the store is opened: log and index are made with the mode of the database.

@@ -8,6 +8,7 @@
 #include "posix/HostPath.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace propertyapi {
@@ -18,10 +19,14 @@ class StoreFile {
 public:
     StoreFile(posix::HostPath path, const SqliteSettings& settings);
 
+    struct Prepared {
+        std::unique_ptr<Database> database;
+        StoreFiles files; ///< those that it has open
+    };
     /// Opens the store to use it: afterwards it exists, is sound, has its tables and holds no
     /// values of another boot. The database goes on waiting by the allowance, and leaves the log
     /// where it is when it is closed.
-    std::unique_ptr<Database> prepare(Patience::Allowance& allowance) const;
+    Prepared prepare(Patience::Allowance& allowance) const;
     /// Opens a prepared store, whose files are open, once more; fails where they were replaced. The
     /// same holds for the allowance.
     std::unique_ptr<Database> open(const StoreFiles& files, Patience::Allowance& allowance) const;
@@ -32,8 +37,16 @@ public:
 
 private:
     std::unique_ptr<Database> open(Patience::Allowance& allowance) const;
-    std::unique_ptr<Database> openSound(Patience::Allowance& allowance) const;
-    void prepare(Database& database) const;
+    /// What is known while the store is being opened.
+    struct Opening {
+        Patience::Allowance& allowance;
+        std::string damage = {};   ///< of the file that was there
+        posix::FileId closed = {}; ///< the file that was closed to others
+    };
+
+    std::optional<Prepared> openExisting(Opening& opening) const;
+    Prepared openSound(Opening& opening) const;
+    static void requireSound(Database& database);
     static void removeOrphansOf(const StoreFiles& files);
     void closeToOthers() const;
     void putAside(const std::string& damage) const;

@@ -9,7 +9,7 @@ StoreReader::StoreReader(std::unique_ptr<Database> database)
     : database_(std::move(database))
     , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
     , value_(*database_, "SELECT value FROM property WHERE key = ?1")
-    , state_(*database_, "SELECT coalesce((SELECT max(sequence) FROM property_change), 0), "
+    , state_(*database_, "SELECT coalesce((SELECT max(sequence) FROM property_journal), 0), "
                          "(SELECT value FROM property WHERE key = ?1)") {}
 
 bool StoreReader::exists(const std::string& key) {
