@@ -5,13 +5,14 @@
 
 namespace ovoctl {
 
-/// The command line was wrong; the text is the sentence for the user.
+/// The program was used wrongly. The text is a sentence for the user.
 class Misuse : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Nobody could be asked; the text is the sentence for the user.
+/// Who was to be asked (broker, store, daemon, file) could not be asked. The text is a sentence for
+/// the user.
 class Unaskable : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -3,12 +3,12 @@
 
 namespace ovoctl {
 
-/// How a command ended: the exit status of the program.
+/// What a command came to: the program's exit status.
 enum class Outcome {
     FINE = 0,
-    FINDING = 1,  ///< something was found, or a run was no success
-    MISUSE = 2,   ///< the command line was wrong
-    UNASKABLE = 3 ///< nobody could be asked: no broker, no store, no daemon, no file
+    FINDING = 1,   ///< a finding, or a run that was no success
+    MISUSE = 2,    ///< used wrongly
+    UNASKABLE = 3, ///< who was to be asked could not be asked
 };
 
 } // namespace ovoctl

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ReportView.h"
 
-#include "../Failure.h"
+#include "ovoctl/Failure.h"
 #include "text/Escape.h"
 
 #include <json/reader.h>

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Endless.h"
+
+#include "posix/PollTimeout.h"
+
+#include <limits.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <iostream>
+#include <system_error>
+
+namespace ovoctl {
+
+namespace {
+
+int openSignals() {
+    const sigset_t signals = app::SignalBlock::signals();
+    const int descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (descriptor < 0)
+        throw std::system_error(errno, std::generic_category(), "Waiting for signals");
+    return descriptor;
+}
+
+} // namespace
+
+Endless::Endless() : received_(openSignals()) {}
+
+bool Endless::wait(pollfd& descriptor, std::optional<Clock::time_point> latest) {
+    while (!isOver_) {
+        // Without any event asked for, the output reports that nobody reads it.
+        std::array<pollfd, 3> descriptors{
+            {{received_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, descriptor}};
+        const int ready = ::poll(descriptors.data(), descriptors.size(),
+                                 latest ? posix::pollTimeout(*latest) : -1);
+        if (ready < 0 && errno != EINTR)
+            throw std::system_error(errno, std::generic_category(), "Waiting");
+        if (ready < 0)
+            continue;
+        descriptor.revents = descriptors[2].revents;
+        if (descriptors[0].revents != 0 && isToldToEnd())
+            return false;
+        const bool isReaderLeft = (descriptors[1].revents & (POLLERR | POLLHUP)) != 0;
+        if (isReaderLeft)
+            return false;
+        if (descriptor.revents != 0 || (latest && Clock::now() >= *latest))
+            return true;
+    }
+    return false;
+}
+
+/// Takes the signal, which would end the process once it is not blocked any more.
+bool Endless::isToldToEnd() {
+    signalfd_siginfo signal{};
+    isOver_ = ::read(received_.get(), &signal, sizeof signal) == sizeof signal;
+    return isOver_;
+}
+
+/// A pipe that is ready takes that much at once.
+bool Endless::print(std::string_view text) {
+    while (!text.empty()) {
+        pollfd output{STDOUT_FILENO, POLLOUT, 0};
+        if (!wait(output))
+            return false;
+        const std::size_t size = std::min<std::size_t>(text.size(), PIPE_BUF);
+        std::cout << text.substr(0, size) << std::flush;
+        text.remove_prefix(size);
+    }
+    return true;
+}
+
+} // namespace ovoctl
