@@ -36,6 +36,8 @@ std::string textOf(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
     builder["emitUTF8"] = true;
+    builder["precisionType"] = "decimal";
+    builder["precision"] = 3; // seconds
     return Json::writeString(builder, value);
 }
 

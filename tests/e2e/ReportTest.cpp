@@ -58,8 +58,11 @@ TEST(Report, RunsCountOverARestartOfTheDaemon) {
     phone.publishEncrypted("/prov/provisioning.xml", parameterFile(param("Time.Zone", "UTC")));
     phone.boot(phone.url("/prov/"));
     EXPECT_EQ(phone.stop(), 0);
+    const std::size_t asked = phone.bus().messages("prov-client/netmgr").size();
     phone.start();
+    ASSERT_TRUE(phone.bus().waitForCount("prov-client/netmgr", asked + 1)) << phone.log();
     phone.answerReady();
+    ASSERT_TRUE(phone.waitForLog("Provisioning on boot up already done, skipping"));
     phone.provision(phone.url("/prov/missing.xml"));
     const std::string text = phone.value("State.Provisioning.Report");
     const Json::Value report = parsed(text);

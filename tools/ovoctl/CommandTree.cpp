@@ -7,6 +7,8 @@
 #include "ovoctl/property/PropertyCommand.h"
 #include "ovoctl/reference/BashCompletion.h"
 #include "ovoctl/reference/ManPage.h"
+#include "ovoctl/run/RunCommand.h"
+#include "ovoctl/run/StatusCommand.h"
 #include "text/Quote.h"
 
 #include <algorithm>
@@ -19,7 +21,8 @@ namespace ovoctl {
 
 namespace {
 
-constexpr std::array ADD_COMMAND = {addPropertyCommand, addBusCommand, addCryptCommand};
+constexpr std::array ADD_COMMAND = {addRunCommand, addStatusCommand, addPropertyCommand,
+                                    addBusCommand, addCryptCommand};
 
 constexpr const char* FOOTER = R"(Exit status:
   0  fine

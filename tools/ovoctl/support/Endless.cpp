@@ -8,10 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <iostream>
 #include <system_error>
+#include <vector>
 
 namespace ovoctl {
 
@@ -29,24 +29,28 @@ int openSignals() {
 
 Endless::Endless() : received_(openSignals()) {}
 
-bool Endless::wait(pollfd& descriptor, std::optional<Clock::time_point> latest) {
+bool Endless::wait(std::span<pollfd> wanted, std::optional<Clock::time_point> latest) {
     while (!isOver_) {
         // Without any event asked for, the output reports that nobody reads it.
-        std::array<pollfd, 3> descriptors{
-            {{received_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, descriptor}};
+        std::vector<pollfd> descriptors{{received_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+        descriptors.insert(descriptors.end(), wanted.begin(), wanted.end());
         const int ready = ::poll(descriptors.data(), descriptors.size(),
                                  latest ? posix::pollTimeout(*latest) : -1);
         if (ready < 0 && errno != EINTR)
             throw std::system_error(errno, std::generic_category(), "Waiting");
         if (ready < 0)
             continue;
-        descriptor.revents = descriptors[2].revents;
+        bool isReady = false;
+        for (std::size_t index = 0; index < wanted.size(); ++index) {
+            wanted[index].revents = descriptors[index + 2].revents;
+            isReady = isReady || wanted[index].revents != 0;
+        }
         if (descriptors[0].revents != 0 && isToldToEnd())
             return false;
         const bool isReaderLeft = (descriptors[1].revents & (POLLERR | POLLHUP)) != 0;
         if (isReaderLeft)
             return false;
-        if (descriptor.revents != 0 || (latest && Clock::now() >= *latest))
+        if (isReady || (latest && Clock::now() >= *latest))
             return true;
     }
     return false;

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <optional>
+#include <span>
 #include <string_view>
 
 namespace ovoctl {
@@ -25,7 +26,12 @@ public:
 
     /// Waits until the descriptor is ready for its events, or for a point in time; false when the
     /// command is to end.
-    bool wait(pollfd& descriptor, std::optional<Clock::time_point> latest = std::nullopt);
+    bool wait(pollfd& descriptor, std::optional<Clock::time_point> latest = std::nullopt) {
+        return wait(std::span(&descriptor, 1), latest);
+    }
+    /// The same for one of several descriptors.
+    bool wait(std::span<pollfd> descriptors,
+              std::optional<Clock::time_point> latest = std::nullopt);
     /// Writes to std::cout and flushes it, also where the reader is slow. False when the command is
     /// to end. Throws as Output says.
     bool print(std::string_view text);

@@ -9,6 +9,7 @@ std::string jsonLine(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
     builder["emitUTF8"] = true;
+    builder["precision"] = 15; // 0.003 as it was written
     return Json::writeString(builder, value) + "\n";
 }
 

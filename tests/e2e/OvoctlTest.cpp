@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command-line tool beside the real daemon: asking for runs, following them, reading reports.
+
+#include "Phone.h"
+#include "support/process/ChildProcess.h"
+#include "support/process/WaitUntil.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+class Ovoctl : public testing::Test {
+protected:
+    /// Both outputs together.
+    static Finished ctl(const std::vector<std::string>& words) {
+        std::vector<std::string> arguments{OVOCTL};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        return run(arguments);
+    }
+    /// A phone whose run at boot is done.
+    void boot() {
+        phone.publishEncrypted(
+            "/prov/provisioning.xml",
+            parameterFile(param("Time.Zone", "UTC") + param("NET.VLAN.Id", "s3cret")));
+        phone.store().setValue("NET.VLAN.Locked", "1");
+        phone.boot(phone.url("/prov/"));
+    }
+
+    Phone phone;
+};
+
+TEST_F(Ovoctl, FollowsARunToItsReport) {
+    boot();
+    const Finished success = ctl({"run", "--wait"});
+    EXPECT_EQ(success.status, 0) << success.output;
+    EXPECT_THAT(success.output,
+                AllOf(HasSubstr("Run 2 of " + phone.url("/prov/") + ": success, "),
+                      HasSubstr("2 parameters, 1 attempted, 0 changed\n"),
+                      MatchesRegex("(.|\n)*    NET\\.VLAN\\.Id +refused  is locked by "
+                                   "\"NET\\.VLAN\\.Locked\"\n"),
+                      Not(HasSubstr("s3cret"))));
+    const Finished failure = ctl({"run", "--wait", phone.url("/prov/missing.xml")});
+    EXPECT_EQ(failure.status, 1);
+    EXPECT_THAT(failure.output,
+                AllOf(HasSubstr("Run 3 of " + phone.url("/prov/missing.xml") + ": fail, "),
+                      HasSubstr("HTTP 404"), HasSubstr("First failure: ")));
+    EXPECT_EQ(phone.stop(), 0);
+}
+
+TEST_F(Ovoctl, OnlyAsksWhereNobodyWatches) {
+    boot();
+    const Finished asked = ctl({"run", phone.url("/prov/missing.xml")});
+    EXPECT_EQ(asked.status, 0);
+    EXPECT_EQ(asked.output, "");
+    EXPECT_TRUE(phone.waitForValue("State.Provisioning", "fail"));
+    EXPECT_EQ(phone.stop(), 0);
+}
+
+TEST_F(Ovoctl, SaysWhyNothingHappens) {
+    const auto expectRefused = [](const std::vector<std::string>& words, const std::string& why) {
+        const Finished refused = ctl(words);
+        EXPECT_EQ(refused.status, 3) << why;
+        EXPECT_THAT(refused.output, HasSubstr(why));
+    };
+    const std::string lock = phone.root().host("/run/halden/prov-client.lock");
+    expectRefused({"run", "--wait"},
+                  "no daemon runs below this root: nobody holds the lock " + lock);
+    phone.start();
+    phone.answerReady();
+    ASSERT_TRUE(phone.waitForLog("Execute provisioning on boot up "));
+    phone.waitForBootUp();
+    phone.store().removeValue("System.Provision.ProvisioningServer");
+    expectRefused({"run", "--wait"}, "no URL is given, and no server is configured");
+    phone.store().setValue("State.Provisioning.OnBootUp", "");
+    expectRefused({"run", "--wait", phone.url("/a.xml")}, "the run at boot is not done");
+    const Finished malformed = ctl({"run", "no url"});
+    EXPECT_EQ(malformed.status, 3) << "the boot-up run comes first";
+    phone.store().setValue("State.Provisioning.OnBootUp", "done");
+    EXPECT_EQ(ctl({"run", "no url"}).status, 2);
+    EXPECT_EQ(phone.stop(), 0);
+    expectRefused({"run"}, "no daemon runs below this root");
+}
+
+TEST(OvoctlOnASlowServer, EndsWithTheTimeOrTheDaemon) {
+    Phone phone("location / { limit_rate 1k; }");
+    phone.publishPlain("/p.xml", parameterFile(param("A", "1")));
+    phone.publishPlain("/slow.xml", parameterFile(param("A", std::string(200'000, 'x'))));
+    phone.boot(phone.url("/p.xml"));
+    const std::vector<std::string> words{OVOCTL, "run", "--wait"};
+    const auto with = [&](std::vector<std::string> further) {
+        std::vector<std::string> all = words;
+        all.insert(all.end(), further.begin(), further.end());
+        return all;
+    };
+    const Finished late = run(with({"--timeout", "0.5", phone.url("/slow.xml")}));
+    EXPECT_EQ(late.status, 3);
+    EXPECT_THAT(late.output, AllOf(HasSubstr("the run has not ended in time; it goes on"),
+                                   HasSubstr(phone.url("/slow.xml") + "\n")));
+    EXPECT_EQ(phone.value("State.Provisioning.InProgress"), "1");
+
+    // It waits for the run in progress, which ends with the daemon.
+    auto following =
+        std::async(std::launch::async, [&] { return run(with({phone.url("/p.xml")})); });
+    ASSERT_TRUE(waitUntil([&] {
+        return phone.countLog("Previous provisioning is not finished yet") == 1;
+    })) << phone.log();
+    phone.daemon().signal(SIGKILL);
+    phone.daemon().wait();
+    const Finished ended = following.get();
+    EXPECT_EQ(ended.status, 3);
+    EXPECT_THAT(ended.output, HasSubstr("no daemon runs below this root"));
+}
+
+TEST_F(Ovoctl, ShowsStatusAndReport) {
+    EXPECT_EQ(ctl({"report"}).status, 3);
+    const Finished before = ctl({"status"});
+    EXPECT_EQ(before.status, 1);
+    EXPECT_THAT(before.output, AllOf(HasSubstr("Daemon        not running\n"),
+                                     HasSubstr("Last run      none since the phone booted\n")));
+    boot();
+    const Finished status = ctl({"status"});
+    EXPECT_EQ(status.status, 0);
+    EXPECT_THAT(status.output,
+                AllOf(StartsWith("Daemon        running (process "),
+                      HasSubstr("Run at boot   done\n"), HasSubstr("Now           no run\n"),
+                      HasSubstr("Last run      Run 1 of ")));
+    const Finished json = ctl({"status", "--json"});
+    EXPECT_THAT(json.output, AllOf(HasSubstr("\"daemon\":true"), HasSubstr("\"run\":1")));
+    EXPECT_EQ(ctl({"report", "--json"}).output, phone.value("State.Provisioning.Report") + "\n");
+    EXPECT_EQ(ctl({"report", "1"}).status, 0);
+    const Finished other = ctl({"report", "7"});
+    EXPECT_EQ(other.status, 3);
+    EXPECT_THAT(other.output, HasSubstr("the store keeps the last one, of run 1"));
+    phone.provision(phone.url("/prov/missing.xml"));
+    EXPECT_EQ(ctl({"report"}).status, 1);
+    EXPECT_EQ(ctl({"status"}).status, 1);
+    phone.store().setValue("State.Provisioning.Report", "scribbled over");
+    EXPECT_EQ(ctl({"report"}).status, 3);
+    EXPECT_EQ(phone.stop(), 0);
+}
+
+} // namespace

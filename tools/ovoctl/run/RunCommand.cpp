@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "RunCommand.h"
+
+#include "PhoneState.h"
+#include "ProgressLine.h"
+#include "ReportView.h"
+#include "RunFollower.h"
+#include "Vocabulary.h"
+#include "http/UrlInfo.h"
+#include "ovoctl/Failure.h"
+#include "ovoctl/support/JsonLine.h"
+#include "ovoctl/support/Words.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace ovoctl {
+
+namespace {
+
+using Clock = RunFollower::Clock;
+
+constexpr std::chrono::seconds BUS_TIMEOUT{5};
+constexpr double LONGEST_SECONDS = 1e6;
+
+struct Options {
+    std::string url;
+    bool mustWait = false;
+    bool mustNotWait = false;
+    double seconds = 0; ///< 0: as long as it takes
+    bool isJson = false;
+};
+
+std::string urlOf(const Options& options, const PhoneState& state) {
+    if (!options.url.empty()) {
+        requireText("URL", options.url);
+        try {
+            http::UrlInfo{options.url};
+        } catch (const std::exception& error) {
+            throw Misuse(error.what());
+        }
+        return options.url;
+    }
+    if (state.server.empty())
+        throw Unaskable(std::string("no URL is given, and no server is configured: ") +
+                        ovo::keys::PROVISIONING_SERVER + " is empty");
+    return state.server;
+}
+
+std::optional<Clock::time_point> latestOf(const Options& options) {
+    if (options.seconds <= 0)
+        return std::nullopt;
+    return Clock::now() + std::chrono::milliseconds(
+                              static_cast<std::chrono::milliseconds::rep>(options.seconds * 1000));
+}
+
+Outcome runOnce(const Options& options) {
+    const PhoneState state = PhoneState::read();
+    requireDaemon();
+    if (!state.isBootUpDone)
+        throw Unaskable("the run at boot is not done, and the daemon drops requests until then: it "
+                        "may wait for the phone's other services, which its log names");
+    const std::string url = urlOf(options, state);
+    const auto latest = latestOf(options);
+    RunFollower follower(Clock::now() + BUS_TIMEOUT);
+    follower.request(url, Clock::now() + BUS_TIMEOUT);
+    const bool waits = !options.mustNotWait && (options.mustWait || ::isatty(STDOUT_FILENO) == 1);
+    if (!waits)
+        return Outcome::FINE;
+    // A run that is in progress leaves its report first.
+    const std::uint64_t run = state.lastRun() + (state.isInProgress ? 2 : 1);
+    std::optional<std::string> text;
+    {
+        ProgressLine line;
+        text = follower.wait(run, state.isInProgress, latest,
+                             [&](const Json::Value& progress) { line.show(progress); });
+    }
+    if (!text)
+        throw Unaskable("told to end before the run did; it goes on");
+    const Json::Value report = parseReport(*text);
+    std::cout << (options.isJson ? jsonLine(report) : describeReport(report));
+    return report["result"] == ovo::values::SUCCESS ? Outcome::FINE : Outcome::FINDING;
+}
+
+} // namespace
+
+void addRunCommand(CLI::App& app, Outcome& outcome) {
+    auto options = std::make_shared<Options>();
+    CLI::App& command =
+        *app.add_subcommand("run", "Ask the daemon for a run, follow it, and end with its result");
+    command.add_option("URL", options->url,
+                       "Provisioning file or its server (default: the configured server)");
+    auto* wait = command.add_flag("--wait", options->mustWait,
+                                  "Wait for the end of the run (the default on a terminal)");
+    command.add_flag("--no-wait", options->mustNotWait, "Only ask for the run")->excludes(wait);
+    command
+        .add_option("--timeout", options->seconds,
+                    "Seconds after which waiting ends (default: none); the run goes on")
+        ->check(CLI::Range(0.0, LONGEST_SECONDS));
+    command.add_flag("--json", options->isJson, "Print the run's report as JSON");
+    setExample(command, "ovoctl run --wait http://prov.example.com/phone.xml");
+    command.callback([options, &outcome] { outcome = runOnce(*options); });
+}
+
+} // namespace ovoctl

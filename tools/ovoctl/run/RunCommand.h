@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "ovoctl/Outcome.h"
+
+#include <CLI/App.hpp>
+
+namespace ovoctl {
+
+/// "run": asks the daemon for a run and follows it.
+void addRunCommand(CLI::App& app, Outcome& outcome);
+
+} // namespace ovoctl
