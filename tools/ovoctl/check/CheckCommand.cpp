@@ -159,8 +159,7 @@ void addCheckCommand(CLI::App& app, Outcome& outcome) {
            "URL");
     command->add_option("--allow", arguments->allowed, "A rule that may be broken; repeatable")
         ->type_name("RULE")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false);
     option("--format", arguments->format, "text, json (an object a line) or sarif", "FORMAT")
         ->check(CLI::IsMember({"text", "json", "sarif"}));
     command->add_flag("--json", arguments->isJson, "The same as --format json");

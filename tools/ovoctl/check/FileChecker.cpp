@@ -492,9 +492,11 @@ std::string FileChecker::urlFault(const std::string& url) const {
             Utils::prependServerAddressToRelativeURL(url, origin_.address.getAbsolutePath()));
         return {};
     } catch (const http::UrlException&) {
+        // A text that is not a URL may hold credentials anywhere.
+        const std::string shown =
+            url.find('@') == std::string::npos ? "the URL " + Utils::shortQuote(url) : "the URL";
         if (url.front() != '/' && url.find("://") == std::string::npos)
-            return "the URL " + Utils::shortQuote(http::withoutCredentials(url)) +
-                   " is neither complete nor begins with \"/\"";
+            return shown + " is neither complete nor begins with \"/\"";
     }
     try {
         static_cast<void>(http::UrlInfo(url));
