@@ -41,13 +41,13 @@ CustomScenarioJobHandler::CustomScenarioJobHandler(
     RunReport& runReport)
     : JobHandler(jobNode, std::move(store), runReport),
       stepHandlers{
-          {StepTypes::CERTIFICATE, &CustomScenarioJobHandler::downloadCertificate},
-          {StepTypes::UNLOCK_FUNCTION_KEYS, &CustomScenarioJobHandler::unlockFunctionKeys},
-          {StepTypes::REDIRECT, &CustomScenarioJobHandler::redirect},
-          {StepTypes::LOCAL_PHONE_BOOK, &CustomScenarioJobHandler::downloadLocalPhoneBook},
-          {StepTypes::CLIENT_CERTIFICATE, &CustomScenarioJobHandler::downloadClientCertificate},
-          {StepTypes::CLIENT_KEY, &CustomScenarioJobHandler::downloadPrivateKey},
-          {StepTypes::WALLPAPER, &CustomScenarioJobHandler::downloadWallpaper},
+          {steps::CERTIFICATE, &CustomScenarioJobHandler::downloadCertificate},
+          {steps::UNLOCK_FUNCTION_KEYS, &CustomScenarioJobHandler::unlockFunctionKeys},
+          {steps::REDIRECT, &CustomScenarioJobHandler::redirect},
+          {steps::LOCAL_PHONE_BOOK, &CustomScenarioJobHandler::downloadLocalPhoneBook},
+          {steps::CLIENT_CERTIFICATE, &CustomScenarioJobHandler::downloadClientCertificate},
+          {steps::CLIENT_KEY, &CustomScenarioJobHandler::downloadPrivateKey},
+          {steps::WALLPAPER, &CustomScenarioJobHandler::downloadWallpaper},
       },
       fileDownloader(std::move(downloader)), security(std::move(securityService)),
       phoneConfig(configuration), localPhoneBookUpdater(phoneBookUpdater), publisher(busPublisher),
@@ -116,16 +116,16 @@ bool CustomScenarioJobHandler::fetch(const http::UrlInfo& url, const std::string
 }
 
 http::UrlInfo CustomScenarioJobHandler::getUrl(const Step& step) const {
-    return Utils::prependServerAddressToRelativeURL(attributeOf(step, StepTypes::ATTR_URL),
+    return Utils::prependServerAddressToRelativeURL(attributeOf(step, steps::ATTR_URL),
                                                     serverAddress.getAbsolutePath());
 }
 
 std::string CustomScenarioJobHandler::getCertificateFlags(const Step& step) const {
-    return valueOrEmpty(step, StepTypes::ATTR_FLAGS);
+    return valueOrEmpty(step, steps::ATTR_FLAGS);
 }
 
 std::string CustomScenarioJobHandler::getPassword(const Step& step) const {
-    return valueOrEmpty(step, StepTypes::ATTR_PASSWORD);
+    return valueOrEmpty(step, steps::ATTR_PASSWORD);
 }
 
 bool CustomScenarioJobHandler::downloadCertificate(const Step& step) {
@@ -233,8 +233,7 @@ bool CustomScenarioJobHandler::downloadLocalPhoneBook(const Step& step) const {
         return true;
     }
     const http::UrlInfo url = getUrl(step);
-    if (const std::string period = valueOrEmpty(step, StepTypes::ATTR_RENEW_PERIOD);
-        !period.empty())
+    if (const std::string period = valueOrEmpty(step, steps::ATTR_RENEW_PERIOD); !period.empty())
         propertyApi->setValue(keys::PHONE_BOOK_PERIOD, period);
     localPhoneBookUpdater.setUrl(url);
     std::string cause;

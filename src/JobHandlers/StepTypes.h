@@ -4,7 +4,7 @@
 #include <array>
 
 /// The steps of scenarios: values of the attribute "type" of a step, and what else each kind reads.
-namespace ovo::StepTypes {
+namespace ovo::steps {
 
 inline constexpr char CERTIFICATE[] = "certificate";
 inline constexpr char CLIENT_CERTIFICATE[] = "Clientcertificate";
@@ -36,4 +36,4 @@ inline constexpr std::array<StepType, 7> ALL{{
     {UNLOCK_FUNCTION_KEYS, false},
 }};
 
-} // namespace ovo::StepTypes
+} // namespace ovo::steps

@@ -16,9 +16,7 @@
 namespace {
 
 using testing::AllOf;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
@@ -180,6 +178,12 @@ TEST_F(CheckCommand, ThePhoneIsTheOneBelowTheRoot) {
         checked({"--root", phone.path(), "--mac", "02:00:00:00:00:02", path("other.xml")}).status,
         0);
     EXPECT_EQ(checked({"--product", "hd9", good()}).status, 0);
+    phone.write("/etc/ovo.d/key", "the key\n");
+    EXPECT_EQ(run({"openssl", "enc", "-aes-128-cbc", "-pbkdf2", "-in", good(), "-out",
+                   path("good.enc"), "-pass", "file:" + phone.host("/etc/ovo.d/key")})
+                  .status,
+              0);
+    EXPECT_EQ(checked({"--root", phone.path(), path("good.enc")}).output, "") << "its own key";
 }
 
 TEST_F(CheckCommand, NamesStayOnOneLine) {

@@ -14,7 +14,6 @@
 
 namespace {
 
-using ovoctl::check::KnownPhone;
 using ovoctl::check::readPhone;
 using ovoctl::check::Values;
 using testing::Contains;
@@ -155,6 +154,14 @@ TEST_F(CheckTree, LoopsAreFoundOverTheWholeTree) {
     EXPECT_THAT(checkFiles({"tree"}), IsEmpty());
 }
 
+TEST_F(CheckTree, WaysThatMeetAreNoLoop) {
+    write("tree/a.xml", "<nvm version='1.1'><file url='/b.xml'/><file url='/c.xml'/></nvm>");
+    write("tree/b.xml", redirect("/d.xml"));
+    write("tree/c.xml", redirect("/d.xml"));
+    write("tree/d.xml", GOOD);
+    EXPECT_THAT(checkFiles({"tree"}), IsEmpty());
+}
+
 TEST_F(CheckTree, WithABaseOnlyItsAddressesLeadIntoTheTree) {
     write("tree/a.xml", redirect("https://prov.example.com/p/a.xml"));
     options.base = "https://prov.example.com/p";
@@ -246,6 +253,9 @@ TEST_F(CheckEncrypted, AWrongKeyAndACutFileAreNamed) {
     EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}, "another key\n"),
                 ElementsAre("1:1 encryption"));
     EXPECT_THAT(sentences(), ElementsAre(HasSubstr("the key is wrong")));
+    write("plain.xml", "what is encrypted");
+    EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}), ElementsAre("1:1 encryption"));
+    EXPECT_THAT(sentences(), ElementsAre(HasSubstr("or what is in it is not XML")));
     const std::string whole = readHostFile(path("file.enc"));
     write("file.enc", whole.substr(0, whole.size() - 1));
     options.key = "the key\n";

@@ -228,6 +228,21 @@ const std::vector<Case>& cases() {
          {"1:26 url"},
          "99999",
          "<nvm version='1.1'><file url='https://h:9999/a'/></nvm>"},
+        {&rules::FILE_NAME,
+         "<nvm version='1.1'><file url='/sub/'/></nvm>",
+         {"1:26 file-name"},
+         "the URL names no file",
+         "<nvm version='1.1'><file url='/sub/x'/></nvm>"},
+        {&rules::FILE_NAME,
+         steps("<step type='DownloadWallpaper' url='/a/..'/>"),
+         {"2:32 file-name"},
+         "no file is stored as \"..\"",
+         steps("<step type='Clientcertificate' url='/a/'/>")},
+        {&rules::FILE_NAME,
+         image("<file version='1.2' url='/.tmp-0123456789abcdef'/>"),
+         {"2:21 file-name"},
+         "no file is stored as",
+         image("<file version='1.2' url='/.tmp-0123456789abcde'/>")},
         {&rules::PLAIN_SECRET,
          steps("<step type='Clientkey' url='http://h/k'/>"),
          {"2:24 plain-secret"},
@@ -357,6 +372,22 @@ TEST_F(CheckRules, OfPortionsOfParametersEachRefusalHasItsPlace) {
             expected.push_back(std::to_string(line) + ":8 refused-parameter");
     }
     EXPECT_THAT(check(settings(content)), ElementsAreArray(expected));
+}
+
+TEST_F(CheckRules, AJobSeesWhatWasThereBeforeItWrote) {
+    std::string content = "<param name='NET.VLAN.Locked' value='1'/>";
+    for (int key = 0; key < 100; ++key)
+        content += "<param name='A." + std::to_string(key) + "' value='1'/>";
+    EXPECT_THAT(check(settings(content + "<param name='NET.VLAN.Id' value='1'/>")), IsEmpty());
+}
+
+TEST_F(CheckRules, AFileSeesNothingOfAnother) {
+    for (int file = 0; file < 20; ++file) {
+        write("tree/" + std::to_string(file) + ".xml",
+              "<nvm version='1.1'><settings><param name='NET.VLAN.Id' value='1'/></settings>"
+              "<settings><param name='NET.VLAN.Locked' value='1'/></settings></nvm>");
+    }
+    EXPECT_THAT(checkFiles({"tree"}), IsEmpty());
 }
 
 TEST_F(CheckRules, GoodFilesHaveNoFinding) {

@@ -247,7 +247,7 @@ TEST_F(CustomScenarioTest, UnlockingFailsOnlyWhenTheStoreDoes) {
 // The table of step types
 
 TEST_F(CustomScenarioTest, TheTableNamesTheStepsThatTheHandlerKnows) {
-    for (const ovo::StepTypes::StepType& type : ovo::StepTypes::ALL) {
+    for (const ovo::steps::StepType& type : ovo::steps::ALL) {
         log.clear();
         const bool isDone = statusOf({{{"type", type.name}}}) == Success;
         EXPECT_EQ(isDone, !type.needsUrl) << type.name;

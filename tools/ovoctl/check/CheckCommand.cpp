@@ -3,10 +3,12 @@
 
 #include "CheckFormat.h"
 #include "CheckRun.h"
+#include "Directories.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "Suggestion.h"
 #include "Vocabulary.h"
 #include "ovoctl/Failure.h"
+#include "paths/Paths.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
 
@@ -54,8 +56,14 @@ std::string readKey(const std::string& path) {
     return key;
 }
 
+/// Of the phone below --root.
+std::string phoneKey() {
+    return paths::toHost(ovo::Files::KEY).text();
+}
+
 void requireRule(const std::string& name) {
     std::vector<std::string_view> names;
+    names.reserve(rules::ALL.size());
     for (const Rule* rule : rules::ALL)
         names.push_back(rule->name);
     if (std::find(names.begin(), names.end(), name) == names.end())
@@ -129,6 +137,8 @@ Outcome run(const CheckArguments& arguments) {
     options.phone = phoneOf(arguments);
     if (!arguments.keyFile.empty())
         options.key = readKey(arguments.keyFile);
+    else if (!arguments.root.empty() && std::filesystem::exists(phoneKey()))
+        options.key = readKey(phoneKey());
     const std::vector<FileResult> results = runCheck(options);
     write(format, results);
     requireWritten();

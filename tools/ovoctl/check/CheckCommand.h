@@ -3,9 +3,7 @@
 
 #include "ovoctl/Outcome.h"
 
-namespace CLI {
-class App;
-} // namespace CLI
+#include <CLI/App.hpp>
 
 namespace ovoctl {
 

@@ -57,7 +57,7 @@ private:
         try {
             files_[number] = checker.check(source.content ? std::move(*source.content)
                                                           : readContent(source.path),
-                                           source.origin);
+                                           source.address);
         } catch (const Unaskable& failure) {
             results_[number].unreadable = failure.what();
         }

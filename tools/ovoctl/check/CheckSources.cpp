@@ -65,8 +65,7 @@ void requireUtf8(const std::string& argument) {
 
 class Finder {
 public:
-    explicit Finder(const std::string& base) : isBaseKnown_(!base.empty()) {
-        base_ = isBaseKnown_ ? base : UNKNOWN_SERVER;
+    explicit Finder(const std::string& base) : base_(base.empty() ? UNKNOWN_SERVER : base) {
         if (!base_.ends_with('/'))
             base_ += '/';
         try {
@@ -107,16 +106,13 @@ private:
     void addFetched(const std::string& url) {
         FetchedFile file = fetch(url);
         found_.push_back(
-            {http::withoutCredentials(url), {}, std::move(file.content), {}, {file.address, true}});
+            {http::withoutCredentials(url), {}, std::move(file.content), {}, file.address});
     }
 
     void addFile(const std::string& name, const std::string& path,
                  const std::string& relativePath) {
-        found_.push_back({name,
-                          path,
-                          std::nullopt,
-                          relativePath,
-                          {http::UrlInfo(base_ + escaped(relativePath)), isBaseKnown_}});
+        found_.push_back(
+            {name, path, std::nullopt, relativePath, http::UrlInfo(base_ + escaped(relativePath))});
     }
 
     void addDirectory(const std::string& directory) {
@@ -137,7 +133,6 @@ private:
     }
 
     std::string base_;
-    const bool isBaseKnown_;
     std::vector<CheckSource> found_;
 };
 

@@ -15,7 +15,7 @@ struct CheckSource {
     std::string path;                   ///< on this machine; of a fetched file empty
     std::optional<std::string> content; ///< of a fetched file
     std::string relativePath;           ///< below the directory that was named
-    FileOrigin origin;
+    http::UrlInfo address; ///< the phone's view; made up, with https, where it is not known
 };
 
 /// Finds the files that arguments mean: files, URLs (fetched now), and below directories every

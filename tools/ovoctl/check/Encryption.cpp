@@ -93,7 +93,7 @@ std::optional<std::string> tryOptions(std::string_view text, std::string_view pa
         ERR_clear_error();
         return std::nullopt;
     }
-    plain.resize(static_cast<std::size_t>(size + rest));
+    plain.resize(static_cast<std::size_t>(size) + static_cast<std::size_t>(rest));
     return plain;
 }
 

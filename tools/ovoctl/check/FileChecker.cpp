@@ -12,6 +12,7 @@
 #include "Suggestion.h"
 #include "Utils.h"
 #include "Vocabulary.h"
+#include "filesystem/posix/AtomicFile.h"
 #include "firmware/HaldenFirmwareVersion.h"
 #include "http/UrlException.h"
 #include "http/formatPath.h"
@@ -29,7 +30,7 @@ namespace ovoctl::check {
 namespace {
 
 namespace names = ovo::XMLParser;
-namespace steps = ovo::StepTypes;
+namespace steps = ovo::steps;
 using common::xml::Node;
 using ovo::Utils;
 using version::HaldenFirmwareVersion;
@@ -37,6 +38,8 @@ using version::HaldenFirmwareVersion;
 using Words = std::vector<std::string_view>;
 
 constexpr std::string_view STATE = "State.";
+/// A directory of the phone that does not exist: only the name of a file in it matters.
+const std::string NOWHERE = "/nowhere-at-all/";
 /// Attributes of the root.
 const Words ROOT_ATTRIBUTES{names::GLOBAL_ATTR_VERSION_STR, names::GLOBAL_ATTR_PRODUCT_ID_STR,
                             names::GLOBAL_ATTR_MAC_ADDRESS_STR};
@@ -114,8 +117,8 @@ struct FileChecker::JobElement {
     std::vector<Leaf> leaves;
 };
 
-CheckedFile FileChecker::check(std::string content, const FileOrigin& origin) {
-    origin_ = origin;
+CheckedFile FileChecker::check(std::string content, const http::UrlInfo& address) {
+    address_ = address;
     findings_ = {};
     nodes_.clear();
     nodeAt_.clear();
@@ -316,7 +319,7 @@ void FileChecker::checkNames(const Node& element, const std::vector<Leaf>& leave
 }
 
 void FileChecker::checkJob(ovo::ProvisioningNode& node, const JobElement& element) {
-    const auto handler = bench_.makeHandler(node, origin_.address);
+    const auto handler = bench_.makeHandler(node, address_);
     const ovo::IJobHandler* const job = handler.get();
     if (dynamic_cast<const ovo::NVMJobHandler*>(job) != nullptr)
         checkParameters(node, element);
@@ -409,7 +412,7 @@ void FileChecker::checkParameters(ovo::ProvisioningNode& node, const JobElement&
         if (leaf.has(names::NVM_SETTINGS_PARAM_ATTR_NAME_STR))
             checkKey(leaf);
     }
-    for (const JobBench::Refusal& refusal : bench_.refusedParameters(node, origin_.address)) {
+    for (const JobBench::Refusal& refusal : bench_.refusedParameters(node, address_)) {
         const Leaf& leaf = element.leaves.at(refusal.child);
         if (!isComplete.at(refusal.child))
             continue; // has been said
@@ -466,13 +469,14 @@ void FileChecker::checkListed(const ovo::ProvisioningNode& node, const Leaf& lea
 /// Runs the job to learn where it leads.
 void FileChecker::followLink(const ovo::ProvisioningNode& node, const Leaf& leaf) {
     const std::size_t place = leaf.placeOfAttribute(steps::ATTR_URL);
-    const JobBench::Lead lead = bench_.follow(node, *leaf.attributes, origin_.address);
+    const JobBench::Lead lead = bench_.follow(node, *leaf.attributes, address_);
     if (!lead.url) {
         const std::string fault = urlFault(leaf.value(steps::ATTR_URL));
         findings_.add(rules::URL, place, fault.empty() ? lead.cause : fault);
         return;
     }
     checkReach(leaf, *lead.url, false);
+    checkFileName(leaf, lead.url->fileName);
     const KnownPhone& phone = bench_.phone();
     std::string url = withoutCredentials(*lead.url).getUrl();
     if (const std::string mac = phone.macAddress(); !mac.empty())
@@ -489,7 +493,7 @@ std::string FileChecker::urlFault(const std::string& url) const {
         return "the URL is empty";
     try {
         static_cast<void>(
-            Utils::prependServerAddressToRelativeURL(url, origin_.address.getAbsolutePath()));
+            Utils::prependServerAddressToRelativeURL(url, address_.getAbsolutePath()));
         return {};
     } catch (const http::UrlException&) {
         // A text that is not a URL may hold credentials anywhere.
@@ -506,18 +510,18 @@ std::string FileChecker::urlFault(const std::string& url) const {
     }
 }
 
-/// False: it is not a URL.
-bool FileChecker::checkUrl(const Leaf& leaf, bool isSecret) {
+void FileChecker::checkUrl(const Leaf& leaf, bool isSecret, bool keepsName) {
     const std::string text = leaf.value(steps::ATTR_URL);
     const std::string fault = urlFault(text);
     if (!fault.empty()) {
         findings_.add(rules::URL, leaf.placeOfAttribute(steps::ATTR_URL), fault);
-        return false;
+        return;
     }
-    checkReach(leaf,
-               Utils::prependServerAddressToRelativeURL(text, origin_.address.getAbsolutePath()),
-               isSecret);
-    return true;
+    const http::UrlInfo url =
+        Utils::prependServerAddressToRelativeURL(text, address_.getAbsolutePath());
+    checkReach(leaf, url, isSecret);
+    if (keepsName)
+        checkFileName(leaf, url.fileName);
 }
 
 void FileChecker::checkReach(const Leaf& leaf, const http::UrlInfo& url, bool isSecret) {
@@ -531,6 +535,17 @@ void FileChecker::checkReach(const Leaf& leaf, const http::UrlInfo& url, bool is
         findings_.add(rules::PLAIN_SECRET, place, "the credentials in the URL go over plain http");
     if (isSecret)
         findings_.add(rules::PLAIN_SECRET, place, "the private key comes over plain http");
+}
+
+/// The name under which the phone stores what it fetches.
+void FileChecker::checkFileName(const Leaf& leaf, const std::string& name) {
+    try {
+        filesystem::AtomicFile::check(NOWHERE + name);
+    } catch (const std::exception&) {
+        findings_.add(rules::FILE_NAME, leaf.placeOfAttribute(steps::ATTR_URL),
+                      name.empty() ? "the URL names no file"
+                                   : "no file is stored as " + Utils::shortQuote(name));
+    }
 }
 
 // Firmware
@@ -547,7 +562,7 @@ void FileChecker::checkFirmware(const JobElement& element) {
         checkAttributes(leaf, read, needed);
         checkFlags(leaf);
         if (leaf.has(names::FIRMWARE_FILE_ATTR_URL_STR))
-            checkUrl(leaf, false);
+            checkUrl(leaf, false, true);
         if (leaf.has(names::FIRMWARE_FILE_ATTR_VERSION_STR))
             checkFirmwareVersion(leaf);
     }
@@ -631,13 +646,14 @@ void FileChecker::checkStepValues(const ovo::ProvisioningNode& node, const Leaf&
     if (type == steps::REDIRECT)
         followLink(node, leaf);
     else if (type != steps::UNLOCK_FUNCTION_KEYS)
-        checkUrl(leaf, type == steps::CLIENT_KEY);
+        checkUrl(leaf, type == steps::CLIENT_KEY,
+                 type != steps::CLIENT_KEY && type != steps::CLIENT_CERTIFICATE);
     if (type == steps::CERTIFICATE)
         checkFlags(leaf);
     if (type == steps::LOCAL_PHONE_BOOK)
         checkRenewPeriod(leaf);
     if (type == steps::CLIENT_KEY && !leaf.value(steps::ATTR_PASSWORD).empty() && !isEncrypted_ &&
-        origin_.isAddressKnown && isPlain(origin_.address))
+        isPlain(address_))
         findings_.add(rules::PLAIN_SECRET, leaf.placeOfAttribute(steps::ATTR_PASSWORD),
                       "the password goes over plain http in a file that is not encrypted");
 }

@@ -29,12 +29,6 @@ struct CheckedFile {
     std::vector<Link> links;
 };
 
-/// Where a file comes from.
-struct FileOrigin {
-    http::UrlInfo address; ///< the phone's view; made up where it is not known
-    bool isAddressKnown = false;
-};
-
 /// Checks one file after another, with the daemon's own parser, builder and handlers. One thread.
 class FileChecker {
 public:
@@ -42,7 +36,8 @@ public:
     FileChecker(const KnownPhone& phone, const std::optional<std::string>& key)
         : bench_(phone), key_(key) {}
 
-    CheckedFile check(std::string content, const FileOrigin& origin);
+    /// address: where the phone finds the file; made up, with https, where that is not known.
+    CheckedFile check(std::string content, const http::UrlInfo& address);
 
 private:
     struct Leaf;
@@ -72,7 +67,8 @@ private:
                          const std::vector<std::string_view>& needed);
     void checkFlags(const Leaf& leaf);
     void checkRenewPeriod(const Leaf& leaf);
-    bool checkUrl(const Leaf& leaf, bool isSecret);
+    void checkUrl(const Leaf& leaf, bool isSecret, bool keepsName);
+    void checkFileName(const Leaf& leaf, const std::string& name);
     void checkReach(const Leaf& leaf, const http::UrlInfo& url, bool isSecret);
     void followLink(const ovo::ProvisioningNode& node, const Leaf& leaf);
     std::string urlFault(const std::string& url) const;
@@ -81,7 +77,7 @@ private:
     const std::optional<std::string>& key_;
 
     // Of the file in hand
-    FileOrigin origin_;
+    http::UrlInfo address_;
     bool isEncrypted_ = false;
     FindingCollector findings_;
     std::vector<ovo::ProvisioningNode> nodes_;

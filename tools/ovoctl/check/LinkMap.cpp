@@ -101,7 +101,7 @@ std::string pathOf(const std::string& url) {
 
 LinkMap::LinkMap(const std::vector<CheckSource>& sources, bool isBaseKnown) {
     for (std::size_t number = 0; number < sources.size(); ++number) {
-        byAddress_.emplace(sources[number].origin.address.getUrl(), number);
+        byAddress_.emplace(sources[number].address.getUrl(), number);
         if (!isBaseKnown && !sources[number].relativePath.empty())
             byPath_.emplace("/" + sources[number].relativePath, number);
     }

@@ -72,6 +72,8 @@ inline constexpr Rule CATEGORY{"category", Level::Error,
                                "\"type\" of a category is one that is known."};
 inline constexpr Rule URL{"url", Level::Error,
                           "Each URL is complete, http or https, or begins with \"/\"."};
+inline constexpr Rule FILE_NAME{"file-name", Level::Error,
+                                "The URL of a file that is stored ends in the name of a file."};
 inline constexpr Rule PLAIN_SECRET{"plain-secret", Level::Warning,
                                    "Keys, passwords and credentials do not go over plain http."};
 inline constexpr Rule RENEW_PERIOD{"renew-period", Level::Warning,
@@ -98,7 +100,7 @@ inline constexpr Rule FIRMWARE_NOT_NEWER{
     "firmware-not-newer", Level::Error,
     "An image is newer than the installed version, of the same hardware generation."};
 
-inline constexpr std::array<const Rule*, 33> ALL{&NOT_WELL_FORMED,
+inline constexpr std::array<const Rule*, 34> ALL{&NOT_WELL_FORMED,
                                                  &PLAIN,
                                                  &ENCRYPTED,
                                                  &ENCRYPTION,
@@ -121,6 +123,7 @@ inline constexpr std::array<const Rule*, 33> ALL{&NOT_WELL_FORMED,
                                                  &IGNORED_FLAGS,
                                                  &CATEGORY,
                                                  &URL,
+                                                 &FILE_NAME,
                                                  &PLAIN_SECRET,
                                                  &RENEW_PERIOD,
                                                  &LOOP,
