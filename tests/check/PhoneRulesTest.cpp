@@ -226,6 +226,11 @@ TEST_F(CheckEncrypted, AFileAsThePhoneReadsItIsReadWithTheKey) {
     write("plain.xml", "<settings version='1.1'>\n<param name='A'/></settings>");
     EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}), ElementsAre("2:1 missing-attribute"))
         << "places are those of the plain text";
+    options.base = "http://prov.example.com/";
+    write("plain.xml", "<scenario version='1.1'><step type='Clientkey' url='https://h/k' "
+                       "password='x'/></scenario>");
+    EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}), IsEmpty())
+        << "a password is safe in it";
     options.key.reset();
     EXPECT_THAT(checkFiles({"file.enc"}), ElementsAre("1:1 encrypted"));
 }

@@ -374,6 +374,11 @@ TEST_F(CheckRules, OfPortionsOfParametersEachRefusalHasItsPlace) {
     EXPECT_THAT(check(settings(content)), ElementsAreArray(expected));
 }
 
+TEST_F(CheckRules, OfTwoParametersOfOneNameTheIncompleteOneIsNamed) {
+    EXPECT_THAT(check(settings(A + "<param name='A'/>")),
+                ElementsAre("2:28 missing-attribute", "2:35 repeated-key"));
+}
+
 TEST_F(CheckRules, AJobSeesWhatWasThereBeforeItWrote) {
     std::string content = "<param name='NET.VLAN.Locked' value='1'/>";
     for (int key = 0; key < 100; ++key)
