@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <map>
 #include <string>
@@ -16,6 +17,7 @@ struct ProvisioningNode {
     std::string name; ///< tag of the element whose leaf children were collected, as "settings"
     std::string type; ///< tag of those leaf children, as "param": the kind of job
     std::vector<Attributes> children; ///< one map per leaf child with attributes, in document order
+    std::size_t offset = 0;           ///< of the element's name in its document, in bytes
 };
 
 /// Value of an attribute of a leaf child. Throws std::out_of_range, whose text names the attribute,

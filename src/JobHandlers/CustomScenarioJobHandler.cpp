@@ -4,6 +4,7 @@
 #include "CertificatesUpdate.h"
 #include "Directories.h"
 #include "JobHandlers/FileFromNode.h"
+#include "JobHandlers/StepTypes.h"
 #include "JobHandlers/XMLNodeType.h"
 #include "Utils.h"
 #include "Vocabulary.h"
@@ -21,11 +22,6 @@ namespace ovo {
 namespace {
 
 constexpr char UNREAD[] = "???";
-
-constexpr char ATTR_URL[] = "url";
-constexpr char ATTR_RENEW_PERIOD[] = "renewPeriod";
-constexpr char ATTR_FLAGS[] = "flags";
-constexpr char ATTR_PASSWORD[] = "password";
 
 constexpr int FUNCTION_KEYS = 8;
 
@@ -45,13 +41,13 @@ CustomScenarioJobHandler::CustomScenarioJobHandler(
     RunReport& runReport)
     : JobHandler(jobNode, std::move(store), runReport),
       stepHandlers{
-          {"certificate", &CustomScenarioJobHandler::downloadCertificate},
-          {"UnlockAllFunctionKeys", &CustomScenarioJobHandler::unlockFunctionKeys},
-          {"Redirect", &CustomScenarioJobHandler::redirect},
-          {"LocalPhoneBook", &CustomScenarioJobHandler::downloadLocalPhoneBook},
-          {"Clientcertificate", &CustomScenarioJobHandler::downloadClientCertificate},
-          {"Clientkey", &CustomScenarioJobHandler::downloadPrivateKey},
-          {"DownloadWallpaper", &CustomScenarioJobHandler::downloadWallpaper},
+          {steps::CERTIFICATE, &CustomScenarioJobHandler::downloadCertificate},
+          {steps::UNLOCK_FUNCTION_KEYS, &CustomScenarioJobHandler::unlockFunctionKeys},
+          {steps::REDIRECT, &CustomScenarioJobHandler::redirect},
+          {steps::LOCAL_PHONE_BOOK, &CustomScenarioJobHandler::downloadLocalPhoneBook},
+          {steps::CLIENT_CERTIFICATE, &CustomScenarioJobHandler::downloadClientCertificate},
+          {steps::CLIENT_KEY, &CustomScenarioJobHandler::downloadPrivateKey},
+          {steps::WALLPAPER, &CustomScenarioJobHandler::downloadWallpaper},
       },
       fileDownloader(std::move(downloader)), security(std::move(securityService)),
       phoneConfig(configuration), localPhoneBookUpdater(phoneBookUpdater), publisher(busPublisher),
@@ -121,16 +117,16 @@ bool CustomScenarioJobHandler::fetch(const http::UrlInfo& url, const std::string
 }
 
 http::UrlInfo CustomScenarioJobHandler::getUrl(const Step& step) const {
-    return Utils::prependServerAddressToRelativeURL(attributeOf(step, ATTR_URL),
+    return Utils::prependServerAddressToRelativeURL(attributeOf(step, steps::ATTR_URL),
                                                     serverAddress.getAbsolutePath());
 }
 
 std::string CustomScenarioJobHandler::getCertificateFlags(const Step& step) const {
-    return valueOrEmpty(step, ATTR_FLAGS);
+    return valueOrEmpty(step, steps::ATTR_FLAGS);
 }
 
 std::string CustomScenarioJobHandler::getPassword(const Step& step) const {
-    return valueOrEmpty(step, ATTR_PASSWORD);
+    return valueOrEmpty(step, steps::ATTR_PASSWORD);
 }
 
 bool CustomScenarioJobHandler::downloadCertificate(const Step& step) {
@@ -238,7 +234,7 @@ bool CustomScenarioJobHandler::downloadLocalPhoneBook(const Step& step) const {
         return true;
     }
     const http::UrlInfo url = getUrl(step);
-    if (const std::string period = valueOrEmpty(step, ATTR_RENEW_PERIOD); !period.empty())
+    if (const std::string period = valueOrEmpty(step, steps::ATTR_RENEW_PERIOD); !period.empty())
         propertyApi->setValue(keys::PHONE_BOOK_PERIOD, period);
     localPhoneBookUpdater.setUrl(url);
     std::string cause;

@@ -54,8 +54,7 @@ bool FileDownloadHandler::validateNode(const ProvisioningNode::Attributes& child
     if (node.type != XMLParser::PROVISIONING_CATEGORY_STR)
         return false;
     const std::string& type = attributeOf(child, XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR);
-    for (const char* accepted :
-         {XMLParser::FIRMWARE_ROOT_STR, XMLParser::NVM_ROOT_STR, XMLParser::CUSTOM_ROOT_STR})
+    for (const char* accepted : XMLParser::CATEGORIES)
         if (type == accepted)
             return true;
     LOG(2) << "Attribute " << quote(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR) << " of "

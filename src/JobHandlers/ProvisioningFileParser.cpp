@@ -10,7 +10,6 @@
 #include "text/Quote.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <stdexcept>
 #include <string_view>
@@ -22,11 +21,6 @@ namespace {
 
 using common::xml::Node;
 
-const std::array<std::string, 6> MASTER_NODES = {
-    XMLParser::PROVISIONING_ROOT_STR, XMLParser::FIRMWARE_ROOT_STR, XMLParser::NVM_ROOT_STR,
-    XMLParser::NVM_SETTINGS_STR,      XMLParser::CUSTOM_ROOT_STR,   XMLParser::CUSTOM_SCENARIO_STR};
-
-constexpr std::array<std::string_view, 2> PRODUCTS = {"hd7k", "hd9"};
 constexpr std::string_view LOWEST_VERSION = "1.0";
 
 /// Destroys a document at the end of a scope.
@@ -109,7 +103,7 @@ void ProvisioningFileParser::validate(const std::string& path) {
 
 /// Which phone the root names, and which it should name.
 std::string ProvisioningFileParser::describe(const Node& root) const {
-    if (!contains(MASTER_NODES, root.tag()))
+    if (!contains(XMLParser::MASTER_NODES, root.tag()))
         return "its root element is " + Utils::shortQuote(root.tag());
     const auto attribute = [&root](const char* name) {
         return root.hasAttr(name) ? Utils::shortQuote(root.attr(name)) : std::string("none");
@@ -129,7 +123,7 @@ std::string ProvisioningFileParser::describe(const Node& root) const {
 }
 
 bool ProvisioningFileParser::verifyMasterNode(const Node& root) {
-    if (!contains(MASTER_NODES, root.tag()))
+    if (!contains(XMLParser::MASTER_NODES, root.tag()))
         return false;
     bool verified = false;
     try {
@@ -151,7 +145,8 @@ bool ProvisioningFileParser::verifyMasterNode(const Node& root) {
 
 bool ProvisioningFileParser::checkID(const Node& root) const noexcept {
     const std::string product = root.attr(XMLParser::GLOBAL_ATTR_PRODUCT_ID_STR);
-    if (contains(PRODUCTS, product) || !root.hasAttr(XMLParser::GLOBAL_ATTR_PRODUCT_ID_STR))
+    if (contains(XMLParser::PRODUCTS, product) ||
+        !root.hasAttr(XMLParser::GLOBAL_ATTR_PRODUCT_ID_STR))
         return true;
     LOG(2) << "Incorrect product ID " << quote(product);
     return false;
@@ -206,6 +201,7 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
         return;
     }
     node.name = element.tag();
+    node.offset = element.offset();
     nodes.push_back(std::move(node));
 }
 

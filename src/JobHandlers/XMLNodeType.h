@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <string>
 
 /// Element and attribute names of provisioning files. Everything that matches names uses these.
@@ -60,6 +61,16 @@ inline constexpr char CUSTOM_STEP_STR[] = "step";
 inline constexpr char CUSTOM_STEP_ATTR_TYPE_STR[] = "type";
 /// Value of "flags": accept an older firmware; accept a certificate without confirmation.
 inline constexpr char FORCE_ACCEPT_STR[] = "FORCE_ACCEPT";
+
+/// What the root of a provisioning file may be.
+inline constexpr std::array<const char*, 6> MASTER_NODES = {
+    PROVISIONING_ROOT_STR, FIRMWARE_ROOT_STR, NVM_ROOT_STR,
+    NVM_SETTINGS_STR,      CUSTOM_ROOT_STR,   CUSTOM_SCENARIO_STR};
+/// The products that a file may be for.
+inline constexpr std::array<const char*, 2> PRODUCTS = {"hd7k", "hd9"};
+/// Values of "type" of a category.
+inline constexpr std::array<const char*, 3> CATEGORIES = {FIRMWARE_ROOT_STR, NVM_ROOT_STR,
+                                                          CUSTOM_ROOT_STR};
 
 /// Text of a value; the empty text for GLOBAL_ATTR_MAC_ADDRESS, which has none on purpose, and for
 /// numbers out of range.

@@ -52,6 +52,46 @@ TEST(Xml, GivesElementsAndAttributesInDocumentOrder) {
     EXPECT_TRUE(attributesOf(*root.begin()).empty());
 }
 
+/// The element or attribute name that begins there.
+std::string nameAt(const std::string& text, std::size_t offset) {
+    return text.substr(offset, text.find_first_of(" =/>", offset) - offset);
+}
+
+void expectOffsets(const std::string& text, const Node& node, std::size_t after) {
+    EXPECT_GT(node.offset(), after);
+    EXPECT_EQ(nameAt(text, node.offset()), node.tag());
+    std::size_t last = node.offset();
+    for (const Node::Attribute attribute : node.attrs()) {
+        EXPECT_GT(node.offset(attribute), last);
+        last = node.offset(attribute);
+        EXPECT_EQ(nameAt(text, last), attribute.name);
+    }
+    for (const Node child : node)
+        expectOffsets(text, child, last);
+}
+
+TEST(Xml, NamesKeepTheirPlaceInTheText) {
+    const std::string text = "\xef\xbb\xbf<?xml version=\"1.0\"?><!-- <no/> -->\r\n"
+                             "<root b=\"&#228;&amp;\" a='&lt;2'>t\xc3\xa4xt &amp; more\r\n"
+                             "<one x=\"1\r\n2\" y='&#x10ffff;' z=\"\"/>"
+                             "<![CDATA[<b/>]]><two><three  w = 'w' /></two ><?pi <x/>?>"
+                             "<one x=\"1\"/></root>";
+    const Document document = parse(text);
+    expectOffsets(text, document.root(), 0);
+    EXPECT_EQ(document.root().offset(), text.find("root"));
+}
+
+TEST(Xml, ARefusalTellsItsPlace) {
+    try {
+        parse("<a>\r\n <b>\r</c></a>");
+        FAIL();
+    } catch (const XmlException& exception) {
+        EXPECT_EQ(exception.place(), (Place{3, 1}));
+        EXPECT_EQ(exception.fault(), "the element \"b\" is closed by \"c\"");
+        EXPECT_EQ(std::string(exception.what()), "line 3, column 1: " + exception.fault());
+    }
+}
+
 TEST(Xml, AnElementWithoutChildElementsIsEmpty) {
     for (const char* text : {"<a/>", "<a></a>", "<a> </a>", "<a>text</a>", "<a><!-- c --></a>",
                              "<a><?pi x?></a>", "<a><![CDATA[<b/>]]></a>", "<a>&lt;b/&gt;</a>"}) {

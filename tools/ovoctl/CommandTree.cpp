@@ -3,6 +3,8 @@
 
 #include "ovoctl/Failure.h"
 #include "ovoctl/bus/BusCommand.h"
+#include "ovoctl/check/CheckCommand.h"
+#include "ovoctl/check/NewCommand.h"
 #include "ovoctl/crypt/CryptCommand.h"
 #include "ovoctl/property/PropertyCommand.h"
 #include "ovoctl/reference/BashCompletion.h"
@@ -21,7 +23,7 @@ namespace ovoctl {
 
 namespace {
 
-constexpr std::array ADD_COMMAND = {addRunCommand, addStatusCommand, addPropertyCommand,
+constexpr std::array ADD_COMMAND = {addCheckCommand, addNewCommand, addRunCommand, addStatusCommand, addPropertyCommand,
                                     addBusCommand, addCryptCommand};
 
 constexpr const char* FOOTER = R"(Exit status:

@@ -5,7 +5,6 @@
 #include "ovoctl/Output.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdlib>
 #include <exception>
 #include <iostream>
 
@@ -45,7 +44,5 @@ Outcome run(int argc, const char* const* argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // What the libraries report as progress is of no interest here.
-    ::setenv("HALDEN_LOG", "2", 0);
     return static_cast<int>(run(argc, argv));
 }

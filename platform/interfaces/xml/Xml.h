@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "text/Place.h"
+
 #include <cstddef>
 #include <iterator>
 #include <memory>
@@ -17,6 +19,20 @@ namespace common::xml {
 class XmlException : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+    /// fault: without the place, which becomes part of the text.
+    XmlException(const Place& place, const std::string& fault)
+        : std::runtime_error("line " + std::to_string(place.line) + ", column " +
+                             std::to_string(place.column) + ": " + fault)
+        , place_(place)
+        , fault_(fault) {}
+
+    const Place& place() const { return place_; }
+    /// The text without the place; empty where the place is not known.
+    const std::string& fault() const { return fault_; }
+
+private:
+    Place place_;
+    std::string fault_;
 };
 
 /// One element: a light handle, valid as long as its document. Not synchronised; several threads
@@ -91,6 +107,10 @@ public:
     Iterator end() const { return Iterator(); }
     /// True when the element has no child elements.
     bool empty() const;
+    /// Where the name in the element's start tag begins, in bytes of the text given to parse().
+    std::size_t offset() const;
+    /// The same of one of its own attributes, as attrs() gives it.
+    std::size_t offset(const Attribute& attribute) const;
 
 private:
     void* element_;

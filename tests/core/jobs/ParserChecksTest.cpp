@@ -79,6 +79,10 @@ bool Node::empty() const {
     return true;
 }
 
+std::size_t Node::offset() const {
+    return 0;
+}
+
 struct Document::Impl {};
 
 Document::Document(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}

@@ -121,6 +121,15 @@ TEST_F(ProvisioningFileParserTest, ParametersMakeOneNodeOfAllTheirAttributes) {
                                          "1 ProvisioningFileParser: File verified positively."));
 }
 
+TEST_F(ProvisioningFileParserTest, ANodeKnowsWhereItsElementStands) {
+    const std::string text = "<nvm version='1.1'>\n  <settings><param name='a'/></settings>\n"
+                             "  <settings><param name='b'/></settings>\n</nvm>";
+    const std::vector<ProvisioningNode> nodes = parse(text);
+    ASSERT_THAT(nodes, SizeIs(2));
+    EXPECT_EQ(nodes[0].offset, text.find("settings"));
+    EXPECT_EQ(nodes[1].offset, text.rfind("<settings") + 1);
+}
+
 TEST_F(ProvisioningFileParserTest, EveryShapeOfFileGivesItsNode) {
     EXPECT_THAT(nodesInside("settings", "<param name='a' value='1'/>"),
                 ElementsAre("settings/param (1)"));

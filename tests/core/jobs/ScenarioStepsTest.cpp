@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CustomScenarioTest.h"
+#include "JobHandlers/StepTypes.h"
 
 #include <gmock/gmock.h>
 
@@ -241,6 +242,19 @@ TEST_F(CustomScenarioTest, UnlockingWritesExactlyEightLocksWhateverTheAttributes
 TEST_F(CustomScenarioTest, UnlockingFailsOnlyWhenTheStoreDoes) {
     store->failWrites("FunctionKeys.3.LockProvisioning");
     EXPECT_EQ(statusOf({{{"type", "UnlockAllFunctionKeys"}}}), Fail);
+}
+
+// The table of step types
+
+TEST_F(CustomScenarioTest, TheTableNamesTheStepsThatTheHandlerKnows) {
+    for (const ovo::steps::StepType& type : ovo::steps::ALL) {
+        log.clear();
+        const bool isDone = statusOf({{{"type", type.name}}}) == Success;
+        EXPECT_EQ(isDone, !type.needsUrl) << type.name;
+        EXPECT_THAT(log.texts(),
+                    testing::Not(testing::Contains(testing::HasSubstr("not implemented"))))
+            << type.name;
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Scanner.h"
 
+#include "text/Place.h"
 #include "text/Quote.h"
 #include "text/Utf8.h"
 #include "xml/Xml.h"
@@ -69,19 +70,7 @@ constexpr std::array<Range, 6> NAME_REST{{
 } // namespace
 
 void refuseAt(std::string_view text, std::size_t offset, const std::string& what) {
-    std::size_t line = 1;
-    std::size_t column = 1;
-    for (std::size_t at = text.starts_with(BYTE_ORDER_MARK) ? BYTE_ORDER_MARK.size() : 0;
-         at < offset;) {
-        const char character = text[at];
-        const bool ends =
-            character == '\n' || (character == '\r' && !text.substr(at + 1).starts_with('\n'));
-        line += ends ? 1U : 0U;
-        column = ends ? 1 : column + 1;
-        at += std::max<std::size_t>(utf8::first(text.substr(at)).size, 1);
-    }
-    throw XmlException("line " + std::to_string(line) + ", column " + std::to_string(column) +
-                       ": " + what);
+    throw XmlException(PlaceFinder(text).at(offset), what);
 }
 
 std::string shown(std::string_view name) {

@@ -10,8 +10,7 @@ namespace common::xml {
 /// A document in UTF-8 may begin with this mark, which is not part of it.
 constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
 
-/// Throws XmlException "line L, column C: WHAT" for a place in the text. Lines end at LF, CR LF or
-/// CR; columns count characters; both begin with 1.
+/// Throws XmlException for a place in the text.
 [[noreturn]] void refuseAt(std::string_view text, std::size_t offset, const std::string& what);
 
 /// A name as it is shown in a message: quoted, and cut where it is long.

@@ -88,6 +88,17 @@ bool Node::empty() const {
     return begin() == end();
 }
 
+// The library reads in place: its names lie in the text where they were, and neither the removal of
+// text nor the expansion of references moves them.
+
+std::size_t Node::offset() const {
+    return static_cast<std::size_t>(toLibrary(element_).offset_debug());
+}
+
+std::size_t Node::offset(const Attribute& attribute) const {
+    return offset() + static_cast<std::size_t>(attribute.name.data() - toLibrary(element_).name());
+}
+
 Document::Document(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Document::Document(Document&&) noexcept = default;
 Document& Document::operator=(Document&&) noexcept = default;

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "ovoctl/check/CheckRun.h"
+#include "support/process/PhoneRoot.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+/// Checks files in a directory of their own.
+class CheckFixture : public testing::Test {
+protected:
+    void write(const std::string& name, const std::string& content) const;
+    std::string path(const std::string& name) const { return directory_.path() + "/" + name; }
+
+    /// "LINE:COLUMN RULE" for each finding but "plain", of all files.
+    std::vector<std::string> check(const std::string& content);
+    std::vector<std::string> checkFiles(const std::vector<std::string>& names);
+    /// The sentences of the findings of the last check.
+    const std::vector<std::string>& sentences() const { return sentences_; }
+
+    ovoctl::check::CheckOptions options;
+
+private:
+    TemporaryDirectory directory_;
+    std::vector<std::string> sentences_;
+};
+
+/// The XML examples of the reference for provisioning files, in order.
+std::vector<std::string> referenceExamples();
+/// Files without a fault.
+const std::vector<std::string>& goodFiles();

@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CheckSources.h"
+
+#include "Fetch.h"
+#include "http/UrlException.h"
+#include "ovoctl/Failure.h"
+#include "text/Ascii.h"
+#include "text/Quote.h"
+#include "text/Utf8.h"
+#include "xml/Xml.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace ovoctl::check {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Stands for the server of files that nobody says the address of. https: nothing is known to go
+/// over plain http.
+constexpr const char* UNKNOWN_SERVER = "https://provisioning.invalid/";
+/// More than a document may have, so that the parser itself refuses one that is too large.
+constexpr std::size_t LARGEST_READ = common::xml::MAX_BYTES + (std::size_t{64} << 10U);
+
+bool isUrl(const std::string& argument) {
+    return argument.find("://") != std::string::npos;
+}
+
+bool isProvisioningFile(const fs::path& path) {
+    const std::string extension = ascii::lowerCase(path.extension().string());
+    return extension == ".xml" || extension == ".enc";
+}
+
+/// Characters that no URL may hold are escaped, so that every name has an address.
+std::string escaped(const std::string& path) {
+    constexpr char DIGITS[] = "0123456789ABCDEF";
+    std::string text;
+    for (const char character : path) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte > ' ' && byte != 0x7f && character != '?' && character != '#') {
+            text += character;
+            continue;
+        }
+        text += '%';
+        text += DIGITS[byte >> 4U];
+        text += DIGITS[byte & 0xfU];
+    }
+    return text;
+}
+
+void requireUtf8(const std::string& argument) {
+    for (std::size_t at = 0; at < argument.size();) {
+        const utf8::Character character = utf8::first(std::string_view(argument).substr(at));
+        if (character.size == 0)
+            throw Misuse("the argument " + quote(argument) + " is not valid UTF-8");
+        at += character.size;
+    }
+}
+
+class Finder {
+public:
+    explicit Finder(const std::string& base) : base_(base.empty() ? UNKNOWN_SERVER : base) {
+        if (!base_.ends_with('/'))
+            base_ += '/';
+        try {
+            if (http::UrlInfo(base_).path.empty())
+                throw http::UrlException("it has no path");
+        } catch (const http::UrlException& exception) {
+            throw Misuse(std::string("--base is not a URL: ") + exception.what());
+        }
+    }
+
+    void add(const std::string& argument) {
+        if (argument.empty())
+            throw Misuse("an empty name is neither a file nor a URL nor a directory");
+        requireUtf8(argument);
+        std::error_code error;
+        if (isUrl(argument))
+            addFetched(argument);
+        else if (fs::is_directory(argument, error))
+            addDirectory(argument);
+        else
+            addFile(argument, argument, fs::path(argument).filename().string());
+    }
+
+    std::vector<CheckSource> take() {
+        std::stable_sort(found_.begin(), found_.end(),
+                         [](const CheckSource& left, const CheckSource& right) {
+                             return left.name < right.name;
+                         });
+        found_.erase(std::unique(found_.begin(), found_.end(),
+                                 [](const CheckSource& left, const CheckSource& right) {
+                                     return left.name == right.name;
+                                 }),
+                     found_.end());
+        return std::move(found_);
+    }
+
+private:
+    void addFetched(const std::string& url) {
+        FetchedFile file = fetch(url);
+        found_.push_back(
+            {http::withoutCredentials(url), {}, std::move(file.content), {}, file.address});
+    }
+
+    void addFile(const std::string& name, const std::string& path,
+                 const std::string& relativePath) {
+        found_.push_back(
+            {name, path, std::nullopt, relativePath, http::UrlInfo(base_ + escaped(relativePath))});
+    }
+
+    void addDirectory(const std::string& directory) {
+        std::string prefix = directory;
+        if (!prefix.ends_with('/'))
+            prefix += '/';
+        try {
+            for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+                if (!isProvisioningFile(entry.path()) || !entry.is_regular_file())
+                    continue;
+                const std::string relative = entry.path().lexically_relative(directory).string();
+                addFile(prefix + relative, entry.path().string(), relative);
+            }
+        } catch (const fs::filesystem_error& error) {
+            throw Unaskable("the directory " + quote(directory) +
+                            " cannot be read: " + error.code().message());
+        }
+    }
+
+    std::string base_;
+    std::vector<CheckSource> found_;
+};
+
+} // namespace
+
+std::vector<CheckSource> findSources(const std::vector<std::string>& arguments,
+                                     const std::string& base) {
+    Finder finder(base);
+    for (const std::string& argument : arguments)
+        finder.add(argument);
+    return finder.take();
+}
+
+std::string readContent(const std::string& path) {
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    std::string content;
+    std::string block(std::size_t{64} << 10U, '\0');
+    while (file && content.size() <= LARGEST_READ) {
+        file.read(block.data(), static_cast<std::streamsize>(block.size()));
+        content.append(block, 0, static_cast<std::size_t>(file.gcount()));
+    }
+    if (!file.is_open() || file.bad())
+        throw Unaskable("the file " + quote(path) + " cannot be read: " +
+                        (errno == 0 ? "an error while reading" : std::strerror(errno)));
+    return content;
+}
+
+} // namespace ovoctl::check

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Finding.h"
+
+#include <algorithm>
+#include <map>
+
+namespace ovoctl::check {
+
+std::vector<Finding> FindingCollector::take(const std::string& text) {
+    std::map<std::size_t, Place> places;
+    for (const Entry& entry : entries_) {
+        places[entry.offset];
+        if (entry.first)
+            places[*entry.first];
+    }
+    PlaceFinder finder(text);
+    for (auto& [offset, place] : places)
+        place = finder.at(offset);
+
+    std::vector<Finding> findings;
+    findings.reserve(entries_.size());
+    for (Entry& entry : entries_) {
+        if (entry.first)
+            entry.sentence += " (first in line " + std::to_string(places[*entry.first].line) + ")";
+        findings.push_back({entry.rule, entry.place ? *entry.place : places[entry.offset],
+                            std::move(entry.sentence)});
+    }
+    entries_.clear();
+    std::stable_sort(
+        findings.begin(), findings.end(), [](const Finding& left, const Finding& right) {
+            return left.place.line != right.place.line ? left.place.line < right.place.line
+                                                       : left.place.column < right.place.column;
+        });
+    return findings;
+}
+
+} // namespace ovoctl::check

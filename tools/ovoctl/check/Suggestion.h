@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ovoctl::check {
+
+/// True when two words differ in letter case alone, or by one character that is added, left out,
+/// replaced or exchanged with its neighbour, and are not the same.
+bool isNear(std::string_view word, std::string_view other);
+
+/// `; did you mean "NAME"?` for the first candidate that is near; the empty text for none.
+std::string suggestion(std::string_view word, const std::vector<std::string_view>& candidates);
+
+} // namespace ovoctl::check
