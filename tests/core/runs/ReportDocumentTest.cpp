@@ -69,9 +69,11 @@ TEST_F(ReportDocumentTest, ARunOfEachKindReadsAsItsReaderExpects) {
     document.jobEnds("fail");
     document.jobBegins("scenario");
     document.jobIs("CustomScenarioJobHandler");
-    document.stepBegins("Redirect");
+    document.stepBegins();
+    document.stepIs("Redirect");
     document.stepEnds("success");
-    document.stepBegins("Clientkey");
+    document.stepBegins();
+    document.stepIs("Clientkey");
     document.failed("wrong password");
     document.stepEnds("fail");
     document.jobEnds("fail");
@@ -102,7 +104,8 @@ TEST_F(ReportDocumentTest, ARunOfEachKindReadsAsItsReaderExpects) {
 TEST_F(ReportDocumentTest, WhatIsStillOpenAtTheEndFailed) {
     document.fileBegins("http://h/p.xml");
     document.jobBegins("scenario");
-    document.stepBegins("Redirect");
+    document.stepBegins();
+    document.stepIs("Redirect");
     const Json::Value file = end()["files"][0];
     EXPECT_EQ(file["status"], "fail");
     EXPECT_EQ(file["jobs"][0]["status"], "fail");
@@ -172,7 +175,8 @@ TEST_F(ReportDocumentTest, StaysWithinItsBoundsWhateverItIsTold) {
             document.refused(longText, longText);
             document.firmware(longText, longText, longText);
             for (int k = 0; k < 20; ++k) {
-                document.stepBegins(longText);
+                document.stepBegins();
+                document.stepIs(longText);
                 document.failed(longText);
                 document.stepEnds("fail");
             }
