@@ -128,16 +128,16 @@ TEST_F(PlanTouchesNothing, OfAStoreThatNobodyHasOpen) {
     const Finished left = run({"sqlite3", phone.root().host("/data/properties.db"),
                                "VACUUM INTO '" + copy.path() + "/properties.db'"});
     ASSERT_EQ(left.status, 0) << left.output;
-    fs::create_directories(copy.path() + "/root/data");
-    fs::rename(copy.path() + "/properties.db", copy.path() + "/root/data/properties.db");
-    ASSERT_EQ(run({"sqlite3", copy.path() + "/root/data/properties.db", "PRAGMA journal_mode=WAL"})
+    fs::create_directories(copy.path() + "/phone/data");
+    fs::rename(copy.path() + "/properties.db", copy.path() + "/phone/data/properties.db");
+    ASSERT_EQ(run({"sqlite3", copy.path() + "/phone/data/properties.db", "PRAGMA journal_mode=WAL"})
                   .status,
               0);
     const auto before = listingOf(copy.path());
     const std::string file = phone.root().host("/local.xml");
     writeHostFile(file, parameterFile(param("A", "1")));
     const Finished finished =
-        run({PLAN_PROGRAM, "plan", file}, {{"HALDEN_ROOT", copy.path() + "/root"}});
+        run({PLAN_PROGRAM, "plan", file}, {{"HALDEN_ROOT", copy.path() + "/phone"}});
     EXPECT_EQ(finished.status, 0) << finished.output;
     EXPECT_EQ(listingOf(copy.path()), before);
 }
