@@ -49,7 +49,7 @@ http::DownloadResult PlannedDownloads::download(const http::UrlInfo& url, const 
         return fetchProvisioningFile(url, path, access, maxBytes);
     PlannedDownload record{withoutCredentials(url).getUrl(), path, 0, {}, false, {}};
     try {
-        const http::DownloadResult result = probeOrFetch(url, path, access);
+        http::DownloadResult result = probeOrFetch(url, path, access);
         record.httpStatus = result.httpStatus();
         record.isFetched = !probe_->hasBrokenOff();
         record.bytes = record.isFetched ? result.bytes() : probe_->size();
