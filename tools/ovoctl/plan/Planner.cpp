@@ -16,6 +16,7 @@
 #include "StoredCredentials.h"
 #include "StoredProperties.h"
 #include "app/EmptyPhoneConfig.h"
+#include "app/SignalBlock.h"
 #include "http/Aes128CbcDecrypter.h"
 #include "http/FileDownloader.h"
 #include "http/Security.h"
@@ -185,6 +186,8 @@ Plan makePlan(const PlanRequest& request) {
     Source source = sourceOf(request);
     const StoredProperties stored(paths::toHost(STORE));
     {
+        // Around both, so that no signal comes between the directory and who removes it.
+        const app::SignalBlock signals;
         const ScratchRoot root;
         const RemovalOnSignal removal(root.path());
         run(std::move(source), request, stored, root, plan);

@@ -2,6 +2,7 @@
 #include "RemovalOnSignal.h"
 
 #include "ScratchRoot.h"
+#include "app/SignalBlock.h"
 
 #include <poll.h>
 #include <pthread.h>

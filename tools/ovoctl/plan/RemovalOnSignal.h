@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "app/SignalBlock.h"
 #include "posix/Descriptor.h"
 #include "posix/WakeUp.h"
 
@@ -11,7 +10,7 @@
 namespace ovoctl {
 
 /// While the object lives, a signal to end (SIGTERM, SIGINT, SIGHUP) removes a directory before it
-/// ends the process. Make it before other threads run.
+/// ends the process. Make it where these signals are blocked (app::SignalBlock).
 class RemovalOnSignal {
 public:
     /// directory: a scratch root.
@@ -24,7 +23,6 @@ private:
     void watch() const;
 
     std::string directory_;
-    app::SignalBlock block_;
     posix::Descriptor signals_;
     posix::WakeUp end_;
     std::thread thread_;
