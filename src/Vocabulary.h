@@ -78,6 +78,7 @@ inline constexpr char DONE[] = "done";
 inline constexpr char FAIL[] = "fail";
 inline constexpr char PART_SUCCESS[] = "partSuccess";
 inline constexpr char SUCCESS[] = "success";
+inline constexpr char NONE[] = "none"; ///< in the run report: the part left no result of its own
 inline constexpr char NO_VERSION[] = "no_version"; ///< no firmware to be installed
 /// Origin of a batch of parameters.
 inline constexpr char ORIGIN[] = "provisioning";

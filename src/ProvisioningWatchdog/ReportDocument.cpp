@@ -206,13 +206,13 @@ void ReportDocument::append(Level& parent, const char* list, const Json::Value& 
 /// A level that lists anything is listed itself, so that nothing is lost that had its place.
 void ReportDocument::close(Level& level, const std::string& status, Level& parent,
                            const char* list) {
-    const bool isSuccess = status == values::SUCCESS;
+    const bool isFine = status == values::SUCCESS || status == values::NONE;
     level.value[STATUS] = status;
     setFirst(level.value, {});
     const bool hasPlace = std::exchange(level.listed, 0) > 0;
     level.isOpen = false;
     if (parent.isOpen)
-        append(parent, list, level.value, hasPlace ? LARGEST : (isSuccess ? BULK_LIMIT : LIMIT));
+        append(parent, list, level.value, hasPlace ? LARGEST : (isFine ? BULK_LIMIT : LIMIT));
 }
 
 } // namespace ovo

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ProvisioningWatchdog/IRunRecord.h"
+
 #include <json/value.h>
 
 #include <chrono>
@@ -14,7 +16,7 @@ namespace ovo {
 /// in them refused parameters and steps. What no longer fits is left out, successes first, and the
 /// object whose list is not whole says "cut": true. Long texts are shortened. Holds what it is
 /// told: who tells keeps values of parameters, credentials and keys away. Not synchronised.
-class ReportDocument {
+class ReportDocument : public IRunRecord {
 public:
     /// Bytes of the whole text.
     static constexpr std::size_t LARGEST = std::size_t{64} << 10U;
@@ -26,28 +28,22 @@ public:
     void begin(std::uint64_t number, const std::string& url,
                std::chrono::system_clock::time_point started);
 
-    // A level begins within the one before it, and ends with those that are still open in it.
-    void fileBegins(const std::string& url);
-    void fileFetched(int httpStatus, std::uint64_t bytes);
-    void fileEnds(const std::string& status);
-    void jobBegins(const std::string& element);
-    /// Which handler does the job.
-    void jobIs(const std::string& handler);
-    void jobEnds(const std::string& status);
-    void stepBegins();
-    void stepIs(const std::string& type);
-    void stepEnds(const std::string& status);
-
-    /// Counters of the job's parameters.
-    void requested(std::size_t count);
-    void attempted(std::size_t count);
-    void applied(std::size_t count);
-    void refused(const std::string& name, const std::string& why);
-    /// Versions of the firmware, and what was made of them.
+    void fileBegins(const std::string& url) override;
+    void fileFetched(int httpStatus, std::uint64_t bytes) override;
+    void fileEnds(const std::string& status) override;
+    void jobBegins(const std::string& element) override;
+    void jobIs(const std::string& handler) override;
+    void jobEnds(const std::string& status) override;
+    void stepBegins() override;
+    void stepIs(const std::string& type) override;
+    void stepEnds(const std::string& status) override;
+    void requested(std::size_t count) override;
+    void attempted(std::size_t count) override;
+    void applied(std::size_t count) override;
+    void refused(const std::string& name, const std::string& why) override;
     void firmware(const std::string& installed, const std::string& offered,
-                  const std::string& decision);
-    /// The cause of each open level that has none yet.
-    void failed(const std::string& cause);
+                  const std::string& decision) override;
+    void failed(const std::string& cause) override;
     /// Something could not be noted.
     void omit() noexcept { isCut = true; }
 

@@ -25,6 +25,11 @@ constexpr char UNKNOWN[] = "unknown";
 /// Bytes of the cause, which may quote a file; a line has to stay readable.
 constexpr std::size_t LONGEST_CAUSE = 1024;
 
+/// Of a file or a job: without a result a run has failed, but a job that only queues files has not.
+std::string wordOf(ProvisioningStatus status) {
+    return status == ProvisioningStatus::NotSet ? values::NONE : Utils::convertStatus(status);
+}
+
 /// A text that is not a URL is not shown: it may hold credentials anywhere.
 std::string addressOf(const std::string& url) {
     try {
@@ -36,17 +41,21 @@ std::string addressOf(const std::string& url) {
 
 } // namespace
 
-RunReport::RunReport(std::unique_ptr<RunMonitor> runMonitor) : monitor(std::move(runMonitor)) {}
+RunReport::RunReport(std::unique_ptr<RunMonitor> runMonitor, IRunRecord* otherRecord)
+    : monitor(std::move(runMonitor)), record(otherRecord) {}
 
 void RunReport::continueAfter(const std::string& lastDocument) {
     number = ReportDocument::numberOf(lastDocument);
 }
 
-/// Notes something in the document, which lacks it where there is no memory.
+/// Notes something in the document, which lacks it where there is no memory, and in the other
+/// record.
 template <typename Work>
 void RunReport::note(Work work) noexcept {
     try {
-        work();
+        work(static_cast<IRunRecord&>(parts));
+        if (record != nullptr)
+            work(*record);
     } catch (const std::exception&) {
         parts.omit();
     }
@@ -72,7 +81,11 @@ void RunReport::begin(const std::string& url) noexcept {
     }
     text.clear();
     ++number;
-    note([&] { parts.begin(number, address, std::chrono::system_clock::now()); });
+    try {
+        parts.begin(number, address, std::chrono::system_clock::now());
+    } catch (const std::exception&) {
+        parts.omit();
+    }
 }
 
 void RunReport::fileBegins(const http::UrlInfo& url) {
@@ -82,7 +95,7 @@ void RunReport::fileBegins(const http::UrlInfo& url) {
     position = {};
     position.file = currentFile;
     show();
-    note([&] { parts.fileBegins(currentFile); });
+    note([&](IRunRecord& to) { to.fileBegins(currentFile); });
     if (isRepeatedNow(currentFile))
         LOG(2) << "File asked for before in this run: " << currentFile;
     if (++files != nextNotedFiles)
@@ -92,70 +105,71 @@ void RunReport::fileBegins(const http::UrlInfo& url) {
 }
 
 void RunReport::fileFetched(int httpStatus, std::uint64_t bytes) noexcept {
-    note([&] { parts.fileFetched(httpStatus, bytes); });
+    note([&](IRunRecord& to) { to.fileFetched(httpStatus, bytes); });
 }
 
 void RunReport::fileEnds(ProvisioningStatus status) noexcept {
-    note([&] { parts.fileEnds(Utils::convertStatus(status)); });
+    note([&](IRunRecord& to) { to.fileEnds(wordOf(status)); });
 }
 
 void RunReport::jobBegins(const std::string& element) {
     ++jobs;
     position.element = element;
     position.bytes = position.total = 0;
-    note([&] { parts.jobBegins(element); });
+    note([&](IRunRecord& to) { to.jobBegins(element); });
 }
 
 void RunReport::jobIs(const std::string& handler) noexcept {
-    note([&] {
-        parts.jobIs(handler);
+    note([&](IRunRecord& to) { to.jobIs(handler); });
+    try {
         position.job = handler;
         show();
-    });
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): who watches misses it
+    }
 }
 
 void RunReport::jobEnds(ProvisioningStatus status) noexcept {
-    note([&] { parts.jobEnds(Utils::convertStatus(status)); });
+    note([&](IRunRecord& to) { to.jobEnds(wordOf(status)); });
 }
 
 void RunReport::stepBegins() noexcept {
-    note([&] { parts.stepBegins(); });
+    note([](IRunRecord& to) { to.stepBegins(); });
 }
 
 void RunReport::stepIs(const std::string& type) noexcept {
-    note([&] { parts.stepIs(type); });
+    note([&](IRunRecord& to) { to.stepIs(type); });
 }
 
 void RunReport::stepEnds(bool succeeded) noexcept {
-    note([&] { parts.stepEnds(succeeded ? values::SUCCESS : values::FAIL); });
+    note([&](IRunRecord& to) { to.stepEnds(succeeded ? values::SUCCESS : values::FAIL); });
 }
 
 void RunReport::stepIsUnknown() noexcept {
-    note([&] { parts.stepEnds(UNKNOWN); });
+    note([](IRunRecord& to) { to.stepEnds(UNKNOWN); });
 }
 
 void RunReport::parametersRequested(std::size_t count) noexcept {
     requested += count;
-    note([&] { parts.requested(count); });
+    note([&](IRunRecord& to) { to.requested(count); });
 }
 
 void RunReport::parametersAttempted(std::size_t count) noexcept {
-    note([&] { parts.attempted(count); });
+    note([&](IRunRecord& to) { to.attempted(count); });
 }
 
 void RunReport::parametersApplied(std::size_t count) noexcept {
     applied += count;
-    note([&] { parts.applied(count); });
+    note([&](IRunRecord& to) { to.applied(count); });
 }
 
 void RunReport::parameterRefused(const std::string& name, const std::string& why) noexcept {
     ++refused;
-    note([&] { parts.refused(name, why); });
+    note([&](IRunRecord& to) { to.refused(name, why); });
 }
 
 void RunReport::firmware(const std::string& installed, const std::string& offered,
                          const std::string& decision) noexcept {
-    note([&] { parts.firmware(installed, offered, decision); });
+    note([&](IRunRecord& to) { to.firmware(installed, offered, decision); });
 }
 
 void RunReport::progress(std::int64_t bytes, std::int64_t total) {
@@ -188,7 +202,9 @@ bool RunReport::isRepeatedNow(const std::string& url) {
 void RunReport::failed(const std::string& what) noexcept {
     if (cancelled)
         return;
-    note([&] { parts.failed(suspicion.empty() ? what : suspicion + "; then " + what); });
+    note([&](IRunRecord& to) {
+        to.failed(suspicion.empty() ? what : suspicion + "; then " + what);
+    });
     if (!cause.empty())
         return;
     try {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ProvisioningStatus.h"
+#include "ProvisioningWatchdog/IRunRecord.h"
 #include "ProvisioningWatchdog/ReportDocument.h"
 #include "ProvisioningWatchdog/RunMonitor.h"
 #include "http/UrlInfo.h"
@@ -26,8 +27,10 @@ namespace ovo {
 /// Causes and reasons are clauses for people, without credentials and values of parameters.
 class RunReport {
 public:
-    /// runMonitor: none where nobody watches.
-    explicit RunReport(std::unique_ptr<RunMonitor> runMonitor = nullptr);
+    /// runMonitor: none where nobody watches. otherRecord: takes down the same as the document,
+    /// without its limits; outlives the report; none where nobody wants it.
+    explicit RunReport(std::unique_ptr<RunMonitor> runMonitor = nullptr,
+                       IRunRecord* otherRecord = nullptr);
     RunReport(const RunReport&) = delete;
     RunReport& operator=(const RunReport&) = delete;
 
@@ -110,6 +113,7 @@ private:
     std::atomic<std::thread::id> runner; ///< the thread of the run
     std::uint64_t number = 0;
     ReportDocument parts;
+    IRunRecord* record;
     std::string text; ///< of the document
 };
 

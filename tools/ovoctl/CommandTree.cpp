@@ -6,6 +6,7 @@
 #include "ovoctl/check/CheckCommand.h"
 #include "ovoctl/check/NewCommand.h"
 #include "ovoctl/crypt/CryptCommand.h"
+#include "ovoctl/plan/PlanCommand.h"
 #include "ovoctl/property/PropertyCommand.h"
 #include "ovoctl/reference/BashCompletion.h"
 #include "ovoctl/reference/ManPage.h"
@@ -23,7 +24,7 @@ namespace ovoctl {
 
 namespace {
 
-constexpr std::array ADD_COMMAND = {addCheckCommand, addNewCommand, addRunCommand, addStatusCommand, addPropertyCommand,
+constexpr std::array ADD_COMMAND = {addCheckCommand, addNewCommand, addPlanCommand, addRunCommand, addStatusCommand, addPropertyCommand,
                                     addBusCommand, addCryptCommand};
 
 constexpr const char* FOOTER = R"(Exit status:

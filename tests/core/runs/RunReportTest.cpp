@@ -237,4 +237,80 @@ TEST_F(RunReportTest, AVeryLongUrlIsNotRemembered) {
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
+TEST_F(RunReportTest, AJobThatOnlyQueuesFilesHasNoResultInTheDocument) {
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://h/p.xml"));
+    report.jobBegins("provisioning");
+    report.jobIs("FileDownloadHandler");
+    report.jobEnds(ProvisioningStatus::NotSet);
+    report.fileEnds(ProvisioningStatus::NotSet);
+    report.end(ProvisioningStatus::NotSet, 200);
+    EXPECT_THAT(report.document(), AllOf(HasSubstr(R"("status":"none"}],"status":"none",)"),
+                                         HasSubstr(R"("result":"fail")")));
+}
+
+/// Writes down what it is told.
+class WordsRecord : public ovo::IRunRecord {
+public:
+    void fileBegins(const std::string& url) override { add("file " + url); }
+    void fileFetched(int status, std::uint64_t bytes) override {
+        add("fetched " + std::to_string(status) + " " + std::to_string(bytes));
+    }
+    void fileEnds(const std::string& status) override { add("file ends " + status); }
+    void jobBegins(const std::string& element) override { add("job " + element); }
+    void jobIs(const std::string& handler) override { add("is " + handler); }
+    void jobEnds(const std::string& status) override { add("job ends " + status); }
+    void stepBegins() override { add("step"); }
+    void stepIs(const std::string& type) override { add("step " + type); }
+    void stepEnds(const std::string& status) override { add("step ends " + status); }
+    void requested(std::size_t count) override { add("requested " + std::to_string(count)); }
+    void attempted(std::size_t count) override { add("attempted " + std::to_string(count)); }
+    void applied(std::size_t count) override { add("applied " + std::to_string(count)); }
+    void refused(const std::string& name, const std::string& why) override {
+        add("refused " + name + " " + why);
+    }
+    void firmware(const std::string& installed, const std::string& offered,
+                  const std::string& decision) override {
+        add("firmware " + installed + " " + offered + " " + decision);
+    }
+    void failed(const std::string& cause) override { add("failed " + cause); }
+
+    std::vector<std::string> words;
+
+private:
+    void add(const std::string& text) { words.push_back(text); }
+};
+
+TEST(RunRecord, IsToldAllThatTheDocumentIsTold) {
+    const LogRecorder log;
+    WordsRecord record;
+    ovo::RunReport report(nullptr, &record);
+    report.begin("http://h/p.xml");
+    report.fileBegins(http::UrlInfo("http://u:p@h/p.xml"));
+    report.fileFetched(200, 17);
+    report.jobBegins("settings");
+    report.jobIs("NVMJobHandler");
+    report.parametersRequested(3);
+    report.parameterRefused("A", "locked");
+    report.parametersAttempted(2);
+    report.parametersApplied(1);
+    report.jobEnds(ProvisioningStatus::Success);
+    report.jobBegins("custom");
+    report.stepBegins("Redirect");
+    report.failed("why");
+    report.stepEnds(false);
+    report.stepUnknown("Dance");
+    report.firmware("1.0", "1.1", "accepted");
+    report.jobEnds(ProvisioningStatus::NotSet);
+    report.fileEnds(ProvisioningStatus::PartSuccess);
+    report.end(ProvisioningStatus::PartSuccess, 200);
+    EXPECT_THAT(record.words,
+                ElementsAre("file http://h/p.xml", "fetched 200 17", "job settings",
+                            "is NVMJobHandler", "requested 3", "refused A locked", "attempted 2",
+                            "applied 1", "job ends success", "job custom", "step", "step Redirect",
+                            "failed why", "step ends fail", "step", "step Dance",
+                            "step ends unknown", "firmware 1.0 1.1 accepted", "job ends none",
+                            "file ends partSuccess"));
+}
+
 } // namespace

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "JournalWriter.h"
-#include "MaskedText.h"
 #include "StderrWriter.h"
 #include "common/Guarded.h"
 #include "logger/Logger.h"
 #include "text/Escape.h"
+#include "text/MaskedText.h"
 #include "text/Quote.h"
 
 #include <fcntl.h>

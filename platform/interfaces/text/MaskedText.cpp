@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "MaskedText.h"
+#include "text/MaskedText.h"
 
 #include <algorithm>
-
-namespace logger {
 
 namespace {
 
@@ -86,5 +84,3 @@ std::string withMaskedPasswords(std::string_view text) {
     }
     return result.append(text.substr(done));
 }
-
-} // namespace logger

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "PlanCommand.h"
+
+#include "PlanJson.h"
+#include "PlanText.h"
+#include "Planner.h"
+#include "ovoctl/Failure.h"
+#include "ovoctl/log/Log.h"
+#include "text/Utf8.h"
+
+#include <iostream>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace ovoctl {
+
+namespace {
+
+constexpr char DESCRIPTION[] =
+    "What would this phone do, were it told to run this file now? Changes nothing and sends "
+    "nothing on the bus; fetches what a run would fetch, but of large firmware, wallpapers and "
+    "phone books only the size.";
+constexpr char FOOTER[] = R"(Example:
+  ovoctl plan http://prov.example.com/phones/
+  ovoctl plan --base http://prov.example.com/phones/ new-settings.xml
+
+Exit status: 0 the run would be a success, 1 it would not, 2 used wrongly, 3 no property store.)";
+
+struct Options {
+    PlanRequest request;
+    bool json = false;
+    bool all = false;
+    bool verbose = false;
+};
+
+std::string requireText(const std::string& text) {
+    if (text.empty())
+        return "an empty text";
+    for (std::string_view rest = text; !rest.empty();) {
+        const utf8::Character character = utf8::first(rest);
+        if (character.size == 0)
+            return "not valid UTF-8";
+        rest.remove_prefix(character.size);
+    }
+    return {};
+}
+
+Outcome run(const Options& options) {
+    if (options.verbose)
+        log::show();
+    const Plan plan = makePlan(options.request);
+    if (options.json)
+        printJson(plan, std::cout);
+    else
+        printText(plan, options.all, std::cout);
+    if (!std::cout.flush())
+        throw Unaskable("the plan cannot be written to the standard output");
+    return plan.result == "success" ? Outcome::FINE : Outcome::FINDING;
+}
+
+} // namespace
+
+void addPlanCommand(CLI::App& app, Outcome& outcome) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("plan", DESCRIPTION);
+    command->footer(FOOTER);
+    command->add_option("START", options->request.start, "File of this machine, or URL")
+        ->type_name("FILE|URL")
+        ->required()
+        ->expected(1)
+        ->check(CLI::Validator(requireText, ""));
+    command
+        ->add_option("--base", options->request.base,
+                     "Where the file will lie: what relative URLs in it are relative to")
+        ->type_name("URL")
+        ->expected(1)
+        ->check(CLI::Validator(requireText, ""));
+    command->add_flag("--json", options->json, "One JSON object, whole");
+    command->add_flag("--all", options->all, "Show each parameter that would stay as it is");
+    command->add_flag("--verbose", options->verbose, "Show the log of the run on standard error");
+    command->callback([options, &outcome] { outcome = run(*options); });
+}
+
+} // namespace ovoctl
