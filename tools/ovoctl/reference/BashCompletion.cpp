@@ -34,7 +34,7 @@ void writeKnown(const CLI::App& command, std::ostream& output) {
 } // namespace
 
 void writeBashCompletion(const CLI::App& app, std::ostream& output) {
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     output << "# bash completion for " << name << "\n_" << name << "() {\n"
            << "    local index known='' path=" << name << "\n"
            << "    for ((index = 1; index < COMP_CWORD; ++index)); do\n"

@@ -84,7 +84,7 @@ void writeCommands(const CLI::App& command, std::ostream& output) {
 } // namespace
 
 void writeManPage(const CLI::App& app, std::ostream& output) {
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     output << ".TH " << name << " 1 \"\" \"" << plain(app.version()) << "\"\n"
            << ".SH NAME\n"
            << name << " \\- the provisioning manager of the phone from the command line\n"

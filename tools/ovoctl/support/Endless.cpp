@@ -25,6 +25,13 @@ int openSignals() {
     return descriptor;
 }
 
+/// Waits for one of some descriptors, or for a point in time.
+void await(pollfd* descriptors, nfds_t count, std::optional<Endless::Clock::time_point> latest) {
+    const int timeout = latest ? posix::pollTimeout(*latest) : -1;
+    if (::poll(descriptors, count, timeout) < 0 && errno != EINTR)
+        throw std::system_error(errno, std::generic_category(), "Waiting");
+}
+
 } // namespace
 
 Endless::Endless() : received_(openSignals()) {}
@@ -34,33 +41,27 @@ bool Endless::wait(std::span<pollfd> wanted, std::optional<Clock::time_point> la
         // Without any event asked for, the output reports that nobody reads it.
         std::vector<pollfd> descriptors{{received_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
         descriptors.insert(descriptors.end(), wanted.begin(), wanted.end());
-        const int ready = ::poll(descriptors.data(), descriptors.size(),
-                                 latest ? posix::pollTimeout(*latest) : -1);
-        if (ready < 0 && errno != EINTR)
-            throw std::system_error(errno, std::generic_category(), "Waiting");
-        if (ready < 0)
-            continue;
+        await(descriptors.data(), descriptors.size(), latest);
+        if (descriptors[0].revents != 0)
+            takeSignal();
+        if ((descriptors[1].revents & (POLLERR | POLLHUP)) != 0)
+            isOver_ = true;
         bool isReady = false;
         for (std::size_t index = 0; index < wanted.size(); ++index) {
             wanted[index].revents = descriptors[index + 2].revents;
             isReady = isReady || wanted[index].revents != 0;
         }
-        if (descriptors[0].revents != 0 && isToldToEnd())
-            return false;
-        const bool isReaderLeft = (descriptors[1].revents & (POLLERR | POLLHUP)) != 0;
-        if (isReaderLeft)
-            return false;
         if (isReady || (latest && Clock::now() >= *latest))
-            return true;
+            break;
     }
-    return false;
+    return !isOver_;
 }
 
-/// Takes the signal, which would end the process once it is not blocked any more.
-bool Endless::isToldToEnd() {
+/// It would end the process once it is not blocked any more.
+void Endless::takeSignal() {
     signalfd_siginfo signal{};
-    isOver_ = ::read(received_.get(), &signal, sizeof signal) == sizeof signal;
-    return isOver_;
+    if (::read(received_.get(), &signal, sizeof signal) == sizeof signal)
+        isOver_ = true;
 }
 
 /// A pipe that is ready takes that much at once.

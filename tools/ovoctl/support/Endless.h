@@ -15,7 +15,7 @@ namespace ovoctl {
 
 /// For a command that goes on until it is told to end (SIGTERM, SIGINT, SIGHUP), or the reader of
 /// the standard output leaves, which is noticed without writing. Make it before the first thread
-/// and use it on the thread that made it; once it was told to end it stays so.
+/// and use it on the thread that made it; what is to end stays so.
 class Endless {
 public:
     using Clock = std::chrono::steady_clock;
@@ -37,11 +37,11 @@ public:
     bool print(std::string_view text);
 
 private:
-    bool isToldToEnd();
+    void takeSignal();
 
     const app::SignalBlock signals_;
     const posix::Descriptor received_;
-    bool isOver_ = false; ///< told to end
+    bool isOver_ = false; ///< told to end, or nobody reads
 };
 
 } // namespace ovoctl
