@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace ovoctl {
+
+/// What a command came to: the program's exit status.
+enum class Outcome {
+    FINE = 0,
+    FINDING = 1,   ///< a finding, or a run that was no success
+    MISUSE = 2,    ///< used wrongly
+    UNASKABLE = 3, ///< who was to be asked could not be asked
+};
+
+} // namespace ovoctl

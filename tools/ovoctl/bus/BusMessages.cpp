@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "BusMessages.h"
+
+#include "ipc/mosquitto/Payload.h"
+#include "json/StrictReader.h"
+#include "ovoctl/Failure.h"
+#include "ovoctl/support/JsonLine.h"
+#include "ovoctl/support/Words.h"
+#include "phone-simulator/Secrets.h"
+#include "text/Escape.h"
+#include "text/Quote.h"
+
+#include <json/value.h>
+
+#include <stdexcept>
+
+namespace ovoctl {
+
+namespace {
+
+/// A word "key=text" or "key:=json" taken apart.
+struct Parameter {
+    std::string name;
+    Json::Value value;
+};
+
+Json::Value jsonOf(const std::string& word, const std::string& text) {
+    try {
+        const Json::Value list = json::read("[" + text + "]", {.deepest = ipc::DEEPEST_NESTING});
+        if (list.size() == 1)
+            return list[0];
+    } catch (const json::ReadError& error) {
+        throw Misuse("the value of the parameter " + quote(word) + " is not JSON: " + error.why);
+    }
+    throw Misuse("the value of the parameter " + quote(word) + " is not JSON");
+}
+
+Parameter parameterOf(const std::string& word) {
+    const std::size_t equals = word.find('=');
+    if (equals == std::string::npos)
+        throw Misuse("the parameter " + quote(word) + " is neither key=text nor key:=json");
+    requireText("parameter", word);
+    const bool isJson = equals > 0 && word[equals - 1] == ':';
+    const std::string name = word.substr(0, isJson ? equals - 1 : equals);
+    const std::string text = word.substr(equals + 1);
+    if (name.empty())
+        throw Misuse("the parameter " + quote(word) + " has no name");
+    return {name, isJson ? jsonOf(word, text) : Json::Value(text)};
+}
+
+Json::Value objectOf(const ipc::IPCMessage& message) {
+    Json::Value object(Json::objectValue);
+    object["name"] = message.name;
+    object["parameters"] = simulator::secrets::masked(message.name, message.params.parameters());
+    object["flag"] = message.flag;
+    return object;
+}
+
+/// The topic as a program may read it, whatever bytes it has.
+std::string topicOf(const ipc::IncomingMessage& message) {
+    return isText(message.topic) ? message.topic : escapeControls(message.topic);
+}
+
+} // namespace
+
+ipc::IPCMessage messageOf(const std::string& name, const std::vector<std::string>& parameters,
+                          bool isAnswerExpected) {
+    requireName("message's name", name);
+    ipc::IPCMessage message(name, {}, isAnswerExpected);
+    for (const std::string& word : parameters) {
+        const Parameter parameter = parameterOf(word);
+        if (message.params.parameters().isMember(parameter.name))
+            throw Misuse("the parameter " + quote(parameter.name) + " is given twice");
+        message.params.add(parameter.name, parameter.value);
+    }
+    try {
+        ipc::decode(ipc::encode(message));
+    } catch (const std::runtime_error& error) {
+        throw Misuse("the message " + quote(name) + " cannot be sent: " + error.what());
+    }
+    return message;
+}
+
+std::string lineOf(const ipc::IncomingMessage& message, bool isJson) {
+    Json::Value object;
+    try {
+        object = objectOf(ipc::decode(message.payload));
+    } catch (const std::runtime_error& error) {
+        if (!isJson)
+            return escapeControls(message.topic) + " not a bus message: " + error.what() + "\n";
+        object["error"] = error.what();
+    }
+    if (!isJson)
+        return escapeControls(message.topic) + " " + jsonLine(object);
+    object["topic"] = topicOf(message);
+    return jsonLine(object);
+}
+
+} // namespace ovoctl

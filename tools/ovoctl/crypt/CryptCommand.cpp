@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CryptCommand.h"
+
+#include "Diagnosis.h"
+#include "http/Secret.h"
+#include "ovoctl/Failure.h"
+#include "ovoctl/support/InputFile.h"
+#include "ovoctl/support/OutputFile.h"
+#include "ovoctl/support/Words.h"
+#include "paths/Paths.h"
+#include "security/openssl/SaltedText.h"
+#include "text/Quote.h"
+
+#include <openssl/rand.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+namespace ovoctl {
+
+namespace {
+
+namespace salted = security::salted;
+
+constexpr const char* KEY_FILE = "/etc/ovo.d/key";
+
+struct Options {
+    std::string input;
+    std::string output;
+    std::string keyFile;
+    bool isForced = false;
+};
+
+std::string octal(mode_t mode) {
+    std::ostringstream text;
+    text << std::oct << std::setw(4) << std::setfill('0') << (mode & 07777U);
+    return text.str();
+}
+
+/// Content of the key file, which only its owner may read.
+http::Secret readKey(const Options& options) {
+    const std::string path =
+        options.keyFile.empty() ? paths::toHost(KEY_FILE).text() : options.keyFile;
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0)
+        throw Misuse("cannot read the key file " + quote(path) + ": " + std::strerror(errno));
+    if (!S_ISREG(status.st_mode))
+        throw Misuse("the key file " + quote(path) + " is not a file");
+    if ((status.st_mode & 0077U) != 0)
+        throw Misuse("the key file " + quote(path) + " is open to others (mode " +
+                     octal(status.st_mode) + "); its mode has to be 0600");
+    http::Secret content = readInput(path, salted::MAX_KEY_FILE_BYTES);
+    if (salted::passwordOf(content.text()).empty())
+        throw Misuse("the first line of the key file " + quote(path) + " is empty");
+    return content;
+}
+
+std::string named(const std::string& path) {
+    return path == "-" ? "the standard input" : quote(path);
+}
+
+void encrypt(const Options& options) {
+    const OutputFile output{options.output, 0666, options.isForced};
+    output.check();
+    const http::Secret key = readKey(options);
+    const std::string plain = readInput(options.input, salted::MAX_PLAIN_BYTES);
+    if (plain.starts_with(salted::MAGIC))
+        throw Misuse(named(options.input) + " is encrypted already");
+    output.write(salted::encrypt(plain, salted::passwordOf(key.text())));
+}
+
+Outcome decrypt(const Options& options) {
+    const OutputFile output{options.output, 0600, options.isForced};
+    output.check();
+    const http::Secret key = readKey(options);
+    std::string text = readInput(options.input, salted::MAX_BYTES);
+    const Diagnosed found = diagnose(text, key.text());
+    if (found.diagnosis == Diagnosis::READABLE &&
+        salted::decryptInPlace(text, salted::passwordOf(key.text()))) {
+        output.write(text);
+        return Outcome::FINE;
+    }
+    std::cerr << "ovoctl: cannot decrypt " << named(options.input) << ": " << found.sentence
+              << "\n";
+    return Outcome::FINDING;
+}
+
+void makeKey(const Options& options) {
+    constexpr std::size_t KEY_BYTES = 32;
+    const OutputFile output{options.output, 0600, options.isForced};
+    output.check();
+    std::array<unsigned char, KEY_BYTES> bytes{};
+    if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
+        throw Unaskable("there are no random numbers");
+    std::string line;
+    constexpr std::string_view DIGITS = "0123456789abcdef";
+    for (const unsigned char byte : bytes)
+        line.append({DIGITS[byte >> 4U], DIGITS[byte & 0xfU]});
+    const http::Secret key(line + "\n");
+    output.write(key.text());
+}
+
+void addForce(CLI::App& command, Options& options) {
+    command.add_flag("--force", options.isForced, "Replace a file that is there already");
+}
+
+void addFiles(CLI::App& command, Options& options) {
+    command.add_option("IN", options.input, "The file to read; - is the standard input")
+        ->required()
+        ->type_name("");
+    command.add_option("OUT", options.output, "The file to write; - is the standard output")
+        ->required()
+        ->type_name("");
+    command
+        .add_option("--key", options.keyFile,
+                    "The key file (default: /etc/ovo.d/key below the phone's root)")
+        ->type_name("FILE");
+    addForce(command, options);
+}
+
+} // namespace
+
+void addCryptCommand(CLI::App& app, Outcome& outcome) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand(
+        "encrypt", "Encrypt a file as the phone reads it (openssl enc -aes-128-cbc -pbkdf2)");
+    addFiles(*command, *options);
+    setExample(*command, "ovoctl encrypt --key key phone.xml phone.xml.enc");
+    command->callback([options] { encrypt(*options); });
+
+    command = app.add_subcommand(
+        "decrypt", "Decrypt a file, or say why the phone could not: a wrong key, damage, or other "
+                   "options of the tool (status 1)");
+    addFiles(*command, *options);
+    setExample(*command, "ovoctl decrypt --key key phone.xml.enc phone.xml");
+    command->callback([options, &outcome] { outcome = decrypt(*options); });
+
+    command = app.add_subcommand("keygen", "Make a key file with a random key");
+    command->add_option("FILE", options->output, "The file to write; - is the standard output")
+        ->required()
+        ->type_name("");
+    addForce(*command, *options);
+    setExample(*command, "ovoctl keygen key");
+    command->callback([options] { makeKey(*options); });
+}
+
+} // namespace ovoctl

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "ovoctl/Outcome.h"
+
+#include <CLI/App.hpp>
+
+namespace ovoctl {
+
+/// Adds "property" with its commands.
+void addPropertyCommand(CLI::App& app, Outcome& outcome);
+
+} // namespace ovoctl

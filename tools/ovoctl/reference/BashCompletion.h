@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <CLI/App.hpp>
+#include <ostream>
+
+namespace ovoctl {
+
+/// Writes the completion of the program's commands and options for bash.
+void writeBashCompletion(const CLI::App& app, std::ostream& output);
+
+} // namespace ovoctl

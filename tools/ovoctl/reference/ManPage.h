@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <CLI/App.hpp>
+#include <ostream>
+
+namespace ovoctl {
+
+/// Writes the program's manual page.
+void writeManPage(const CLI::App& app, std::ostream& output);
+
+} // namespace ovoctl

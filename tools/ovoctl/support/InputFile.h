@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace ovoctl {
+
+/// Content of a file of this machine, or of the standard input for "-". Throws Misuse when it
+/// cannot be read or is larger than that many bytes.
+std::string readInput(const std::string& path, std::size_t largest);
+
+} // namespace ovoctl
