@@ -174,6 +174,8 @@ TEST_F(CryptCommand, WrongFilesAreNamed) {
     expect({"encrypt", "--key", path("key"), path("plain"), path("no/out")}, 3,
            "cannot write \"" + path("no/out") + "\": No such file");
     expect({"keygen", path("no/out")}, 3, "cannot write");
+    std::filesystem::create_directory(path("directory"));
+    expect({"keygen", "--force", path("directory")}, 3, "Is a directory");
     expect({"encrypt", "--key", path("key"), path("plain")}, 2, "OUT is required");
     expect({"decrypt", "--key", path("key"), "--key", path("key"), path("plain"), path("out")}, 2,
            "--key");
