@@ -70,12 +70,13 @@ TEST_F(PropertyCommand, SetTakesWordsAsTheyAre) {
     EXPECT_EQ(property({"set", "B=x=y", "C={}", "D=[1,2]"}).status, 0);
     EXPECT_EQ(property({"set", "[E]=f", "watch=on"}).status, 0);
     EXPECT_EQ(property({"set", "list", "B=2"}).status, 0);
-    EXPECT_EQ(property({"set", "--", "F", "-5"}).status, 0);
+    EXPECT_EQ(property({"set", "--", "F", "--json"}).status, 0);
     EXPECT_EQ(property({"set", "G", "--", ""}).status, 0);
     EXPECT_EQ(property({"set", "H", "{}"}).status, 0);
     EXPECT_EQ(property({"set", "I", "\x01[J]"}).status, 0);
-    EXPECT_EQ(property({"list"}).output, "A=[b,c]\nB=x=y\nC={}\nD=[1,2]\nF=-5\nG=\nH={}\nI=\\x01[J]"
-                                         "\n[E]=f\nlist=B=2\nwatch=on\n");
+    EXPECT_EQ(property({"list"}).output,
+              "A=[b,c]\nB=x=y\nC={}\nD=[1,2]\nF=--json\nG=\nH={}\nI=\\x01[J]"
+              "\n[E]=f\nlist=B=2\nwatch=on\n");
     EXPECT_EQ(property({"get", "[E]", "list"}).output, "f\nB=2\n");
 }
 

@@ -18,7 +18,6 @@ namespace {
 
 using propertyapi::SqlitePropertyApi;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 class PropertyWatchCommand : public testing::TestWithParam<std::vector<std::string>> {
 protected:
