@@ -24,8 +24,9 @@ namespace ovoctl {
 
 namespace {
 
-constexpr std::array ADD_COMMAND = {addCheckCommand, addNewCommand, addPlanCommand, addRunCommand, addStatusCommand, addPropertyCommand,
-                                    addBusCommand, addCryptCommand};
+constexpr std::array ADD_COMMAND = {addCheckCommand, addNewCommand,    addPlanCommand,
+                                    addRunCommand,   addStatusCommand, addPropertyCommand,
+                                    addBusCommand,   addCryptCommand};
 
 constexpr const char* FOOTER = R"(Exit status:
   0  fine

@@ -296,10 +296,13 @@ TEST(RunRecord, IsToldAllThatTheDocumentIsTold) {
     report.parametersApplied(1);
     report.jobEnds(ProvisioningStatus::Success);
     report.jobBegins("custom");
-    report.stepBegins("Redirect");
+    report.stepBegins();
+    report.stepIs("Redirect");
     report.failed("why");
     report.stepEnds(false);
-    report.stepUnknown("Dance");
+    report.stepBegins();
+    report.stepIs("Dance");
+    report.stepIsUnknown();
     report.firmware("1.0", "1.1", "accepted");
     report.jobEnds(ProvisioningStatus::NotSet);
     report.fileEnds(ProvisioningStatus::PartSuccess);
