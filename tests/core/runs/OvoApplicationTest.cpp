@@ -126,7 +126,8 @@ TEST_F(OvoApplicationTest, SetupBuildsEverythingInItsOrder) {
                     "directory /var/volatile/provisioning/nvm/",
                     "directory /var/volatile/provisioning/custom/",
                     "directory /var/volatile/provisioning/provisioning/", // worker
-                    "subscribe State.Network.Ready", "set State.Provisioning.InProgress=0",
+                    "get State.Provisioning.Report", "subscribe State.Network.Ready",
+                    "set State.Provisioning.InProgress=0",
                     "set State.Provisioning=fail",     // start-up provisioning
                     "get State.Provisioning.OnBootUp", // message handlers
                     "subscribe State.Provisioning", "subscribe State.FirmwareUpdate.TriggerAuto",
