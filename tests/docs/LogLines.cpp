@@ -157,7 +157,8 @@ private:
                 continue;
             isOneFound = true;
             const Tokens text = note.subspan(3);
-            add(levelsOf(note.subspan(1, 1))[0], textsOf(text.first(endOfList(text))), note[0].line);
+            add(levelsOf(note.subspan(1, 1))[0], textsOf(text.first(endOfList(text))),
+                note[0].line);
         }
         if (!isOneFound)
             add(0, {VARIABLE}, statementLine);

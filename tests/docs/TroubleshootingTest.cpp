@@ -13,8 +13,6 @@
 
 namespace {
 
-using testing::IsEmpty;
-
 const std::filesystem::path TREE = SOURCE_TREE;
 const std::string PAGE = "docs/troubleshooting.md";
 const std::string LOG_SECTION = "## The lines of the log";
@@ -120,8 +118,8 @@ TEST(Troubleshooting, EveryLineHasARowAndEveryRowALine) {
                 rowsByKey.erase(row);
         }
     for (const auto& [key, where] : rowsByKey)
-        ADD_FAILURE() << where << ": no statement of the daemon writes this log line (any more): "
-                      << key;
+        ADD_FAILURE() << where
+                      << ": no statement of the daemon writes this log line (any more): " << key;
 }
 
 /// What the part on failed runs quotes in the first column of its tables.
