@@ -8,6 +8,7 @@
 #include <functional>
 #include <regex>
 #include <set>
+#include <sstream>
 
 namespace {
 
@@ -40,11 +41,28 @@ void publishListed(Phone& phone, const std::string& target, const std::string& n
     phone.publishEncrypted(target, parameterFile(param("Listed." + name, "1")));
 }
 
-std::size_t countMessages(Phone& phone, const std::string& topic, const std::string& part) {
-    std::size_t count = 0;
-    for (const BusPeer::Message& message : phone.bus().messages(topic))
-        count += message.payload.find(part) != std::string::npos ? 1U : 0U;
-    return count;
+/// The messages that the reference shows as "TOPIC PAYLOAD", in order.
+std::vector<std::string> shownMessages() {
+    std::istringstream page(readHostFile(PROVISIONING_FILE_REFERENCE));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(page, line);)
+        if (line.starts_with("prov-client/"))
+            lines.push_back(line);
+    return lines;
+}
+
+/// What is on the bus without the progress of the run, as the reference shows it. Waits for the end
+/// of the run.
+std::vector<std::string> heardMessages(Phone& phone) {
+    const auto isEnd = [](const BusPeer::Message& message) {
+        return message.payload.find(R"("provInProgress":false)") != std::string::npos;
+    };
+    EXPECT_TRUE(phone.bus().waitFor(isEnd));
+    std::vector<std::string> lines;
+    for (const BusPeer::Message& message : phone.bus().messages())
+        if (message.topic.starts_with("prov-client/") && message.topic != "prov-client/monitor")
+            lines.push_back(message.topic + " " + message.payload);
+    return lines;
 }
 
 /// One example of the page, in its order: what it needs, what it makes the phone fetch, and what is
@@ -147,6 +165,7 @@ const std::vector<Example>& exampleTable() {
              phone.publishPlain("/images/wallpaper.png", "image");
              phone.publishPlain("/contacts.xml", "<contacts/>");
              publishListed(phone, "/second/provisioning.xml", "Redirect");
+             phone.bus().clear();
          },
          [](Phone& phone) {
              EXPECT_TRUE(phone.root().exists("/data/certs/_storage/company-ca.pem"));
@@ -163,10 +182,8 @@ const std::vector<Example>& exampleTable() {
              EXPECT_EQ(phone.value("State.LocalDirectoryUpdate.Period"), "3600");
              EXPECT_EQ(phone.value("FunctionKeys.7.LockProvisioning"), "0");
              EXPECT_EQ(phone.value("Listed.Redirect"), "1");
-             EXPECT_EQ(countMessages(phone, "prov-client/sysconf",
-                                     R"({"name":"company-ca.pem","operation":"Accept"})"),
-                       1U);
-             EXPECT_EQ(countMessages(phone, "prov-client/sip-client", "update_tls_security"), 2U);
+             ASSERT_FALSE(shownMessages().empty());
+             EXPECT_THAT(heardMessages(phone), ElementsAreArray(shownMessages()));
          }},
         {R"(<custom version="1.1">
   <step )",
