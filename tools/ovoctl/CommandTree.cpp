@@ -4,6 +4,7 @@
 #include "ovoctl/Failure.h"
 #include "ovoctl/bus/BusCommand.h"
 #include "ovoctl/crypt/CryptCommand.h"
+#include "ovoctl/doctor/DoctorCommand.h"
 #include "ovoctl/property/PropertyCommand.h"
 #include "ovoctl/reference/BashCompletion.h"
 #include "ovoctl/reference/ManPage.h"
@@ -22,7 +23,7 @@ namespace ovoctl {
 namespace {
 
 constexpr std::array ADD_COMMAND = {addRunCommand, addStatusCommand, addPropertyCommand,
-                                    addBusCommand, addCryptCommand};
+                                    addBusCommand, addCryptCommand,  addDoctorCommand};
 
 constexpr const char* FOOTER = R"(Exit status:
   0  fine
