@@ -28,7 +28,11 @@ protected:
             text << status.st_ino << " " << status.st_mode << " " << status.st_size << " "
                  << status.st_mtim.tv_sec << "." << status.st_mtim.tv_nsec << " "
                  << status.st_ctim.tv_sec << "." << status.st_ctim.tv_nsec << " ";
-            if (S_ISREG(status.st_mode))
+            // Whoever has the store open notes in its index what he reads.
+            const bool isIndex = entry.path().string().ends_with("-shm");
+            if (isIndex)
+                text.str(std::to_string(status.st_ino));
+            else if (S_ISREG(status.st_mode))
                 text << readHostFile(entry.path());
             found[entry.path()] = text.str();
         }
@@ -45,13 +49,13 @@ TEST_F(Doctor, FindsNothingOnASoundPhone) {
         EXPECT_EQ(line.level, "ok") << line.check << ": " << line.what;
         EXPECT_EQ(line.cure, "");
     }
-    EXPECT_THAT(checks, testing::UnorderedElementsAre(
-                            "daemon", "broker", "store", "store mode", "store log",
-                            "store integrity", "store version", "store triggers",
-                            "phone configuration", "key file", "directories", "free space", "clock",
-                            "trusted certificates", "client certificate", "server", "proxy",
-                            "host name", "connection", "TLS certificate 1", "TLS certificate 2",
-                            "TLS", "answer"));
+    EXPECT_THAT(checks,
+                testing::UnorderedElementsAre(
+                    "daemon", "broker", "store", "store mode", "store log", "store integrity",
+                    "store version", "store triggers", "phone configuration", "key file",
+                    "directories", "free space", "clock", "trusted certificates",
+                    "client certificate", "server", "proxy", "host name", "connection",
+                    "TLS certificate 1", "TLS certificate 2", "TLS", "answer"));
 }
 
 TEST_F(Doctor, PrintsALineForEachCheck) {
@@ -76,9 +80,9 @@ TEST_F(Doctor, GoesOnAfterEveryError) {
     EXPECT_EQ(empty.status, 1);
     for (const char* check : {"daemon", "broker", "store", "phone configuration", "key file"})
         EXPECT_EQ(empty.of(check).at(0).level, "error") << check;
-    expectSkipped(empty, {"store mode", "store log", "store integrity", "store version",
-                          "store triggers", "server", "proxy", "host name", "connection", "TLS",
-                          "answer"});
+    expectSkipped(empty,
+                  {"store mode", "store log", "store integrity", "store version", "store triggers",
+                   "server", "proxy", "host name", "connection", "TLS", "answer"});
     EXPECT_TRUE(std::filesystem::is_empty(root.path()));
 }
 

@@ -82,7 +82,10 @@ TEST_F(NetworkDoctor, EachCheckIsOverInTime) {
 }
 
 TEST_F(NetworkDoctor, AServerThatSaysNothing) {
-    RawServer silent([](Wire& wire, int) { while (!wire.receive().empty()) {} });
+    RawServer silent([](Wire& wire, int) {
+        while (!wire.receive().empty()) {
+        }
+    });
     const auto begin = std::chrono::steady_clock::now();
     expect(visit({silent.url("http")}), "answer", "error", "");
     expect(visit({silent.url("https")}), "TLS", "error", "no handshake");

@@ -50,8 +50,8 @@ TEST_F(PhoneDoctor, AConfigurationThatDoesNotParse) {
 
 TEST_F(PhoneDoctor, AConfigurationThatLacksAKey) {
     root.write(CONFIGURATION, R"({"ui.security.CredentialRequestTimeout": "2"})");
-    expect(visit(), "phone configuration", "error",
-           "networking.provisioning.MajorId is missing", "add it");
+    expect(visit(), "phone configuration", "error", "networking.provisioning.MajorId is missing",
+           "add it");
     root.write(CONFIGURATION, R"({"networking.provisioning.MajorId": "hd7k"})");
     expect(visit(), "phone configuration", "error",
            "ui.security.CredentialRequestTimeout is missing", "add it");
@@ -105,8 +105,8 @@ TEST_F(PhoneDoctor, DirectoriesThatTheDaemonCannotUse) {
 TEST_F(PhoneDoctor, AFileSystemWithoutRoom) {
     std::filesystem::create_directories(root.host("/var"));
     std::filesystem::create_directory_symlink("/proc", root.host("/var/volatile"));
-    expect(visit(), "free space", "error", "0 MiB on the file system of " + root.host("/var/"),
-           "remove files");
+    expect(visit(), "free space", "error",
+           "0 MiB on the file system of " + root.host("/var/volatile"), "remove files");
 }
 
 TEST_F(PhoneDoctor, AClockBeforeTheProgramWasBuilt) {

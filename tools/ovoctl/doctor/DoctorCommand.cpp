@@ -8,6 +8,7 @@
 #include "TlsChecks.h"
 #include "http/UrlInfo.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/Output.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
 
@@ -92,7 +93,9 @@ Outcome examine(const Options& options) {
     for (const Check& check : CHECKS) {
         try {
             check.examine(examination);
-        } catch (const std::runtime_error& error) {
+        } catch (const ReaderLeft&) {
+            throw;
+        } catch (const std::exception& error) {
             examination.fail(check.name, std::string("not checked: ") + error.what(), "");
         }
     }

@@ -5,6 +5,7 @@
 #include "Examination.h"
 #include "HttpAnswer.h"
 #include "Vocabulary.h"
+#include "http/UrlException.h"
 #include "http/formatPath.h"
 #include "text/Ascii.h"
 #include "text/Number.h"
@@ -148,7 +149,7 @@ void checkServer(Examination& examination) {
         examination.fine(SERVER, http::withoutCredentials(url).getUrl() +
                                      (isGiven ? ", as given" : ", as configured"));
         examination.url = std::move(url);
-    } catch (const std::runtime_error& error) {
+    } catch (const http::UrlException& error) {
         examination.fail(SERVER, error.what(), std::string("correct ") + keys::PROVISIONING_SERVER);
     }
 }

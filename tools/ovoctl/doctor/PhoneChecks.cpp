@@ -63,13 +63,16 @@ const std::vector<std::string>& writtenDirectories() {
     return PATHS;
 }
 
+std::string withoutSlash(std::string path) {
+    path.erase(path.find_last_not_of('/') + 1);
+    return path;
+}
+
 /// The directory, or what is there of the way to it.
 HostPath existing(const std::string& directory) {
-    std::string path = paths::toHost(directory).text();
-    while (path.size() > 1 && FileStamp::of(HostPath(path)).isMissing()) {
-        path.erase(path.find_last_not_of('/') + 1);
-        path.erase(path.rfind('/') + 1);
-    }
+    std::string path = withoutSlash(paths::toHost(directory).text());
+    while (FileStamp::of(HostPath(path)).isMissing() && path.rfind('/') > 0)
+        path.erase(path.rfind('/'));
     return HostPath(path);
 }
 
@@ -77,7 +80,7 @@ HostPath existing(const std::string& directory) {
 bool examineDirectory(Examination& examination, const std::string& directory) {
     const std::string check = "directory " + directory;
     const HostPath path = existing(directory);
-    const bool isThere = path == paths::toHost(directory);
+    const bool isThere = path.text() == withoutSlash(paths::toHost(directory).text());
     const FileStamp stamp = FileStamp::of(path);
     if (stamp.error != 0)
         examination.fail(check, path.text() + ": " + std::strerror(stamp.error),
