@@ -32,6 +32,26 @@ TEST_F(PhoneDoctor, ABrokerThatDoesNotAnswer) {
     broker.resume();
 }
 
+/// Where the distribution puts a module of the broker.
+std::string moduleOfBroker(const std::string& name) {
+    for (const auto& entry : std::filesystem::directory_iterator("/usr/lib"))
+        if (std::filesystem::exists(entry.path() / name))
+            return entry.path() / name;
+    return {};
+}
+
+TEST_F(PhoneDoctor, ABrokerThatRefusesSubscriptions) {
+    const std::string module = moduleOfBroker("mosquitto_dynamic_security.so");
+    ASSERT_NE(module, "");
+    root.write("/access.json", R"({"defaultACLAccess": {"publishClientSend": true,
+        "publishClientReceive": true, "subscribe": false, "unsubscribe": true}})");
+    const Broker strict({.socketPath = root.host("/strict/bus.sock"),
+                         .configuration = "plugin " + module + "\nplugin_opt_config_file " +
+                                          root.host("/access.json")});
+    expect(visit({}, {{"HALDEN_BUS", strict.address()}}), "broker", "error",
+           "refuses the subscription to prov-client/monitor", "access lists");
+}
+
 TEST_F(PhoneDoctor, AnAddressOfTheBusThatIsNone) {
     expect(visit({}, {{"HALDEN_BUS", "pigeon:loft"}}), "broker", "error", "pigeon:loft",
            "HALDEN_BUS");

@@ -53,22 +53,22 @@ public:
     std::string property(const std::string& key) const;
 
     const std::string givenUrl;
-    bool isStoreReadable = false;
     std::map<std::string, std::string> properties;          ///< those that checks need
     std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig; ///< an empty one at first
-    bool hasTrustedCertificates = false;
-    std::optional<http::ClientIdentity> clientIdentity; ///< what the daemon would offer
-    std::optional<http::UrlInfo> url;                   ///< what the daemon would ask for
+    std::optional<http::ClientIdentity> clientIdentity;     ///< what the daemon would offer
+    std::optional<http::UrlInfo> url;                       ///< what the daemon would ask for
     std::optional<http::Proxy> proxy;
-    bool isProxyUsable = true;
     std::vector<SocketAddress> addresses; ///< of the server, or its proxy
+    bool isStoreReadable = false;
+    bool hasTrustedCertificates = false;
+    bool isProxyUsable = true;
     bool isConnected = false;
 
 private:
     void add(ExaminationResult result);
 
-    const Sink sink_;
     bool isFine_ = true;
+    const Sink sink_;
 };
 
 } // namespace ovoctl

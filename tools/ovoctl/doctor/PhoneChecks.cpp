@@ -22,6 +22,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -71,8 +73,8 @@ std::string withoutSlash(std::string path) {
 /// The directory, or what is there of the way to it.
 HostPath existing(const std::string& directory) {
     std::string path = withoutSlash(paths::toHost(directory).text());
-    while (FileStamp::of(HostPath(path)).isMissing() && path.rfind('/') > 0)
-        path.erase(path.rfind('/'));
+    while (path.size() > 1 && FileStamp::of(HostPath(path)).isMissing())
+        path.erase(std::max<std::size_t>(path.rfind('/'), 1));
     return HostPath(path);
 }
 
