@@ -107,10 +107,10 @@ void judge(Examination& examination, const HttpAnswer& answer) {
     const std::string status = "status " + std::to_string(answer.status);
     const std::string credentials =
         answer.accepted.empty() ? "" : ", and the server accepts " + answer.accepted;
-    if (answer.status == 200)
-        examination.fine(ANSWER, status + credentials);
-    else if (!answer.problem.empty())
+    if (!answer.problem.empty())
         examination.fail(ANSWER, answer.problem, "see the checks above, and the server's log");
+    else if (answer.status == 200)
+        examination.fine(ANSWER, status + credentials);
     else if (answer.status >= 300 && answer.status < 400)
         judgeRedirect(examination, answer);
     else if (answer.status == 401)
