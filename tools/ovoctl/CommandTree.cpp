@@ -6,6 +6,7 @@
 #include "ovoctl/check/CheckCommand.h"
 #include "ovoctl/check/NewCommand.h"
 #include "ovoctl/crypt/CryptCommand.h"
+#include "ovoctl/doctor/DoctorCommand.h"
 #include "ovoctl/plan/PlanCommand.h"
 #include "ovoctl/property/PropertyCommand.h"
 #include "ovoctl/reference/BashCompletion.h"
@@ -24,9 +25,9 @@ namespace ovoctl {
 
 namespace {
 
-constexpr std::array ADD_COMMAND = {addCheckCommand, addNewCommand,    addPlanCommand,
-                                    addRunCommand,   addStatusCommand, addPropertyCommand,
-                                    addBusCommand,   addCryptCommand};
+constexpr std::array ADD_COMMAND = {addCheckCommand,    addNewCommand, addPlanCommand,
+                                    addDoctorCommand,   addRunCommand, addStatusCommand,
+                                    addPropertyCommand, addBusCommand, addCryptCommand};
 
 constexpr const char* FOOTER = R"(Exit status:
   0  fine

@@ -22,6 +22,9 @@ public:
     /// subscriptions. Throws Misuse for an address that is malformed.
     Bus(const std::vector<std::string>& topics, Clock::time_point deadline);
 
+    /// The topics whose subscription the broker refused.
+    const std::vector<std::string>& refusedTopics() const { return connection_.refusedTopics(); }
+
     /// Returns once the broker has the message.
     void send(const std::string& topic, const ipc::IPCMessage& message, Clock::time_point deadline);
     /// The messages that arrived since the last call, waiting for some; none: the time is over.

@@ -77,9 +77,10 @@ void MqttConnection::lost(std::string reason) noexcept {
 void MqttConnection::subscribed(const std::vector<bool>& granted) noexcept {
     isReady_ = true;
     for (std::size_t index = 0; index < topics_.size(); ++index) {
-        if (index >= granted.size() || !granted[index])
-            notes_.push_back(
-                {3, "Broker refused the subscription to " + foreignText(topics_[index])});
+        if (index < granted.size() && granted[index])
+            continue;
+        refusedTopics_.push_back(topics_[index]);
+        notes_.push_back({3, "Broker refused the subscription to " + foreignText(topics_[index])});
     }
 }
 

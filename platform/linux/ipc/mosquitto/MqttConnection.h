@@ -34,6 +34,8 @@ public:
     const std::string& lossReason() const { return lossReason_; }
     /// True once the broker accepted the client and confirmed its subscriptions.
     bool isReady() const { return isReady_; }
+    /// Once ready: the topics whose subscription the broker refused.
+    const std::vector<std::string>& refusedTopics() const { return refusedTopics_; }
 
     /// False while too many messages are unacknowledged to send a further one.
     bool hasRoom() const { return !isLost() && !inFlight_.isFull(); }
@@ -70,6 +72,7 @@ private:
     bool isAccepted_ = false;
     bool isSubscribing_ = false;
     bool isReady_ = false;
+    std::vector<std::string> refusedTopics_;
     std::string lossReason_;
     InFlight inFlight_;
     std::vector<IncomingMessage> received_;

@@ -112,6 +112,10 @@ std::vector<StoredProperty> ReadOnlyStore::list(const std::string& prefix) const
     });
 }
 
+schema::Condition ReadOnlyStore::inspect() const {
+    return read([](Database& database) { return schema::inspect(database); });
+}
+
 void ReadOnlyStore::check() const {
     read([&](Database& database) {
         if (const std::string found = database.query("PRAGMA integrity_check(1)"); found != "ok")

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Schema.h"
 #include "SqlitePropertyApi.h"
 #include "SqliteSettings.h"
 
@@ -38,6 +39,8 @@ public:
     std::vector<StoredProperty> list(const std::string& prefix) const;
     /// Returns when the store is sound.
     void check() const;
+    /// Its version, and the triggers on its tables.
+    schema::Condition inspect() const;
 
 private:
     template <typename Operation>

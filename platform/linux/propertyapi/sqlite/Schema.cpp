@@ -6,7 +6,10 @@
 #include "Transaction.h"
 
 #include <algorithm>
+#include <array>
+#include <set>
 #include <string_view>
+#include <utility>
 
 namespace propertyapi::schema {
 
@@ -38,6 +41,10 @@ DROP TRIGGER IF EXISTS property_change_emptied;
 DROP TABLE IF EXISTS property_change;
 DROP TABLE IF EXISTS property_replace;
 )";
+
+constexpr std::array OWN_TRIGGERS = {"property_journal_delete", "property_journal_insert",
+                                     "property_journal_keep",   "property_journal_rename",
+                                     "property_journal_trim",   "property_journal_update"};
 
 constexpr std::string_view TABLES = R"(
 CREATE TABLE IF NOT EXISTS property(
@@ -126,6 +133,28 @@ void prepare(Database& database, std::int64_t journalBound, const std::string& b
                          "PRAGMA user_version = " + std::string(VERSION));
     enterBoot(database, bootId);
     transaction.commit(commit);
+}
+
+Condition inspect(Database& database) {
+    std::set<std::string> missing(OWN_TRIGGERS.begin(), OWN_TRIGGERS.end());
+    Condition condition{database.query("PRAGMA user_version"), {}, {}};
+    Statement select(database, "SELECT name FROM sqlite_schema WHERE type = 'trigger' AND "
+                               "lower(tbl_name) IN ('property', 'property_journal') ORDER BY name");
+    Statement::Run run(select);
+    while (run.step()) {
+        std::string name = run.text(0);
+        // An earlier version's own are dropped when the store is prepared.
+        const bool isOwn = missing.erase(name) > 0 ||
+                           CLEARANCE.find("EXISTS " + name + ";") != std::string_view::npos;
+        if (!isOwn)
+            condition.foreignTriggers.push_back(std::move(name));
+    }
+    condition.missingTriggers.assign(missing.begin(), missing.end());
+    return condition;
+}
+
+std::string_view version() {
+    return VERSION;
 }
 
 std::int64_t numbersOf(std::string_view key, std::string_view value) {

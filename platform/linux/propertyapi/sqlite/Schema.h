@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace propertyapi {
 
@@ -35,6 +36,17 @@ std::int64_t longestRow(std::int64_t journalBound);
 bool isTrimDue(std::int64_t journalBound, std::int64_t number, std::int64_t previous);
 /// SQL that trims the journal. number: of the newest row.
 std::string trim(std::int64_t journalBound, const std::string& number);
+
+/// What a store has of the tables' upkeep.
+struct Condition {
+    std::string version;                      ///< of its tables; "0": nobody has prepared it
+    std::vector<std::string> foreignTriggers; ///< of other programs, on our tables
+    std::vector<std::string> missingTriggers; ///< of ours
+};
+/// Reads alone. Throws DatabaseError.
+Condition inspect(Database& database);
+/// The version that prepare() leaves.
+std::string_view version();
 
 /// True for the keys that live for one boot of the machine.
 bool livesForOneBoot(const std::string& key);

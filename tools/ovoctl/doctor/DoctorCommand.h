@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "ovoctl/Outcome.h"
+
+#include <CLI/App.hpp>
+
+namespace ovoctl {
+
+/// "doctor": looks at everything that provisioning needs.
+void addDoctorCommand(CLI::App& app, Outcome& outcome);
+
+} // namespace ovoctl
