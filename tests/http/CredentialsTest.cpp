@@ -3,7 +3,7 @@
 #include "common/Guarded.h"
 #include "support/http/FaultyServer.h"
 #include "support/http/Nginx.h"
-#include "support/http/ServerDigest.h"
+#include "fault-server/ServerDigest.h"
 
 #include <gmock/gmock.h>
 

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -25,9 +26,10 @@ int connectTo(std::uint16_t port) {
 } // namespace
 
 std::string Wire::receiveUntil(const std::string& end, std::string text) {
+    constexpr std::size_t LARGEST = 1 << 20;
     while (text.find(end) == std::string::npos) {
         const std::string piece = receive();
-        if (piece.empty())
+        if (piece.empty() || text.size() > LARGEST)
             return {};
         text += piece;
     }
@@ -37,6 +39,20 @@ std::string Wire::receiveUntil(const std::string& end, std::string text) {
 void Wire::endByReset() const {
     const linger atOnce{1, 0};
     ::setsockopt(socket(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+}
+
+bool Wire::pause(std::chrono::milliseconds time) const {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + time;
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        if (left.count() <= 0)
+            return true;
+        pollfd watched{socket(), POLLRDHUP, 0};
+        if (::poll(&watched, 1,
+                   static_cast<int>(std::min<std::int64_t>(left.count(), 1'000'000))) > 0)
+            return false;
+    }
 }
 
 bool SocketWire::send(const std::string& bytes) {
