@@ -27,8 +27,7 @@ constexpr std::uint64_t LARGEST_BODY = 64U << 20U;
 std::uint64_t numberOf(const std::string& text, std::uint64_t least, std::uint64_t most) {
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < least ||
-        number > most)
+    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most)
         refuse(quote(text) + " is not a whole number from " + std::to_string(least) + " to " +
                std::to_string(most));
     return number;
@@ -37,8 +36,7 @@ std::uint64_t numberOf(const std::string& text, std::uint64_t least, std::uint64
 constexpr std::uint64_t MANY = 1'000'000'000'000;
 
 template <typename Value>
-Value wordOf(const std::string& text,
-             std::initializer_list<std::pair<const char*, Value>> known) {
+Value wordOf(const std::string& text, std::initializer_list<std::pair<const char*, Value>> known) {
     std::string words;
     for (const auto& [word, value] : known) {
         if (text == word)
@@ -84,8 +82,8 @@ void becomeRedirect(const Answer& answer) {
 void setEnd(Answer& answer, Break::How how, const std::string& after) {
     if (answer.end)
         refuse("only one of close, reset and silence is possible");
-    answer.end = Break{how, after == "start" ? std::nullopt
-                                             : std::optional(numberOf(after, 0, MANY))};
+    answer.end =
+        Break{how, after == "start" ? std::nullopt : std::optional(numberOf(after, 0, MANY))};
 }
 
 constexpr const char* HTML = "<!DOCTYPE html>\n<html><head><title>Sign in</title></head>"
@@ -171,22 +169,18 @@ std::vector<AnswerMember> makeMembers() {
          true},
         {"delay", Kind::SECONDS, "SECONDS", "Wait before the first byte",
          [](Answer& answer, const std::string& value) {
-             answer.delay = std::chrono::milliseconds(
-                 static_cast<std::int64_t>(std::stod(value) * 1000));
+             answer.delay =
+                 std::chrono::milliseconds(static_cast<std::int64_t>(std::stod(value) * 1000));
          },
          true},
         {"rate", Kind::NUMBER, "BYTES", "Bytes of the body a second",
          [](Answer& answer, const std::string& value) { answer.rate = numberOf(value, 1, MANY); },
          true},
         {"close", Kind::PLACE, "BYTES", "Close the connection after so many bytes of the body",
-         [](Answer& answer, const std::string& value) {
-             setEnd(answer, Break::How::CLOSE, value);
-         },
+         [](Answer& answer, const std::string& value) { setEnd(answer, Break::How::CLOSE, value); },
          true},
         {"reset", Kind::PLACE, "BYTES", "Reset the connection there",
-         [](Answer& answer, const std::string& value) {
-             setEnd(answer, Break::How::RESET, value);
-         },
+         [](Answer& answer, const std::string& value) { setEnd(answer, Break::How::RESET, value); },
          true},
         {"silence", Kind::PLACE, "BYTES", "Say nothing more from there on",
          [](Answer& answer, const std::string& value) {
@@ -206,8 +200,7 @@ std::vector<AnswerMember> makeMembers() {
         {"gzip", Kind::TEXT, "LIE",
          "The body is announced as gzip and is plain, or broken after the gzip header",
          [](Answer& answer, const std::string& value) {
-             answer.gzip =
-                 wordOf<Gzip>(value, {{"plain", Gzip::PLAIN}, {"broken", Gzip::BROKEN}});
+             answer.gzip = wordOf<Gzip>(value, {{"plain", Gzip::PLAIN}, {"broken", Gzip::BROKEN}});
          },
          true},
         {"endless-headers", Kind::FLAG, "", "Headers that never end",

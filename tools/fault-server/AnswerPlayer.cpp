@@ -70,9 +70,7 @@ std::string lengthLines(Length length, std::size_t size) {
 } // namespace
 
 AnswerPlayer::AnswerPlayer(const Answer& answer, HttpServer::Exchange& exchange)
-    : answer_(answer)
-    , exchange_(exchange)
-    , isRefused_(!isAccepted(answer, exchange.request())) {}
+    : answer_(answer), exchange_(exchange), isRefused_(!isAccepted(answer, exchange.request())) {}
 
 std::string AnswerPlayer::description() const {
     return (saysNothing() ? "-" : std::to_string(status())) + answer_.faults;
@@ -196,10 +194,10 @@ Then AnswerPlayer::sendEndlessHeaders() {
 /// False when the client has gone.
 bool AnswerPlayer::sendBody(const std::string& body) {
     constexpr std::uint64_t PIECES_A_SECOND = 10;
-    const std::size_t end = answer_.end
-                                ? static_cast<std::size_t>(
-                                      std::min<std::uint64_t>(*answer_.end->after, body.size()))
-                                : body.size();
+    const std::size_t end =
+        answer_.end
+            ? static_cast<std::size_t>(std::min<std::uint64_t>(*answer_.end->after, body.size()))
+            : body.size();
     if (!answer_.rate)
         return exchange_.send(body.substr(0, end));
     const std::uint64_t piece = std::max<std::uint64_t>(*answer_.rate / PIECES_A_SECOND, 1);

@@ -70,8 +70,8 @@ struct RawServer::Impl {
                 continue;
             }
             Connection& connection = connections.emplace_back(Connection{socket, {}});
-            connection.thread =
-                std::thread([this, &connection, socket, number] { serve(connection, socket, number); });
+            connection.thread = std::thread(
+                [this, &connection, socket, number] { serve(connection, socket, number); });
         }
     }
 

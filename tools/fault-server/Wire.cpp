@@ -49,8 +49,8 @@ bool Wire::pause(std::chrono::milliseconds time) const {
         if (left.count() <= 0)
             return true;
         pollfd watched{socket(), POLLRDHUP, 0};
-        if (::poll(&watched, 1,
-                   static_cast<int>(std::min<std::int64_t>(left.count(), 1'000'000))) > 0)
+        if (::poll(&watched, 1, static_cast<int>(std::min<std::int64_t>(left.count(), 1'000'000))) >
+            0)
             return false;
     }
 }

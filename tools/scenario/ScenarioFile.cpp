@@ -69,8 +69,8 @@ void ScenarioFile::forEach(const std::string& list, const BeginItem& begin,
         refuse(root_, "a scenario is an object with the list " + quote(list));
     for (const std::string& name : root_.getMemberNames()) {
         if (name != list)
-            refuse(root_[name], quote(name) + " is not known here; a scenario has the list " +
-                                    quote(list));
+            refuse(root_[name],
+                   quote(name) + " is not known here; a scenario has the list " + quote(list));
     }
     const Json::Value& items = root_[list];
     if (!items.isArray())
@@ -116,7 +116,7 @@ std::string textOf(const Json::Value& value) {
 }
 
 std::string wholeNumberOf(const Json::Value& value) {
-    if (!value.isUInt64() || value.isDouble())
+    if (!value.isUInt64())
         throw std::invalid_argument("has to be a whole number that is not negative");
     return std::to_string(value.asUInt64());
 }
