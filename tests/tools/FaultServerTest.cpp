@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fault-server/CommandLine.h"
 #include "support/process/ChildProcess.h"
 #include "support/process/PhoneRoot.h"
 #include "support/process/WaitUntil.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "CommandLine.h"
+#include "FaultOptions.h"
 #include "FaultServer.h"
 #include "app/SignalBlock.h"
 #include "phone-simulator/Termination.h"
