@@ -143,7 +143,7 @@ std::string AnswerPlayer::body() const {
 
 std::string AnswerPlayer::challenges() const {
     constexpr const char* BASIC = "WWW-Authenticate: Basic realm=\"fault-server\"\r\n";
-    const std::string digest =
+    std::string digest =
         ServerDigest(answer_.user.value_or(""), answer_.password.value_or("")).challenge();
     switch (*answer_.challenge) {
     case Challenge::BASIC:

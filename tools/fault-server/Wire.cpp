@@ -78,20 +78,26 @@ ClientWire::~ClientWire() {
         ::close(socket());
 }
 
+namespace {
+
+/// Passes on what there is now; false when one of the two has gone.
+bool passOn(Wire& from, Wire& to) {
+    const std::string piece = from.receive();
+    return !piece.empty() && to.send(piece);
+}
+
+} // namespace
+
 void relay(Wire& one, Wire& other) {
-    for (;;) {
+    bool isOn = true;
+    while (isOn) {
         std::array<pollfd, 2> ends{pollfd{one.socket(), POLLIN, 0},
                                    pollfd{other.socket(), POLLIN, 0}};
         if (!one.hasMore() && !other.hasMore() && ::poll(ends.data(), ends.size(), -1) < 0)
             return;
-        for (const bool forth : {true, false}) {
-            Wire& from = forth ? one : other;
-            Wire& to = forth ? other : one;
-            if (!from.hasMore() && ends[forth ? 0 : 1].revents == 0)
-                continue;
-            const std::string piece = from.receive();
-            if (piece.empty() || !to.send(piece))
-                return;
-        }
+        if (one.hasMore() || ends[0].revents != 0)
+            isOn = passOn(one, other);
+        if (isOn && (other.hasMore() || ends[1].revents != 0))
+            isOn = passOn(other, one);
     }
 }

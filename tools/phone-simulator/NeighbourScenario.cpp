@@ -20,7 +20,7 @@ milliseconds timeOf(const Json::Value& value) {
 }
 
 std::string neighbourOf(const Json::Value& value) {
-    const std::string name = scenario::textOf(value);
+    std::string name = scenario::textOf(value);
     std::string known;
     for (const std::string& neighbour : neighbourNames()) {
         if (name == neighbour)
