@@ -66,10 +66,10 @@ std::string refusedScenario(const std::string& text) {
 } // namespace
 
 TEST(FaultServer, SaysItsAddressAndALineForEachRequest) {
-    ServerProcess server({"--port", "0", "--status", "503", "--size", "5"});
+    ServerProcess server({"--port", "0", "--status", "503", "--size", "5", "--rate", "1000"});
     EXPECT_THAT(server.url(""), StartsWith("http://127.0.0.1:"));
     EXPECT_EQ(run({"curl", "-s", server.url("/a?b")}).output, "xxxxx");
-    EXPECT_EQ(server.output(), server.url("") + "\n\"GET /a?b\" 503 size=5\n");
+    EXPECT_EQ(server.output(), server.url("") + "\n\"GET /a?b\" 503 size=5 rate=1000\n");
     EXPECT_EQ(server.process().terminate(), 0);
 }
 
