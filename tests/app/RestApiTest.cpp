@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "RecordingApplication.h"
-#include "SilentServer.h"
+#include "support/http/FaultyServer.h"
 #include "support/logger/LogRecorder.h"
 #include "support/process/PhoneRoot.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-http::HttpRequest requestFor(const SilentServer& server) {
+http::HttpRequest requestFor(const FaultyServer& server) {
     http::HttpRequest request;
     request.url.scheme = "http";
     request.url.host = "127.0.0.1";
@@ -27,6 +27,11 @@ http::HttpRequest requestFor(const SilentServer& server) {
         return 0;
     };
     return request;
+}
+
+FaultyServer::Then neverAnswers(FaultyServer::Exchange& exchange) {
+    exchange.stall();
+    return FaultyServer::Then::Close;
 }
 
 class RestApi : public testing::Test {
@@ -50,14 +55,14 @@ TEST_F(RestApi, IsOneObjectForAllThreads) {
 }
 
 TEST_F(RestApi, ARunningTransferIsAbortedAtTermination) {
-    const SilentServer server;
+    FaultyServer server(neverAnswers);
     RecordingApplication application;
     Execution execution(application);
     ASSERT_TRUE(execution.waitFor("waitForTermination"));
 
     http::HttpResponse response;
     std::thread transfer([&] { response = application.getRESTApi()->get(requestFor(server)); });
-    ASSERT_TRUE(server.waitForRequest());
+    ASSERT_TRUE(server.waitForRequests(1));
     const auto begin = std::chrono::steady_clock::now();
     application.signalTermination();
     transfer.join();
@@ -68,20 +73,20 @@ TEST_F(RestApi, ARunningTransferIsAbortedAtTermination) {
 }
 
 TEST_F(RestApi, ATransferAfterTerminationIsRefused) {
-    const SilentServer server;
+    FaultyServer server(neverAnswers);
     RecordingApplication application;
     const auto client = application.getRESTApi();
     application.signalTermination();
     EXPECT_NE(client->get(requestFor(server)).failure, "");
-    EXPECT_FALSE(server.wasReached());
+    EXPECT_TRUE(server.requests().empty());
 }
 
 TEST_F(RestApi, AClientMadeAfterTerminationRefusesToo) {
-    const SilentServer server;
+    FaultyServer server(neverAnswers);
     RecordingApplication application;
     application.signalTermination();
     EXPECT_NE(application.getRESTApi()->get(requestFor(server)).failure, "");
-    EXPECT_FALSE(server.wasReached());
+    EXPECT_TRUE(server.requests().empty());
 }
 
 TEST_F(RestApi, ADnsCacheTimeoutThatIsNoNumberIsALine) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DownloadFixture.h"
 #include "common/Guarded.h"
+#include "fault-server/ServerDigest.h"
 #include "support/http/FaultyServer.h"
 #include "support/http/Nginx.h"
-#include "support/http/ServerDigest.h"
 
 #include <gmock/gmock.h>
 

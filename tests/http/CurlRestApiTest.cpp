@@ -4,9 +4,10 @@
 #include "Gzip.h"
 #include "NoProxy.h"
 #include "common/Guarded.h"
+#include "fault-server/ServerDigest.h"
 #include "support/http/FaultyServer.h"
+#include "support/http/FullPort.h"
 #include "support/http/Nginx.h"
-#include "support/http/ServerDigest.h"
 #include "support/process/FreePort.h"
 #include "support/process/WaitUntil.h"
 

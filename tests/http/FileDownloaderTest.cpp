@@ -3,6 +3,7 @@
 #include "Gzip.h"
 #include "common/Guarded.h"
 #include "support/http/FaultyServer.h"
+#include "support/http/FullPort.h"
 #include "support/http/Nginx.h"
 #include "support/process/FreePort.h"
 #include "support/process/WaitUntil.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TlsFixture.h"
 #include "support/http/FaultyServer.h"
+#include "support/http/FullPort.h"
 #include "support/http/TestProxy.h"
 #include "support/process/FreePort.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TlsFixture.h"
+#include "fault-server/RawServer.h"
+#include "fault-server/ServerDigest.h"
+#include "fault-server/TlsWire.h"
 #include "support/http/FaultyServer.h"
-#include "support/http/RawServer.h"
-#include "support/http/ServerDigest.h"
-#include "support/http/TlsWire.h"
 #include "support/process/ChildProcess.h"
 #include "support/process/FreePort.h"
 #include "support/process/WaitUntil.h"

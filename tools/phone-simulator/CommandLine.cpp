@@ -40,6 +40,7 @@ struct Raw {
     std::vector<std::string> notReady;
     std::vector<std::string> silent;
     std::vector<std::string> watch;
+    std::string scenario;
     std::string url;
     std::string sender = "auto-reboot";
     bool wantsAnswer = false;
@@ -93,6 +94,9 @@ CLI::App* addRun(CLI::App& app, Raw& raw) {
                   "The user trusts every certificate that he is asked about");
     run->add_flag("--refuse-firmware", raw.refusesFirmware,
                   "The update service says no to every image");
+    run->add_option("--scenario", raw.scenario,
+                    "Neighbours misbehave as this file says (docs/simulating.md)")
+        ->type_name("FILE");
     addSeconds(*run, "--timeout", raw.timeoutSeconds, "End after this time");
     return run;
 }
@@ -138,6 +142,8 @@ RunCommand runCommand(const Raw& raw, const CLI::App& run) {
     command.refusesFirmware = raw.refusesFirmware;
     if (run.count("--timeout") > 0)
         command.timeout = fromSeconds(raw.timeoutSeconds);
+    if (run.count("--scenario") > 0)
+        command.scenario = NeighbourScenario::read(raw.scenario);
     return command;
 }
 

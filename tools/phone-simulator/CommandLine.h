@@ -2,6 +2,7 @@
 #pragma once
 
 #include "EventPrinter.h"
+#include "NeighbourScenario.h"
 #include "NeighbourTable.h"
 
 #include <chrono>
@@ -25,6 +26,7 @@ struct RunCommand {
     bool acceptsPending = false;          ///< the user accepts every certificate
     bool refusesFirmware = false;
     std::optional<std::chrono::milliseconds> timeout;
+    std::vector<Behaviour> scenario;
 };
 
 /// "trigger": asks the daemon for a run.
@@ -56,7 +58,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads the program's arguments. Throws CommandLineError.
+/// Reads the program's arguments, and the scenario that they name. Throws CommandLineError and
+/// scenario::ScenarioError.
 Command parseCommandLine(int argc, const char* const* argv);
 
 } // namespace simulator

@@ -2,11 +2,12 @@
 #pragma once
 
 #include "EventPrinter.h"
+#include "NeighbourScenario.h"
 #include "ipc/IIPCClient.h"
 #include "ipc/IMessageThreadStrategy.h"
-#include "ipc/IPCMessage.h"
 #include "ipc/IpcMsgParams.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,8 +22,10 @@ struct Reaction {
     std::string message;
     /// The parameters of the answer, which goes out as the message's name + "Response".
     std::function<ipc::IpcMsgParams(const ipc::IpcMsgParams&)> answer = {};
-    /// A message that the neighbour sends to the daemon by itself; none: a remark says why not.
-    std::function<std::optional<ipc::IPCMessage>(const ipc::IpcMsgParams&)> send = {};
+    /// The parameters of a message that the neighbour sends to the daemon by itself; none: a remark
+    /// says why not.
+    std::function<std::optional<ipc::IpcMsgParams>(const ipc::IpcMsgParams&)> send = {};
+    std::string sentMessage = {};
     std::string whyNothingSent = {};
     /// Another reaction.
     std::function<void(const ipc::IpcMsgParams&)> act = {};
@@ -36,11 +39,17 @@ struct NeighbourDescription {
 
 /// A service of the phone beside the daemon. It has a connection to the bus of its own, shows the
 /// daemon's messages to it and reacts as its description says, from its constructor to its
-/// destructor. The printer must outlive it.
+/// destructor, except where the scenario wants something else. Printer and scenario must outlive
+/// it.
 class Neighbour {
 public:
+    /// It has crashed: it is off the bus, and another one has to take its place after this time. On
+    /// its message thread.
+    using Leave = std::function<void(std::chrono::milliseconds)>;
+
     Neighbour(NeighbourDescription description, const std::string& busAddress,
-              std::shared_ptr<ipc::IMessageThreadStrategy> messageThread, EventPrinter& printer);
+              std::shared_ptr<ipc::IMessageThreadStrategy> messageThread, EventPrinter& printer,
+              NeighbourScenario& scenario, Leave leave);
     ~Neighbour();
     Neighbour(const Neighbour&) = delete;
     Neighbour& operator=(const Neighbour&) = delete;
@@ -51,11 +60,20 @@ public:
 
 private:
     ipc::IpcMsgParams react(const Reaction& reaction, const ipc::IpcMsgParams& params);
+    ipc::IpcMsgParams behave(const Reaction& reaction, const ipc::IpcMsgParams& params);
+    ipc::IpcMsgParams misbehave(const Behaviour& behaviour, const Reaction& reaction,
+                                const ipc::IpcMsgParams& params);
+    ipc::IpcMsgParams refuse(const Reaction& reaction, const std::string& text);
+    ipc::IpcMsgParams answerWith(const Reaction& reaction, const ipc::IpcMsgParams& answer);
+    void note(const std::string& text);
     void sendOwn(const Reaction& reaction, const ipc::IpcMsgParams& params);
+    void send(const std::string& message, const ipc::IpcMsgParams& params);
     void show(Event::Kind kind, const std::string& message, const ipc::IpcMsgParams& params);
 
     const NeighbourDescription description_;
     EventPrinter& printer_;
+    NeighbourScenario& scenario_;
+    const Leave leave_;
     const std::unique_ptr<ipc::IIPCClient> client_;
 };
 

@@ -11,6 +11,12 @@ constexpr const char* NETWORK_MANAGER = "netmgr";
 constexpr const char* USER_INTERFACE = "phone-ui";
 constexpr const char* SIP_CLIENT = "sip-client";
 
+constexpr const char* READY_QUESTION = "AreYouReady";
+constexpr const char* CREDENTIALS_QUESTION = "GetHttpCredentials";
+constexpr const char* STATUS = "provisioningStatus";
+constexpr const char* TLS_UPDATE = "update_tls_security";
+constexpr const char* CERTIFICATES = "MODIFY_CERTIFICATES";
+
 /// A message that is only shown.
 Reaction shown(std::string message) {
     return {std::move(message)};
@@ -19,7 +25,7 @@ Reaction shown(std::string message) {
 /// alias: the name under which the daemon knows the neighbour in this message.
 Reaction saysWhetherReady(const Readiness& readiness, const std::string& neighbour,
                           const std::string& alias) {
-    return {.message = "AreYouReady", .answer = [&readiness, neighbour, alias](const auto&) {
+    return {.message = READY_QUESTION, .answer = [&readiness, neighbour, alias](const auto&) {
                 ipc::IpcMsgParams params;
                 params.add("name", alias);
                 params.add("value", readiness.isReady(neighbour));
@@ -28,22 +34,22 @@ Reaction saysWhetherReady(const Readiness& readiness, const std::string& neighbo
 }
 
 Reaction typesCredentials(const std::optional<Credentials>& credentials) {
-    return {.message = "GetHttpCredentials",
-            .send = [credentials](const auto&) -> std::optional<ipc::IPCMessage> {
+    return {.message = CREDENTIALS_QUESTION,
+            .send = [credentials](const auto&) -> std::optional<ipc::IpcMsgParams> {
                 if (!credentials)
                     return std::nullopt;
                 ipc::IpcMsgParams params;
                 params.add("username", credentials->user);
                 params.add("password", credentials->password);
-                return ipc::IPCMessage("HttpCredentialsEntered", params);
+                return params;
             },
+            .sentMessage = "HttpCredentialsEntered",
             .whyNothingSent = "nobody types credentials in: --http-user and --http-password are "
                               "not given"};
 }
 
 Reaction modifiesCertificates(const TrustedCertificates& certificates) {
-    return {.message = "MODIFY_CERTIFICATES",
-            .act = [&certificates](const ipc::IpcMsgParams& params) {
+    return {.message = CERTIFICATES, .act = [&certificates](const ipc::IpcMsgParams& params) {
                 certificates.modify(params);
             }};
 }
@@ -58,6 +64,20 @@ std::vector<std::string> readinessNames() {
     return {NETWORK_MANAGER, USER_INTERFACE};
 }
 
+bool hears(const std::string& neighbour, const std::string& message) {
+    if (neighbour == NETWORK_MANAGER)
+        return message == READY_QUESTION;
+    if (neighbour == USER_INTERFACE)
+        return message == READY_QUESTION || message == CREDENTIALS_QUESTION;
+    if (neighbour == SIP_CLIENT)
+        return message == STATUS || message == TLS_UPDATE;
+    return neighbour == SYSTEM_CONFIGURATION && message == CERTIFICATES;
+}
+
+bool saysSomethingTo(const std::string& message) {
+    return message == READY_QUESTION || message == CREDENTIALS_QUESTION;
+}
+
 std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
                                                  const std::optional<Credentials>& credentials,
                                                  const TrustedCertificates& certificates) {
@@ -65,7 +85,7 @@ std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,
         {NETWORK_MANAGER, {saysWhetherReady(readiness, NETWORK_MANAGER, "networkmanager")}},
         {USER_INTERFACE,
          {saysWhetherReady(readiness, USER_INTERFACE, "phoneui"), typesCredentials(credentials)}},
-        {SIP_CLIENT, {shown("provisioningStatus"), shown("update_tls_security")}},
+        {SIP_CLIENT, {shown(STATUS), shown(TLS_UPDATE)}},
         {SYSTEM_CONFIGURATION, {modifiesCertificates(certificates)}},
     };
 }

@@ -23,6 +23,11 @@ std::vector<std::string> neighbourNames();
 /// Names of those that are asked whether they are ready.
 std::vector<std::string> readinessNames();
 
+/// True when the neighbour reacts to messages of this name.
+bool hears(const std::string& neighbour, const std::string& message);
+/// True when the reaction to messages of this name is an answer, or a message back.
+bool saysSomethingTo(const std::string& message);
+
 /// All neighbours of the daemon on the bus. Readiness and certificates must outlive the neighbours
 /// that are made of it.
 std::vector<NeighbourDescription> neighbourTable(const Readiness& readiness,

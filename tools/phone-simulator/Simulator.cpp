@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Simulator.h"
 
-#include "BusThread.h"
-#include "Neighbour.h"
+#include "NeighbourScenario.h"
+#include "NeighbourTable.h"
+#include "Neighbourhood.h"
 #include "PropertyWatch.h"
 #include "Requester.h"
 #include "StoreServiceTable.h"
@@ -17,6 +18,9 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace simulator {
 
@@ -29,13 +33,12 @@ using Clock = termination::Clock;
 
 /// Waits some time for all neighbours to be on the bus, by polling: their clients do not report it.
 /// False when they are not, or the process is told to end.
-bool waitForBus(const std::list<Neighbour>& neighbours, std::optional<Clock::time_point> end) {
+bool waitForBus(const Neighbourhood& neighbours, std::optional<Clock::time_point> end) {
     constexpr std::chrono::seconds LONGEST(2);
     constexpr std::chrono::milliseconds INTERVAL(5);
     const Clock::time_point deadline =
         std::min(end.value_or(Clock::time_point::max()), Clock::now() + Clock::duration(LONGEST));
-    while (!std::all_of(neighbours.begin(), neighbours.end(),
-                        [](const Neighbour& neighbour) { return neighbour.isConnected(); })) {
+    while (!neighbours.isConnected()) {
         if (Clock::now() >= deadline)
             return false;
         if (termination::waitUntil(Clock::now() + INTERVAL)) {
@@ -46,11 +49,11 @@ bool waitForBus(const std::list<Neighbour>& neighbours, std::optional<Clock::tim
     return true;
 }
 
-std::string greeting(const std::list<Neighbour>& neighbours, const std::string& bus,
+std::string greeting(const std::vector<std::string>& neighbours, const std::string& bus,
                      bool isConnected) {
     std::string text = neighbours.empty() ? "no neighbours" : "neighbours:";
-    for (const Neighbour& neighbour : neighbours)
-        text += " " + neighbour.name();
+    for (const std::string& name : neighbours)
+        text += " " + name;
     text += " on " + bus;
     return isConnected ? text : text + ", which is not there yet";
 }
@@ -74,15 +77,15 @@ int Simulator::operator()(const RunCommand& command) const {
     const TrustedCertificates certificates(store, printer, SYSTEM_CONFIGURATION,
                                            command.acceptsPending);
     const std::string bus = app::Environment::read().busAddress;
-    const BusThread thread;
-
-    std::list<Neighbour> neighbours;
-    for (NeighbourDescription& description :
-         neighbourTable(readiness, command.credentials, certificates)) {
-        if (command.silent.count(description.name) == 0)
-            neighbours.emplace_back(std::move(description), bus, thread.strategy(), printer);
-    }
-    printer.note(greeting(neighbours, bus, waitForBus(neighbours, end)));
+    NeighbourScenario scenario(command.scenario);
+    std::vector<NeighbourDescription> descriptions =
+        neighbourTable(readiness, command.credentials, certificates);
+    std::erase_if(descriptions, [&](const NeighbourDescription& description) {
+        return command.silent.count(description.name) > 0;
+    });
+    const Neighbourhood neighbours(std::move(descriptions), bus, scenario, printer);
+    const std::vector<std::string> names = neighbours.names();
+    printer.note(greeting(names, bus, waitForBus(neighbours, end)));
     termination::waitUntil(end);
     return 0;
 }

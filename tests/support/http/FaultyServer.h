@@ -1,58 +1,37 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "RawServer.h"
+#include "fault-server/HttpServer.h"
 
-#include <cstdint>
-#include <functional>
-#include <map>
-#include <memory>
+#include <cstddef>
+#include <mutex>
 #include <string>
 #include <vector>
 
-/// A web server on the loopback interface that answers as the test wants it to, wrongly too.
-/// Blocking, a thread a connection; all are joined when the object goes.
+/// A web server that answers as the test wants it to and keeps the requests.
 class FaultyServer {
 public:
-    struct Request {
-        int connection = 0; ///< 1 for the first one, and so on
-        std::string method;
-        std::string target;
-        std::map<std::string, std::string> headers; ///< names in lower case
-
-        /// Value of a header; empty when it was not sent.
-        std::string header(const std::string& lowerCaseName) const;
-    };
-
-    /// A request and the way back. On the connection's thread.
-    class Exchange {
-    public:
-        virtual ~Exchange() = default;
-        virtual const Request& request() const = 0;
-        /// False when the client has gone.
-        virtual bool send(const std::string& bytes) = 0;
-        /// Says nothing more until the client has gone or the server ends.
-        virtual void stall() = 0;
-    };
-
-    enum class Then { Keep, Close };
-    using Handler = std::function<Then(Exchange&)>;
+    using Request = HttpServer::Request;
+    using Exchange = HttpServer::Exchange;
+    using Then = HttpServer::Then;
+    using Handler = HttpServer::Handler;
 
     explicit FaultyServer(Handler handler);
-    ~FaultyServer();
-    FaultyServer(const FaultyServer&) = delete;
-    FaultyServer& operator=(const FaultyServer&) = delete;
 
-    std::uint16_t port() const;
-    std::string url(const std::string& target) const;
+    std::uint16_t port() const { return server_.port(); }
+    std::string url(const std::string& target) const { return server_.url(target); }
     /// Those that came in whole so far, in order.
     std::vector<Request> requests() const;
     /// Waits until so many requests have come in.
     bool waitForRequests(std::size_t count) const;
 
 private:
-    struct Impl;
-    std::unique_ptr<Impl> impl_;
+    Then keepAndAnswer(Exchange& exchange);
+
+    const Handler handler_;
+    mutable std::mutex mutex_; ///< guards the requests
+    std::vector<Request> requests_;
+    HttpServer server_; ///< the first to go
 };
 
 /// Text of an answer. headers: further lines, each ended by "\r\n". The body's length is told.

@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "fault-server/TlsWire.h"
+
 #include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
-/// A certificate and its private key, both PEM.
-struct TestIdentity {
-    std::string certificate;
-    std::string key;
-};
+using TestIdentity = TlsIdentity;
 
 /// A certificate authority of a test, with EC keys.
 class TestCa {

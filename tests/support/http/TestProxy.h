@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "RawServer.h"
-#include "TlsWire.h"
+#include "fault-server/RawServer.h"
+#include "fault-server/TlsWire.h"
 
 #include <cstdint>
 #include <mutex>

@@ -53,7 +53,7 @@ std::string ServerDigest::challenge(bool stale) const {
            "\", qop=\"auth\"" + (stale ? ", stale=true" : "") + "\r\n";
 }
 
-bool ServerDigest::accepts(const FaultyServer::Request& request) const {
+bool ServerDigest::accepts(const HttpServer::Request& request) const {
     const std::string authorization = request.header("authorization");
     if (authorization.rfind("Digest ", 0) != 0)
         return false;

@@ -7,9 +7,8 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
-/// A TCP server on the loopback interface that does with its connections what the test wants.
+/// A TCP server on the loopback interface that does with its connections what its owner wants.
 /// Blocking, a thread a connection; all connections are ended, and all threads joined, when the
 /// object goes.
 class RawServer {
@@ -17,7 +16,8 @@ public:
     /// number: 1 for the first connection, and so on. The connection ends when the handler returns.
     using Handler = std::function<void(Wire& wire, int number)>;
 
-    explicit RawServer(Handler handler);
+    /// port: 0 for a free one. Throws std::system_error when it is taken.
+    explicit RawServer(Handler handler, std::uint16_t port = 0);
     ~RawServer();
     RawServer(const RawServer&) = delete;
     RawServer& operator=(const RawServer&) = delete;
@@ -29,20 +29,4 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
-};
-
-/// A listening socket whose queue is full: a client that connects waits for ever.
-class FullPort {
-public:
-    FullPort();
-    ~FullPort();
-    FullPort(const FullPort&) = delete;
-    FullPort& operator=(const FullPort&) = delete;
-
-    std::uint16_t port() const { return port_; }
-
-private:
-    std::uint16_t port_ = 0;
-    int listener_ = -1;
-    std::vector<int> waiting_;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -17,10 +18,12 @@ public:
     virtual int socket() const = 0;
 
     /// Reads on until the text holds this end, whatever comes with it; empty when the peer goes
-    /// before.
+    /// before, or sends more than 1 MiB.
     std::string receiveUntil(const std::string& end, std::string text = {});
     /// From now on the end of the connection is a reset, with nothing said before.
     void endByReset() const;
+    /// Waits; false as soon as the peer has gone.
+    bool pause(std::chrono::milliseconds time) const;
 };
 
 /// Over a socket that somebody else closes.

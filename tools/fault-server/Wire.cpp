@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -25,9 +26,10 @@ int connectTo(std::uint16_t port) {
 } // namespace
 
 std::string Wire::receiveUntil(const std::string& end, std::string text) {
+    constexpr std::size_t LARGEST = 1 << 20;
     while (text.find(end) == std::string::npos) {
         const std::string piece = receive();
-        if (piece.empty())
+        if (piece.empty() || text.size() > LARGEST)
             return {};
         text += piece;
     }
@@ -37,6 +39,20 @@ std::string Wire::receiveUntil(const std::string& end, std::string text) {
 void Wire::endByReset() const {
     const linger atOnce{1, 0};
     ::setsockopt(socket(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+}
+
+bool Wire::pause(std::chrono::milliseconds time) const {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + time;
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        if (left.count() <= 0)
+            return true;
+        pollfd watched{socket(), POLLRDHUP, 0};
+        if (::poll(&watched, 1, static_cast<int>(std::min<std::int64_t>(left.count(), 1'000'000))) >
+            0)
+            return false;
+    }
 }
 
 bool SocketWire::send(const std::string& bytes) {
@@ -62,20 +78,26 @@ ClientWire::~ClientWire() {
         ::close(socket());
 }
 
+namespace {
+
+/// Passes on what there is now; false when one of the two has gone.
+bool passOn(Wire& from, Wire& to) {
+    const std::string piece = from.receive();
+    return !piece.empty() && to.send(piece);
+}
+
+} // namespace
+
 void relay(Wire& one, Wire& other) {
-    for (;;) {
+    bool isOn = true;
+    while (isOn) {
         std::array<pollfd, 2> ends{pollfd{one.socket(), POLLIN, 0},
                                    pollfd{other.socket(), POLLIN, 0}};
         if (!one.hasMore() && !other.hasMore() && ::poll(ends.data(), ends.size(), -1) < 0)
             return;
-        for (const bool forth : {true, false}) {
-            Wire& from = forth ? one : other;
-            Wire& to = forth ? other : one;
-            if (!from.hasMore() && ends[forth ? 0 : 1].revents == 0)
-                continue;
-            const std::string piece = from.receive();
-            if (piece.empty() || !to.send(piece))
-                return;
-        }
+        if (one.hasMore() || ends[0].revents != 0)
+            isOn = passOn(one, other);
+        if (isOn && (other.hasMore() || ends[1].revents != 0))
+            isOn = passOn(other, one);
     }
 }

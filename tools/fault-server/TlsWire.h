@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "TestCa.h"
 #include "Wire.h"
 
 #include <memory>
 #include <string>
+
+/// A certificate and its private key, both PEM.
+struct TlsIdentity {
+    std::string certificate;
+    std::string key;
+};
 
 /// The server's end of a TLS connection over another wire, with OpenSSL.
 class TlsWire : public Wire {
@@ -14,7 +19,7 @@ public:
     enum class ClientCertificate { Ignored, Requested, Required };
 
     struct Settings {
-        TestIdentity server;
+        TlsIdentity server;
         Version version = Version::Tls13; ///< only this one
         ClientCertificate client = ClientCertificate::Ignored;
         std::string clientCa; ///< PEM; the authority of client certificates

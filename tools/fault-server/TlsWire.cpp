@@ -21,7 +21,7 @@ struct Free {
 
 void require(bool good, const char* what) {
     if (!good)
-        throw std::runtime_error(std::string("TLS of the test: ") + what);
+        throw std::runtime_error(std::string("TLS: not usable: ") + what);
 }
 
 std::unique_ptr<BIO, Free> source(const std::string& text) {
@@ -59,7 +59,7 @@ struct TlsWire::Impl {
     std::unique_ptr<SSL_CTX, Free> context{::SSL_CTX_new(::TLS_server_method())};
     std::unique_ptr<SSL, Free> connection;
 
-    void use(const TestIdentity& identity) const {
+    void use(const TlsIdentity& identity) const {
         const auto certificate = certificateOf(identity.certificate);
         const std::unique_ptr<EVP_PKEY, Free> key(
             ::PEM_read_bio_PrivateKey(source(identity.key).get(), nullptr, nullptr, nullptr));

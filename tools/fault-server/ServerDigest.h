@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "FaultyServer.h"
+#include "HttpServer.h"
 
 #include <string>
 
@@ -13,7 +13,7 @@ public:
     /// Header line of a 401 answer.
     std::string challenge(bool stale = false) const;
     /// True when the request proves that the client knows user and password.
-    bool accepts(const FaultyServer::Request& request) const;
+    bool accepts(const HttpServer::Request& request) const;
 
 private:
     std::string user_;
