@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "SickPhone.h"
-#include "support/http/RawServer.h"
+#include "fault-server/RawServer.h"
+#include "support/http/FullPort.h"
 #include "support/http/TestProxy.h"
 #include "support/process/ChildProcess.h"
 #include "support/process/FreePort.h"
