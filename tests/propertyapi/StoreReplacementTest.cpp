@@ -554,6 +554,18 @@ bool hasLogOpen() {
     return false;
 }
 
+/// Begins to open the store, which has to remove the values of this boot from it: waits for whoever
+/// writes to it, with its log open.
+std::future<std::unique_ptr<SqlitePropertyApi>> openInAnotherBoot() {
+    auto opened = std::async(std::launch::async, [] {
+        propertyapi::SqliteSettings settings;
+        settings.bootId = "another boot";
+        return std::make_unique<SqlitePropertyApi>(STORE, settings);
+    });
+    EXPECT_TRUE(waitUntil(hasLogOpen));
+    return opened;
+}
+
 TEST_F(StoreReplacement, LogOfAFileThatWasReplacedWhileItWasPreparedIsNotTakenForTheNextOnes) {
     api->setValue("A", "first");
     api->setValue("State.Of", "this boot");
@@ -561,13 +573,7 @@ TEST_F(StoreReplacement, LogOfAFileThatWasReplacedWhileItWasPreparedIsNotTakenFo
     const std::string other = another("A", "other");
     ASSERT_FALSE(hasLogOpen());
     auto holder = std::make_unique<LockHolder>(store.file());
-    // Has to remove a value, which the holder does not let it.
-    auto opened = std::async([] {
-        propertyapi::SqliteSettings settings;
-        settings.bootId = "another boot";
-        return std::make_unique<SqlitePropertyApi>(STORE, settings);
-    });
-    ASSERT_TRUE(waitUntil(hasLogOpen));
+    auto opened = openInAnotherBoot();
     replaceBy(other);
     holder.reset();
     api = opened.get();
@@ -581,12 +587,7 @@ TEST_F(StoreReplacement, LogOfTheNextFileIsNotTakenForThatOfAFileThatWasReplaced
     api->setValue("State.Of", "this boot");
     api.reset();
     auto holder = std::make_unique<LockHolder>(store.file());
-    auto opened = std::async([] {
-        propertyapi::SqliteSettings settings;
-        settings.bootId = "another boot";
-        return std::make_unique<SqlitePropertyApi>(STORE, settings);
-    });
-    ASSERT_TRUE(waitUntil(hasLogOpen));
+    auto opened = openInAnotherBoot();
     remove({"", "-wal", "-shm"});
     // Stays open, so that what it has committed is in the log alone.
     sqlite3* next = nullptr;
@@ -614,12 +615,7 @@ TEST_F(StoreReplacement, WhoWaitsForTheWriteLockWhileItOpensHoldsUpNobodyElse) {
     api->setValue("A", "1");
     api.reset();
     auto holder = std::make_unique<LockHolder>(store.file());
-    auto opened = std::async([] {
-        propertyapi::SqliteSettings settings;
-        settings.bootId = "another boot";
-        return std::make_unique<SqlitePropertyApi>(STORE, settings);
-    });
-    ASSERT_TRUE(waitUntil(hasLogOpen));
+    auto opened = openInAnotherBoot();
     propertyapi::SqliteSettings impatient;
     impatient.busyTimeout = std::chrono::milliseconds(0);
     EXPECT_EQ(SqlitePropertyApi(STORE, impatient).getValue("A"), "1");

@@ -183,8 +183,8 @@ void StoreFile::requireSound(Database& database) {
     if (const std::string mode = database.query("PRAGMA journal_mode = WAL"); mode != "wal")
         throw DatabaseError(SQLITE_CANTOPEN, "it cannot have a write-ahead log");
     database.execute("PRAGMA synchronous = FULL");
-    database.query(
-        "SELECT count(*) FROM sqlite_schema"); // makes log and index where they are missing
+    // Makes log and index where they are missing.
+    database.query("SELECT count(*) FROM sqlite_schema");
 }
 
 /// Before the store is opened: log and index are made with the mode of the database.
