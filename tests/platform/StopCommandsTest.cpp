@@ -14,8 +14,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 // One test, in a program of its own: it is for good.
 TEST(EndCommands, KillsThoseThatRunAndEveryLaterOne) {
     const PhoneRoot phone;
