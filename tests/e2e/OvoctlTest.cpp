@@ -80,13 +80,33 @@ TEST_F(Ovoctl, SaysWhyNothingHappens) {
     phone.store().removeValue("System.Provision.ProvisioningServer");
     expectRefused({"run", "--wait"}, "no URL is given, and no server is configured");
     phone.store().setValue("State.Provisioning.OnBootUp", "");
-    expectRefused({"run", "--wait", phone.url("/a.xml")}, "the run at boot is not done");
-    const Finished malformed = ctl({"run", "no url"});
-    EXPECT_EQ(malformed.status, 3) << "the boot-up run comes first";
+    expectRefused({"run", phone.url("/a.xml")}, "the run at boot is not done");
+    expectRefused({"run", "no url"}, "the run at boot is not done");
+    expectRefused({"run", "--wait", "--timeout", "0.2"}, "the run at boot is not done");
     phone.store().setValue("State.Provisioning.OnBootUp", "done");
     EXPECT_EQ(ctl({"run", "no url"}).status, 2);
     EXPECT_EQ(phone.stop(), 0);
     expectRefused({"run"}, "no daemon runs below this root");
+}
+
+TEST_F(Ovoctl, WaitsForTheRunAtBoot) {
+    phone.publishEncrypted("/prov/provisioning.xml", parameterFile(param("Time.Zone", "UTC")));
+    phone.store().setValue("System.Provision.ProvisioningServer", phone.url("/prov/"));
+    phone.start();
+    ASSERT_TRUE(phone.bus().waitForCount("prov-client/netmgr", 1)) << phone.log();
+    const auto brokerLines = [&] {
+        const std::string log = phone.broker().log();
+        return std::count(log.begin(), log.end(), '\n');
+    };
+    const auto before = brokerLines();
+    auto asked = std::async(std::launch::async, [] { return ctl({"run", "--wait"}); });
+    // It has seen that the run is not done when it comes to the bus.
+    ASSERT_TRUE(waitUntil([&] { return brokerLines() > before; }));
+    phone.answerReady();
+    const Finished second = asked.get();
+    EXPECT_EQ(second.status, 0);
+    EXPECT_THAT(second.output, HasSubstr("Run 2 of " + phone.url("/prov/") + ": success, "));
+    EXPECT_EQ(phone.stop(), 0);
 }
 
 TEST(OvoctlOnASlowServer, EndsWithTheTimeOrTheDaemon) {

@@ -42,8 +42,13 @@ std::string lastPart(const std::string& url) {
 ProgressLine::ProgressLine() : isTerminal_(::isatty(STDERR_FILENO) == 1) {}
 
 ProgressLine::~ProgressLine() {
+    clear();
+}
+
+void ProgressLine::clear() {
     if (isTerminal_ && !shown_.empty())
         std::cerr << "\r\x1b[K" << std::flush;
+    shown_.clear();
 }
 
 void ProgressLine::show(const Json::Value& progress) {

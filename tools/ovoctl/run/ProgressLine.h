@@ -12,12 +12,13 @@ namespace ovoctl {
 class ProgressLine {
 public:
     ProgressLine();
-    /// Leaves the terminal's line empty.
-    ~ProgressLine();
+    ~ProgressLine(); ///< clears it
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
     void show(const Json::Value& progress);
+    /// Leaves the terminal's line empty.
+    void clear();
 
 private:
     const bool isTerminal_;

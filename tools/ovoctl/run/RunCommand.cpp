@@ -27,6 +27,10 @@ using Clock = RunFollower::Clock;
 constexpr std::chrono::seconds BUS_TIMEOUT{5};
 constexpr double LONGEST_SECONDS = 1e6;
 
+constexpr char BOOT_UP_NOT_DONE[] =
+    "the run at boot is not done, and the daemon drops requests until then: it may wait for the "
+    "phone's other services, which its log names";
+
 struct Options {
     std::string url;
     bool mustWait = false;
@@ -58,30 +62,44 @@ std::optional<Clock::time_point> latestOf(const Options& options) {
                               static_cast<std::chrono::milliseconds::rep>(options.seconds * 1000));
 }
 
+/// The run at boot has ended and has left its report, which may come a moment later.
+bool isBootUpOver(const PhoneState& state) {
+    return state.isBootUpDone && state.lastRun() > 0;
+}
+
+/// Waits for the report of that run or a later one.
+RunFollower::Awaited reportOf(std::uint64_t run) {
+    return {[run](const PhoneState& state) { return state.lastRun() >= run; },
+            "the daemon has begun no run within 10 s: its log says why",
+            "the run has not ended in time; it goes on"};
+}
+
 Outcome runOnce(const Options& options) {
-    const PhoneState state = PhoneState::read();
+    PhoneState state = PhoneState::read();
     requireDaemon();
-    if (!state.isBootUpDone)
-        throw Unaskable("the run at boot is not done, and the daemon drops requests until then: it "
-                        "may wait for the phone's other services, which its log names");
-    const std::string url = urlOf(options, state);
+    const bool waits = !options.mustNotWait && (options.mustWait || ::isatty(STDOUT_FILENO) == 1);
+    if (!waits && !state.isBootUpDone)
+        throw Unaskable(BOOT_UP_NOT_DONE);
     const auto latest = latestOf(options);
     RunFollower follower(Clock::now() + BUS_TIMEOUT);
-    follower.request(url, Clock::now() + BUS_TIMEOUT);
-    const bool waits = !options.mustNotWait && (options.mustWait || ::isatty(STDOUT_FILENO) == 1);
+    ProgressLine line;
+    const auto waitFor = [&](const RunFollower::Awaited& awaited) {
+        auto found = follower.waitFor(awaited, latest,
+                                      [&](const Json::Value& progress) { line.show(progress); });
+        if (!found)
+            throw Unaskable("told to end before the run did; it goes on");
+        return *found;
+    };
+    if (!state.isBootUpDone)
+        state = waitFor({isBootUpOver, BOOT_UP_NOT_DONE, BOOT_UP_NOT_DONE});
+    follower.request(urlOf(options, state), Clock::now() + BUS_TIMEOUT);
     if (!waits)
         return Outcome::FINE;
     // A run that is in progress leaves its report first.
-    const std::uint64_t run = state.lastRun() + (state.isInProgress ? 2 : 1);
-    std::optional<std::string> text;
-    {
-        ProgressLine line;
-        text = follower.wait(run, state.isInProgress, latest,
-                             [&](const Json::Value& progress) { line.show(progress); });
-    }
-    if (!text)
-        throw Unaskable("told to end before the run did; it goes on");
-    const Json::Value report = parseReport(*text);
+    const std::string text =
+        waitFor(reportOf(state.lastRun() + (state.isInProgress ? 2 : 1))).report;
+    line.clear();
+    const Json::Value report = parseReport(text);
     std::cout << (options.isJson ? jsonLine(report) : describeReport(report));
     return report["result"] == ovo::values::SUCCESS ? Outcome::FINE : Outcome::FINDING;
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "RunFollower.h"
 
-#include "PhoneState.h"
 #include "Vocabulary.h"
 #include "ipc/mosquitto/Payload.h"
 #include "ovoctl/Failure.h"
@@ -28,7 +27,8 @@ constexpr char REQUEST_TOPIC[] = "phone-ui/prov-client";
 RunFollower::RunFollower(Clock::time_point busDeadline)
     : bus_({ovo::bus::destinations::MONITOR}, busDeadline) {
     propertyapi::ReadOnlyStore().check(); // the client would make one
-    for (const char* key : {ovo::keys::PROVISIONING_REPORT, ovo::keys::PROVISIONING_IN_PROGRESS})
+    for (const char* key : {ovo::keys::PROVISIONING_REPORT, ovo::keys::PROVISIONING_IN_PROGRESS,
+                            ovo::keys::PROVISIONING_ON_BOOT_UP})
         subscriptions_.push_back(store_.subscribeScoped(
             key, [this](const propertyapi::Property&) { changed_.signal(); }));
 }
@@ -40,22 +40,22 @@ void RunFollower::request(const std::string& url, Clock::time_point deadline) {
               deadline);
 }
 
-std::optional<std::string> RunFollower::wait(std::uint64_t run, bool isRunBefore,
-                                             std::optional<Clock::time_point> latest,
-                                             const Progress& progress) {
-    bool hasBegun = isRunBefore;
-    const Clock::time_point begin = Clock::now();
+std::optional<PhoneState> RunFollower::waitFor(const Awaited& awaited,
+                                               std::optional<Clock::time_point> latest,
+                                               const Progress& progress) {
+    Clock::time_point lastBusy = Clock::now();
     for (;;) {
-        const PhoneState state = PhoneState::read();
-        if (state.lastRun() >= run)
-            return state.report;
-        hasBegun = hasBegun || state.isInProgress;
+        PhoneState state = PhoneState::read();
+        if (awaited.isThere(state))
+            return state;
         const Clock::time_point now = Clock::now();
+        if (state.isInProgress)
+            lastBusy = now;
         requireDaemon();
-        if (!hasBegun && now >= begin + LONGEST_START)
-            throw Unaskable("the daemon has begun no run within 10 s: its log says why");
+        if (now >= lastBusy + LONGEST_START)
+            throw Unaskable(awaited.idle);
         if (latest && now >= *latest)
-            throw Unaskable("the run has not ended in time; it goes on");
+            throw Unaskable(awaited.late);
 
         std::array<pollfd, 2> descriptors{{bus_.descriptor(), {changed_.descriptor(), POLLIN, 0}}};
         Clock::time_point next = std::min(bus_.latest(), now + DAEMON_INTERVAL);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "PhoneState.h"
 #include "ovoctl/bus/Bus.h"
 #include "ovoctl/support/Endless.h"
 #include "posix/WakeUp.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -15,7 +15,7 @@
 
 namespace ovoctl {
 
-/// Follows a run of the daemon, from before it is asked for to its report.
+/// Follows what the daemon does, from before a run is asked for to its report.
 class RunFollower {
 public:
     using Clock = std::chrono::steady_clock;
@@ -27,12 +27,19 @@ public:
 
     /// Asks for a run.
     void request(const std::string& url, Clock::time_point deadline);
-    /// Waits for the report of that run or a later one. None when the command is to end. latest:
-    /// none, or until when. Throws Unaskable when the daemon ended, has begun no run, or the time
-    /// is over.
-    std::optional<std::string> wait(std::uint64_t run, bool isRunBefore,
-                                    std::optional<Clock::time_point> latest,
-                                    const Progress& progress);
+
+    /// What is waited for, and what to say when it does not come.
+    struct Awaited {
+        std::function<bool(const PhoneState&)> isThere;
+        const char* idle; ///< no run is in progress for 10 s
+        const char* late; ///< the time is over
+    };
+    /// Waits until something is there, and returns the state then; none when the command is to end.
+    /// latest: none, or until when. Throws Unaskable when the daemon ended, is idle, or the time is
+    /// over.
+    std::optional<PhoneState> waitFor(const Awaited& awaited,
+                                      std::optional<Clock::time_point> latest,
+                                      const Progress& progress);
 
 private:
     void takeMessages(const Progress& progress);
