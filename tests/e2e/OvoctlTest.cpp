@@ -105,7 +105,8 @@ TEST_F(Ovoctl, WaitsForTheRunAtBoot) {
     phone.answerReady();
     const Finished second = asked.get();
     EXPECT_EQ(second.status, 0);
-    EXPECT_THAT(second.output, HasSubstr("Run 2 of " + phone.url("/prov/") + ": success, "));
+    EXPECT_THAT(second.output, AllOf(HasSubstr("Run 2 of " + phone.url("/prov/") + ": success, "),
+                                     HasSubstr("1 parameter, 1 attempted, 0 changed\n")));
     EXPECT_EQ(phone.stop(), 0);
 }
 

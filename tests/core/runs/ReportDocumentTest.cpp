@@ -10,7 +10,6 @@
 namespace {
 
 using ovo::ReportDocument;
-using testing::MatchesRegex;
 using namespace std::chrono_literals;
 
 Json::Value parsed(const std::string& text) {

@@ -42,7 +42,8 @@ void addJob(const Json::Value& job, Rows& rows) {
     std::string why = textOf(job, "cause");
     if (job.isMember("requested")) {
         std::ostringstream counts;
-        counts << textOf(job, "requested") << " parameters, "
+        const std::string requested = textOf(job, "requested");
+        counts << requested << (requested == "1" ? " parameter, " : " parameters, ")
                << (job.isMember("attempted") ? textOf(job, "attempted") : "0") << " attempted, "
                << (job.isMember("applied") ? textOf(job, "applied") : "0") << " changed";
         why = counts.str() + (why.empty() ? "" : ": " + why);

@@ -45,6 +45,15 @@ private:
     bool isJournalMissing_;
 };
 
+[[noreturn]] void fail(const HostPath& path, const std::string& cause) {
+    throw PropertyApiException("Cannot read the property store " + path.text() + ": " + cause);
+}
+
+void requireFile(const HostPath& path, const FileStamp& found) {
+    if (found.error != 0)
+        fail(path, found.isMissing() ? "it does not exist" : std::strerror(found.error));
+}
+
 } // namespace
 
 ReadOnlyStore::ReadOnlyStore(std::string path, const SqliteSettings& settings)
@@ -56,14 +65,9 @@ auto ReadOnlyStore::read(Operation operation) const {
     const HostPath path = paths::toHost(path_);
     Patience patience;
     Patience::Allowance allowance(patience, settings_.busyTimeout);
-    const auto fail = [&](const std::string& cause) {
-        throw PropertyApiException("Cannot read the property store " + path.text() + ": " + cause);
-    };
     for (std::string cause = "others keep it busy";;) {
         const Files before(path);
-        if (before.database().error != 0)
-            fail(before.database().isMissing() ? "it does not exist"
-                                               : std::strerror(before.database().error));
+        requireFile(path, before.database());
         try {
             Database database(path, before.areQuiet() ? Database::Reading::QUIET
                                                       : Database::Reading::SHARED);
@@ -74,10 +78,10 @@ auto ReadOnlyStore::read(Operation operation) const {
         } catch (const DatabaseError& error) {
             cause = error.what();
             if (Files(path) == before)
-                fail(cause);
+                fail(path, cause);
         }
         if (!allowance.pause(RETRY_TIME))
-            fail(cause);
+            fail(path, cause);
     }
 }
 
