@@ -75,7 +75,7 @@ TEST_F(ARunStory, BeginsOnceWhicheverTellsItFirst) {
     EXPECT_THAT(progress("Job", 0, 0),
                 ElementsAre("http://prov.example.com/a.xml: settings (Job)"));
     EXPECT_THAT(property(".Report", REPORT), ElementsAre(SUMMARY));
-    EXPECT_THAT(progress("", 0, 0), testing::SizeIs(2));
+    EXPECT_THAT(progress("Job", 0, 0), testing::SizeIs(2)) << "the next run, at the same file";
 }
 
 TEST_F(ARunStory, TheNextRunMayBeginBeforeTheReportOfTheLastOneIsTold) {

@@ -95,16 +95,20 @@ RunStory::Entries RunStory::setInProgress(bool isOn) {
     }
     if (isBegun_ && !isOver_)
         return {}; // its progress was faster
+    return {begin()};
+}
+
+WatchEntry RunStory::begin() {
     isBegun_ = true;
     isOver_ = false;
     position_.clear();
-    return {entry("begin", "a run begins")};
+    return entry("begin", "a run begins");
 }
 
 RunStory::Entries RunStory::progress(const Json::Value& progress) {
     Entries entries;
-    if (!std::exchange(isBegun_, true))
-        entries.push_back(entry("begin", "a run begins"));
+    if (!isBegun_)
+        entries.push_back(begin());
     const std::string position = positionOf(progress);
     const int tenths = tenthsOf(progress);
     const bool isNew = std::exchange(position_, position) != position;
@@ -129,7 +133,6 @@ RunStory::Entries RunStory::end(const std::string& text) {
         const Json::Value report = parseReport(text);
         isBegun_ = isInStore_;
         isOver_ = false;
-        position_.clear();
         WatchEntry last = entry("end", summarizeReport(report));
         if (const std::string cause = textOf(report, "cause"); !cause.empty())
             last.text += "; first failure: " + cause;

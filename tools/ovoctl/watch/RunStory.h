@@ -28,6 +28,7 @@ public:
 
 private:
     Entries setInProgress(bool isOn);
+    WatchEntry begin();
     Entries progress(const Json::Value& progress);
     Entries end(const std::string& report);
 
