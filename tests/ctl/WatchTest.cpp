@@ -11,8 +11,11 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/file.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -293,9 +296,28 @@ TEST_F(WatchCommand, EndsAsSoonAsItsReaderLeavesWithoutWriting) {
     EXPECT_EQ(watch.wait(), 0);
 }
 
+/// Something in the place of the broker that ends so many connections, one after the other.
+void refuseConnections(const std::string& path, int count) {
+    ::unlink(path.c_str());
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.copy(address.sun_path, sizeof address.sun_path - 1), sizeof address.sun_path);
+    const posix::Descriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+              0);
+    ASSERT_EQ(::listen(listening.get(), 1), 0);
+    for (int refused = 0; refused < count; ++refused) {
+        pollfd attempt{listening.get(), POLLIN, 0};
+        ASSERT_EQ(::poll(&attempt, 1, 20'000), 1);
+        const posix::Descriptor connection(::accept(listening.get(), nullptr, nullptr));
+    }
+    ::unlink(path.c_str());
+}
+
 TEST_F(WatchCommand, GoesOnWhenTheBrokerIsBack) {
     startAndWait();
     broker_.stop();
+    refuseConnections(broker_.socketPath(), 2);
     EXPECT_TRUE(isPrinted("bus       the bus " + broker_.address() + " cannot be reached: "));
     EXPECT_THAT(output(), HasSubstr("; messages are missing until it is back\n"));
     store_->setValue("Meanwhile", "1");
