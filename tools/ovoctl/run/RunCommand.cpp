@@ -75,7 +75,7 @@ Outcome runOnce(const Options& options) {
     const std::uint64_t run = state.lastRun() + (state.isInProgress ? 2 : 1);
     std::optional<std::string> text;
     {
-        ProgressLine line;
+        ProgressLine line(ProgressLine::usualForm());
         text = follower.wait(run, state.isInProgress, latest,
                              [&](const Json::Value& progress) { line.show(progress); });
     }
