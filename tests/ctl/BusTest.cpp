@@ -68,6 +68,18 @@ TEST_F(BusCommand, SendsAMessageInTheDocumentedForm) {
               R"("location":"http://192.0.2.1/a=b","text":"x"}})");
 }
 
+TEST_F(BusCommand, SaysWhatWasSentInJson) {
+    const BusPeer peer(broker_.address());
+    const CtlResult result = bus({"send", "--json", "a/b", "A", "n:=1", "password=secret"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.output, R"({"flag":false,"name":"A","parameters":{"n":1,"password":"***"},)"
+                             R"("topic":"a/b"})"
+                             "\n");
+    EXPECT_TRUE(peer.waitForCount("a/b", 1));
+    broker_.stop();
+    EXPECT_THAT(bus({"send", "--json", "a/b", "A"}).output, IsEmpty());
+}
+
 TEST_F(BusCommand, ARequestPrintsItsAnswer) {
     const CtlResult result =
         request(R"({"name": "AreYouBusyResponse", "parameters": {"isBusy": true}})");

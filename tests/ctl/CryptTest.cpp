@@ -193,6 +193,43 @@ TEST_F(CryptCommand, MakesKeysForTheirOwnerAlone) {
     EXPECT_EQ(ctl({"decrypt", "--key", path("new"), path("encrypted"), "-"}).output, PLAIN);
 }
 
+TEST_F(CryptCommand, SaysWhatWasWrittenInJson) {
+    const auto expectWritten = [&](const std::vector<std::string>& words, const std::string& name,
+                                   std::size_t size) {
+        const CtlResult result = ctl(words);
+        EXPECT_EQ(result.status, 0) << result.errors;
+        EXPECT_EQ(result.output,
+                  "{\"bytes\":" + std::to_string(size) + ",\"file\":\"" + path(name) + "\"}\n");
+        EXPECT_EQ(root_.read("/" + name).size(), size);
+    };
+    expectWritten({"encrypt", "--json", "--key", path("key"), path("plain"), path("a")}, "a", 48);
+    expectWritten({"decrypt", "--json", "--key", path("key"), path("a"), path("b")}, "b",
+                  std::string(PLAIN).size());
+    expectWritten({"keygen", "--json", path("c")}, "c", 65);
+    const CtlResult odd = ctl({"keygen", "--json", path("d\xff")});
+    EXPECT_EQ(odd.output, "{\"bytes\":65,\"file\":\"" + path("d\\\\xff") + "\"}\n");
+    const CtlResult failed =
+        ctl({"decrypt", "--json", "--key", path("key"), path("plain"), path("out")});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_THAT(failed.output, AllOf(testing::StartsWith("{\"cause\":\"it is not encrypted"),
+                                     HasSubstr("\",\"file\":null}\n")));
+    EXPECT_THAT(failed.errors, HasSubstr("cannot decrypt"));
+    expectNothingWritten();
+}
+
+TEST_F(CryptCommand, JsonAndTheResultDoNotShareTheStandardOutput) {
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"encrypt", "--json", "--key", path("key"), path("plain"), "-"},
+          {"decrypt", "--json", "--key", path("key"), path("plain"), "-"},
+          {"keygen", "--json", "-"}}) {
+        const CtlResult result = ctl(words);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_THAT(result.output, IsEmpty());
+        EXPECT_EQ(result.errors, "ovoctl: --json says what was written to a file, and that is the "
+                                 "standard output\n");
+    }
+}
+
 TEST_F(CryptCommand, ALinkInThePlaceOfTheResultIsNotWrittenThrough) {
     root_.write("/target", "old");
     std::filesystem::create_symlink(path("target"), path("out"));

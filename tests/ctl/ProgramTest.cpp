@@ -47,6 +47,7 @@ TEST_F(Program, EveryCommandHasHelpWithAnExample) {
                                                     {"bus", "send"},
                                                     {"bus", "request"},
                                                     {"bus", "listen"},
+                                                    {"watch"},
                                                     {"encrypt"},
                                                     {"decrypt"},
                                                     {"keygen"}}) {

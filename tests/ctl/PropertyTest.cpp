@@ -115,7 +115,14 @@ TEST_F(PropertyCommand, UnsetTellsAMissingKey) {
     const CtlResult result = property({"unset", "A", "B"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.errors, "ovoctl: the property \"A\" does not exist\n");
+    EXPECT_THAT(result.output, IsEmpty());
     EXPECT_THAT(property({"list"}).output, IsEmpty());
+    set({{"A", "1"}, {"B", "2"}});
+    const CtlResult json = property({"unset", "--json", "A", "B", "C"});
+    EXPECT_EQ(json.status, 1);
+    EXPECT_EQ(json.output, "{\"missing\":[\"C\"],\"removed\":[\"A\",\"B\"]}\n");
+    EXPECT_EQ(json.errors, "ovoctl: the property \"C\" does not exist\n");
+    EXPECT_EQ(property({"unset", "--json", "A"}).output, "{\"missing\":[\"A\"],\"removed\":[]}\n");
 }
 
 TEST_F(PropertyCommand, ListPrintsTheKeysOfAPrefixInOrder) {

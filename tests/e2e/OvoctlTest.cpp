@@ -7,7 +7,9 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <future>
+#include <regex>
 
 namespace {
 
@@ -166,6 +168,72 @@ TEST_F(Ovoctl, ShowsStatusAndReport) {
     phone.store().setValue("State.Provisioning.Report", "scribbled over");
     EXPECT_EQ(ctl({"report"}).status, 3);
     EXPECT_EQ(phone.stop(), 0);
+}
+
+/// A watch beside the daemon, until the object goes.
+class Watch {
+public:
+    explicit Watch(Phone& phone)
+        : phone_(phone), process_({OVOCTL, "watch"}, phone.root().host("/watched")) {}
+
+    std::string output() const { return phone_.root().read("/watched"); }
+    bool isPrinted(const std::string& pattern) const {
+        return waitUntil([&] { return std::regex_search(output(), std::regex(pattern)); });
+    }
+    /// Returns once it watches store and bus, which nothing tells.
+    bool isWatching() const {
+        return waitUntil([&] {
+            phone_.store().setValue("Tick", std::to_string(++ticks_));
+            phone_.bus().publish("test/tick", R"({"name": "Tock"})");
+            return isPrintedNow("Tick=") && isPrintedNow("Tock");
+        });
+    }
+    int end() {
+        process_.signal(SIGINT);
+        return process_.wait();
+    }
+
+private:
+    bool isPrintedNow(const std::string& text) const {
+        return output().find(text) != std::string::npos;
+    }
+
+    Phone& phone_;
+    ChildProcess process_;
+    mutable int ticks_ = 0;
+};
+
+TEST(OvoctlOnASlowServer, WatchTellsAWholeRun) {
+    Phone phone("location / { limit_rate 4k; }");
+    phone.publishPlain("/p.xml", parameterFile(param("A", "1")));
+    phone.publishPlain("/slow.xml", parameterFile(param("Time.Zone", "CET") +
+                                                  param("Long", std::string(8'000, 'x'))));
+    phone.boot(phone.url("/p.xml"));
+    Watch watch(phone);
+    ASSERT_TRUE(watch.isWatching()) << watch.output();
+    EXPECT_THAT(watch.output(), Not(HasSubstr("no daemon")));
+    phone.provision(phone.url("/slow.xml"));
+    const std::string run = "  run       ";
+    EXPECT_TRUE(watch.isPrinted(run + "Run 2 of " + phone.url("/slow.xml") +
+                                ": success, [0-9.]+ s, HTTP 200, started [-0-9]+T[:0-9]+Z\n"))
+        << watch.output();
+    phone.provision(phone.url("/missing.xml"));
+    EXPECT_TRUE(watch.isPrinted(run + "Run 3 of " + phone.url("/missing.xml") +
+                                ": fail, [^\n]*; first failure: [^\n]*404[^\n]*\n"))
+        << watch.output();
+    EXPECT_TRUE(watch.isPrinted(
+        "  bus       [^\n]* startProvisioning location=" + phone.url("/missing.xml") + "\n"));
+    EXPECT_TRUE(watch.isPrinted("  property  Time.Zone=CET\n"));
+    const std::string output = watch.output();
+    EXPECT_THAT(output, AllOf(HasSubstr(run + "a run is asked for\n"),
+                              HasSubstr(run + phone.url("/slow.xml")), HasSubstr("0 % of 8"),
+                              Not(HasSubstr("\"files\"")), Not(HasSubstr("State.Provisioning")),
+                              Not(HasSubstr("provisioningProgress")),
+                              Not(HasSubstr("provisioningStatus"))));
+    EXPECT_LT(output.find(run + "a run begins\n"), output.find(run + phone.url("/slow.xml")));
+    EXPECT_LT(output.find(run + phone.url("/slow.xml")), output.find("Run 2 of"));
+    EXPECT_EQ(phone.stop(), 0);
+    EXPECT_EQ(watch.end(), 0);
 }
 
 } // namespace

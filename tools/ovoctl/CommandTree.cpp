@@ -13,6 +13,7 @@
 #include "ovoctl/reference/ManPage.h"
 #include "ovoctl/run/RunCommand.h"
 #include "ovoctl/run/StatusCommand.h"
+#include "ovoctl/watch/WatchCommand.h"
 #include "text/Quote.h"
 
 #include <algorithm>
@@ -25,9 +26,9 @@ namespace ovoctl {
 
 namespace {
 
-constexpr std::array ADD_COMMAND = {addCheckCommand,    addNewCommand, addPlanCommand,
-                                    addDoctorCommand,   addRunCommand, addStatusCommand,
-                                    addPropertyCommand, addBusCommand, addCryptCommand};
+constexpr std::array ADD_COMMAND = {
+    addCheckCommand,  addNewCommand,   addPlanCommand,     addDoctorCommand, addRunCommand,
+    addStatusCommand, addWatchCommand, addPropertyCommand, addBusCommand,    addCryptCommand};
 
 constexpr const char* FOOTER = R"(Exit status:
   0  fine

@@ -48,11 +48,13 @@ ipc::MqttConnection connect(const std::string& address, const std::vector<std::s
 
 } // namespace
 
-Bus::Bus(const std::vector<std::string>& topics, Clock::time_point deadline)
-    : address_(app::Environment::read().busAddress), connection_(connect(address_, topics)) {
-    while (!connection_.isReady()) {
+Bus::Bus(const std::vector<std::string>& topics)
+    : address_(app::Environment::read().busAddress), connection_(connect(address_, topics)) {}
+
+Bus::Bus(const std::vector<std::string>& topics, Clock::time_point deadline) : Bus(topics) {
+    while (!isReady()) {
         if (Clock::now() >= deadline)
-            fail("no answer in time");
+            failWithoutAnswer();
         step(deadline);
     }
 }

@@ -18,10 +18,16 @@ class Bus {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Connects to the bus that the environment names and returns once the broker has confirmed the
-    /// subscriptions. Throws Misuse for an address that is malformed.
+    /// Begins to connect to the bus that the environment names, for a command that waits for other
+    /// things as well. Throws Misuse for an address that is malformed.
+    explicit Bus(const std::vector<std::string>& topics);
+    /// Returns once the bus is ready.
     Bus(const std::vector<std::string>& topics, Clock::time_point deadline);
 
+    /// True once the broker has confirmed the subscriptions.
+    bool isReady() const { return connection_.isReady(); }
+    /// The broker does not answer in time. Throws Unaskable.
+    [[noreturn]] void failWithoutAnswer() const { fail("no answer in time"); }
     /// The topics whose subscription the broker refused.
     const std::vector<std::string>& refusedTopics() const { return connection_.refusedTopics(); }
 

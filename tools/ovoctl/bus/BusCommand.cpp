@@ -50,6 +50,8 @@ void send(const Options& options) {
     const ipc::IPCMessage message = messageOf(options.name, options.parameters, false);
     const Bus::Clock::time_point deadline = deadlineOf(options);
     Bus({}, deadline).send(options.topic, message, deadline);
+    if (options.isJson)
+        std::cout << lineOf({options.topic, ipc::encode(message), {}, {}}, true);
 }
 
 std::optional<ipc::IPCMessage> decoded(const ipc::IncomingMessage& message) {
@@ -126,6 +128,7 @@ void addBusCommand(CLI::App& app, Outcome& outcome) {
 
     CLI::App* command = bus->add_subcommand("send", "Send a message that nobody has to answer");
     addMessage(*command, *options);
+    addJson(*command, *options);
     setExample(*command, "ovoctl bus send auto-reboot/prov-client startProvisioning "
                          "location=http://192.0.2.1/phone.xml");
     command->callback([options] { send(*options); });

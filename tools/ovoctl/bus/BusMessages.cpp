@@ -48,14 +48,6 @@ Parameter parameterOf(const std::string& word) {
     return {name, isJson ? jsonOf(word, text) : Json::Value(text)};
 }
 
-Json::Value objectOf(const ipc::IPCMessage& message) {
-    Json::Value object(Json::objectValue);
-    object["name"] = message.name;
-    object["parameters"] = simulator::secrets::masked(message.name, message.params.parameters());
-    object["flag"] = message.flag;
-    return object;
-}
-
 /// The topic as a program may read it, whatever bytes it has.
 std::string topicOf(const ipc::IncomingMessage& message) {
     return isText(message.topic) ? message.topic : escapeControls(message.topic);
@@ -81,19 +73,31 @@ ipc::IPCMessage messageOf(const std::string& name, const std::vector<std::string
     return message;
 }
 
-std::string lineOf(const ipc::IncomingMessage& message, bool isJson) {
-    Json::Value object;
+Json::Value describe(const ipc::IncomingMessage& incoming, bool showsSecrets) {
+    Json::Value object(Json::objectValue);
+    object["topic"] = topicOf(incoming);
     try {
-        object = objectOf(ipc::decode(message.payload));
+        const ipc::IPCMessage message = ipc::decode(incoming.payload);
+        const Json::Value& parameters = message.params.parameters();
+        object["name"] = message.name;
+        object["parameters"] =
+            showsSecrets ? parameters : simulator::secrets::masked(message.name, parameters);
+        object["flag"] = message.flag;
     } catch (const std::runtime_error& error) {
-        if (!isJson)
-            return escapeControls(message.topic) + " not a bus message: " + error.what() + "\n";
         object["error"] = error.what();
     }
-    if (!isJson)
-        return escapeControls(message.topic) + " " + jsonLine(object);
-    object["topic"] = topicOf(message);
-    return jsonLine(object);
+    return object;
+}
+
+std::string lineOf(const ipc::IncomingMessage& message, bool isJson) {
+    Json::Value object = describe(message, false);
+    if (isJson)
+        return jsonLine(object);
+    const std::string topic = escapeControls(message.topic);
+    if (object.isMember("error"))
+        return topic + " not a bus message: " + object["error"].asString() + "\n";
+    object.removeMember("topic");
+    return topic + " " + jsonLine(object);
 }
 
 } // namespace ovoctl

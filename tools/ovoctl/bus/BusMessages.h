@@ -4,6 +4,8 @@
 #include "ipc/IPCMessage.h"
 #include "ipc/mosquitto/RequestQueue.h"
 
+#include <json/value.h>
+
 #include <string>
 #include <vector>
 
@@ -13,6 +15,10 @@ namespace ovoctl {
 /// Throws Misuse, which names the word, also for a message that no receiver would take.
 ipc::IPCMessage messageOf(const std::string& name, const std::vector<std::string>& parameters,
                           bool isAnswerExpected);
+
+/// A message that arrived, as an object: "topic", and "name", "parameters" and "flag", or "error"
+/// with the reason for which it is not a message. Passwords are hidden but with showsSecrets.
+Json::Value describe(const ipc::IncomingMessage& incoming, bool showsSecrets);
 
 /// A message that arrived, on a line: the topic and the message in its documented form, or as one
 /// JSON object. What is not a message says so. Passwords are hidden.

@@ -5,10 +5,12 @@
 #include "http/Secret.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/InputFile.h"
+#include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/OutputFile.h"
 #include "ovoctl/support/Words.h"
 #include "paths/Paths.h"
 #include "security/openssl/SaltedText.h"
+#include "text/Escape.h"
 #include "text/Quote.h"
 
 #include <openssl/rand.h>
@@ -36,6 +38,7 @@ struct Options {
     std::string output;
     std::string keyFile;
     bool isForced = false;
+    bool isJson = false;
 };
 
 std::string octal(mode_t mode) {
@@ -62,30 +65,58 @@ http::Secret readKey(const Options& options) {
     return content;
 }
 
+/// Throws Misuse when the result cannot be put there.
+OutputFile outputOf(const Options& options, unsigned int mode) {
+    if (options.isJson && options.output == "-")
+        throw Misuse("--json says what was written to a file, and that is the standard output");
+    OutputFile output{options.output, mode, options.isForced};
+    output.check();
+    return output;
+}
+
+/// A path as a program may read it, whatever bytes it has.
+std::string shown(const std::string& path) {
+    return isText(path) ? path : escapeControls(path);
+}
+
+void write(const OutputFile& output, std::string_view content, const Options& options) {
+    output.write(content);
+    if (!options.isJson)
+        return;
+    Json::Value done(Json::objectValue);
+    done["file"] = shown(output.path);
+    done["bytes"] = static_cast<Json::UInt64>(content.size());
+    std::cout << jsonLine(done);
+}
+
 std::string named(const std::string& path) {
     return path == "-" ? "the standard input" : quote(path);
 }
 
 void encrypt(const Options& options) {
-    const OutputFile output{options.output, 0666, options.isForced};
-    output.check();
+    const OutputFile output = outputOf(options, 0666);
     const http::Secret key = readKey(options);
     const std::string plain = readInput(options.input, salted::MAX_PLAIN_BYTES);
     if (plain.starts_with(salted::MAGIC))
         throw Misuse(named(options.input) + " is encrypted already");
-    output.write(salted::encrypt(plain, salted::passwordOf(key.text())));
+    write(output, salted::encrypt(plain, salted::passwordOf(key.text())), options);
 }
 
 Outcome decrypt(const Options& options) {
-    const OutputFile output{options.output, 0600, options.isForced};
-    output.check();
+    const OutputFile output = outputOf(options, 0600);
     const http::Secret key = readKey(options);
     std::string text = readInput(options.input, salted::MAX_BYTES);
     const Diagnosed found = diagnose(text, key.text());
     if (found.diagnosis == Diagnosis::READABLE &&
         salted::decryptInPlace(text, salted::passwordOf(key.text()))) {
-        output.write(text);
+        write(output, text, options);
         return Outcome::FINE;
+    }
+    if (options.isJson) {
+        Json::Value object(Json::objectValue);
+        object["file"] = Json::Value();
+        object["cause"] = found.sentence;
+        std::cout << jsonLine(object) << std::flush;
     }
     std::cerr << "ovoctl: cannot decrypt " << named(options.input) << ": " << found.sentence
               << "\n";
@@ -94,8 +125,7 @@ Outcome decrypt(const Options& options) {
 
 void makeKey(const Options& options) {
     constexpr std::size_t KEY_BYTES = 32;
-    const OutputFile output{options.output, 0600, options.isForced};
-    output.check();
+    const OutputFile output = outputOf(options, 0600);
     std::array<unsigned char, KEY_BYTES> bytes{};
     if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
         throw Unaskable("there are no random numbers");
@@ -104,11 +134,12 @@ void makeKey(const Options& options) {
     for (const unsigned char byte : bytes)
         line.append({DIGITS[byte >> 4U], DIGITS[byte & 0xfU]});
     const http::Secret key(line + "\n");
-    output.write(key.text());
+    write(output, key.text(), options);
 }
 
-void addForce(CLI::App& command, Options& options) {
+void addWriting(CLI::App& command, Options& options) {
     command.add_flag("--force", options.isForced, "Replace a file that is there already");
+    command.add_flag("--json", options.isJson, "Print what was written as one JSON object");
 }
 
 void addFiles(CLI::App& command, Options& options) {
@@ -122,7 +153,7 @@ void addFiles(CLI::App& command, Options& options) {
         .add_option("--key", options.keyFile,
                     "The key file (default: /etc/ovo.d/key below the phone's root)")
         ->type_name("FILE");
-    addForce(command, options);
+    addWriting(command, options);
 }
 
 } // namespace
@@ -146,7 +177,7 @@ void addCryptCommand(CLI::App& app, Outcome& outcome) {
     command->add_option("FILE", options->output, "The file to write; - is the standard output")
         ->required()
         ->type_name("");
-    addForce(*command, *options);
+    addWriting(*command, *options);
     setExample(*command, "ovoctl keygen key");
     command->callback([options] { makeKey(*options); });
 }

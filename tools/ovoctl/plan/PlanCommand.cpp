@@ -6,6 +6,7 @@
 #include "Planner.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/log/Log.h"
+#include "ovoctl/run/ProgressLine.h"
 #include "text/Utf8.h"
 
 #include <iostream>
@@ -46,10 +47,21 @@ std::string requireText(const std::string& text) {
     return {};
 }
 
+/// A bar would not stand beside the lines of the log.
+Plan planShown(const Options& options) {
+    ProgressLine line(options.verbose ? ProgressLine::Form::LINES : ProgressLine::usualForm());
+    PlanRequest request = options.request;
+    if (options.verbose || ProgressLine::usualForm() == ProgressLine::Form::BAR)
+        request.progress = [&](const Json::Value& progress) {
+            line.show(progress);
+        };
+    return makePlan(request);
+}
+
 Outcome run(const Options& options) {
     if (options.verbose)
         log::show();
-    const Plan plan = makePlan(options.request);
+    const Plan plan = planShown(options);
     if (options.json)
         printJson(plan, std::cout);
     else
@@ -78,7 +90,8 @@ void addPlanCommand(CLI::App& app, Outcome& outcome) {
         ->check(CLI::Validator(requireText, ""));
     command->add_flag("--json", options->json, "One JSON object, whole");
     command->add_flag("--all", options->all, "Show each parameter that would stay as it is");
-    command->add_flag("--verbose", options->verbose, "Show the log of the run on standard error");
+    command->add_flag("--verbose", options->verbose,
+                      "Show the log of the run, and where it is, on standard error");
     command->callback([options, &outcome] { outcome = run(*options); });
 }
 

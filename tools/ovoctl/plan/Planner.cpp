@@ -7,8 +7,10 @@
 #include "PlanRecorder.h"
 #include "PlannedBus.h"
 #include "PlannedDownloads.h"
+#include "PlannedMonitor.h"
 #include "PlannedStore.h"
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
+#include "ProvisioningWatchdog/RunMonitor.h"
 #include "ProvisioningWatchdog/RunReport.h"
 #include "RemovalOnSignal.h"
 #include "ScratchRoot.h"
@@ -150,7 +152,9 @@ void takeResult(const std::string& document, Plan& plan) {
 void run(Source source, const PlanRequest& request, const StoredProperties& stored,
          const ScratchRoot& root, Plan& plan) {
     PlanRecorder recorder(plan);
-    const auto report = std::make_shared<ovo::RunReport>(nullptr, &recorder);
+    PlannedMonitor progress(request.progress);
+    const auto report =
+        std::make_shared<ovo::RunReport>(std::make_unique<ovo::RunMonitor>(progress), &recorder);
     const auto store = std::make_shared<PlannedStore>(stored, recorder);
     PlannedBus bus(recorder);
     const auto configuration = readConfiguration();

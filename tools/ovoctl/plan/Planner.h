@@ -3,7 +3,10 @@
 
 #include "Plan.h"
 
+#include <json/value.h>
+
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace ovoctl {
@@ -16,6 +19,9 @@ struct PlanRequest {
     std::string base;
     /// A run of more provisioning files is a loop, most likely, and not planned any further.
     std::size_t mostFiles = 1000;
+    /// Called on the run's thread, at most four times a second, with what a run publishes of its
+    /// progress on the bus; empty: nobody watches.
+    std::function<void(const Json::Value&)> progress = {};
 };
 
 /// What the phone below HALDEN_ROOT would do, were it told to run that now: the daemon's own run

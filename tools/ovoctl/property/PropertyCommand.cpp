@@ -150,14 +150,18 @@ Outcome unset(const Options& options) {
     requireKeys(options.keys);
     ReadOnlyStore().find({}); // a store that is missing is not made
     const SqlitePropertyApi store;
-    Outcome outcome = Outcome::FINE;
+    Json::Value done(Json::objectValue);
+    Json::Value& removed = done["removed"] = Json::Value(Json::arrayValue);
+    Json::Value& missing = done["missing"] = Json::Value(Json::arrayValue);
     for (const std::string& key : options.keys) {
-        if (store.removeValue(key))
-            continue;
-        outcome = Outcome::FINDING;
-        complainAbout(key);
+        const bool isRemoved = store.removeValue(key);
+        (isRemoved ? removed : missing).append(key);
+        if (!isRemoved)
+            complainAbout(key);
     }
-    return outcome;
+    if (options.style.isJson)
+        std::cout << jsonLine(done);
+    return missing.empty() ? Outcome::FINE : Outcome::FINDING;
 }
 
 void list(const Options& options) {
@@ -308,6 +312,7 @@ void addWriting(CLI::App& property, const Shared& options, Outcome& outcome) {
 
     command = property.add_subcommand("unset", "Remove keys; status 1 when one does not exist");
     addWords(*command, "KEY", options->keys, "Keys");
+    addJson(*command, *options);
     setExample(*command, "ovoctl property unset Time.Zone");
     command->callback([options, &outcome] { outcome = unset(*options); });
 }

@@ -2,8 +2,8 @@
 #include "PropertyWatching.h"
 
 #include "EveryKeyWatch.h"
+#include "ovoctl/support/BoundedQueue.h"
 #include "ovoctl/support/Endless.h"
-#include "ovoctl/support/LineQueue.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <memory>
@@ -30,19 +30,9 @@ private:
     std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions_;
 };
 
-/// No callback waits for room any longer.
-class Closing {
-public:
-    explicit Closing(LineQueue& queue) : queue_(queue) {}
-    ~Closing() { queue_.close(); }
-    Closing(const Closing&) = delete;
-    Closing& operator=(const Closing&) = delete;
+using Lines = BoundedQueue<std::string>;
 
-private:
-    LineQueue& queue_;
-};
-
-void printLines(Endless& endless, LineQueue& queue) {
+void printLines(Endless& endless, Lines& queue) {
     for (;;) {
         pollfd lines{queue.descriptor(), POLLIN, 0};
         if (!endless.wait(lines))
@@ -59,7 +49,7 @@ void watchProperties(const std::vector<std::string>& keys, const PropertyStyle& 
     constexpr std::size_t LONGEST_QUEUE = 1024;
     propertyapi::ReadOnlyStore().check();
     Endless endless;
-    LineQueue queue(LONGEST_QUEUE);
+    Lines queue(LONGEST_QUEUE);
     const auto changed = [&](const Property& property) {
         queue.push(lineOf(property, style));
     };
@@ -69,7 +59,7 @@ void watchProperties(const std::vector<std::string>& keys, const PropertyStyle& 
         all.emplace(changed);
     else
         some.emplace(keys, changed);
-    const Closing closing(queue); // goes before the watches
+    const Lines::Closing closing(queue); // goes before the watches
     printLines(endless, queue);
 }
 

@@ -39,14 +39,16 @@ std::string lastPart(const std::string& url) {
 
 } // namespace
 
-ProgressLine::ProgressLine() : isTerminal_(::isatty(STDERR_FILENO) == 1) {}
+ProgressLine::Form ProgressLine::usualForm() {
+    return ::isatty(STDERR_FILENO) == 1 ? Form::BAR : Form::LINES;
+}
 
 ProgressLine::~ProgressLine() {
     clear();
 }
 
 void ProgressLine::clear() {
-    if (isTerminal_ && !shown_.empty())
+    if (form_ == Form::BAR && !shown_.empty())
         std::cerr << "\r\x1b[K" << std::flush;
     shown_.clear();
 }
@@ -54,8 +56,9 @@ void ProgressLine::clear() {
 void ProgressLine::show(const Json::Value& progress) {
     const std::string file = textOf(progress, "file");
     const std::string job = textOf(progress, "job");
-    std::string line = (isTerminal_ ? lastPart(file) : file) + (job.empty() ? "" : ": " + job);
-    if (isTerminal_) {
+    const bool isBar = form_ == Form::BAR;
+    std::string line = (isBar ? lastPart(file) : file) + (job.empty() ? "" : ": " + job);
+    if (isBar) {
         shown_ = line;
         std::cerr << "\r\x1b[K" << line << " "
                   << barOf(numberOf(progress, "bytes"), numberOf(progress, "total")) << std::flush;

@@ -82,7 +82,7 @@ Outcome runOnce(const Options& options) {
         throw Unaskable(BOOT_UP_NOT_DONE);
     const auto latest = latestOf(options);
     RunFollower follower(Clock::now() + BUS_TIMEOUT);
-    ProgressLine line;
+    ProgressLine line(ProgressLine::usualForm());
     const auto waitFor = [&](const RunFollower::Awaited& awaited) {
         auto found = follower.waitFor(awaited, latest,
                                       [&](const Json::Value& progress) { line.show(progress); });

@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ovoctl/support/LineQueue.h"
+#include "ovoctl/support/BoundedQueue.h"
 
 #include <gmock/gmock.h>
 #include <poll.h>
 
+#include <string>
 #include <thread>
 
 namespace {
 
-using ovoctl::LineQueue;
+using Lines = ovoctl::BoundedQueue<std::string>;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(LineQueue, GivesTheLinesInOrderAndTellsThatThereAreSome) {
-    LineQueue queue(2);
+TEST(BoundedQueue, GivesTheEntriesInOrderAndTellsThatThereAreSome) {
+    Lines queue(2);
     pollfd lines{queue.descriptor(), POLLIN, 0};
     EXPECT_EQ(::poll(&lines, 1, 0), 0);
     queue.push("a");
@@ -24,8 +25,8 @@ TEST(LineQueue, GivesTheLinesInOrderAndTellsThatThereAreSome) {
     EXPECT_THAT(queue.take(), IsEmpty());
 }
 
-TEST(LineQueue, WaitsForRoom) {
-    LineQueue queue(1);
+TEST(BoundedQueue, WaitsForRoom) {
+    Lines queue(1);
     constexpr std::size_t COUNT = 1000;
     std::jthread adding([&] {
         for (std::size_t line = 0; line < COUNT; ++line)
@@ -40,8 +41,8 @@ TEST(LineQueue, WaitsForRoom) {
     }
 }
 
-TEST(LineQueue, ClosingEndsTheWaitForRoom) {
-    LineQueue queue(1);
+TEST(BoundedQueue, ClosingEndsTheWaitForRoom) {
+    Lines queue(1);
     queue.push("a");
     std::jthread adding([&] {
         queue.push("b");
