@@ -5,6 +5,7 @@
 #include "CheckRun.h"
 #include "Directories.h"
 #include "JobHandlers/XMLNodeType.h"
+#include "MacAddress.h"
 #include "Suggestion.h"
 #include "Vocabulary.h"
 #include "ovoctl/Failure.h"

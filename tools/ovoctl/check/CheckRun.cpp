@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CheckRun.h"
 
+#include "FileChecker.h"
 #include "LinkMap.h"
 #include "ovoctl/Failure.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "FileChecker.h"
+#include "http/UrlInfo.h"
 
 #include <optional>
 #include <string>
