@@ -2,7 +2,8 @@
 #include "FileChecker.h"
 
 #include "DocumentCheck.h"
-#include "Encryption.h"
+#include "ovoctl/crypt/Diagnosis.h"
+#include "security/openssl/SaltedText.h"
 #include "text/Ascii.h"
 #include "text/Place.h"
 #include "xml/Xml.h"
@@ -55,34 +56,25 @@ CheckedFile FileChecker::check(std::string content, const http::UrlInfo& address
     bench_.reset();
     FindingCollector findings;
     std::vector<LinkCheck::Target> targets;
-    const bool isEncrypted = check::isEncrypted(content);
-    if (decryptContent(content, findings))
+    const bool isEncrypted = content.starts_with(security::salted::MAGIC);
+    if (isEncrypted && !key_)
+        findings.add(rules::ENCRYPTED, 0,
+                     "the file is encrypted and was not read; name the key file with --key");
+    else if (decrypt(content, findings))
         targets = checkDocument(content, {bench_, address, isEncrypted, findings});
     return {findings.take(content), linksOf(std::move(targets), content)};
 }
 
 /// False: there is nothing to be read.
-bool FileChecker::decryptContent(std::string& content, FindingCollector& findings) const {
-    if (!isEncrypted(content)) {
-        const std::string disguise = disguiseOf(content);
-        if (!disguise.empty())
-            findings.add(rules::ENCRYPTION, 0, disguise);
-        else
-            findings.add(rules::PLAIN, 0, "the file is not encrypted");
-        return disguise.empty();
-    }
-    if (!key_) {
-        findings.add(rules::ENCRYPTED, 0,
-                     "the file is encrypted and was not read; name the key file with --key");
-        return false;
-    }
-    Decrypted decrypted = decrypt(content, *key_);
-    if (!decrypted.plain) {
-        findings.add(rules::ENCRYPTION, 0, decrypted.fault);
-        return false;
-    }
-    content = std::move(*decrypted.plain);
-    return true;
+bool FileChecker::decrypt(std::string& content, FindingCollector& findings) const {
+    Diagnosed found = diagnose(content, key_.value_or(std::string()));
+    const bool isRead =
+        found.diagnosis == Diagnosis::PLAIN || found.diagnosis == Diagnosis::READABLE;
+    if (found.diagnosis == Diagnosis::READABLE)
+        content = std::move(*found.plain);
+    else
+        findings.add(isRead ? rules::PLAIN : rules::ENCRYPTION, 0, std::move(found.sentence));
+    return isRead;
 }
 
 } // namespace ovoctl::check

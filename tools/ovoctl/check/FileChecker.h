@@ -21,7 +21,7 @@ public:
     CheckedFile check(std::string content, const http::UrlInfo& address);
 
 private:
-    bool decryptContent(std::string& content, FindingCollector& findings) const;
+    bool decrypt(std::string& content, FindingCollector& findings) const;
 
     JobBench bench_;
     const std::optional<std::string>& key_;

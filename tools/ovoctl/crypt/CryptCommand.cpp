@@ -80,11 +80,9 @@ Outcome decrypt(const Options& options) {
     const OutputFile output{options.output, 0600, options.isForced};
     output.check();
     const http::Secret key = readKey(options);
-    std::string text = readInput(options.input, salted::MAX_BYTES);
-    const Diagnosed found = diagnose(text, key.text());
-    if (found.diagnosis == Diagnosis::READABLE &&
-        salted::decryptInPlace(text, salted::passwordOf(key.text()))) {
-        output.write(text);
+    const Diagnosed found = diagnose(readInput(options.input, salted::MAX_BYTES), key.text());
+    if (found.plain) {
+        output.write(*found.plain);
         return Outcome::FINE;
     }
     std::cerr << "ovoctl: cannot decrypt " << named(options.input) << ": " << found.sentence
