@@ -2,7 +2,7 @@
 // Rules that need a phone, a key, or several files.
 
 #include "CheckFixture.h"
-#include "ovoctl/Failure.h"
+#include "propertyapi/PropertyApiException.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/process/ChildProcess.h"
 
@@ -122,13 +122,13 @@ TEST_F(CheckPhone, AMissingOrBrokenStoreIsNamed) {
     const auto reading = [] {
         static_cast<void>(readPhone(""));
     };
-    EXPECT_THAT(reading, testing::ThrowsMessage<ovoctl::Unaskable>(
+    EXPECT_THAT(reading, testing::ThrowsMessage<propertyapi::PropertyApiException>(
                              HasSubstr(root_.host("/data/properties.db"))));
     root_.write("/data/properties.db",
                 "not a database, but longer than a header of one ............"
                 "........................................................");
     const auto before = state();
-    EXPECT_THAT(reading, testing::ThrowsMessage<ovoctl::Unaskable>(
+    EXPECT_THAT(reading, testing::ThrowsMessage<propertyapi::PropertyApiException>(
                              HasSubstr(root_.host("/data/properties.db"))));
     EXPECT_EQ(state(), before);
 }

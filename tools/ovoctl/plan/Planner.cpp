@@ -14,7 +14,6 @@
 #include "ScratchRoot.h"
 #include "SizeProbe.h"
 #include "StoredCredentials.h"
-#include "StoredProperties.h"
 #include "app/EmptyPhoneConfig.h"
 #include "app/SignalBlock.h"
 #include "http/Aes128CbcDecrypter.h"
@@ -26,6 +25,8 @@
 #include "ovoctl/Failure.h"
 #include "paths/Paths.h"
 #include "phoneconfig/json/JsonPhoneConfig.h"
+#include "propertyapi/PropertyApiException.h"
+#include "propertyapi/sqlite/ReadOnlyStore.h"
 #include "text/Quote.h"
 
 #include <json/reader.h>
@@ -37,13 +38,13 @@
 #include <memory>
 #include <sstream>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 namespace ovoctl {
 
 namespace {
 
-constexpr char STORE[] = "/data/properties.db";
 /// Host of the address that a local file gets where no real one is known.
 constexpr char MADE_UP[] = "file://localhost/";
 constexpr char ENDLESS[] = "endless";
@@ -111,6 +112,15 @@ Source sourceOf(const PlanRequest& request) {
     return source;
 }
 
+std::unordered_map<std::string, std::string> readStore() {
+    try {
+        return propertyapi::ReadOnlyStore().values();
+    } catch (const propertyapi::PropertyApiException& exception) {
+        throw Unaskable(std::string(exception.what()) +
+                        " (HALDEN_ROOT names the phone's root directory)");
+    }
+}
+
 /// As the daemon takes it: one that cannot be read counts as empty.
 std::shared_ptr<phoneconfig::IPhoneConfig> readConfiguration() {
     try {
@@ -147,11 +157,11 @@ void takeResult(const std::string& document, Plan& plan) {
     plan.cause = report["cause"].asString();
 }
 
-void run(Source source, const PlanRequest& request, const StoredProperties& stored,
-         const ScratchRoot& root, Plan& plan) {
+void run(Source source, const PlanRequest& request,
+         std::unordered_map<std::string, std::string> stored, const ScratchRoot& root, Plan& plan) {
     PlanRecorder recorder(plan);
     const auto report = std::make_shared<ovo::RunReport>(nullptr, &recorder);
-    const auto store = std::make_shared<PlannedStore>(stored, recorder);
+    const auto store = std::make_shared<PlannedStore>(std::move(stored), recorder);
     PlannedBus bus(recorder);
     const auto configuration = readConfiguration();
     const auto security = makeSecurity(store, root);
@@ -184,13 +194,13 @@ Plan makePlan(const PlanRequest& request) {
     plan.start = isUrl(request.start) ? http::withoutCredentials(request.start) : request.start;
     plan.root = paths::directory().empty() ? "/" : paths::directory();
     Source source = sourceOf(request);
-    const StoredProperties stored(paths::toHost(STORE));
+    auto stored = readStore();
     {
         // Around both, so that no signal comes between the directory and who removes it.
         const app::SignalBlock signals;
         const ScratchRoot root;
         const RemovalOnSignal removal(root.path());
-        run(std::move(source), request, stored, root, plan);
+        run(std::move(source), request, std::move(stored), root, plan);
     }
     if (!plan.stopped.empty()) {
         plan.result = ENDLESS;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ReadOnlyStore.h"
 
+#include "BootId.h"
 #include "Database.h"
 #include "Patience.h"
 #include "Statement.h"
@@ -108,6 +109,21 @@ std::vector<StoredProperty> ReadOnlyStore::list(const std::string& prefix) const
             if (run.view(0).starts_with(prefix))
                 found.push_back({run.text(0), run.text(1), run.text(2)});
         }
+        return found;
+    });
+}
+
+std::unordered_map<std::string, std::string> ReadOnlyStore::values() const {
+    const std::string bootId = bootIdOf(settings_);
+    return read([&](Database& database) {
+        std::unordered_map<std::string, std::string> found;
+        database.execute("BEGIN");
+        const bool isOfOtherBoot = schema::isOfOtherBoot(database, bootId);
+        Statement select(database, "SELECT key, value FROM property WHERE key IS NOT NULL");
+        Statement::Run run(select);
+        while (run.step())
+            if (std::string key = run.text(0); !isOfOtherBoot || !schema::livesForOneBoot(key))
+                found.emplace(std::move(key), run.text(1));
         return found;
     });
 }
