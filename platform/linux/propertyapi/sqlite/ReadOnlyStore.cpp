@@ -46,6 +46,17 @@ private:
     bool isJournalMissing_;
 };
 
+[[noreturn]] void fail(const HostPath& path, const std::string& cause) {
+    throw PropertyApiException("Cannot read the property store " + path.text() + ": " + cause);
+}
+
+void requireDatabase(const Files& files, const HostPath& path) {
+    if (files.database().isMissing())
+        fail(path, "it does not exist");
+    if (files.database().error != 0)
+        fail(path, std::strerror(files.database().error));
+}
+
 } // namespace
 
 ReadOnlyStore::ReadOnlyStore(std::string path, const SqliteSettings& settings)
@@ -57,14 +68,10 @@ auto ReadOnlyStore::read(Operation operation) const {
     const HostPath path = paths::toHost(path_);
     Patience patience;
     Patience::Allowance allowance(patience, settings_.busyTimeout);
-    const auto fail = [&](const std::string& cause) {
-        throw PropertyApiException("Cannot read the property store " + path.text() + ": " + cause);
-    };
-    for (std::string cause = "others keep it busy";;) {
+    std::string cause = "others keep it busy";
+    do {
         const Files before(path);
-        if (before.database().error != 0)
-            fail(before.database().isMissing() ? "it does not exist"
-                                               : std::strerror(before.database().error));
+        requireDatabase(before, path);
         try {
             Database database(path, before.areQuiet() ? Database::Reading::QUIET
                                                       : Database::Reading::SHARED);
@@ -75,11 +82,10 @@ auto ReadOnlyStore::read(Operation operation) const {
         } catch (const DatabaseError& error) {
             cause = error.what();
             if (Files(path) == before)
-                fail(cause);
+                fail(path, cause);
         }
-        if (!allowance.pause(RETRY_TIME))
-            fail(cause);
-    }
+    } while (allowance.pause(RETRY_TIME));
+    fail(path, cause);
 }
 
 std::vector<std::optional<StoredProperty>>
