@@ -25,7 +25,4 @@ struct CheckSource {
 std::vector<CheckSource> findSources(const std::vector<std::string>& arguments,
                                      const std::string& base);
 
-/// The content of a file on this machine, as far as a document may be long. Throws Unaskable.
-std::string readContent(const std::string& path);
-
 } // namespace ovoctl::check

@@ -23,6 +23,8 @@
 #include "http/curl/CurlRestApi.h"
 #include "logger/Logger.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/InputFile.h"
+#include "ovoctl/support/Words.h"
 #include "paths/Paths.h"
 #include "phoneconfig/json/JsonPhoneConfig.h"
 #include "propertyapi/PropertyApiException.h"
@@ -32,9 +34,6 @@
 #include <json/reader.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <memory>
 #include <sstream>
 #include <string_view>
@@ -48,10 +47,6 @@ namespace {
 /// Host of the address that a local file gets where no real one is known.
 constexpr char MADE_UP[] = "file://localhost/";
 constexpr char ENDLESS[] = "endless";
-
-bool isUrl(const std::string& text) {
-    return text.find("://") != std::string::npos;
-}
 
 /// What a URL could not hold, and "%", which begins placeholders, is escaped.
 std::string escaped(std::string_view name) {
@@ -67,16 +62,6 @@ std::string escaped(std::string_view name) {
             result.append({'%', DIGITS[code >> 4U], DIGITS[code & 0xfU]});
     }
     return result;
-}
-
-std::string readLocal(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    if (file)
-        content << file.rdbuf();
-    if (!file || file.bad() || content.bad())
-        throw Unaskable("the file " + quote(path) + " cannot be read: " + std::strerror(errno));
-    return std::move(content).str();
 }
 
 /// What the run is started with.
@@ -108,7 +93,7 @@ Source sourceOf(const PlanRequest& request) {
             throw Misuse(std::string("--base: ") + exception.what());
         }
     }
-    source.start.content = readLocal(request.start);
+    source.start.content = readProvisioningFile(request.start);
     return source;
 }
 
