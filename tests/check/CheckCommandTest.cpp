@@ -119,8 +119,8 @@ TEST_F(CheckCommand, WrongUseIsNamedWithStatusTwo) {
         const char* sentence;
     } table[] = {
         {{}, "nothing to check"},
-        {{""}, "an empty name"},
-        {{"\xff.xml"}, "not valid UTF-8"},
+        {{""}, "the file, URL or directory is empty"},
+        {{"\xff.xml"}, "is not UTF-8"},
         {{"--allow", "plian", good()}, "there is no rule \"plian\"; did you mean \"plain\"?"},
         {{"--format", "xml", good()}, "xml"},
         {{"--mac", "02:00", good()}, "\"02:00\" is not a MAC address"},

@@ -2,7 +2,7 @@
 // Rules that need a phone, a key, or several files.
 
 #include "CheckFixture.h"
-#include "ovoctl/Failure.h"
+#include "propertyapi/PropertyApiException.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/process/ChildProcess.h"
 
@@ -122,13 +122,13 @@ TEST_F(CheckPhone, AMissingOrBrokenStoreIsNamed) {
     const auto reading = [] {
         static_cast<void>(readPhone(""));
     };
-    EXPECT_THAT(reading, testing::ThrowsMessage<ovoctl::Unaskable>(
+    EXPECT_THAT(reading, testing::ThrowsMessage<propertyapi::PropertyApiException>(
                              HasSubstr(root_.host("/data/properties.db"))));
     root_.write("/data/properties.db",
                 "not a database, but longer than a header of one ............"
                 "........................................................");
     const auto before = state();
-    EXPECT_THAT(reading, testing::ThrowsMessage<ovoctl::Unaskable>(
+    EXPECT_THAT(reading, testing::ThrowsMessage<propertyapi::PropertyApiException>(
                              HasSubstr(root_.host("/data/properties.db"))));
     EXPECT_EQ(state(), before);
 }
@@ -240,13 +240,14 @@ TEST_F(CheckEncrypted, OtherOptionsAreToldApart) {
         std::vector<std::string> options;
         const char* sentence;
     } table[] = {
-        {{"-aes-128-cbc"}, "encrypted without -pbkdf2;"},
-        {{"-aes-128-cbc", "-md", "md5"}, "without -pbkdf2, with the digest md5 instead of sha256"},
-        {{"-aes-128-cbc", "-pbkdf2", "-iter", "1000"}, "with 1000 rounds (-iter) instead of 10000"},
-        {{"-aes-128-cbc", "-pbkdf2", "-iter", "100000"}, "with 100000 rounds"},
-        {{"-aes-128-cbc", "-pbkdf2", "-md", "sha512"}, "with the digest sha512 instead of sha256;"},
-        {{"-aes-256-cbc", "-pbkdf2"}, "with aes-256-cbc instead of aes-128-cbc;"},
-        {{"-aes-128-cbc", "-pbkdf2", "-a"}, "in Base64"},
+        {{"-aes-128-cbc"}, "the file was encrypted without -pbkdf2 (-aes-128-cbc);"},
+        {{"-aes-128-cbc", "-md", "md5"}, "without -pbkdf2 (-aes-128-cbc -md md5);"},
+        {{"-aes-128-cbc", "-pbkdf2", "-iter", "1000"},
+         "with another number of rounds (-aes-128-cbc -pbkdf2 -iter 1000);"},
+        {{"-aes-128-cbc", "-pbkdf2", "-md", "sha512"},
+         "with another digest (-aes-128-cbc -pbkdf2 -md sha512);"},
+        {{"-aes-256-cbc", "-pbkdf2"}, "with another cipher (-aes-256-cbc -pbkdf2);"},
+        {{"-aes-128-cbc", "-pbkdf2", "-a"}, "written as text (-a);"},
     };
     for (const auto& each : table) {
         EXPECT_THAT(checkEncrypted(each.options), ElementsAre("1:1 encryption")) << each.sentence;
@@ -258,14 +259,19 @@ TEST_F(CheckEncrypted, AWrongKeyAndACutFileAreNamed) {
     EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}, "another key\n"),
                 ElementsAre("1:1 encryption"));
     EXPECT_THAT(sentences(), ElementsAre(HasSubstr("the key is wrong")));
-    write("plain.xml", "what is encrypted");
-    EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}), ElementsAre("1:1 encryption"));
-    EXPECT_THAT(sentences(), ElementsAre(HasSubstr("or what is in it is not XML")));
     const std::string whole = readHostFile(path("file.enc"));
     write("file.enc", whole.substr(0, whole.size() - 1));
     options.key = "the key\n";
     EXPECT_THAT(checkFiles({"file.enc"}), ElementsAre("1:1 encryption"));
-    EXPECT_THAT(sentences(), ElementsAre(HasSubstr("cut or damaged")));
+    EXPECT_THAT(sentences(), ElementsAre(HasSubstr("damaged or was cut")));
+}
+
+TEST_F(CheckEncrypted, WhatIsNotADocumentIsNamed) {
+    write("plain.xml", "what is encrypted");
+    EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}), ElementsAre("1:1 not-well-formed"));
+    write("plain.xml", std::string(16, '\x01'));
+    EXPECT_THAT(checkEncrypted({"-aes-128-cbc", "-pbkdf2"}), ElementsAre("1:1 encryption"));
+    EXPECT_THAT(sentences(), ElementsAre(HasSubstr("not text, or the key is wrong")));
 }
 
 } // namespace

@@ -122,7 +122,7 @@ TEST_F(CryptCommand, SaysWhyAFileCannotBeDecrypted) {
     const std::string good = stock({"-aes-128-cbc", "-pbkdf2"}, "good");
     root_.write("/cut", root_.read("/good").substr(0, 40));
     for (const Case& one : std::initializer_list<Case>{
-             {path("plain"), "it is not encrypted"},
+             {path("plain"), "the file is not encrypted"},
              {path("cut"), "the file is damaged or was cut"},
              {stock({"-aes-128-cbc"}, "old"), "without -pbkdf2"},
              {stock({"-aes-256-cbc", "-pbkdf2"}, "cipher"), "another cipher"},

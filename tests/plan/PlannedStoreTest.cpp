@@ -1,25 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ovoctl/plan/PlannedStore.h"
 
-#include "ovoctl/Failure.h"
+#include "propertyapi/sqlite/ReadOnlyStore.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/process/PhoneRoot.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
 
 namespace {
 
-using ovoctl::StoredProperties;
 using propertyapi::IPropertyApi;
-using testing::HasSubstr;
 
 class PlannedStoreTest : public testing::Test {
 protected:
     PlannedStoreTest() {
         for (const auto& [key, value] : IPropertyApi::Batch{{"A", "1"}, {"Empty", ""}, {"S", "x"}})
             real.setValue(key, value);
-        stored.emplace(posix::HostPath(root.host("/data/properties.db")));
-        planned.emplace(*stored, recorder);
+        planned.emplace(propertyapi::ReadOnlyStore().values(), recorder);
         planned->beginRun();
         plan.files.emplace_back();
         recorder.fileBegins("http://h/");
@@ -30,7 +29,6 @@ protected:
     propertyapi::SqlitePropertyApi real;
     ovoctl::Plan plan;
     ovoctl::PlanRecorder recorder{plan};
-    std::optional<StoredProperties> stored;
     std::optional<ovoctl::PlannedStore> planned;
 };
 
@@ -70,31 +68,6 @@ TEST_F(PlannedStoreTest, WhatWasWrittenBeforeTheRunIsForgotten) {
     planned->setValue("A", "before");
     planned->beginRun();
     EXPECT_EQ(planned->getValue("A"), "1");
-}
-
-TEST_F(PlannedStoreTest, KeysOfAnEarlierBootAreGone) {
-    real.setValue("State.X", "1");
-    EXPECT_EQ(planned->getValue("State.X"), "1");
-    propertyapi::SqliteSettings settings;
-    settings.bootId = "another-boot";
-    const PhoneRoot other;
-    {
-        const propertyapi::SqlitePropertyApi store("/data/properties.db", settings);
-        store.setValue("State.X", "1");
-        store.setValue("A", "1");
-    }
-    const StoredProperties old(posix::HostPath(other.host("/data/properties.db")));
-    EXPECT_EQ(old.value("State.X"), std::nullopt);
-    EXPECT_EQ(old.value("A"), "1");
-}
-
-TEST_F(PlannedStoreTest, AStoreThatIsNotThereIsNamed) {
-    try {
-        const StoredProperties none(posix::HostPath(root.host("/none.db")));
-        FAIL();
-    } catch (const ovoctl::Unaskable& failure) {
-        EXPECT_THAT(failure.what(), HasSubstr(root.host("/none.db")));
-    }
 }
 
 } // namespace

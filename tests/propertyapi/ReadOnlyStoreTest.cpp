@@ -28,7 +28,9 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Pair;
 using testing::ThrowsMessage;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -77,6 +79,34 @@ TEST(ReadOnlyStore, ReadsWhatIsThereAndTellsWhatIsNot) {
                             StoredProperty{"Empty", "", "test"}));
     EXPECT_THAT(reader.list("B"), ElementsAre(StoredProperty{"B", "2", "test"}));
     reader.check();
+}
+
+TEST(ReadOnlyStore, ValuesAreThoseThatAClientReads) {
+    const SharedStore store;
+    {
+        SqliteSettings earlier;
+        earlier.bootId = "an earlier boot";
+        SqlitePropertyApi(SqlitePropertyApi::STORE, earlier)
+            .setValues({{"A", "1"}, {"State.A", "2"}, {"State/A", "3"}}, "test");
+        EXPECT_THAT(
+            ReadOnlyStore(SqlitePropertyApi::STORE, earlier).values(),
+            UnorderedElementsAre(Pair("A", "1"), Pair("State.A", "2"), Pair("State/A", "3")));
+    }
+    store.shell("INSERT INTO property(key, value) VALUES(NULL, 'no key')");
+    const auto before = everything(store);
+    EXPECT_THAT(ReadOnlyStore().values(),
+                UnorderedElementsAre(Pair("A", "1"), Pair("State/A", "3")));
+    EXPECT_EQ(everything(store), before);
+    SqlitePropertyApi().setValue("State.A", "4");
+    EXPECT_EQ(ReadOnlyStore().values().at("State.A"), "4");
+}
+
+TEST(ReadOnlyStore, ValuesOfAStoreThatAnotherProgramMade) {
+    const SharedStore store;
+    std::filesystem::create_directories(store.root().host("/data"));
+    store.shell("CREATE TABLE property(key TEXT PRIMARY KEY, value TEXT NOT NULL); "
+                "INSERT INTO property VALUES('State.A', '1')");
+    EXPECT_THAT(ReadOnlyStore().values(), UnorderedElementsAre(Pair("State.A", "1")));
 }
 
 TEST(ReadOnlyStore, ListsKeysOfAnyBytes) {

@@ -5,10 +5,13 @@
 #include "CheckRun.h"
 #include "Directories.h"
 #include "JobHandlers/XMLNodeType.h"
+#include "MacAddress.h"
 #include "Suggestion.h"
 #include "Vocabulary.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/InputFile.h"
 #include "paths/Paths.h"
+#include "security/openssl/SaltedText.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
 
@@ -50,8 +53,8 @@ struct CheckArguments {
 };
 
 std::string readKey(const std::string& path) {
-    std::string key = readContent(path);
-    if (key.empty() || key.front() == '\n' || key.front() == '\0')
+    std::string key = readProvisioningFile(path);
+    if (security::salted::passwordOf(key).empty())
         throw Misuse("the first line of the key file " + quote(path) + " is empty");
     return key;
 }
@@ -114,16 +117,10 @@ Outcome outcomeOf(const std::vector<FileResult>& results) {
     return outcome;
 }
 
-void requireWritten() {
-    if (!std::cout.flush())
-        throw Unaskable("the standard output cannot be written");
-}
-
 Outcome run(const CheckArguments& arguments) {
     const std::string format = arguments.isJson ? "json" : arguments.format;
     if (arguments.areRulesWanted) {
         writeRules(std::cout, format == "json");
-        requireWritten();
         return Outcome::FINE;
     }
     if (arguments.sources.empty())
@@ -141,7 +138,7 @@ Outcome run(const CheckArguments& arguments) {
         options.key = readKey(phoneKey());
     const std::vector<FileResult> results = runCheck(options);
     write(format, results);
-    requireWritten();
+    std::cout.flush();
     for (const FileResult& file : results)
         if (!file.unreadable.empty())
             std::cerr << "ovoctl: " << escapeControls(file.unreadable) << "\n";

@@ -1,23 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CheckFormat.h"
 
+#include "ovoctl/support/JsonLine.h"
 #include "text/Escape.h"
-
-#include <json/value.h>
-#include <json/writer.h>
 
 #include <iomanip>
 
 namespace ovoctl::check {
 
 namespace {
-
-std::string lineOf(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    return Json::writeString(builder, value);
-}
 
 Json::Value numberOf(std::size_t number) {
     return Json::UInt64{number};
@@ -64,7 +55,7 @@ void writeJson(std::ostream& output, const std::vector<FileResult>& results) {
             object["level"] = textOf(nameOf(finding.rule->level));
             object["rule"] = textOf(finding.rule->name);
             object["sentence"] = escapeControls(finding.sentence);
-            output << lineOf(object) << "\n";
+            output << jsonLine(object);
         }
 }
 
@@ -90,7 +81,7 @@ void writeSarif(std::ostream& output, const std::vector<FileResult>& results) {
     document["$schema"] = "https://json.schemastore.org/sarif-2.1.0.json";
     document["version"] = "2.1.0";
     document["runs"].append(run);
-    output << lineOf(document) << "\n";
+    output << jsonLine(document);
 }
 
 void writeRules(std::ostream& output, bool isJson) {
@@ -106,7 +97,7 @@ void writeRules(std::ostream& output, bool isJson) {
         object["rule"] = textOf(rule->name);
         object["level"] = textOf(nameOf(rule->level));
         object["sentence"] = textOf(rule->sentence);
-        output << lineOf(object) << "\n";
+        output << jsonLine(object);
     }
 }
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CheckRun.h"
 
+#include "FileChecker.h"
 #include "LinkMap.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/InputFile.h"
 
 #include <algorithm>
 #include <atomic>
@@ -56,7 +58,7 @@ private:
         results_[number].name = source.name;
         try {
             files_[number] = checker.check(source.content ? std::move(*source.content)
-                                                          : readContent(source.path),
+                                                          : readProvisioningFile(source.path),
                                            source.address);
         } catch (const Unaskable& failure) {
             results_[number].unreadable = failure.what();

@@ -4,16 +4,12 @@
 #include "Fetch.h"
 #include "http/UrlException.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/Words.h"
 #include "text/Ascii.h"
 #include "text/Quote.h"
-#include "text/Utf8.h"
-#include "xml/Xml.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 namespace ovoctl::check {
@@ -25,12 +21,6 @@ namespace fs = std::filesystem;
 /// Stands for the server of files that nobody says the address of. https: nothing is known to go
 /// over plain http.
 constexpr const char* UNKNOWN_SERVER = "https://provisioning.invalid/";
-/// More than a document may have, so that the parser itself refuses one that is too large.
-constexpr std::size_t LARGEST_READ = common::xml::MAX_BYTES + (std::size_t{64} << 10U);
-
-bool isUrl(const std::string& argument) {
-    return argument.find("://") != std::string::npos;
-}
 
 bool isProvisioningFile(const fs::path& path) {
     const std::string extension = ascii::lowerCase(path.extension().string());
@@ -54,15 +44,6 @@ std::string escaped(const std::string& path) {
     return text;
 }
 
-void requireUtf8(const std::string& argument) {
-    for (std::size_t at = 0; at < argument.size();) {
-        const utf8::Character character = utf8::first(std::string_view(argument).substr(at));
-        if (character.size == 0)
-            throw Misuse("the argument " + quote(argument) + " is not valid UTF-8");
-        at += character.size;
-    }
-}
-
 class Finder {
 public:
     explicit Finder(const std::string& base) : base_(base.empty() ? UNKNOWN_SERVER : base) {
@@ -77,9 +58,7 @@ public:
     }
 
     void add(const std::string& argument) {
-        if (argument.empty())
-            throw Misuse("an empty name is neither a file nor a URL nor a directory");
-        requireUtf8(argument);
+        requireName("file, URL or directory", argument);
         std::error_code error;
         if (isUrl(argument))
             addFetched(argument);
@@ -144,21 +123,6 @@ std::vector<CheckSource> findSources(const std::vector<std::string>& arguments,
     for (const std::string& argument : arguments)
         finder.add(argument);
     return finder.take();
-}
-
-std::string readContent(const std::string& path) {
-    errno = 0;
-    std::ifstream file(path, std::ios::binary);
-    std::string content;
-    std::string block(std::size_t{64} << 10U, '\0');
-    while (file && content.size() <= LARGEST_READ) {
-        file.read(block.data(), static_cast<std::streamsize>(block.size()));
-        content.append(block, 0, static_cast<std::size_t>(file.gcount()));
-    }
-    if (!file.is_open() || file.bad())
-        throw Unaskable("the file " + quote(path) + " cannot be read: " +
-                        (errno == 0 ? "an error while reading" : std::strerror(errno)));
-    return content;
 }
 
 } // namespace ovoctl::check

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "FileChecker.h"
+#include "http/UrlInfo.h"
 
 #include <optional>
 #include <string>
@@ -24,8 +24,5 @@ struct CheckSource {
 /// Throws Misuse and Unaskable.
 std::vector<CheckSource> findSources(const std::vector<std::string>& arguments,
                                      const std::string& base);
-
-/// The content of a file on this machine, as far as a document may be long. Throws Unaskable.
-std::string readContent(const std::string& path);
 
 } // namespace ovoctl::check

@@ -3,13 +3,13 @@
 
 #include "propertyapi/IPropertyApi.h"
 
-#include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 namespace ovoctl::check {
 
-using Values = std::map<std::string, std::string>;
+using Values = std::unordered_map<std::string, std::string>;
 
 /// A property store in memory for the daemon's own parts: what they write stays here. A batch is
 /// kept back until a job is complete, as a job that runs in pieces has to see what it saw before

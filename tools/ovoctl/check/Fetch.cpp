@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fetch.h"
 
-#include "CheckSources.h"
 #include "CheckStore.h"
 #include "Directories.h"
 #include "KnownPhone.h"
@@ -11,6 +10,7 @@
 #include "http/UrlException.h"
 #include "http/curl/CurlRestApi.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/InputFile.h"
 #include "paths/Paths.h"
 #include "xml/Xml.h"
 
@@ -82,7 +82,7 @@ FetchedFile fetch(const std::string& url) {
             std::make_shared<KnownConfiguration>(nobody), nullptr, ovo::Files::DEFAULT_NAME);
         const http::DownloadResult result =
             downloader.download(*source, TARGET, http::Access::OwnerOnly, LARGEST);
-        return {readContent(room.path() + TARGET),
+        return {readProvisioningFile(room.path() + TARGET),
                 result.serverAddress().value_or(http::withoutCredentials(*source))};
     } catch (const std::exception& exception) {
         throw Unaskable(http::withoutCredentials(url) + " cannot be fetched: " + exception.what());

@@ -1,19 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "KnownPhone.h"
 
-#include "StoreCopy.h"
 #include "Vocabulary.h"
 #include "firmware/HaldenFirmwareVersion.h"
 #include "ovoctl/Failure.h"
 #include "phoneconfig/json/JsonPhoneConfig.h"
+#include "propertyapi/sqlite/ReadOnlyStore.h"
 
 namespace ovoctl::check {
-
-namespace {
-
-constexpr const char* STORE = "/data/properties.db";
-
-} // namespace
 
 std::string KnownPhone::macAddress() const {
     const auto mac = values->find(ovo::keys::MAC_ADDRESS);
@@ -21,7 +15,7 @@ std::string KnownPhone::macAddress() const {
 }
 
 KnownPhone readPhone(const std::string& mac) {
-    auto values = std::make_shared<Values>(readStore(STORE));
+    auto values = std::make_shared<Values>(propertyapi::ReadOnlyStore().values());
     if (!mac.empty())
         (*values)[ovo::keys::MAC_ADDRESS] = mac;
     KnownPhone phone;

@@ -24,8 +24,8 @@ struct KnownPhone {
     std::string macAddress() const;
 };
 
-/// The phone below HALDEN_ROOT: its store, configuration and version file. Reads copies and changes
-/// nothing. mac: instead of the store's where it is not empty. Throws Unaskable.
+/// The phone below HALDEN_ROOT: its store, configuration and version file. Changes nothing there.
+/// mac: instead of the store's where it is not empty. Throws Unaskable and PropertyApiException.
 KnownPhone readPhone(const std::string& mac);
 
 /// The phone's configuration, as far as it is known. Any thread.

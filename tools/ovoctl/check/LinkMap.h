@@ -2,7 +2,7 @@
 #pragma once
 
 #include "CheckSources.h"
-#include "FileChecker.h"
+#include "CheckedFile.h"
 
 #include <cstddef>
 #include <optional>

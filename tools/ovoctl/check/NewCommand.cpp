@@ -4,10 +4,8 @@
 #include "Suggestion.h"
 #include "Templates.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/JsonLine.h"
 #include "text/Quote.h"
-
-#include <json/value.h>
-#include <json/writer.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -48,14 +46,10 @@ void print(const Template& chosen, bool isJson) {
         Json::Value object;
         object["kind"] = std::string(chosen.kind);
         object["file"] = std::string(chosen.text);
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        std::cout << Json::writeString(builder, object) << "\n";
+        std::cout << jsonLine(object);
     } else {
         std::cout << chosen.text;
     }
-    if (!std::cout.flush())
-        throw Unaskable("the standard output cannot be written");
 }
 
 } // namespace

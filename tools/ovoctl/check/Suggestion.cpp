@@ -42,7 +42,7 @@ bool isNear(std::string_view word, std::string_view other) {
     return word.size() < other.size() ? isOneLonger(word, other) : isOneLonger(other, word);
 }
 
-std::string suggestion(std::string_view word, const std::vector<std::string_view>& candidates) {
+std::string suggestion(std::string_view word, const WordList& candidates) {
     for (const std::string_view candidate : candidates)
         if (isNear(word, candidate))
             return "; did you mean " + quote(std::string(candidate)) + "?";

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "WordList.h"
+
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace ovoctl::check {
 
@@ -12,6 +13,6 @@ namespace ovoctl::check {
 bool isNear(std::string_view word, std::string_view other);
 
 /// `; did you mean "NAME"?` for the first candidate that is near; the empty text for none.
-std::string suggestion(std::string_view word, const std::vector<std::string_view>& candidates);
+std::string suggestion(std::string_view word, const WordList& candidates);
 
 } // namespace ovoctl::check

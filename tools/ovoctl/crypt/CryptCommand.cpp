@@ -4,11 +4,13 @@
 #include "Diagnosis.h"
 #include "http/Secret.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/FileMode.h"
 #include "ovoctl/support/InputFile.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/OutputFile.h"
 #include "ovoctl/support/Words.h"
 #include "paths/Paths.h"
+#include "posix/FileStamp.h"
 #include "security/openssl/SaltedText.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
@@ -17,12 +19,9 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <cerrno>
 #include <cstring>
-#include <iomanip>
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 namespace ovoctl {
@@ -41,24 +40,18 @@ struct Options {
     bool isJson = false;
 };
 
-std::string octal(mode_t mode) {
-    std::ostringstream text;
-    text << std::oct << std::setw(4) << std::setfill('0') << (mode & 07777U);
-    return text.str();
-}
-
 /// Content of the key file, which only its owner may read.
 http::Secret readKey(const Options& options) {
     const std::string path =
         options.keyFile.empty() ? paths::toHost(KEY_FILE).text() : options.keyFile;
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0)
-        throw Misuse("cannot read the key file " + quote(path) + ": " + std::strerror(errno));
-    if (!S_ISREG(status.st_mode))
+    const auto stamp = posix::FileStamp::of(posix::HostPath(path));
+    if (stamp.error != 0)
+        throw Misuse("cannot read the key file " + quote(path) + ": " + std::strerror(stamp.error));
+    if (!S_ISREG(stamp.mode))
         throw Misuse("the key file " + quote(path) + " is not a file");
-    if ((status.st_mode & 0077U) != 0)
-        throw Misuse("the key file " + quote(path) + " is open to others (mode " +
-                     octal(status.st_mode) + "); its mode has to be 0600");
+    if (isOpenToOthers(stamp))
+        throw Misuse("the key file " + quote(path) + " is open to others (mode " + modeOf(stamp) +
+                     "); its mode has to be 0600");
     http::Secret content = readInput(path, salted::MAX_KEY_FILE_BYTES);
     if (salted::passwordOf(content.text()).empty())
         throw Misuse("the first line of the key file " + quote(path) + " is empty");
@@ -105,11 +98,9 @@ void encrypt(const Options& options) {
 Outcome decrypt(const Options& options) {
     const OutputFile output = outputOf(options, 0600);
     const http::Secret key = readKey(options);
-    std::string text = readInput(options.input, salted::MAX_BYTES);
-    const Diagnosed found = diagnose(text, key.text());
-    if (found.diagnosis == Diagnosis::READABLE &&
-        salted::decryptInPlace(text, salted::passwordOf(key.text()))) {
-        write(output, text, options);
+    const Diagnosed found = diagnose(readInput(options.input, salted::MAX_BYTES), key.text());
+    if (found.plain) {
+        write(output, *found.plain, options);
         return Outcome::FINE;
     }
     if (options.isJson) {

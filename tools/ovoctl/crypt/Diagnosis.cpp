@@ -25,7 +25,10 @@ constexpr std::size_t LOOKED_AT = salted::HEADER_BYTES + 4 * salted::BLOCK_BYTES
 
 constexpr std::array OTHER_DIGESTS = {"md5", "sha1", "sha384", "sha512"};
 constexpr std::array OTHER_CIPHERS = {"aes-192-cbc", "aes-256-cbc"};
-constexpr std::array OTHER_ROUNDS = {1, 1000, 2000, 4096, 5000, 20'000, 50'000, 65'536, 100'000};
+constexpr std::array OTHER_ROUNDS = {1,      1000,   2000,    4096,    5000,    20'000,
+                                     50'000, 65'536, 100'000, 200'000, 310'000, 600'000};
+/// Above it each further try takes long.
+constexpr int MOST_ROUNDS_OF_OTHER_CIPHERS = 100'000;
 
 bool isControl(char character) {
     const auto code = static_cast<unsigned char>(character);
@@ -100,11 +103,12 @@ Diagnosed describe(const Options& options) {
     const Diagnosis kind = kindOf(options);
     const std::string made = textOf(options);
     if (kind == Diagnosis::NO_PBKDF2)
-        return {kind, made, "it was encrypted without -pbkdf2 (" + made + ")" + AGAIN};
+        return {kind, made, "the file was encrypted without -pbkdf2 (" + made + ")" + AGAIN};
     const char* what = kind == Diagnosis::OTHER_ROUNDS   ? "another number of rounds"
                        : kind == Diagnosis::OTHER_DIGEST ? "another digest"
                                                          : "another cipher";
-    return {kind, made, std::string("it was encrypted with ") + what + " (" + made + ")" + AGAIN};
+    return {kind, made,
+            std::string("the file was encrypted with ") + what + " (" + made + ")" + AGAIN};
 }
 
 /// Other options, those that take little time first.
@@ -118,9 +122,11 @@ std::vector<Options> otherOptions() {
         for (const std::string& digest : digests)
             for (const std::string& cipher : ciphers)
                 all.push_back({cipher, digest, rounds});
-    for (const int rounds : OTHER_ROUNDS)
-        for (const std::string& cipher : {ciphers.front(), ciphers.back()})
-            all.push_back({cipher, Options().digest, rounds});
+    for (const int rounds : OTHER_ROUNDS) {
+        all.push_back({ciphers.front(), Options().digest, rounds});
+        if (rounds <= MOST_ROUNDS_OF_OTHER_CIPHERS)
+            all.push_back({ciphers.back(), Options().digest, rounds});
+    }
     std::erase(all, Options());
     return all;
 }
@@ -145,16 +151,16 @@ Diagnosed explain(std::string_view content, std::string_view password) {
         return {Diagnosis::DAMAGED, "",
                 "the key is right, but the file is damaged or was cut; transfer it again"};
     if (fitsWithOtherLineEnd(examination, password))
-        return {
-            Diagnosis::OTHER_LINE_END, "",
-            "its key differs from this one by the carriage return at the end of the line; write "
-            "the key file with a plain line feed"};
+        return {Diagnosis::OTHER_LINE_END, "",
+                "the key of the file differs from this one by the carriage return at the end of "
+                "the line; write "
+                "the key file with a plain line feed"};
     if (std::optional<Diagnosed> found = findOtherOptions(examination))
         return *std::move(found);
     if (content.size() <= salted::HEADER_BYTES ||
         (content.size() - salted::HEADER_BYTES) % salted::BLOCK_BYTES != 0)
         return {Diagnosis::CUT, "",
-                "it was cut or changed on its way: no encrypted file has " +
+                "the file was cut or changed on its way: no encrypted file has " +
                     std::to_string(content.size()) + " bytes"};
     return {Diagnosis::UNREADABLE, "",
             "the key is wrong or the file is damaged (none of the usual other options of the tool "
@@ -166,27 +172,22 @@ Diagnosed explain(std::string_view content, std::string_view password) {
 Diagnosed diagnose(std::string_view content, std::string_view key) {
     if (content.starts_with(ENCODED_MAGIC))
         return {Diagnosis::ENCODED, "-a",
-                "it is encrypted, but written as text (-a); encrypt it again without -a"};
+                "the file is encrypted, but written as text (-a); encrypt it again without -a"};
     if (!content.starts_with(salted::MAGIC))
-        return {Diagnosis::PLAIN, "", "it is not encrypted"};
+        return {Diagnosis::PLAIN, "", "the file is not encrypted"};
     const std::string_view password = salted::passwordOf(key);
     std::string text(content);
     if (!salted::decryptInPlace(text, password))
         return explain(content, password);
     if (isReadable(std::string_view(text).substr(0, LOOKED_AT)))
-        return {Diagnosis::READABLE, "", ""};
-    // What is no text may be meant so, unless another explanation fits.
+        return {Diagnosis::READABLE, "", "", std::move(text)};
+    // What is not text may be meant so, unless another explanation fits.
     Diagnosed other = explain(content, password);
-    if (other.options.empty() && other.diagnosis != Diagnosis::OTHER_LINE_END)
-        return {Diagnosis::READABLE, "", ""};
-    return other;
-}
-
-const char* wordFor(Diagnosis diagnosis) {
-    constexpr std::array WORDS = {"readable",     "plain",        "encoded",      "no-pbkdf2",
-                                  "other-rounds", "other-digest", "other-cipher", "other-line-end",
-                                  "damaged",      "cut",          "unreadable"};
-    return WORDS.at(static_cast<std::size_t>(diagnosis));
+    if (!other.options.empty() || other.diagnosis == Diagnosis::OTHER_LINE_END)
+        return other;
+    return {Diagnosis::NO_TEXT, "",
+            "what is encrypted is not text, or the key is wrong and the file fits it by chance",
+            std::move(text)};
 }
 
 } // namespace ovoctl

@@ -6,8 +6,6 @@
 #include "PhoneChecks.h"
 #include "StoreChecks.h"
 #include "TlsChecks.h"
-#include "http/UrlInfo.h"
-#include "ovoctl/Failure.h"
 #include "ovoctl/Output.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
@@ -69,15 +67,6 @@ Json::Value toJson(const ExaminationResult& result) {
     object["what"] = result.what;
     object["cure"] = result.cure;
     return object;
-}
-
-void requireUrl(const std::string& url) {
-    requireText("URL", url);
-    try {
-        http::UrlInfo{url};
-    } catch (const std::exception& error) {
-        throw Misuse(error.what());
-    }
 }
 
 Outcome examine(const Options& options) {

@@ -3,7 +3,6 @@
 
 #include "Directories.h"
 #include "Examination.h"
-#include "FileMode.h"
 #include "Vocabulary.h"
 #include "app/Environment.h"
 #include "filesystem/Filesystem.h"
@@ -11,6 +10,7 @@
 #include "ovoctl/Failure.h"
 #include "ovoctl/bus/Bus.h"
 #include "ovoctl/run/PhoneState.h"
+#include "ovoctl/support/FileMode.h"
 #include "paths/Paths.h"
 #include "phoneconfig/json/JsonPhoneConfig.h"
 #include "security/openssl/SaltedText.h"

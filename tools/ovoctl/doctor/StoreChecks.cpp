@@ -2,8 +2,8 @@
 #include "StoreChecks.h"
 
 #include "Examination.h"
-#include "FileMode.h"
 #include "Vocabulary.h"
+#include "ovoctl/support/FileMode.h"
 #include "paths/Paths.h"
 #include "posix/FileStamp.h"
 #include "propertyapi/sqlite/ReadOnlyStore.h"

@@ -3,10 +3,10 @@
 
 #include "Directories.h"
 #include "Examination.h"
-#include "FileMode.h"
 #include "ServerChain.h"
 #include "filesystem/Filesystem.h"
 #include "http/Secret.h"
+#include "ovoctl/support/FileMode.h"
 #include "paths/Paths.h"
 #include "security/openssl/ClientPair.h"
 #include "security/openssl/X509Text.h"

@@ -4,15 +4,12 @@
 #include "PlanJson.h"
 #include "PlanText.h"
 #include "Planner.h"
-#include "ovoctl/Failure.h"
 #include "ovoctl/log/Log.h"
 #include "ovoctl/run/ProgressLine.h"
-#include "text/Utf8.h"
+#include "ovoctl/support/Words.h"
 
 #include <iostream>
 #include <memory>
-#include <string>
-#include <string_view>
 
 namespace ovoctl {
 
@@ -35,18 +32,6 @@ struct Options {
     bool verbose = false;
 };
 
-std::string requireText(const std::string& text) {
-    if (text.empty())
-        return "an empty text";
-    for (std::string_view rest = text; !rest.empty();) {
-        const utf8::Character character = utf8::first(rest);
-        if (character.size == 0)
-            return "not valid UTF-8";
-        rest.remove_prefix(character.size);
-    }
-    return {};
-}
-
 /// A bar would not stand beside the lines of the log.
 Plan planShown(const Options& options) {
     ProgressLine line(options.verbose ? ProgressLine::Form::LINES : ProgressLine::usualForm());
@@ -59,6 +44,7 @@ Plan planShown(const Options& options) {
 }
 
 Outcome run(const Options& options) {
+    requireName("file or URL", options.request.start);
     if (options.verbose)
         log::show();
     const Plan plan = planShown(options);
@@ -66,8 +52,6 @@ Outcome run(const Options& options) {
         printJson(plan, std::cout);
     else
         printText(plan, options.all, std::cout);
-    if (!std::cout.flush())
-        throw Unaskable("the plan cannot be written to the standard output");
     return plan.result == "success" ? Outcome::FINE : Outcome::FINDING;
 }
 
@@ -80,19 +64,22 @@ void addPlanCommand(CLI::App& app, Outcome& outcome) {
     command->add_option("START", options->request.start, "File of this machine, or URL")
         ->type_name("FILE|URL")
         ->required()
-        ->expected(1)
-        ->check(CLI::Validator(requireText, ""));
-    command
-        ->add_option("--base", options->request.base,
-                     "Where the file will lie: what relative URLs in it are relative to")
-        ->type_name("URL")
-        ->expected(1)
-        ->check(CLI::Validator(requireText, ""));
+        ->expected(1);
+    const CLI::Option* const base =
+        command
+            ->add_option("--base", options->request.base,
+                         "Where the file will lie: what relative URLs in it are relative to")
+            ->type_name("URL")
+            ->expected(1);
     command->add_flag("--json", options->json, "One JSON object, whole");
     command->add_flag("--all", options->all, "Show each parameter that would stay as it is");
     command->add_flag("--verbose", options->verbose,
                       "Show the log of the run, and where it is, on standard error");
-    command->callback([options, &outcome] { outcome = run(*options); });
+    command->callback([options, base, &outcome] {
+        if (base->count() > 0)
+            requireName("URL of --base", options->request.base);
+        outcome = run(*options);
+    });
 }
 
 } // namespace ovoctl

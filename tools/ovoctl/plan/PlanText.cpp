@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PlanText.h"
 
+#include "ovoctl/support/JsonLine.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
-
-#include <json/writer.h>
 
 #include <algorithm>
 #include <string>
@@ -15,13 +14,6 @@ namespace {
 
 /// More parameters of a job that would stay as they are become one line.
 constexpr std::ptrdiff_t MOST_UNCHANGED = 20;
-
-std::string compact(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    return Json::writeString(builder, value);
-}
 
 std::string sizeOf(const PlannedDownload& download) {
     return download.bytes ? std::to_string(*download.bytes) + " bytes" : "size not known";
@@ -110,7 +102,7 @@ private:
 
     void print(int depth, const PlannedMessage& message) {
         line(depth, "message " + quote(message.name) + " to " + message.destination + " " +
-                        compact(message.parameters));
+                        jsonText(message.parameters));
     }
 
     void print(int depth, const PlannedDownload& download) {

@@ -20,8 +20,10 @@ void PlannedStore::beginRun() {
 }
 
 std::optional<std::string> PlannedStore::find(const std::string& key) const {
-    const auto written = written_.find(key);
-    return written == written_.end() ? stored_.value(key) : written->second;
+    if (const auto written = written_.find(key); written != written_.end())
+        return written->second;
+    const auto stored = stored_.find(key);
+    return stored == stored_.end() ? std::nullopt : std::optional(stored->second);
 }
 
 bool PlannedStore::exists(const std::string& key) const {

@@ -2,23 +2,23 @@
 #pragma once
 
 #include "PlanRecorder.h"
-#include "StoredProperties.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 namespace ovoctl {
 
-/// The property store as a run would leave it: reads the phone's, keeps what is written in memory,
-/// and tells the recorder. Nobody else writes, so subscriptions never fire. Not synchronised: for
-/// the thread of the run, and for the one that starts it while there is none.
+/// The property store as a run would leave it: begins with what the phone's holds, keeps what is
+/// written in memory, and tells the recorder. Nobody else writes, so subscriptions never fire. Not
+/// synchronised: for the thread of the run, and for the one that starts it while there is none.
 class PlannedStore : public propertyapi::IPropertyApi {
 public:
-    /// Both outlive the store.
-    PlannedStore(const StoredProperties& stored, PlanRecorder& recorder)
-        : stored_(stored), recorder_(recorder) {}
+    /// stored: what the phone's store holds. recorder: outlives the store.
+    PlannedStore(std::unordered_map<std::string, std::string> stored, PlanRecorder& recorder)
+        : stored_(std::move(stored)), recorder_(recorder) {}
 
     /// The run begins: what was written until now is forgotten, and writes are recorded.
     void beginRun();
@@ -37,7 +37,7 @@ private:
     std::optional<std::string> find(const std::string& key) const;
     PlannedProperty write(const std::string& key, const std::string& value) const;
 
-    const StoredProperties& stored_;
+    const std::unordered_map<std::string, std::string> stored_;
     PlanRecorder& recorder_;
     bool isRecording_ = false;
     /// Nothing: removed.

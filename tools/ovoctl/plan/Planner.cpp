@@ -16,7 +16,6 @@
 #include "ScratchRoot.h"
 #include "SizeProbe.h"
 #include "StoredCredentials.h"
-#include "StoredProperties.h"
 #include "app/EmptyPhoneConfig.h"
 #include "app/SignalBlock.h"
 #include "http/Aes128CbcDecrypter.h"
@@ -26,33 +25,30 @@
 #include "http/curl/CurlRestApi.h"
 #include "logger/Logger.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/support/InputFile.h"
+#include "ovoctl/support/Words.h"
 #include "paths/Paths.h"
 #include "phoneconfig/json/JsonPhoneConfig.h"
+#include "propertyapi/PropertyApiException.h"
+#include "propertyapi/sqlite/ReadOnlyStore.h"
 #include "text/Quote.h"
 
 #include <json/reader.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <memory>
 #include <sstream>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 namespace ovoctl {
 
 namespace {
 
-constexpr char STORE[] = "/data/properties.db";
 /// Host of the address that a local file gets where no real one is known.
 constexpr char MADE_UP[] = "file://localhost/";
 constexpr char ENDLESS[] = "endless";
-
-bool isUrl(const std::string& text) {
-    return text.find("://") != std::string::npos;
-}
 
 /// What a URL could not hold, and "%", which begins placeholders, is escaped.
 std::string escaped(std::string_view name) {
@@ -68,16 +64,6 @@ std::string escaped(std::string_view name) {
             result.append({'%', DIGITS[code >> 4U], DIGITS[code & 0xfU]});
     }
     return result;
-}
-
-std::string readLocal(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    if (file)
-        content << file.rdbuf();
-    if (!file || file.bad() || content.bad())
-        throw Unaskable("the file " + quote(path) + " cannot be read: " + std::strerror(errno));
-    return std::move(content).str();
 }
 
 /// What the run is started with.
@@ -109,8 +95,17 @@ Source sourceOf(const PlanRequest& request) {
             throw Misuse(std::string("--base: ") + exception.what());
         }
     }
-    source.start.content = readLocal(request.start);
+    source.start.content = readProvisioningFile(request.start);
     return source;
+}
+
+std::unordered_map<std::string, std::string> readStore() {
+    try {
+        return propertyapi::ReadOnlyStore().values();
+    } catch (const propertyapi::PropertyApiException& exception) {
+        throw Unaskable(std::string(exception.what()) +
+                        " (HALDEN_ROOT names the phone's root directory)");
+    }
 }
 
 /// As the daemon takes it: one that cannot be read counts as empty.
@@ -149,13 +144,13 @@ void takeResult(const std::string& document, Plan& plan) {
     plan.cause = report["cause"].asString();
 }
 
-void run(Source source, const PlanRequest& request, const StoredProperties& stored,
-         const ScratchRoot& root, Plan& plan) {
+void run(Source source, const PlanRequest& request,
+         std::unordered_map<std::string, std::string> stored, const ScratchRoot& root, Plan& plan) {
     PlanRecorder recorder(plan);
     PlannedMonitor progress(request.progress);
     const auto report =
         std::make_shared<ovo::RunReport>(std::make_unique<ovo::RunMonitor>(progress), &recorder);
-    const auto store = std::make_shared<PlannedStore>(stored, recorder);
+    const auto store = std::make_shared<PlannedStore>(std::move(stored), recorder);
     PlannedBus bus(recorder);
     const auto configuration = readConfiguration();
     const auto security = makeSecurity(store, root);
@@ -188,13 +183,13 @@ Plan makePlan(const PlanRequest& request) {
     plan.start = isUrl(request.start) ? http::withoutCredentials(request.start) : request.start;
     plan.root = paths::directory().empty() ? "/" : paths::directory();
     Source source = sourceOf(request);
-    const StoredProperties stored(paths::toHost(STORE));
+    auto stored = readStore();
     {
         // Around both, so that no signal comes between the directory and who removes it.
         const app::SignalBlock signals;
         const ScratchRoot root;
         const RemovalOnSignal removal(root.path());
-        run(std::move(source), request, stored, root, plan);
+        run(std::move(source), request, std::move(stored), root, plan);
     }
     if (!plan.stopped.empty()) {
         plan.result = ENDLESS;

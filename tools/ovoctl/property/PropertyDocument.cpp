@@ -31,18 +31,13 @@ Json::Value readObject(const std::string& path) {
     throw Misuse(quote(path) + " is not a dump of properties: it is not a JSON object");
 }
 
-std::string textOf(const Json::Value& value) {
-    std::string line = jsonLine(value);
-    line.pop_back();
-    return line;
-}
-
 } // namespace
 
 std::string writeDocument(const PropertyValues& values) {
     std::string text = "{";
     for (const auto& [key, value] : values)
-        text += (text.size() == 1 ? "\n  " : ",\n  ") + textOf(key) + ": " + textOf(toJson(value));
+        text +=
+            (text.size() == 1 ? "\n  " : ",\n  ") + jsonText(key) + ": " + jsonText(toJson(value));
     return text + "\n}\n";
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ReportView.h"
 
+#include "Vocabulary.h"
 #include "ovoctl/Failure.h"
 #include "text/Escape.h"
 
@@ -96,6 +97,10 @@ std::string summarizeReport(const Json::Value& report) {
          << (report["seconds"].isNumeric() ? report["seconds"].asDouble() : 0) << " s, HTTP "
          << textOf(report, "httpStatus") << ", started " << textOf(report, "started");
     return line.str();
+}
+
+Outcome outcomeOf(const Json::Value& report) {
+    return report["result"] == ovo::values::SUCCESS ? Outcome::FINE : Outcome::FINDING;
 }
 
 std::string describeReport(const Json::Value& report) {

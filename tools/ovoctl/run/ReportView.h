@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ovoctl/Outcome.h"
+
 #include <json/value.h>
 
 #include <string>
@@ -16,5 +18,8 @@ std::string describeReport(const Json::Value& report);
 
 /// The first line of it: which run, its result, how long it took.
 std::string summarizeReport(const Json::Value& report);
+
+/// Fine for the report of a run that was a success.
+Outcome outcomeOf(const Json::Value& report);
 
 } // namespace ovoctl

@@ -6,7 +6,6 @@
 #include "ReportView.h"
 #include "RunFollower.h"
 #include "Vocabulary.h"
-#include "http/UrlInfo.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
@@ -41,12 +40,7 @@ struct Options {
 
 std::string urlOf(const Options& options, const PhoneState& state) {
     if (!options.url.empty()) {
-        requireText("URL", options.url);
-        try {
-            http::UrlInfo{options.url};
-        } catch (const std::exception& error) {
-            throw Misuse(error.what());
-        }
+        requireUrl(options.url);
         return options.url;
     }
     if (state.server.empty())
@@ -101,7 +95,7 @@ Outcome runOnce(const Options& options) {
     line.clear();
     const Json::Value report = parseReport(text);
     std::cout << (options.isJson ? jsonLine(report) : describeReport(report));
-    return report["result"] == ovo::values::SUCCESS ? Outcome::FINE : Outcome::FINDING;
+    return outcomeOf(report);
 }
 
 } // namespace

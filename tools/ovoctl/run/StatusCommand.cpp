@@ -3,7 +3,6 @@
 
 #include "PhoneState.h"
 #include "ReportView.h"
-#include "Vocabulary.h"
 #include "http/UrlInfo.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/JsonLine.h"
@@ -19,10 +18,6 @@
 namespace ovoctl {
 
 namespace {
-
-Outcome outcomeOf(const Json::Value& report) {
-    return report["result"] == ovo::values::SUCCESS ? Outcome::FINE : Outcome::FINDING;
-}
 
 std::string withoutCredentialsOf(const std::string& url) {
     try {

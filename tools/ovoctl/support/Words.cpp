@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Words.h"
 
+#include "http/UrlException.h"
+#include "http/UrlInfo.h"
 #include "ovoctl/Failure.h"
 #include "text/Quote.h"
 #include "text/Utf8.h"
@@ -29,6 +31,10 @@ void setExample(CLI::App& command, const std::string& lines) {
     command.footer(text);
 }
 
+bool isUrl(std::string_view text) {
+    return text.find("://") != std::string_view::npos;
+}
+
 bool isText(std::string_view text) {
     while (!text.empty()) {
         const std::size_t size = utf8::first(text).size;
@@ -48,6 +54,15 @@ void requireName(const std::string& what, const std::string& text) {
 void requireText(const std::string& what, const std::string& text) {
     if (!isText(text))
         throw Misuse("the " + what + " " + quote(text) + " is not UTF-8");
+}
+
+void requireUrl(const std::string& text) {
+    requireText("URL", text);
+    try {
+        http::UrlInfo{text};
+    } catch (const http::UrlException& exception) {
+        throw Misuse(exception.what());
+    }
 }
 
 } // namespace ovoctl

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ReadOnlyStore.h"
 
+#include "BootId.h"
 #include "Database.h"
 #include "Patience.h"
 #include "Statement.h"
@@ -49,9 +50,11 @@ private:
     throw PropertyApiException("Cannot read the property store " + path.text() + ": " + cause);
 }
 
-void requireFile(const HostPath& path, const FileStamp& found) {
-    if (found.error != 0)
-        fail(path, found.isMissing() ? "it does not exist" : std::strerror(found.error));
+void requireDatabase(const Files& files, const HostPath& path) {
+    if (files.database().isMissing())
+        fail(path, "it does not exist");
+    if (files.database().error != 0)
+        fail(path, std::strerror(files.database().error));
 }
 
 } // namespace
@@ -65,9 +68,10 @@ auto ReadOnlyStore::read(Operation operation) const {
     const HostPath path = paths::toHost(path_);
     Patience patience;
     Patience::Allowance allowance(patience, settings_.busyTimeout);
-    for (std::string cause = "others keep it busy";;) {
+    std::string cause = "others keep it busy";
+    do {
         const Files before(path);
-        requireFile(path, before.database());
+        requireDatabase(before, path);
         try {
             Database database(path, before.areQuiet() ? Database::Reading::QUIET
                                                       : Database::Reading::SHARED);
@@ -80,9 +84,8 @@ auto ReadOnlyStore::read(Operation operation) const {
             if (Files(path) == before)
                 fail(path, cause);
         }
-        if (!allowance.pause(RETRY_TIME))
-            fail(path, cause);
-    }
+    } while (allowance.pause(RETRY_TIME));
+    fail(path, cause);
 }
 
 std::vector<std::optional<StoredProperty>>
@@ -112,6 +115,21 @@ std::vector<StoredProperty> ReadOnlyStore::list(const std::string& prefix) const
             if (run.view(0).starts_with(prefix))
                 found.push_back({run.text(0), run.text(1), run.text(2)});
         }
+        return found;
+    });
+}
+
+std::unordered_map<std::string, std::string> ReadOnlyStore::values() const {
+    const std::string bootId = bootIdOf(settings_);
+    return read([&](Database& database) {
+        std::unordered_map<std::string, std::string> found;
+        database.execute("BEGIN");
+        const bool isOfOtherBoot = schema::isOfOtherBoot(database, bootId);
+        Statement select(database, "SELECT key, value FROM property WHERE key IS NOT NULL");
+        Statement::Run run(select);
+        while (run.step())
+            if (std::string key = run.text(0); !isOfOtherBoot || !schema::livesForOneBoot(key))
+                found.emplace(std::move(key), run.text(1));
         return found;
     });
 }

@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace propertyapi {
@@ -21,9 +22,9 @@ struct StoredProperty {
 };
 
 /// The property store for somebody who only looks: nothing is made, changed, repaired or left
-/// behind, no file, no directory, no mode. So keys of an earlier boot are still there, and a
-/// damaged store is an error. Works where nothing may be written, and beside others who read and
-/// write.
+/// behind, no file, no directory, no mode. So find() and list() give keys of an earlier boot, too,
+/// and a damaged store is an error. Works where nothing may be written, and beside others who read
+/// and write.
 ///
 /// Each operation opens the store and sees one state of it. Any thread. All throw
 /// PropertyApiException with the store's path on the machine and the cause.
@@ -37,6 +38,9 @@ public:
     std::vector<std::optional<StoredProperty>> find(const std::vector<std::string>& keys) const;
     /// Those whose keys begin with a prefix, in the order of the keys' bytes.
     std::vector<StoredProperty> list(const std::string& prefix) const;
+    /// Everything that a client of the store would read: without the keys of an earlier boot, which
+    /// it would remove.
+    std::unordered_map<std::string, std::string> values() const;
     /// Returns when the store is sound.
     void check() const;
     /// Its version, and the triggers on its tables.

@@ -179,6 +179,14 @@ std::string trim(std::int64_t journalBound, const std::string& number) {
            "))";
 }
 
+bool isOfOtherBoot(Database& database, const std::string& bootId) {
+    // Other programs make stores without the table.
+    if (database.query("SELECT 1 FROM sqlite_schema WHERE name = 'property_meta'").empty())
+        return false;
+    const std::string noted = notedBoot(database);
+    return !noted.empty() && noted != bootId;
+}
+
 bool livesForOneBoot(const std::string& key) {
     return key.compare(0, ONE_BOOT.size(), ONE_BOOT) == 0;
 }

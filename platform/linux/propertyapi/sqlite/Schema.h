@@ -48,6 +48,9 @@ Condition inspect(Database& database);
 /// The version that prepare() leaves.
 std::string_view version();
 
+/// True when the keys of one boot are those of another boot than this, so that prepare() would
+/// remove them. Reads alone. Throws DatabaseError.
+bool isOfOtherBoot(Database& database, const std::string& bootId);
 /// True for the keys that live for one boot of the machine.
 bool livesForOneBoot(const std::string& key);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "SqlitePropertyApi.h"
 
+#include "BootId.h"
 #include "Notifier.h"
 #include "OpenStore.h"
 #include "Patience.h"
@@ -8,7 +9,6 @@
 #include "paths/Paths.h"
 #include "text/Quote.h"
 
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
@@ -32,19 +32,8 @@ auto onProperty(const char* what, const std::string& key, Operation operation) {
     return translating([&] { return std::string(what) + " property " + quote(key); }, operation);
 }
 
-/// The kernel's id of this boot, the machine's own also where the phone's root is another
-/// directory.
-std::string machineBootId() {
-    std::ifstream file("/proc/sys/kernel/random/boot_id");
-    std::string id;
-    if (!std::getline(file, id) || id.empty())
-        throw std::runtime_error("cannot read the kernel's boot id");
-    return id;
-}
-
 SqliteSettings withBootId(SqliteSettings settings) {
-    if (settings.bootId.empty())
-        settings.bootId = machineBootId();
+    settings.bootId = bootIdOf(settings);
     return settings;
 }
 

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Finding.h"
+#include "text/Place.h"
+
+#include <string>
+#include <vector>
+
+namespace ovoctl::check {
+
+/// A place that leads to a further provisioning file.
+struct Link {
+    std::string url; ///< complete, without credentials, placeholders expanded as far as known
+    Place place;
+};
+
+/// What was found in one file, in the order of the places.
+struct CheckedFile {
+    std::vector<Finding> findings;
+    std::vector<Link> links;
+};
+
+} // namespace ovoctl::check
