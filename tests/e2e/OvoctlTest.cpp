@@ -147,4 +147,13 @@ TEST_F(Ovoctl, ShowsStatusAndReport) {
     EXPECT_EQ(phone.stop(), 0);
 }
 
+TEST_F(Ovoctl, TheNoteOfACutReportMovesNoColumn) {
+    phone.store().setValue("State.Provisioning.Report",
+                           R"({"run": 3, "result": "success", "cut": true, "files": [
+        {"url": "http://h.example.com/a.xml", "status": "success", "httpStatus": 200, "bytes": 7}]})");
+    EXPECT_THAT(ctl({"report"}).output,
+                HasSubstr("\nhttp://h.example.com/a.xml  success  HTTP 200, 7 bytes\n"
+                          "... and more, which the report has no room for\n"));
+}
+
 } // namespace

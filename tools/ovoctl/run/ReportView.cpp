@@ -106,7 +106,8 @@ std::string describeReport(const Json::Value& report) {
     std::size_t whatWidth = 0;
     std::size_t resultWidth = 0;
     for (const Row& row : rows) {
-        if (row.what.size() <= WIDEST)
+        const bool isAlone = row.result.empty() && row.why.empty();
+        if (!isAlone && row.what.size() <= WIDEST)
             whatWidth = std::max(whatWidth, row.what.size());
         resultWidth = std::max(resultWidth, row.result.size());
     }
