@@ -429,6 +429,8 @@ void FileChecker::checkKey(const Leaf& leaf) {
     const std::size_t place = leaf.placeOfAttribute(names::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
     if (key.empty())
         findings_.add(rules::EMPTY_NAME, place, "the name is empty");
+    if (key == ovo::keys::PROVISIONING_PERIOD)
+        checkPeriod(leaf, names::NVM_SETTINGS_PARAM_ATTR_VALUE_STR, rules::PERIOD);
     if (key == ovo::keys::MAC_ADDRESS)
         findings_.add(rules::PROTECTED_KEY, place, quote(key) + " is the phone's own address");
     if (key.starts_with(STATE))
@@ -651,27 +653,27 @@ void FileChecker::checkStepValues(const ovo::ProvisioningNode& node, const Leaf&
     if (type == steps::CERTIFICATE)
         checkFlags(leaf);
     if (type == steps::LOCAL_PHONE_BOOK)
-        checkRenewPeriod(leaf);
+        checkPeriod(leaf, steps::ATTR_RENEW_PERIOD, rules::RENEW_PERIOD);
     if (type == steps::CLIENT_KEY && !leaf.value(steps::ATTR_PASSWORD).empty() && !isEncrypted_ &&
         isPlain(address_))
         findings_.add(rules::PLAIN_SECRET, leaf.placeOfAttribute(steps::ATTR_PASSWORD),
                       "the password goes over plain http in a file that is not encrypted");
 }
 
-void FileChecker::checkRenewPeriod(const Leaf& leaf) {
-    const std::string text = leaf.value(steps::ATTR_RENEW_PERIOD);
+/// The attribute's value is a period as the timer takes it; empty ones mean something of their own.
+void FileChecker::checkPeriod(const Leaf& leaf, const char* attribute, const Rule& rule) {
+    const std::string text = leaf.value(attribute);
     if (text.empty())
         return;
-    const std::size_t place = leaf.placeOfAttribute(steps::ATTR_RENEW_PERIOD);
+    const std::size_t place = leaf.placeOfAttribute(attribute);
     try {
         const auto seconds = Utils::convertTimeStringToSeconds(text);
         if (std::to_string(seconds) != text)
-            findings_.add(rules::RENEW_PERIOD, place,
+            findings_.add(rule, place,
                           "the phone makes " + std::to_string(seconds) + " of " +
                               Utils::shortQuote(text));
     } catch (const std::logic_error&) {
-        findings_.add(rules::RENEW_PERIOD, place,
-                      Utils::shortQuote(text) + " is not a number of seconds");
+        findings_.add(rule, place, Utils::shortQuote(text) + " is not a number of seconds");
     }
 }
 

@@ -66,7 +66,7 @@ private:
     bool checkAttributes(const Leaf& leaf, const std::vector<std::string_view>& read,
                          const std::vector<std::string_view>& needed);
     void checkFlags(const Leaf& leaf);
-    void checkRenewPeriod(const Leaf& leaf);
+    void checkPeriod(const Leaf& leaf, const char* attribute, const Rule& rule);
     void checkUrl(const Leaf& leaf, bool isSecret, bool keepsName);
     void checkFileName(const Leaf& leaf, const std::string& name);
     void checkReach(const Leaf& leaf, const http::UrlInfo& url, bool isSecret);
