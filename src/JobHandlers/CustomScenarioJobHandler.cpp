@@ -145,8 +145,11 @@ bool CustomScenarioJobHandler::applyCertificate(const std::string& certificateNa
     std::string operation = forceAccept ? "Accept" : "Pending";
     try {
         LOG(1) << "Applying certificate " << quote(certificateName);
-        if (!security->checkCertificate(path))
+        if (!security->checkCertificate(path)) {
             operation = "Invalid";
+            report.remark("announced as " + quote(operation) +
+                          ": it cannot serve as a trusted certificate");
+        }
         publishCertificatesUpdate(operation, certificateName);
         return true;
     } catch (const std::exception& exception) {

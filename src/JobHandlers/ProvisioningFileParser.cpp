@@ -70,10 +70,13 @@ void ProvisioningFileParser::parse(std::string path, std::vector<ProvisioningNod
     const Released released{document};
     reset(path);
     validate(path);
+    leftOut.clear();
     parseNode(document->root(), nodes);
     if (nodes.empty()) {
         LOG(2) << "File " << path << " holds no job";
-        report->failed("the file holds no job");
+        report->failed("the file holds no job" + (leftOut.empty() ? "" : ": " + leftOut));
+    } else if (!leftOut.empty()) {
+        report->remark(leftOut);
     }
 }
 
@@ -187,9 +190,11 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
             ++bareElements;
         leafTags.insert(node.type);
     }
-    if (bareElements > 0)
+    if (bareElements > 0) {
         LOG(2) << "Element " << Utils::shortQuote(element.tag()) << ": " << bareElements
                << " child element(s) without attributes left out";
+        leaveOut(element, std::to_string(bareElements) + " child element(s) without attributes");
+    }
     if (node.children.empty())
         return;
     if (leafTags.size() > 1) {
@@ -198,11 +203,19 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
         LOG(2) << "Element " << Utils::shortQuote(element.tag())
                << " left out: its child elements have "
                << "different names (" << namesOf(leafTags) << ")";
+        leaveOut(element,
+                 "all child elements, which have different names (" + namesOf(leafTags) + ")");
         return;
     }
     node.name = element.tag();
     node.offset = element.offset();
     nodes.push_back(std::move(node));
+}
+
+/// Of several the first is told, as of failures.
+void ProvisioningFileParser::leaveOut(const Node& element, const std::string& what) {
+    if (leftOut.empty())
+        leftOut = "left out in element " + Utils::shortQuote(element.tag()) + ": " + what;
 }
 
 } // namespace ovo

@@ -42,12 +42,14 @@ public:
 
 private:
     std::string describe(const common::xml::Node& root) const;
+    void leaveOut(const common::xml::Node& element, const std::string& what);
 
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::unique_ptr<common::xml::Document> document;
     /// Tags of the leaf children seen. Shared by all levels of a walk: an inner element clears what
     /// the outer one has collected so far.
     std::set<std::string> leafTags;
+    std::string leftOut; ///< the first thing of the document that no node holds, and why
     std::shared_ptr<RunReport> report;
 };
 

@@ -36,6 +36,9 @@ public:
                           const std::string& decision) = 0;
     /// The cause of each open level that has none yet.
     virtual void failed(const std::string& cause) = 0;
+    /// What is no failure and ought to be known of the innermost open level. The first one of a
+    /// level counts.
+    virtual void remarked(const std::string& remark) = 0;
 };
 
 } // namespace ovo

@@ -30,6 +30,7 @@ constexpr std::size_t LONGEST_CAUSE = 512;
 constexpr char RUN[] = "run";
 constexpr char CUT[] = "cut";
 constexpr char CAUSE[] = "cause";
+constexpr char REMARK[] = "remark";
 constexpr char STATUS[] = "status";
 
 std::string textOf(const Json::Value& value) {
@@ -174,6 +175,16 @@ void ReportDocument::failed(const std::string& cause) {
     for (Level* level : {&step, &job, &file})
         if (level->isOpen)
             setFirst(level->value, text);
+}
+
+void ReportDocument::remarked(const std::string& remark) {
+    for (Level* level : {&step, &job, &file}) {
+        if (!level->isOpen)
+            continue;
+        if (!level->value.isMember(REMARK))
+            level->value[REMARK] = Utils::shortened(remark, LONGEST_CAUSE);
+        return;
+    }
 }
 
 std::string ReportDocument::end(const std::string& result, int httpStatus, const std::string& cause,

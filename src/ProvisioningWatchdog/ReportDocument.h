@@ -44,6 +44,7 @@ public:
     void firmware(const std::string& installed, const std::string& offered,
                   const std::string& decision) override;
     void failed(const std::string& cause) override;
+    void remarked(const std::string& remark) override;
     /// Something could not be noted.
     void omit() noexcept { isCut = true; }
 

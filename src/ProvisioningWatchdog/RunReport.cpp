@@ -96,8 +96,7 @@ void RunReport::fileBegins(const http::UrlInfo& url) {
     position.file = currentFile;
     show();
     note([&](IRunRecord& to) { to.fileBegins(currentFile); });
-    if (isRepeatedNow(currentFile))
-        LOG(2) << "File asked for before in this run: " << currentFile;
+    noteRepetition();
     if (++files != nextNotedFiles)
         return;
     LOG(2) << files << " files in this run, most likely a loop: " << currentFile;
@@ -185,18 +184,22 @@ void RunReport::show() {
         monitor->publish(position);
 }
 
-/// True for the first repetition of a file.
-bool RunReport::isRepeatedNow(const std::string& url) {
-    const auto known = std::find_if(recentFiles.begin(), recentFiles.end(),
-                                    [&](const RecentFile& file) { return file.url == url; });
-    if (known != recentFiles.end())
-        return !std::exchange(known->isRepeated, true);
-    if (url.size() > LONGEST_REMEMBERED)
-        return false;
-    recentFiles.push_back({url});
+/// The log names a file once, the document at each repetition.
+void RunReport::noteRepetition() {
+    const auto known =
+        std::find_if(recentFiles.begin(), recentFiles.end(),
+                     [&](const RecentFile& file) { return file.url == currentFile; });
+    if (known != recentFiles.end()) {
+        remark("asked for before in this run");
+        if (!std::exchange(known->isRepeated, true))
+            LOG(2) << "File asked for before in this run: " << currentFile;
+        return;
+    }
+    if (currentFile.size() > LONGEST_REMEMBERED)
+        return;
+    recentFiles.push_back({currentFile});
     if (recentFiles.size() > REMEMBERED_FILES)
         recentFiles.pop_front();
-    return false;
 }
 
 void RunReport::failed(const std::string& what) noexcept {
@@ -212,6 +215,10 @@ void RunReport::failed(const std::string& what) noexcept {
     } catch (const std::exception&) {
         // Out of memory: the line of the run names no cause.
     }
+}
+
+void RunReport::remark(const std::string& what) noexcept {
+    note([&](IRunRecord& to) { to.remarked(what); });
 }
 
 std::string RunReport::describe(const std::string& what) const {

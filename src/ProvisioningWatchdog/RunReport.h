@@ -67,6 +67,9 @@ public:
     /// A part of the run failed. Only the first cause of a run is kept, cut when it is long, and
     /// the first one of each file, job and step.
     void failed(const std::string& what) noexcept;
+    /// Something that is no failure, and that who looks for one ought to know, of the step, job or
+    /// file in progress.
+    void remark(const std::string& what) noexcept;
     /// The likely reason, in case the current file turns out to be unreadable; empty: none.
     void suspect(const std::string& what) { suspicion = what; }
     /// A transfer moves. total: 0 while unknown. Transfers of other threads are not the run's.
@@ -90,7 +93,7 @@ private:
 
     std::string describe(const std::string& what) const;
     std::string causeOf(ProvisioningStatus status) const;
-    bool isRepeatedNow(const std::string& url);
+    void noteRepetition();
     void show();
     template <typename Work>
     void note(Work work) noexcept;

@@ -24,7 +24,8 @@ const std::set<const ovoctl::check::Rule*> BEYOND_A_SCHEMA = {
     &rules::PLAIN,         &rules::ENCRYPTED,          &rules::ENCRYPTION,
     &rules::MAC_ADDRESS,   &rules::OTHER_PRODUCT,      &rules::PLAIN_SECRET,
     &rules::LOOP,          &rules::REFUSED_PARAMETER,  &rules::REPEATED_KEY,
-    &rules::PROTECTED_KEY, &rules::FIRMWARE_NOT_NEWER, &rules::IGNORED_FLAGS};
+    &rules::PROTECTED_KEY, &rules::FIRMWARE_NOT_NEWER, &rules::IGNORED_FLAGS,
+    &rules::PERIOD};
 
 class Schema : public CheckFixture {
 protected:

@@ -236,4 +236,28 @@ TEST(OvoctlOnASlowServer, WatchTellsAWholeRun) {
     EXPECT_EQ(watch.end(), 0);
 }
 
+TEST_F(Ovoctl, ShowsRemarksBesideResults) {
+    phone.store().setValue("State.Provisioning.Report",
+                           R"({"run": 3, "result": "success", "files": [
+        {"url": "u", "status": "success", "httpStatus": 200, "bytes": 7, "remark": "of a file",
+         "jobs": [{"element": "e", "job": "J", "status": "success", "requested": 1,
+                   "remark": "of a job"},
+                  {"element": "e", "job": "J", "status": "fail", "cause": "why", "remark": "too",
+                   "steps": [{"type": "s", "status": "success", "remark": "of a step"}]}]}]})");
+    EXPECT_THAT(ctl({"report"}).output,
+                HasSubstr("\nu           success  HTTP 200, 7 bytes; of a file\n"
+                          "  e (J)     success  1 parameter, 0 attempted, 0 changed; of a job\n"
+                          "  e (J)     fail     why; too\n"
+                          "    step s  success  of a step\n"));
+}
+
+TEST_F(Ovoctl, TheNoteOfACutReportMovesNoColumn) {
+    phone.store().setValue("State.Provisioning.Report",
+                           R"({"run": 3, "result": "success", "cut": true, "files": [
+        {"url": "http://h.example.com/a.xml", "status": "success", "httpStatus": 200, "bytes": 7}]})");
+    EXPECT_THAT(ctl({"report"}).output,
+                HasSubstr("\nhttp://h.example.com/a.xml  success  HTTP 200, 7 bytes\n"
+                          "... and more, which the report has no room for\n"));
+}
+
 } // namespace

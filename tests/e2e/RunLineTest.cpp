@@ -107,7 +107,9 @@ TEST_F(RunLine, SaysWhatFailedFirst) {
                Not(HasSubstr("encrypted")))},
         {"<config version=\"1.1\"/>",
          HasSubstr("the file is not for this phone: its root element is \"config\"")},
-        {element("nvm", "<settings/>"), EndsWith(": the file holds no job")},
+        {element("nvm", "<settings/>"),
+         EndsWith(": the file holds no job: left out in element \"nvm\": 1 child element(s) "
+                  "without attributes")},
         {element("nvm", "<step type=\"Redirect\"/>"),
          EndsWith(": element \"nvm\" with \"step\" in it is not a job")},
         // parameters

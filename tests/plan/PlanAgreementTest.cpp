@@ -41,13 +41,13 @@ Json::Value decisionsOf(const Json::Value& document) {
     Json::Value decisions = pick(document, {"result", "httpStatus", "cause"});
     for (const Json::Value& file : document["files"]) {
         Json::Value& ofFile = decisions["files"].append(
-            pick(file, {"url", "status", "httpStatus", "bytes", "cause"}));
+            pick(file, {"url", "status", "httpStatus", "bytes", "cause", "remark"}));
         for (const Json::Value& job : file["jobs"]) {
             Json::Value& ofJob =
                 ofFile["jobs"].append(pick(job, {"element", "job", "status", "cause", "requested",
                                                  "attempted", "applied", "refused", "firmware"}));
             for (const Json::Value& step : job["steps"])
-                ofJob["steps"].append(pick(step, {"type", "status", "cause"}));
+                ofJob["steps"].append(pick(step, {"type", "status", "cause", "remark"}));
         }
     }
     return decisions;

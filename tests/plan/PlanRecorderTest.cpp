@@ -21,6 +21,8 @@ TEST(PlanRecorder, PutsWhatHappensIntoTheInnermostLevel) {
     act("step");
     recorder.failed("why");
     recorder.failed("why else");
+    recorder.remarked("of the step");
+    recorder.remarked("later");
     recorder.stepEnds("fail");
     act("job again");
     recorder.jobEnds("fail");
@@ -39,6 +41,8 @@ TEST(PlanRecorder, PutsWhatHappensIntoTheInnermostLevel) {
     EXPECT_EQ(key(plan.after, 0), "after");
     EXPECT_EQ(job.steps.at(0).cause, "why");
     EXPECT_EQ(file.cause, "why");
+    EXPECT_EQ(job.steps.at(0).remark, "of the step");
+    EXPECT_EQ(job.remark + file.remark, "");
 }
 
 TEST(PlanRecorder, HidesSecretsOfMessages) {

@@ -57,6 +57,17 @@ TEST_F(PlanRefusals, AnotherPhone) {
                       HasSubstr(Phone::MAC)));
 }
 
+TEST_F(PlanRefusals, ElementsThatAreLeftOut) {
+    phone.publishPlain("/p.xml", R"(<nvm version="1.1"><x><param a="1"/><parm a="1"/></x>)"
+                                 R"(<settings><param name="A" value="1"/></settings></nvm>)");
+    const std::string remark = R"(left out in element "x": all child elements, which have )"
+                               R"(different names ("param", "parm"))";
+    const Planned planned = plan(phone.url("/p.xml"));
+    EXPECT_EQ(planned.plan["files"][0]["remark"], remark);
+    EXPECT_FALSE(planned.plan["files"][0]["jobs"][0].isMember("remark"));
+    EXPECT_THAT(planText(phone.url("/p.xml")).output, HasSubstr("): success; " + remark + "\n"));
+}
+
 TEST_F(PlanRefusals, APageForBrowsers) {
     EXPECT_THAT(causeOfContent("<!DOCTYPE html><html><body>Sign in</body></html>"),
                 HasSubstr("document type"));

@@ -180,6 +180,17 @@ TEST_F(JobReportsTest, ACertificateOrKeyThatIsRefusedIsTheCause) {
               R"(certificate "a.pem": no memory)");
 }
 
+TEST_F(JobReportsTest, ATrustedCertificateThatIsNotOneIsARemark) {
+    downloader->serve("http://10.0.0.5/prov/a.pem", "certificate");
+    const auto stepOf = [&] {
+        return jobOf([&] { statusOf({{{"type", "certificate"}, {"url", "/a.pem"}}}); })["steps"][0];
+    };
+    EXPECT_EQ(stepOf(), json(R"({"type": "certificate", "status": "success", "cause": ""})"));
+    security->setUnusable("/data/certs/_storage/a.pem");
+    EXPECT_EQ(stepOf(), json(R"({"type": "certificate", "status": "success", "cause": "", "remark":
+        "announced as \"Invalid\": it cannot serve as a trusted certificate"})"));
+}
+
 TEST_F(JobReportsTest, ACertificateOrKeyThatCannotBeSavedIsTheCause) {
     downloader->serve("http://10.0.0.5/prov/a.pem", "certificate or key");
     security->setUnwritable("/data/certs/client/user_cert.pem");
@@ -229,6 +240,12 @@ TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {
     };
     EXPECT_THAT(causeOfFile("<settings version='1.1'/>"),
                 EndsWith(", first failure: the file holds no job"));
+    EXPECT_THAT(causeOfFile("<settings version='1.1'><param a='b'/><parm a='b'/></settings>"),
+                EndsWith(R"(: the file holds no job: left out in element "settings": all child )"
+                         R"(elements, which have different names ("param", "parm"))"));
+    EXPECT_THAT(causeOfFile("<settings version='1.1'><Time.Zone/><A/></settings>"),
+                EndsWith(R"(: the file holds no job: left out in element "settings": 2 child )"
+                         "element(s) without attributes"));
     EXPECT_THAT(causeOfFile("<settings version='1.1'>\n<a>"),
                 MatchesRegex(".*, first failure: line 2, .*"));
     EXPECT_THAT(causeOfFile("<step version='1.1'/>"),
@@ -237,6 +254,26 @@ TEST_F(JobReportsTest, AFileThatIsRefusedIsTheCause) {
     EXPECT_THAT(causeOfFile("<settings version='2.0'><a b='1'/></settings>"),
                 AllOf(HasSubstr(", first failure: the file is not for this phone: product ID "),
                       Not(HasSubstr("no job"))));
+}
+
+TEST_F(JobReportsTest, WhatIsLeftOutOfAFileIsARemark) {
+    const auto runReport = std::make_shared<ovo::RunReport>();
+    ovo::ProvisioningFileParser parser(store, runReport);
+    const auto remarkOf = [&](const std::string& elements) {
+        runReport->begin("http://10.0.0.5/prov/p.xml");
+        runReport->fileBegins(http::UrlInfo("http://10.0.0.5/prov/p.xml"));
+        phone.write("/p.xml", "<nvm version='1.1'>" + elements + "</nvm>");
+        std::vector<ovo::ProvisioningNode> nodes;
+        parser.parse("/p.xml", nodes);
+        EXPECT_EQ(nodes.size(), 1U);
+        runReport->end(Success, 200);
+        return json(runReport->document())["files"][0]["remark"].asString();
+    };
+    const std::string good = "<settings><param a='b'/></settings>";
+    EXPECT_EQ(remarkOf("<x><param a='b'/><parm a='b'/></x><y><z/></y>" + good),
+              R"(left out in element "x": all child elements, which have different names )"
+              R"(("param", "parm"))");
+    EXPECT_EQ(remarkOf(good), "") << "the document before is forgotten";
 }
 
 TEST_F(JobReportsTest, TheDocumentNamesEachRefusedParameterAndWhy) {

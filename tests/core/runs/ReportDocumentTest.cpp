@@ -100,6 +100,28 @@ TEST_F(ReportDocumentTest, ARunOfEachKindReadsAsItsReaderExpects) {
              "cause": "404 Not Found", "jobs": []}]})"));
 }
 
+TEST_F(ReportDocumentTest, ARemarkBelongsToTheInnermostOpenLevelAndTheFirstCounts) {
+    document.remarked("before the first file");
+    document.fileBegins("http://h/p.xml");
+    document.remarked("of the file");
+    document.remarked("later");
+    document.jobBegins("scenario");
+    document.stepBegins();
+    document.remarked("of the step");
+    document.stepEnds("success");
+    document.remarked("of the job " + std::string(1000, 'x'));
+    document.failed("why");
+    const Json::Value run = end();
+    const Json::Value file = run["files"][0];
+    EXPECT_FALSE(run.isMember("remark"));
+    EXPECT_EQ(file["remark"], "of the file");
+    EXPECT_EQ(file["cause"], "why");
+    EXPECT_EQ(file["jobs"][0]["remark"].asString().substr(0, 12), "of the job x");
+    EXPECT_LT(file["jobs"][0]["remark"].asString().size(), 600U);
+    EXPECT_EQ(file["jobs"][0]["steps"][0]["remark"], "of the step");
+    EXPECT_EQ(file["jobs"][0]["steps"][0]["cause"], "");
+}
+
 TEST_F(ReportDocumentTest, WhatIsStillOpenAtTheEndFailed) {
     document.fileBegins("http://h/p.xml");
     document.jobBegins("scenario");

@@ -218,6 +218,19 @@ TEST_F(RunReportTest, AFileThatComesAgainIsNamedOnce) {
                   1U);
 }
 
+TEST_F(RunReportTest, TheDocumentMarksEachRepetitionOfAFile) {
+    report.begin("http://h/p.xml");
+    for (const std::size_t number : {1U, 2U, 1U, 1U})
+        report.fileBegins(numbered(number));
+    report.end(ProvisioningStatus::Fail, 0);
+    EXPECT_THAT(
+        report.document(),
+        ContainsRegex(
+            R"(/1\.xml"\},.*/2\.xml"\},)"
+            R"(.*"asked for before in this run","status":"fail","url":"http://h/1.xml"\},)"
+            R"(.*"asked for before in this run","status":"fail","url":"http://h/1.xml"\}\])"));
+}
+
 TEST_F(RunReportTest, TheLastThousandFilesAreRemembered) {
     report.begin("http://h/p.xml");
     for (std::size_t number = 0; number < 1001; ++number)
@@ -274,6 +287,7 @@ public:
         add("firmware " + installed + " " + offered + " " + decision);
     }
     void failed(const std::string& cause) override { add("failed " + cause); }
+    void remarked(const std::string& remark) override { add("remarked " + remark); }
 
     std::vector<std::string> words;
 
@@ -303,6 +317,7 @@ TEST(RunRecord, IsToldAllThatTheDocumentIsTold) {
     report.stepBegins();
     report.stepIs("Dance");
     report.stepIsUnknown();
+    report.remark("by the way");
     report.firmware("1.0", "1.1", "accepted");
     report.jobEnds(ProvisioningStatus::NotSet);
     report.fileEnds(ProvisioningStatus::PartSuccess);
@@ -312,8 +327,8 @@ TEST(RunRecord, IsToldAllThatTheDocumentIsTold) {
                             "is NVMJobHandler", "requested 3", "refused A locked", "attempted 2",
                             "applied 1", "job ends success", "job custom", "step", "step Redirect",
                             "failed why", "step ends fail", "step", "step Dance",
-                            "step ends unknown", "firmware 1.0 1.1 accepted", "job ends none",
-                            "file ends partSuccess"));
+                            "step ends unknown", "remarked by the way", "firmware 1.0 1.1 accepted",
+                            "job ends none", "file ends partSuccess"));
 }
 
 } // namespace

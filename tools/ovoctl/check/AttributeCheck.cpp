@@ -8,6 +8,7 @@
 #include "text/Quote.h"
 
 #include <set>
+#include <stdexcept>
 #include <string>
 
 namespace ovoctl::check {
@@ -87,6 +88,21 @@ void AttributeCheck::checkFlags(const Leaf& leaf) {
                       "the flags " + Utils::shortQuote(flags) +
                           " mean nothing; only \"FORCE_ACCEPT\" does" +
                           suggestion(flags, {names::FORCE_ACCEPT_STR}));
+}
+
+void AttributeCheck::checkPeriod(const Leaf& leaf, const std::string& attribute, const Rule& rule) {
+    const std::string text = leaf.value(attribute);
+    if (text.empty())
+        return;
+    const std::size_t place = leaf.placeOfAttribute(attribute);
+    try {
+        const std::string seconds = std::to_string(Utils::convertTimeStringToSeconds(text));
+        if (seconds != text)
+            findings_.add(rule, place,
+                          "the phone makes " + seconds + " of " + Utils::shortQuote(text));
+    } catch (const std::logic_error&) {
+        findings_.add(rule, place, Utils::shortQuote(text) + " is not a number of seconds");
+    }
 }
 
 } // namespace ovoctl::check

@@ -6,6 +6,8 @@
 #include "WordList.h"
 #include "xml/Xml.h"
 
+#include <string>
+
 namespace ovoctl::check {
 
 /// The attributes of one kind of element.
@@ -14,7 +16,8 @@ struct KnownAttributes {
     WordList optional;
 };
 
-/// Attributes that nothing reads, that come twice and that are missing, and the value of "flags".
+/// Attributes that nothing reads, that come twice and that are missing, and the values of
+/// some of them.
 class AttributeCheck {
 public:
     /// findings: outlives the check.
@@ -27,6 +30,8 @@ public:
     bool checkLeaf(const Leaf& leaf, const KnownAttributes& known);
     /// Where "FORCE_ACCEPT" is the only value with a meaning.
     void checkFlags(const Leaf& leaf);
+    /// Where the phone reads seconds; an empty value has a meaning of its own.
+    void checkPeriod(const Leaf& leaf, const std::string& attribute, const Rule& rule);
 
 private:
     template <typename Visitor>

@@ -52,6 +52,8 @@ void ParameterCheck::checkKey(const Leaf& leaf) {
     const std::size_t place = leaf.placeOfAttribute(NAME);
     if (key.empty())
         context_.findings.add(rules::EMPTY_NAME, place, "the name is empty");
+    if (key == ovo::keys::PROVISIONING_PERIOD)
+        attributes_.checkPeriod(leaf, names::NVM_SETTINGS_PARAM_ATTR_VALUE_STR, rules::PERIOD);
     if (key == ovo::keys::MAC_ADDRESS)
         context_.findings.add(rules::PROTECTED_KEY, place,
                               quote(key) + " is the phone's own address");

@@ -84,6 +84,9 @@ inline constexpr Rule LOOP{"loop", Level::Error,
 // Parameters
 inline constexpr Rule REFUSED_PARAMETER{"refused-parameter", Level::Error,
                                         "The phone takes each parameter."};
+inline constexpr Rule PERIOD{
+    "period", Level::Warning,
+    "\"System.Provision.Period\" is empty, 0, or a number from 600 to 86400."};
 inline constexpr Rule EMPTY_NAME{"empty-name", Level::Warning, "Each parameter has a name."};
 inline constexpr Rule REPEATED_KEY{"repeated-key", Level::Warning, "A file sets each key once."};
 inline constexpr Rule PROTECTED_KEY{
@@ -100,7 +103,7 @@ inline constexpr Rule FIRMWARE_NOT_NEWER{
     "firmware-not-newer", Level::Error,
     "An image is newer than the installed version, of the same hardware generation."};
 
-inline constexpr std::array<const Rule*, 34> ALL{&NOT_WELL_FORMED,
+inline constexpr std::array<const Rule*, 35> ALL{&NOT_WELL_FORMED,
                                                  &PLAIN,
                                                  &ENCRYPTED,
                                                  &ENCRYPTION,
@@ -128,6 +131,7 @@ inline constexpr std::array<const Rule*, 34> ALL{&NOT_WELL_FORMED,
                                                  &RENEW_PERIOD,
                                                  &LOOP,
                                                  &REFUSED_PARAMETER,
+                                                 &PERIOD,
                                                  &EMPTY_NAME,
                                                  &REPEATED_KEY,
                                                  &PROTECTED_KEY,

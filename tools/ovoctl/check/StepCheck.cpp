@@ -7,7 +7,6 @@
 #include "Utils.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -100,19 +99,7 @@ void StepCheck::checkPassword(const Leaf& leaf) {
 }
 
 void StepCheck::checkRenewPeriod(const Leaf& leaf) {
-    const std::string text = leaf.value(steps::ATTR_RENEW_PERIOD);
-    if (text.empty())
-        return;
-    const std::size_t place = leaf.placeOfAttribute(steps::ATTR_RENEW_PERIOD);
-    try {
-        const std::string seconds = std::to_string(Utils::convertTimeStringToSeconds(text));
-        if (seconds != text)
-            context_.findings.add(rules::RENEW_PERIOD, place,
-                                  "the phone makes " + seconds + " of " + Utils::shortQuote(text));
-    } catch (const std::logic_error&) {
-        context_.findings.add(rules::RENEW_PERIOD, place,
-                              Utils::shortQuote(text) + " is not a number of seconds");
-    }
+    attributes_.checkPeriod(leaf, steps::ATTR_RENEW_PERIOD, rules::RENEW_PERIOD);
 }
 
 } // namespace ovoctl::check

@@ -49,6 +49,7 @@ struct PlannedRefusal {
 struct PlannedLevel {
     std::string status;
     std::string cause; ///< of its first failure
+    std::string remark;
     PlannedActions actions;
 };
 

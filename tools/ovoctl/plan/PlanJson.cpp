@@ -132,6 +132,8 @@ private:
     void printEnd(const PlannedLevel& level) {
         json_.member("status", level.status);
         json_.member("cause", level.cause);
+        if (!level.remark.empty())
+            json_.member("remark", level.remark);
         print("actions", level.actions);
         json_.close('}');
     }

@@ -103,6 +103,17 @@ void PlanRecorder::failed(const std::string& cause) {
     setFirst(file_, cause);
 }
 
+void PlanRecorder::remarked(const std::string& remark) {
+    for (PlannedLevel* level : {static_cast<PlannedLevel*>(step_), static_cast<PlannedLevel*>(job_),
+                                static_cast<PlannedLevel*>(file_)}) {
+        if (level == nullptr)
+            continue;
+        if (level->remark.empty())
+            level->remark = remark;
+        return;
+    }
+}
+
 void PlanRecorder::property(PlannedProperty property) {
     add(masked(std::move(property)));
 }

@@ -35,6 +35,7 @@ public:
     void firmware(const std::string& installed, const std::string& offered,
                   const std::string& decision) override;
     void failed(const std::string& cause) override;
+    void remarked(const std::string& remark) override;
 
     /// A write of one property by itself.
     void property(PlannedProperty property);

@@ -43,7 +43,8 @@ private:
     }
 
     void head(int depth, const std::string& what, const PlannedLevel& level) {
-        line(depth, what + ": " + level.status + (level.cause.empty() ? "" : ": " + level.cause));
+        line(depth, what + ": " + level.status + (level.cause.empty() ? "" : ": " + level.cause) +
+                        (level.remark.empty() ? "" : "; " + level.remark));
     }
 
     void print(const PlannedFile& file) {

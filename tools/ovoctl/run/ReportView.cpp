@@ -39,6 +39,16 @@ void addCut(const Json::Value& object, const std::string& indent, Rows& rows) {
         rows.push_back({indent + "... and more, which the report has no room for", {}, {}});
 }
 
+/// What is there of both.
+std::string joined(const std::string& first, const char* separator, const std::string& second) {
+    return first + (first.empty() || second.empty() ? "" : separator) + second;
+}
+
+/// why: it has its result.
+std::string withRemark(const std::string& why, const Json::Value& object) {
+    return joined(why, "; ", textOf(object, "remark"));
+}
+
 void addJob(const Json::Value& job, Rows& rows) {
     std::string why = textOf(job, "cause");
     if (job.isMember("requested")) {
@@ -47,10 +57,10 @@ void addJob(const Json::Value& job, Rows& rows) {
         counts << requested << (requested == "1" ? " parameter, " : " parameters, ")
                << (job.isMember("attempted") ? textOf(job, "attempted") : "0") << " attempted, "
                << (job.isMember("applied") ? textOf(job, "applied") : "0") << " changed";
-        why = counts.str() + (why.empty() ? "" : ": " + why);
+        why = joined(counts.str(), ": ", why);
     }
     rows.push_back({"  " + textOf(job, "element") + " (" + textOf(job, "job") + ")",
-                    textOf(job, "status"), why});
+                    textOf(job, "status"), withRemark(why, job)});
     for (const Json::Value& refused : job["refused"])
         rows.push_back({"    " + textOf(refused, "name"), "refused", textOf(refused, "why")});
     if (const Json::Value& firmware = job["firmware"]; firmware.isObject())
@@ -61,8 +71,8 @@ void addJob(const Json::Value& job, Rows& rows) {
                         {},
                         textOf(firmware, "decision")});
     for (const Json::Value& step : job["steps"])
-        rows.push_back(
-            {"    step " + textOf(step, "type"), textOf(step, "status"), textOf(step, "cause")});
+        rows.push_back({"    step " + textOf(step, "type"), textOf(step, "status"),
+                        withRemark(textOf(step, "cause"), step)});
     addCut(job, "    ", rows);
 }
 
@@ -70,7 +80,7 @@ void addFile(const Json::Value& file, Rows& rows) {
     std::string why = textOf(file, "cause");
     if (why.empty())
         why = "HTTP " + textOf(file, "httpStatus") + ", " + textOf(file, "bytes") + " bytes";
-    rows.push_back({textOf(file, "url"), textOf(file, "status"), why});
+    rows.push_back({textOf(file, "url"), textOf(file, "status"), withRemark(why, file)});
     for (const Json::Value& job : file["jobs"])
         addJob(job, rows);
     addCut(file, "  ", rows);
@@ -112,7 +122,8 @@ std::string describeReport(const Json::Value& report) {
     std::size_t whatWidth = 0;
     std::size_t resultWidth = 0;
     for (const Row& row : rows) {
-        if (row.what.size() <= WIDEST)
+        const bool isAlone = row.result.empty() && row.why.empty();
+        if (!isAlone && row.what.size() <= WIDEST)
             whatWidth = std::max(whatWidth, row.what.size());
         resultWidth = std::max(resultWidth, row.result.size());
     }
