@@ -211,7 +211,7 @@ TEST_F(CryptCommand, SaysWhatWasWrittenInJson) {
     const CtlResult failed =
         ctl({"decrypt", "--json", "--key", path("key"), path("plain"), path("out")});
     EXPECT_EQ(failed.status, 1);
-    EXPECT_THAT(failed.output, AllOf(testing::StartsWith("{\"cause\":\"it is not encrypted"),
+    EXPECT_THAT(failed.output, AllOf(testing::StartsWith("{\"cause\":\"the file is not encrypted"),
                                      HasSubstr("\",\"file\":null}\n")));
     EXPECT_THAT(failed.errors, HasSubstr("cannot decrypt"));
     expectNothingWritten();
