@@ -296,8 +296,9 @@ TEST_F(WatchCommand, EndsAsSoonAsItsReaderLeavesWithoutWriting) {
     EXPECT_EQ(watch.wait(), 0);
 }
 
-/// Something in the place of the broker that ends so many connections, one after the other.
-void refuseConnections(const std::string& path, int count) {
+/// Something in the place of the broker that ends connections, one after the other, until so many
+/// of one process were among them.
+void refuseConnections(const std::string& path, pid_t process, int count) {
     ::unlink(path.c_str());
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -306,10 +307,15 @@ void refuseConnections(const std::string& path, int count) {
     ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
               0);
     ASSERT_EQ(::listen(listening.get(), 1), 0);
-    for (int refused = 0; refused < count; ++refused) {
+    while (count > 0) {
         pollfd attempt{listening.get(), POLLIN, 0};
         ASSERT_EQ(::poll(&attempt, 1, 20'000), 1);
         const posix::Descriptor connection(::accept(listening.get(), nullptr, nullptr));
+        ucred peer{};
+        socklen_t size = sizeof peer;
+        ASSERT_EQ(::getsockopt(connection.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size), 0);
+        if (peer.pid == process)
+            --count;
     }
     ::unlink(path.c_str());
 }
@@ -317,7 +323,7 @@ void refuseConnections(const std::string& path, int count) {
 TEST_F(WatchCommand, GoesOnWhenTheBrokerIsBack) {
     startAndWait();
     broker_.stop();
-    refuseConnections(broker_.socketPath(), 2);
+    refuseConnections(broker_.socketPath(), watch_->pid(), 2);
     EXPECT_TRUE(isPrinted("bus       the bus " + broker_.address() + " cannot be reached: "));
     EXPECT_THAT(output(), HasSubstr("; messages are missing until it is back\n"));
     store_->setValue("Meanwhile", "1");

@@ -29,10 +29,12 @@ std::string timeText(std::chrono::system_clock::time_point time, bool isJson) {
         std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
     const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
     std::tm parts{};
-    if (isJson)
+    if (isJson) {
         ::gmtime_r(&seconds, &parts);
-    else
+    } else {
+        ::tzset(); // localtime_r need not notice a changed time zone
         ::localtime_r(&seconds, &parts);
+    }
     std::ostringstream text;
     text << std::put_time(&parts, isJson ? "%Y-%m-%dT%H:%M:%S." : "%H:%M:%S.") << std::setw(3)
          << std::setfill('0') << milliseconds % 1000 << (isJson ? "Z" : "");
