@@ -3,10 +3,10 @@
 
 #include "ipc/mosquitto/Payload.h"
 #include "json/StrictReader.h"
+#include "masking/Masking.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
-#include "phone-simulator/Secrets.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
 
@@ -51,7 +51,7 @@ Parameter parameterOf(const std::string& word) {
 Json::Value objectOf(const ipc::IPCMessage& message) {
     Json::Value object(Json::objectValue);
     object["name"] = message.name;
-    object["parameters"] = simulator::secrets::masked(message.name, message.params.parameters());
+    object["parameters"] = masking::shown(message.name, message.params.parameters());
     object["flag"] = message.flag;
     return object;
 }
