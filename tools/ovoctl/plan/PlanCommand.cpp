@@ -4,6 +4,7 @@
 #include "PlanJson.h"
 #include "PlanText.h"
 #include "Planner.h"
+#include "Vocabulary.h"
 #include "ovoctl/log/Log.h"
 #include "ovoctl/support/Words.h"
 
@@ -26,21 +27,21 @@ Exit status: 0 the run would be a success, 1 it would not, 2 used wrongly, 3 no 
 
 struct Options {
     PlanRequest request;
-    bool json = false;
-    bool all = false;
-    bool verbose = false;
+    bool isJson = false;
+    bool showsAll = false;
+    bool isVerbose = false;
 };
 
 Outcome run(const Options& options) {
     requireName("file or URL", options.request.start);
-    if (options.verbose)
+    if (options.isVerbose)
         log::show();
     const Plan plan = makePlan(options.request);
-    if (options.json)
+    if (options.isJson)
         printJson(plan, std::cout);
     else
-        printText(plan, options.all, std::cout);
-    return plan.result == "success" ? Outcome::FINE : Outcome::FINDING;
+        printText(plan, options.showsAll, std::cout);
+    return plan.result == ovo::values::SUCCESS ? Outcome::FINE : Outcome::FINDING;
 }
 
 } // namespace
@@ -59,9 +60,9 @@ void addPlanCommand(CLI::App& app, Outcome& outcome) {
                          "Where the file will lie: what relative URLs in it are relative to")
             ->type_name("URL")
             ->expected(1);
-    command->add_flag("--json", options->json, "One JSON object, whole");
-    command->add_flag("--all", options->all, "Show each parameter that would stay as it is");
-    command->add_flag("--verbose", options->verbose, "Show the log of the run on standard error");
+    command->add_flag("--json", options->isJson, "One JSON object, whole");
+    command->add_flag("--all", options->showsAll, "Show each parameter that would stay as it is");
+    command->add_flag("--verbose", options->isVerbose, "Show the log of the run on standard error");
     command->callback([options, base, &outcome] {
         if (base->count() > 0)
             requireName("URL of --base", options->request.base);
