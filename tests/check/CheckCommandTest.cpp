@@ -4,12 +4,14 @@
 #include "CheckFixture.h"
 #include "ovoctl/check/Rules.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/http/FaultyServer.h"
 #include "support/http/Nginx.h"
 #include "support/process/ChildProcess.h"
 
 #include <gmock/gmock.h>
 #include <json/reader.h>
 
+#include <csignal>
 #include <filesystem>
 #include <sstream>
 
@@ -228,6 +230,21 @@ TEST_F(CheckCommand, FetchingLeavesThePhoneAsItIs) {
     EXPECT_EQ(run({OVOCTL, "check", server.url("/good.xml")}, {{"no_proxy", "127.0.0.1"}}).status,
               0);
     EXPECT_TRUE(std::filesystem::is_empty(phone.path()));
+}
+
+TEST_F(CheckCommand, ASignalWhileFetchingLeavesNothingBehind) {
+    const TemporaryDirectory scratch;
+    FaultyServer server([](FaultyServer::Exchange& exchange) {
+        exchange.stall();
+        return FaultyServer::Then::Close;
+    });
+    ChildProcess program({OVOCTL, "check", server.url("/p.xml")}, {},
+                         {{"TMPDIR", scratch.path()}, {"no_proxy", "127.0.0.1"}});
+    ASSERT_TRUE(server.waitForRequests(1));
+    EXPECT_FALSE(std::filesystem::is_empty(scratch.path()));
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait(), 128 + SIGINT);
+    EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
 }
 
 TEST_F(CheckCommand, FilesFetchedMayLeadToEachOther) {

@@ -121,8 +121,10 @@ TEST(PlanUsage, WhatCannotBeAskedAndWhatIsWrong) {
     const Planned noFile = planText(root.host("/nothing.xml"));
     EXPECT_EQ(noFile.status, 3);
     EXPECT_THAT(noFile.output, HasSubstr("nothing.xml"));
-    for (const char* word : {"", "\xff"})
+    for (const char* word : {"", "\xff"}) {
         EXPECT_EQ(planText(word).status, 2) << word;
+        EXPECT_EQ(planText("a", {"--base", word}).status, 2) << word;
+    }
     EXPECT_EQ(planText("a", {"--base", "http://h/", "--base", "http://h/"}).status, 2);
     EXPECT_THAT(planText("a", {"--bse"}).output, HasSubstr("--bse"));
 }

@@ -65,7 +65,7 @@ TEST(ScratchRoot, IsRemovedWhileSomebodyWritesToIt) {
         });
         while (!begun)
             std::this_thread::yield();
-        ScratchRoot::remove(path);
+        ovoctl::TemporaryRoot::remove(path);
         EXPECT_TRUE(fs::is_empty(parent.path()));
         writer.join();
     }

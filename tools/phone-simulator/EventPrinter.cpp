@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "EventPrinter.h"
 
-#include "Secrets.h"
+#include "masking/Masking.h"
 
 #include <json/writer.h>
 
@@ -121,7 +121,7 @@ bool EventPrinter::write(const Event& event) {
 }
 
 std::string EventPrinter::line(const Event& event, Format format, TimePoint time) {
-    const Json::Value data = secrets::masked(event.name, event.data);
+    const Json::Value data = masking::shown(event.name, event.data);
     return format == Format::JSON ? jsonLine(event, data, time) : textLine(event, data, time);
 }
 

@@ -3,10 +3,10 @@
 
 #include "ipc/mosquitto/Payload.h"
 #include "json/StrictReader.h"
+#include "masking/Masking.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
-#include "phone-simulator/Secrets.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
 
@@ -80,8 +80,7 @@ Json::Value describe(const ipc::IncomingMessage& incoming, bool showsSecrets) {
         const ipc::IPCMessage message = ipc::decode(incoming.payload);
         const Json::Value& parameters = message.params.parameters();
         object["name"] = message.name;
-        object["parameters"] =
-            showsSecrets ? parameters : simulator::secrets::masked(message.name, parameters);
+        object["parameters"] = showsSecrets ? parameters : masking::shown(message.name, parameters);
         object["flag"] = message.flag;
     } catch (const std::runtime_error& error) {
         object["error"] = error.what();

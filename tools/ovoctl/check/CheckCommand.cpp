@@ -8,6 +8,7 @@
 #include "MacAddress.h"
 #include "Suggestion.h"
 #include "Vocabulary.h"
+#include "WordList.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/InputFile.h"
 #include "paths/Paths.h"
@@ -16,12 +17,10 @@
 #include "text/Quote.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <string_view>
 #include <vector>
 
 namespace ovoctl {
@@ -65,11 +64,10 @@ std::string phoneKey() {
 }
 
 void requireRule(const std::string& name) {
-    std::vector<std::string_view> names;
-    names.reserve(rules::ALL.size());
+    WordList names;
     for (const Rule* rule : rules::ALL)
         names.push_back(rule->name);
-    if (std::find(names.begin(), names.end(), name) == names.end())
+    if (!contains(names, name))
         throw Misuse("there is no rule " + quote(name) + suggestion(name, names) +
                      " (--rules lists them)");
 }
@@ -87,9 +85,8 @@ KnownPhone phoneOf(const CheckArguments& arguments) {
     } else if (!arguments.mac.empty()) {
         phone.values = std::make_shared<Values>(Values{{ovo::keys::MAC_ADDRESS, arguments.mac}});
     }
-    const auto& products = ovo::XMLParser::PRODUCTS;
     if (!arguments.product.empty() &&
-        std::find(products.begin(), products.end(), arguments.product) == products.end())
+        !contains(wordListOf(ovo::XMLParser::PRODUCTS), arguments.product))
         throw Misuse("there is no product " + quote(arguments.product) +
                      "; the products are \"hd7k\" and \"hd9\"");
     phone.product = arguments.product;

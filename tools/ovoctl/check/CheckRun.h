@@ -22,7 +22,7 @@ struct CheckOptions {
     std::set<std::string, std::less<>> allowed; ///< names of rules
 };
 
-/// One file and what was found.
+/// One file and what was found in it, in the order of the places.
 struct FileResult {
     std::string name;
     std::vector<Finding> findings;

@@ -15,10 +15,10 @@ struct Link {
     Place place;
 };
 
-/// What was found in one file, in the order of the places.
+/// What was found in one file.
 struct CheckedFile {
     std::vector<Finding> findings;
-    std::vector<Link> links;
+    std::vector<Link> links; ///< in the order of their places
 };
 
 } // namespace ovoctl::check

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Finding.h"
 
-#include <algorithm>
 #include <map>
 
 namespace ovoctl::check {
@@ -26,11 +25,6 @@ std::vector<Finding> FindingCollector::take(const std::string& text) {
                             std::move(entry.sentence)});
     }
     entries_.clear();
-    std::stable_sort(
-        findings.begin(), findings.end(), [](const Finding& left, const Finding& right) {
-            return left.place.line != right.place.line ? left.place.line < right.place.line
-                                                       : left.place.column < right.place.column;
-        });
     return findings;
 }
 

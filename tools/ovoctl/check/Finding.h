@@ -33,7 +33,7 @@ public:
         entries_.push_back({&rule, 0, std::nullopt, place, std::move(sentence)});
     }
 
-    /// In the order of their places. text: that the offsets are in.
+    /// In the order in which they were added. text: that the offsets are in.
     std::vector<Finding> take(const std::string& text);
 
 private:

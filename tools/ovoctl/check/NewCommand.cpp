@@ -33,8 +33,7 @@ const Template& find(const std::string& kind) {
                      [&](const Template& candidate) { return candidate.kind == kind; });
     if (found != TEMPLATES.end())
         return *found;
-    std::vector<std::string_view> kinds;
-    kinds.reserve(TEMPLATES.size());
+    check::WordList kinds;
     for (const Template& candidate : TEMPLATES)
         kinds.push_back(candidate.kind);
     throw Misuse("there is no kind " + quote(kind) + check::suggestion(kind, kinds) +

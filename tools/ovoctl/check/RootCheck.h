@@ -12,7 +12,7 @@ public:
     /// context: outlives the check.
     explicit RootCheck(const DocumentContext& context) : context_(context) {}
 
-    /// False: the document is no provisioning file, and the rest of it means nothing.
+    /// False: the document is not a provisioning file, and the rest of it means nothing.
     bool check(const common::xml::Node& root);
 
 private:

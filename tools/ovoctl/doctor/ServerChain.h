@@ -32,7 +32,7 @@ struct ChainCertificate {
 
 /// A server's certificates in the order of the check, its own first.
 struct ServerChain {
-    std::vector<ChainCertificate> certificates; ///< empty: no handshake came about
+    std::vector<ChainCertificate> certificates; ///< empty: the handshake failed
     std::string problem;                        ///< why
 };
 

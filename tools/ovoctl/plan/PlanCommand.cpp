@@ -4,6 +4,7 @@
 #include "PlanJson.h"
 #include "PlanText.h"
 #include "Planner.h"
+#include "Vocabulary.h"
 #include "ovoctl/log/Log.h"
 #include "ovoctl/run/ProgressLine.h"
 #include "ovoctl/support/Words.h"
@@ -27,16 +28,16 @@ Exit status: 0 the run would be a success, 1 it would not, 2 used wrongly, 3 no 
 
 struct Options {
     PlanRequest request;
-    bool json = false;
-    bool all = false;
-    bool verbose = false;
+    bool isJson = false;
+    bool showsAll = false;
+    bool isVerbose = false;
 };
 
 /// A bar would not stand beside the lines of the log.
 Plan planShown(const Options& options) {
-    ProgressLine line(options.verbose ? ProgressLine::Form::LINES : ProgressLine::usualForm());
+    ProgressLine line(options.isVerbose ? ProgressLine::Form::LINES : ProgressLine::usualForm());
     PlanRequest request = options.request;
-    if (options.verbose || ProgressLine::usualForm() == ProgressLine::Form::BAR)
+    if (options.isVerbose || ProgressLine::usualForm() == ProgressLine::Form::BAR)
         request.progress = [&](const Json::Value& progress) {
             line.show(progress);
         };
@@ -45,14 +46,14 @@ Plan planShown(const Options& options) {
 
 Outcome run(const Options& options) {
     requireName("file or URL", options.request.start);
-    if (options.verbose)
+    if (options.isVerbose)
         log::show();
     const Plan plan = planShown(options);
-    if (options.json)
+    if (options.isJson)
         printJson(plan, std::cout);
     else
-        printText(plan, options.all, std::cout);
-    return plan.result == "success" ? Outcome::FINE : Outcome::FINDING;
+        printText(plan, options.showsAll, std::cout);
+    return plan.result == ovo::values::SUCCESS ? Outcome::FINE : Outcome::FINDING;
 }
 
 } // namespace
@@ -71,9 +72,9 @@ void addPlanCommand(CLI::App& app, Outcome& outcome) {
                          "Where the file will lie: what relative URLs in it are relative to")
             ->type_name("URL")
             ->expected(1);
-    command->add_flag("--json", options->json, "One JSON object, whole");
-    command->add_flag("--all", options->all, "Show each parameter that would stay as it is");
-    command->add_flag("--verbose", options->verbose,
+    command->add_flag("--json", options->isJson, "One JSON object, whole");
+    command->add_flag("--all", options->showsAll, "Show each parameter that would stay as it is");
+    command->add_flag("--verbose", options->isVerbose,
                       "Show the log of the run, and where it is, on standard error");
     command->callback([options, base, &outcome] {
         if (base->count() > 0)

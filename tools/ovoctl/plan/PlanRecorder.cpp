@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PlanRecorder.h"
 
-#include "Masking.h"
+#include "masking/Masking.h"
 
 #include <utility>
 

@@ -12,12 +12,10 @@
 #include "ProvisioningWatchdog/ProvisioningWorker.h"
 #include "ProvisioningWatchdog/RunMonitor.h"
 #include "ProvisioningWatchdog/RunReport.h"
-#include "RemovalOnSignal.h"
 #include "ScratchRoot.h"
 #include "SizeProbe.h"
 #include "StoredCredentials.h"
 #include "app/EmptyPhoneConfig.h"
-#include "app/SignalBlock.h"
 #include "http/Aes128CbcDecrypter.h"
 #include "http/FileDownloader.h"
 #include "http/Security.h"
@@ -185,10 +183,7 @@ Plan makePlan(const PlanRequest& request) {
     Source source = sourceOf(request);
     auto stored = readStore();
     {
-        // Around both, so that no signal comes between the directory and who removes it.
-        const app::SignalBlock signals;
         const ScratchRoot root;
-        const RemovalOnSignal removal(root.path());
         run(std::move(source), request, std::move(stored), root, plan);
     }
     if (!plan.stopped.empty()) {

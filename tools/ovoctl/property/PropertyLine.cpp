@@ -2,8 +2,8 @@
 #include "PropertyLine.h"
 
 #include "BinaryText.h"
+#include "masking/Masking.h"
 #include "ovoctl/support/JsonLine.h"
-#include "phone-simulator/Secrets.h"
 #include "text/Escape.h"
 
 namespace ovoctl {
@@ -11,7 +11,7 @@ namespace ovoctl {
 namespace {
 
 std::string shown(const std::string& key, const std::string& value, const PropertyStyle& style) {
-    return style.showsSecrets ? value : simulator::secrets::masked(key, value).asString();
+    return style.showsSecrets ? value : masking::shown(key, value);
 }
 
 Json::Value objectOf(const propertyapi::Property& property, const PropertyStyle& style) {

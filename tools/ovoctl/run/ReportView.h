@@ -9,7 +9,7 @@
 
 namespace ovoctl {
 
-/// The text of a run report as an object. Throws Unaskable where it is none.
+/// The text of a run report as an object. Throws Unaskable where it is not one.
 Json::Value parseReport(const std::string& text);
 
 /// A run report as a table for people: a line for each file, job, step and refused parameter with

@@ -76,7 +76,7 @@ void RunFollower::takeMessages(const Progress& progress) {
             if (decoded.name == ovo::bus::messages::PROVISIONING_PROGRESS)
                 progress(decoded.params.parameters());
         } catch (const std::runtime_error&) {
-            continue; // another program's, which is none
+            continue; // another program sent it, and it is not a message
         }
     }
 }

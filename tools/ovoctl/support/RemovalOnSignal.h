@@ -13,7 +13,7 @@ namespace ovoctl {
 /// ends the process. Make it where these signals are blocked (app::SignalBlock).
 class RemovalOnSignal {
 public:
-    /// directory: a scratch root.
+    /// directory: a temporary root.
     explicit RemovalOnSignal(std::string directory);
     ~RemovalOnSignal();
     RemovalOnSignal(const RemovalOnSignal&) = delete;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "RemovalOnSignal.h"
 
-#include "ScratchRoot.h"
+#include "TemporaryRoot.h"
 #include "app/SignalBlock.h"
 
 #include <poll.h>
@@ -58,7 +58,7 @@ void RemovalOnSignal::watch() const {
         signalfd_siginfo received{};
         if (::read(signals_.get(), &received, sizeof received) != sizeof received)
             continue;
-        ScratchRoot::remove(directory_);
+        TemporaryRoot::remove(directory_);
         endBy(static_cast<int>(received.ssi_signo));
     }
 }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ovoctl/plan/Masking.h"
+#include "masking/Masking.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using ovoctl::masking::shown;
+using masking::shown;
 
 std::string text(const std::string& name, const std::string& value) {
     return shown(name, value);
@@ -38,6 +38,9 @@ TEST(Masking, LooksIntoMessages) {
     EXPECT_EQ(masked["list"][0]["url"], "http://h/");
     EXPECT_EQ(masked["secrets"][0], "***");
     EXPECT_EQ(masked["flag"], true);
+    message["password"] = 1234;
+    EXPECT_EQ(shown("secret", message)["password"], "***");
+    EXPECT_EQ(shown("secret", message)["flag"], true);
 }
 
 } // namespace
