@@ -645,7 +645,9 @@ void FileChecker::checkStepValues(const ovo::ProvisioningNode& node, const Leaf&
     const std::string type = leaf.value(names::CUSTOM_STEP_ATTR_TYPE_STR);
     if (type == steps::REDIRECT)
         followLink(node, leaf);
-    else if (type != steps::UNLOCK_FUNCTION_KEYS)
+    else if (type == steps::UNLOCK_FUNCTION_KEYS)
+        bench_.unlockFunctionKeys(node, *leaf.attributes, address_);
+    else
         checkUrl(leaf, type == steps::CLIENT_KEY,
                  type != steps::CLIENT_KEY && type != steps::CLIENT_CERTIFICATE);
     if (type == steps::CERTIFICATE)
