@@ -21,6 +21,7 @@ namespace {
 
 /// See ProvisioningFile. The names of other files do not matter: any of them may be asked for.
 constexpr char LOCATIONS[] = "location ~ missing { return 404; }\n"
+                             "location /moved/ { rewrite ^/moved(/.*)$ $1 redirect; }\n"
                              "location / { try_files $uri /other.xml; }\n";
 
 const std::map<std::string, std::string> PROPERTIES = {
@@ -43,11 +44,13 @@ protected:
         phone.boot(phone.url("/other.xml"));
     }
 
-    /// Puts a file on the server, which is then known by its URL.
+    /// Puts a file on the server, which is then known by its URLs.
     std::string publish(const std::string& target, const std::string& content,
                         const std::string& sent) {
         phone.publishPlain(target, sent);
-        contents[phone.url(target)] = content;
+        for (const std::string& url :
+             {phone.url(target), phone.url("/moved" + target), phone.server().url(target)})
+            contents[url] = content;
         return phone.url(target);
     }
 
@@ -100,8 +103,9 @@ protected:
         stop.join();
         const Json::Value report = reportOf(phone);
         EXPECT_EQ(report["result"], "success");
-        ASSERT_GE(report["files"].size(), 100U);
-        for (Json::ArrayIndex file = 0; file < 100; ++file)
+        constexpr Json::ArrayIndex CERTAIN = 99; // fetched before the suspicion arose
+        ASSERT_GT(report["files"].size(), CERTAIN);
+        for (Json::ArrayIndex file = 0; file < CERTAIN; ++file)
             ASSERT_EQ(decisionsOfFile(planned.plan["files"][file]),
                       decisionsOfFile(report["files"][file]));
     }
@@ -172,12 +176,12 @@ class AgreementOnSlips : public AgreementOnTexts,
 
 TEST_P(AgreementOnSlips, OfCheckPlanAndRun) {
     constexpr std::size_t COUNT = 250;
-    constexpr std::size_t PORTIONS = 5; // on a phone each
+    constexpr std::size_t PORTIONS = 3; // on a phone each
     const std::vector<std::string> slips = generateBadFiles(COUNT);
     for (std::size_t file = GetParam(); file < COUNT; file += PORTIONS)
         expectAgreementOn(slips[file]);
 }
 
-INSTANTIATE_TEST_SUITE_P(Portions, AgreementOnSlips, testing::Range<std::size_t>(0, 5));
+INSTANTIATE_TEST_SUITE_P(Portions, AgreementOnSlips, testing::Range<std::size_t>(0, 3));
 
 } // namespace

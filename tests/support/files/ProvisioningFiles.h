@@ -17,8 +17,9 @@
 ///     key: KEY                   instead of the phone's
 ///     outside: TEXT              part of the cause of a failure that the file is not to blame for
 ///
-/// "@PORT@" and "@TLSPORT@" are those of the server 127.0.0.1, which answers 404 where a path holds
-/// "missing", and has a good provisioning file of one parameter wherever there is no other file.
+/// "@PORT@" and "@TLSPORT@" are those of the server 127.0.0.1. It answers 404 where a path holds
+/// "missing", redirects from below "/moved/", and has a good provisioning file of one parameter in
+/// place of every other file that is not there. The files lie in it as they do here.
 struct ProvisioningFile {
     struct Finding {
         std::string what; ///< "LINE:COLUMN RULE"
