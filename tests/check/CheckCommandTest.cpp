@@ -223,6 +223,17 @@ TEST_F(CheckCommand, AUrlIsFetchedAndItsCredentialsAreNotShown) {
     EXPECT_THAT(checked({withCredentials}).output, Not(HasSubstr("topsecret")));
 }
 
+TEST_F(CheckCommand, WhatCannotBeFetchedKeepsNothingElseFromBeingChecked) {
+    const Nginx server;
+    server.publish("/bad.xml", BAD);
+    const Finished finished =
+        checked({"--allow", "plain", server.url("/missing.xml"), server.url("/bad.xml")});
+    EXPECT_THAT(finished.output,
+                AllOf(HasSubstr(server.url("/bad.xml") + ":2:1: error: missing-attribute: "),
+                      HasSubstr("ovoctl: " + server.url("/missing.xml") + " cannot be fetched: ")));
+    EXPECT_EQ(finished.status, 3);
+}
+
 TEST_F(CheckCommand, FetchingLeavesThePhoneAsItIs) {
     Nginx server;
     server.publish("/good.xml", GOOD);

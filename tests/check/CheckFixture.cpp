@@ -2,6 +2,17 @@
 #include "CheckFixture.h"
 
 #include <filesystem>
+#include <memory>
+#include <utility>
+
+namespace {
+
+/// Of the server that the files of the tests name.
+constexpr std::uint16_t PORT = 8080;
+constexpr std::uint16_t TLS_PORT = 8443;
+const std::string KEY = "the key";
+
+} // namespace
 
 void CheckFixture::write(const std::string& name, const std::string& content) const {
     std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
@@ -33,40 +44,21 @@ std::vector<std::string> CheckFixture::checkFiles(const std::vector<std::string>
     return found;
 }
 
-std::vector<std::string> referenceExamples() {
-    const std::string text = readHostFile(PROVISIONING_FILE_REFERENCE);
-    const std::string fence = "```xml\n";
-    std::vector<std::string> blocks;
-    for (auto begin = text.find(fence); begin != std::string::npos;
-         begin = text.find(fence, begin)) {
-        begin += fence.size();
-        blocks.push_back(text.substr(begin, text.find("```", begin) - begin));
-    }
-    return blocks;
+void CheckFixture::takePhone(const ProvisioningFile& file) {
+    ovoctl::check::Values values(file.phone.begin(), file.phone.end());
+    values.emplace("NET.MAC.Address", "02:1A:2B:3C:4D:5E");
+    options.phone.values = std::make_shared<ovoctl::check::Values>(std::move(values));
+    options.phone.areLocksKnown = true;
+    options.phone.firmware = "7.1.0";
+    options.phone.majorId = "hd7k";
+    options.phone.minorId = "2";
+    options.key = KEY + "\n";
+    options.base = "https://127.0.0.1:" + std::to_string(TLS_PORT) + "/" +
+                   file.name.substr(0, file.name.find('/') + 1);
 }
 
-const std::vector<std::string>& goodFiles() {
-    static const std::vector<std::string> files = {
-        R"(<nvm version="1.0"><settings><param name="A" value=""/></settings></nvm>)",
-        R"(<nvm version="1.05" productID="hd9"><param name="A.B" value="x &lt; &#228;"/></nvm>)",
-        R"(<nvm version="1.1" macAddress="02-1a-2b-3C-4D-5E">
-             <settings><param name="A" value="1"/><param name="B" value="2"></param></settings>
-             <!-- another one -->
-             <settings><param name="C" value="3"/></settings></nvm>)",
-        R"(<nvm version="1.1"><param name="A" value="1"/>
-             <settings><param name="B" value="2"/></settings></nvm>)",
-        R"(<settings version="1.1"><param name="A" value="1">text</param></settings>)",
-        R"(<nvm version="1.1"><file url="/a.xml"/><file version="x" url="HTTPS://h:8443/b"/></nvm>)",
-        R"(<firmware version="1.1"><file version="7.2" url="http://prov.example.com/i?x=y"/></firmware>)",
-        R"(<firmware version="1.1"><file flags="FORCE_ACCEPT" version="7.2.0.1" url="/i"/></firmware>)",
-        R"(<custom version="1.1"><scenario><step type="UnlockAllFunctionKeys"/></scenario>
-             <scenario><step type="LocalPhoneBook" url="/b" renewPeriod="0"/></scenario></custom>)",
-        R"(<custom version="1.1"><step type="LocalPhoneBook" url="/b" renewPeriod=""/>
-             <step type="Clientkey" url="https://h/k" password=""/></custom>)",
-        R"(<scenario version="1.1"><step type="certificate" url="/c.pem"/></scenario>)",
-        R"(<provisioning version="1.1"><category url="/a" type="nvm"/></provisioning>)",
-        "\xef\xbb\xbf<?xml version=\"1.0\"?>\n"
-        "<custom version=\"1.1\"><file url=\"/%DVID/%MACD.xml\"/></custom>",
-    };
-    return files;
+std::vector<std::string> CheckFixture::checkFile(const ProvisioningFile& file) {
+    takePhone(file);
+    write(file.name, file.sent(PORT, TLS_PORT, KEY));
+    return checkFiles({file.name});
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ovoctl/check/CheckRun.h"
+#include "support/files/ProvisioningFiles.h"
 #include "support/process/PhoneRoot.h"
 
 #include <gtest/gtest.h>
@@ -18,17 +19,16 @@ protected:
     /// "LINE:COLUMN RULE" for each finding but "plain", of all files.
     std::vector<std::string> check(const std::string& content);
     std::vector<std::string> checkFiles(const std::vector<std::string>& names);
+    /// For the phone and at the address that the file is meant for.
+    std::vector<std::string> checkFile(const ProvisioningFile& file);
     /// The sentences of the findings of the last check.
     const std::vector<std::string>& sentences() const { return sentences_; }
 
     ovoctl::check::CheckOptions options;
 
 private:
+    void takePhone(const ProvisioningFile& file);
+
     TemporaryDirectory directory_;
     std::vector<std::string> sentences_;
 };
-
-/// The XML examples of the reference for provisioning files, in order.
-std::vector<std::string> referenceExamples();
-/// Files without a fault.
-const std::vector<std::string>& goodFiles();

@@ -4,12 +4,12 @@
 #include "CheckFixture.h"
 #include "ovoctl/check/Rules.h"
 #include "ovoctl/check/Templates.h"
+#include "support/files/GeneratedFiles.h"
 #include "support/process/ChildProcess.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <random>
 #include <set>
 
 namespace {
@@ -47,120 +47,50 @@ protected:
     static std::string nameOf(std::size_t number) { return std::to_string(number) + ".xml"; }
 };
 
-std::vector<std::string> allGoodFiles() {
-    std::vector<std::string> files = goodFiles();
-    for (const std::string& example : referenceExamples())
-        files.push_back(example);
+TEST_F(Schema, AcceptsExamplesAndTemplates) {
+    std::vector<std::string> files = referenceExamples();
     for (const ovoctl::check::Template& each : ovoctl::check::TEMPLATES)
         files.emplace_back(each.text);
-    return files;
-}
-
-TEST_F(Schema, AcceptsWhatTheCheckAccepts) {
-    const std::vector<std::string> files = allGoodFiles();
     const std::vector<bool> isValid = validate(files);
     for (std::size_t number = 0; number < files.size(); ++number)
         EXPECT_TRUE(isValid[number]) << files[number];
 }
 
-/// One fault in a good file: a text that is replaced, in one of its places or in all.
-struct Fault {
-    const char* what;
-    const char* with;
-    bool isEverywhere = false;
-};
-const std::vector<Fault> FAULTS = {
-    {"version=\"1.", "version=\"2."},
-    {"version=\"1.", "Version=\"1."},
-    {"version=\"1.", "versoin=\"1."},
-    {"<nvm ", "<nvm macaddress=\"02:00:00:00:00:01\" "},
-    {"<nvm ", "<nvm macAddress=\"02:00:00:00:00\" "},
-    {"<custom ", "<custom productID=\"HD7K\" "},
-    {"<provisioning ", "<provisioning productID=\"\" "},
-    {"<param ", "<parm "},
-    {"<param ", "<param Name=\"x\" "},
-    {"<param ", "<param><inner/></param><param "},
-    {"<param ", "<param/><param "},
-    {"<param ", "<file url=\"/x\"/><param "},
-    {" name=", " nmae="},
-    {" value=", " valeu="},
-    {" value=", " value=\"twice\" value="},
-    {"<settings>", "<settings lang=\"de\">"},
-    {"<settings>", "<group><settings>"},
-    {"<step ", "<Step "},
-    {"<step ", "<step flag=\"x\" "},
-    {"<step ", "<step/><step "},
-    {" type=", " typ="},
-    {"type=\"", "type=\"x"},
-    {"\"Redirect\"", "\"redirect\""},
-    {"\"Clientkey\"", "\"Clientcertificate\" password=\"x\""},
-    {"\"UnlockAllFunctionKeys\"", "\"UnlockAllFunctionKeys\" url=\"/x\""},
-    {" url=", " uri="},
-    {"url=\"/", "url=\""},
-    {"url=\"/", "url=\"/a b"},
-    {"url=\"https:", "url=\"ftp:"},
-    {".xml\"", "/\""},
-    {".png\"", "/..\""},
-    {".bin\"", "/.\""},
-    {"flags=\"FORCE_ACCEPT\"", "flags=\"FORCE\""},
-    {"flags=\"FORCE_ACCEPT\"", "flag=\"FORCE_ACCEPT\""},
-    {"renewPeriod=\"3600\"", "renewPeriod=\"60\""},
-    {"renewPeriod=\"3600\"", "renewPeriod=\"hourly\""},
-    {"<file ", "<file name=\"x\" "},
-    {"version=\"7.", "version=\"v7."},
-    {"<category ", "<catgory "},
-    {"type=\"nvm\"", "type=\"NVM\""},
-    {"</", "</x"},
-    {"/>", ">"},
-    {"=\"", "="},
-    {"<scenario", "<Scenario"},
-    {"<firmware", "<Firmware"},
-    {"nvm", "Nvm", true},
-    {"custom", "costum", true},
-    {"firmware", "firmwares", true},
-    {"settings", "setings", true},
-    {"scenario", "szenario", true},
-    {"<step ", "<stp ", true},
-};
-
-std::vector<std::size_t> placesOf(const std::string& text, const std::string& part) {
-    std::vector<std::size_t> places;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        places.push_back(at);
-    return places;
+/// True for a file with a fault that a schema can see.
+bool isBadForASchema(const ProvisioningFile& file) {
+    return std::any_of(rules::ALL.begin(), rules::ALL.end(), [&](const auto* rule) {
+        return BEYOND_A_SCHEMA.count(rule) == 0 &&
+               std::any_of(file.findings.begin(), file.findings.end(), [&](const auto& finding) {
+                   return finding.isOf(std::string(rule->name));
+               });
+    });
 }
 
-/// The same files each time.
-std::vector<std::string> generateBadFiles(std::size_t count) {
-    std::vector<std::string> good = referenceExamples();
-    for (const ovoctl::check::Template& each : ovoctl::check::TEMPLATES)
-        good.emplace_back(
-            each.text.substr(each.text.find("?>") + 3)); // the declaration is no element
-    std::mt19937 random(20);
-    const auto any = [&random](std::size_t size) {
-        return random() % size;
-    };
-    std::set<std::string> bad;
-    std::vector<std::string> files;
-    while (files.size() < count) {
-        std::string file = good[any(good.size())];
-        const Fault& fault = FAULTS[any(FAULTS.size())];
-        std::vector<std::size_t> places = placesOf(file, fault.what);
-        // Not in a comment.
-        std::erase_if(places, [&](std::size_t place) {
-            const auto comment = file.rfind("<!--", place);
-            return comment != std::string::npos && file.find("-->", comment) > place;
-        });
-        if (places.empty())
-            continue;
-        if (!fault.isEverywhere)
-            places = {places[any(places.size())]};
-        for (auto place = places.rbegin(); place != places.rend(); ++place)
-            file.replace(*place, std::string(fault.what).size(), fault.with);
-        if (bad.insert(file).second)
-            files.push_back(std::move(file));
+/// What the schema does not see although it is a fault of the form, and what it does not want
+/// although the phone takes it; the reference says so.
+const std::set<std::string> LOOSER = {"document/document-type.xml", "document/encoding-latin1.xml",
+                                      "firmware/temporary-name.xml", "lists/port-too-large.xml"};
+const std::set<std::string> STRICTER = {"document/text-and-comments.xml",
+                                        "elements/leaf-after-element.xml",
+                                        "elements/other-roots-inside.xml",
+                                        "elements/several-kinds.xml",
+                                        "parameters/function-keys-unlocked-afterwards.xml",
+                                        "parameters/function-keys-unlocked-before.xml"};
+
+TEST_F(Schema, AgreesWithTheCheckOnTheFilesOfTheTests) {
+    std::vector<std::string> texts;
+    for (const ProvisioningFile& file : provisioningFiles())
+        texts.push_back(file.content(8080, 8443));
+    const std::vector<bool> isValid = validate(texts);
+    for (std::size_t number = 0; number < texts.size(); ++number) {
+        if (texts[number].starts_with("Salted__"))
+            continue; // is not meant for a schema
+        const ProvisioningFile& file = provisioningFiles()[number];
+        EXPECT_EQ(LOOSER.contains(file.name), isValid[number] && isBadForASchema(file))
+            << file.name;
+        EXPECT_EQ(STRICTER.contains(file.name), !isValid[number] && !isBadForASchema(file))
+            << file.name;
     }
-    return files;
 }
 
 TEST_F(Schema, ObjectsWhereTheCheckObjects) {
@@ -182,16 +112,6 @@ TEST_F(Schema, ObjectsWhereTheCheckObjects) {
             EXPECT_EQ(broken.count(std::string(rule->name)), 1U) << rule->name;
         }
     }
-}
-
-TEST_F(Schema, ObjectsToWhatTheGeneratedFilesDoNotHold) {
-    const std::vector<std::string> files = {
-        "<settings version='1.1'><param name='' value='1'/></settings>",
-        "<firmware version='1.1'><file version='1.2' url='/a'/><file version='1.3' url='/a'/>"
-        "</firmware>"};
-    EXPECT_EQ(validate(files), std::vector<bool>(files.size(), false));
-    for (const std::string& file : files)
-        EXPECT_THAT(check(file), Not(IsEmpty())) << file;
 }
 
 } // namespace

@@ -56,6 +56,9 @@ private:
     void check(FileChecker& checker, std::size_t number) {
         CheckSource& source = sources_[number];
         results_[number].name = source.name;
+        results_[number].unreadable = source.unreadable;
+        if (!source.unreadable.empty())
+            return;
         try {
             files_[number] = checker.check(source.content ? std::move(*source.content)
                                                           : readProvisioningFile(source.path),

@@ -83,9 +83,13 @@ public:
 
 private:
     void addFetched(const std::string& url) {
-        FetchedFile file = fetch(url);
-        found_.push_back(
-            {http::withoutCredentials(url), {}, std::move(file.content), {}, file.address});
+        const std::string name = http::withoutCredentials(url);
+        try {
+            FetchedFile file = fetch(url);
+            found_.push_back({name, {}, std::move(file.content), {}, file.address});
+        } catch (const Unaskable& failure) {
+            found_.push_back({name, {}, std::nullopt, {}, http::UrlInfo(base_), failure.what()});
+        }
     }
 
     void addFile(const std::string& name, const std::string& path,

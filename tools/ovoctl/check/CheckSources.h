@@ -15,7 +15,8 @@ struct CheckSource {
     std::string path;                   ///< on this machine; of a fetched file empty
     std::optional<std::string> content; ///< of a fetched file
     std::string relativePath;           ///< below the directory that was named
-    http::UrlInfo address; ///< the phone's view; made up, with https, where it is not known
+    http::UrlInfo address;    ///< the phone's view; made up, with https, where it is not known
+    std::string unreadable{}; ///< why it could not be fetched; empty: it was, or is on this machine
 };
 
 /// Finds the files that arguments mean: files, URLs (fetched now), and below directories every

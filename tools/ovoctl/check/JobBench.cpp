@@ -121,4 +121,12 @@ JobBench::Lead JobBench::follow(const ovo::ProvisioningNode& node,
     return {context.pop().url, {}};
 }
 
+void JobBench::unlockFunctionKeys(const ovo::ProvisioningNode& node,
+                                  const ovo::ProvisioningNode::Attributes& step,
+                                  const http::UrlInfo& server) {
+    ovo::ProvisioningNode single{node.name, node.type, {step}};
+    ovo::ProvisioningContext context;
+    runReported(single, server, context);
+}
+
 } // namespace ovoctl::check

@@ -55,6 +55,11 @@ public:
     Lead follow(const ovo::ProvisioningNode& node, const ovo::ProvisioningNode::Attributes& child,
                 const http::UrlInfo& server);
 
+    /// Runs a step that unlocks the function keys, for the jobs that follow.
+    void unlockFunctionKeys(const ovo::ProvisioningNode& node,
+                            const ovo::ProvisioningNode::Attributes& step,
+                            const http::UrlInfo& server);
+
 private:
     class NoBus;
 

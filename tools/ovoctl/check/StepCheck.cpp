@@ -82,6 +82,8 @@ void StepCheck::checkValues(const JobElement& job, const Leaf& leaf) {
     const std::string type = leaf.value(TYPE);
     if (type == steps::REDIRECT)
         links_.follow(job, leaf);
+    if (type == steps::UNLOCK_FUNCTION_KEYS)
+        context_.bench.unlockFunctionKeys(job.node, *leaf.attributes, context_.address);
     for (const Values& values : VALUES) {
         if (values.type != type)
             continue;
