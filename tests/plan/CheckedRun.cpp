@@ -196,7 +196,7 @@ void CheckedRun::compareRefused(const Json::Value& file, const Findings& finding
         EXPECT_THAT(cause, HasSubstr("line " + std::to_string(finding.place.line) + ", column " +
                                      std::to_string(finding.place.column) + ": "));
     else if (finding.rule == "encryption")
-        EXPECT_THAT(cause, HasSubstr("line 1, column "));
+        EXPECT_THAT(cause, HasSubstr(", column ")); // somewhere in what is no XML
     else if (finding.rule == "no-job")
         EXPECT_THAT(cause, StartsWith("the file holds no job"));
     else
