@@ -30,13 +30,24 @@ std::string Utils::convertStatus(ProvisioningStatus status) {
 http::UrlInfo Utils::prependServerAddressToRelativeURL(std::string url,
                                                        const std::string& serverAddress) {
     try {
-        if (url.at(0) == '/')
+        if (url.empty())
+            throw http::UrlException("The URL is empty");
+        if (url.front() == '/')
             url = http::UrlInfo(serverAddress).getAbsolutePath() + url.substr(1);
         return http::UrlInfo(url);
     } catch (const std::exception& exception) {
-        LOG(2) << (url.empty() ? "The URL is empty" : exception.what());
-        throw http::UrlException("Url is incorrect, please verify");
+        LOG(2) << exception.what();
+        std::throw_with_nested(http::UrlException("Url is incorrect, please verify"));
     }
+}
+
+std::string Utils::causeOf(const std::exception& exception) {
+    try {
+        std::rethrow_if_nested(exception);
+    } catch (const std::exception& reason) {
+        return std::string(exception.what()) + ": " + reason.what();
+    }
+    return exception.what();
 }
 
 std::string Utils::constructXMLPath(const std::string& directory, const std::string& file) {

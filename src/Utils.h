@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <string>
 
 namespace ovo {
@@ -18,9 +19,12 @@ struct Utils {
     /// A URL from a provisioning file. One that begins with "/" is taken relative to the directory
     /// of the server address, not to the server's root; any other is parsed as it stands. A text
     /// that is not a URL, the empty one included, is named in one level 2 line with the reason;
-    /// then http::UrlException "Url is incorrect, please verify" is thrown.
+    /// then http::UrlException "Url is incorrect, please verify" is thrown, with the reason nested.
     static http::UrlInfo prependServerAddressToRelativeURL(std::string url,
                                                            const std::string& serverAddress);
+
+    /// An exception in words, and the one nested in it.
+    static std::string causeOf(const std::exception& exception);
 
     /// Local path of a further provisioning file. Joins the texts as they are.
     static std::string constructXMLPath(const std::string& directory, const std::string& file);

@@ -90,7 +90,7 @@ bool CustomScenarioJobHandler::executeStep(const Step& step) {
     } catch (const std::exception& exception) {
         LOG(3) << "Error executing step: " << quote(type) << " (exception " << exception.what()
                << ")";
-        report.failed("step " + quote(type) + ": " + exception.what());
+        report.failed("step " + quote(type) + ": " + Utils::causeOf(exception));
         report.stepEnds(false);
         return false;
     }
@@ -103,7 +103,7 @@ bool CustomScenarioJobHandler::attempt(Work work) {
         return work();
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
-        report.failed(exception.what());
+        report.failed(Utils::causeOf(exception));
         return false;
     }
 }

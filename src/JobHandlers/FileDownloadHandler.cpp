@@ -35,7 +35,7 @@ ProvisioningContext FileDownloadHandler::runImpl() {
             queue(child, result);
         } catch (const std::exception& exception) {
             LOG(3) << exception.what();
-            report.failed(exception.what());
+            report.failed(Utils::causeOf(exception));
             result.updateStatus(ProvisioningStatus::Fail);
         }
     }
@@ -59,7 +59,10 @@ bool FileDownloadHandler::validateNode(const ProvisioningNode::Attributes& child
             return true;
     LOG(2) << "Attribute " << quote(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR) << " of "
            << quote(node.type) << " is " << Utils::shortQuote(type) << ", which is not a category";
-    throw std::runtime_error("Node " + node.type + " failed to validate");
+    const std::string fault = "Node " + node.type + " failed to validate";
+    report.failed(fault + ": " + quote(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR) + " is " +
+                  Utils::shortQuote(type) + ", which is not a category");
+    throw std::runtime_error(fault);
 }
 
 } // namespace ovo

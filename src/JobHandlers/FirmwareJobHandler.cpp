@@ -159,7 +159,7 @@ ProvisioningStatus FirmwareJobHandler::downloadFirmware(const std::string& url) 
         return ProvisioningStatus::Success;
     } catch (const std::exception& exception) {
         LOG(3) << exception.what();
-        report.failed(exception.what());
+        report.failed(Utils::causeOf(exception));
         return ProvisioningStatus::Fail;
     }
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "MistakesPage.h"
 
-#include <algorithm>
 #include <regex>
 #include <sstream>
 #include <utility>

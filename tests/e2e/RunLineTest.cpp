@@ -130,7 +130,8 @@ TEST_F(RunLine, SaysWhatFailedFirst) {
         {element("provisioning", "<category url=\"/a.xml\"/>"),
          EndsWith(": attribute \"type\" is missing")},
         {element("provisioning", "<category type=\"Nvm\" url=\"/a.xml\"/>"),
-         EndsWith(": Node category failed to validate")},
+         EndsWith(": Node category failed to validate: \"type\" is \"Nvm\", which is not a "
+                  "category")},
         // firmware
         {element("firmware", R"(<file version="7.1.0" url="/f" flags="FORCE_ACCEPT"/>)"),
          EndsWith(": firmware: \"7.1.0\" is equal to \"7.1.0\"")},
@@ -159,7 +160,7 @@ TEST_F(RunLine, SaysWhatFailedFirst) {
         {scenario("<step type=\"LocalPhoneBook\" url=\"/none.xml\"/>"),
          EndsWith(": the phone book: " + missing)},
         {scenario("<step type=\"Redirect\" url=\"no-url\"/>"),
-         EndsWith(": Url is incorrect, please verify")},
+         HasSubstr(": Url is incorrect, please verify: URL \"no-url\" refused: ")},
     };
     for (const auto& [content, cause] : cases)
         EXPECT_THAT(lineOfFile(content),

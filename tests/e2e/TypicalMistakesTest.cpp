@@ -8,37 +8,33 @@
 #include "MistakesPage.h"
 #include "Phone.h"
 #include "support/process/ChildProcess.h"
-#include "support/process/FreePort.h"
 #include "support/process/WaitUntil.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <json/reader.h>
 #include <json/value.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <regex>
-#include <set>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
-
-using testing::Contains;
-using testing::SizeIs;
 
 /// Exit statuses of the command-line tool.
 constexpr int FINE = 0;
 constexpr int FINDING = 1;
 
 /// What the page's server does beside handing out files.
-std::string locations(std::uint16_t faultyPort) {
+std::string locations(const std::string& faultyServer) {
     return R"(
 location /private/ { auth_basic provisioning; auth_basic_user_file @DIR@/others; }
 location = /moved.xml { return 302 /moved.xml; }
-location /images/ { proxy_pass http://127.0.0.1:)" +
-           std::to_string(faultyPort) + "; }\n";
+location /images/ { proxy_pass )" +
+           faultyServer + "; }\n";
 }
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
@@ -64,11 +60,9 @@ std::vector<std::string> linesOf(const std::string& text, const std::string& beg
 class TypicalMistakes : public testing::Test {
 protected:
     TypicalMistakes()
-        : faultyPort_(freePort())
-        , faulty_({FAULT_SERVER, "--port", std::to_string(faultyPort_), "--size", "1000", "--close",
-                   "400", "--timeout", "300"},
+        : faulty_({FAULT_SERVER, "--size", "1000", "--close", "400", "--timeout", "300"},
                   faultyRoom_.path() + "/output")
-        , phone_(locations(faultyPort_))
+        , phone_(locations(faultyAddress()))
         , expired_({},
                    Nginx::Tls{phone_.ca().issueServer({"DNS:localhost"}, {std::chrono::hours(-48),
                                                                           std::chrono::hours(-24)}),
@@ -87,9 +81,16 @@ protected:
         phone_.server().put("others", "somebody:{PLAIN}something");
     }
 
+    /// The first line of its output.
+    std::string faultyAddress() const {
+        const std::string output = faultyRoom_.path() + "/output";
+        EXPECT_TRUE(
+            waitUntil([&] { return readHostFile(output).find('\n') != std::string::npos; }));
+        const std::string text = readHostFile(output);
+        return text.substr(0, text.find('\n'));
+    }
+
     void boot() {
-        ASSERT_TRUE(
-            waitUntil([&] { return !readHostFile(faultyRoom_.path() + "/output").empty(); }));
         phone_.store().setValue("NET.VLAN.Locked", "1");
         phone_.store().setValue("FirmwareManagment.AutomaticCheckForUpdates", "1");
         phone_.publishPlain("/boot.xml", parameterFile(param("Boot", "1")));
@@ -180,7 +181,6 @@ protected:
     }
 
     TemporaryDirectory faultyRoom_;
-    const std::uint16_t faultyPort_;
     ChildProcess faulty_;
     Phone phone_;
     Nginx expired_;

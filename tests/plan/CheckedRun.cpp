@@ -16,6 +16,7 @@ using checkprogram::Finding;
 using common::xml::Node;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 

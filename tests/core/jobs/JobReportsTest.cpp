@@ -23,6 +23,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
+using testing::StartsWith;
 using enum ovo::ProvisioningStatus;
 
 constexpr char NO_CAUSE[] = "no job reported a result";
@@ -148,6 +149,13 @@ TEST_F(JobReportsTest, FirmwareThatIsNotInstalledIsTheCause) {
               "Download from 10.0.0.5 failed: the server answered with status 404");
 }
 
+TEST_F(JobReportsTest, AFirmwareUrlThatIsNotOneIsTheCause) {
+    phone.write("/etc/firmware-version", "9.8\n");
+    EXPECT_THAT(
+        causeOfFirmware({{{"version", "9.9"}, {"url", "no url"}, {"flags", "FORCE_ACCEPT"}}}),
+        StartsWith("Url is incorrect, please verify: URL \"no url\" refused: "));
+}
+
 TEST_F(JobReportsTest, AStepThatFailsIsTheCause) {
     const std::string url = "http://10.0.0.5/prov/";
     downloader->serve(url + "a.pem", "certificate or key");
@@ -161,6 +169,12 @@ TEST_F(JobReportsTest, AStepThatFailsIsTheCause) {
     EXPECT_EQ(causeOfStep({{"type", "LocalPhoneBook"}, {"url", "/missing"}}),
               "the phone book: " + missing);
     EXPECT_EQ(causeOfStep({{"type", "Redirect"}, {"url", ""}}), "Empty url attribute.");
+    const std::string noUrl = "Url is incorrect, please verify: URL \"no url\" refused: ";
+    EXPECT_THAT(causeOfStep({{"type", "Redirect"}, {"url", "no url"}}), StartsWith(noUrl));
+    EXPECT_THAT(causeOfStep({{"type", "LocalPhoneBook"}, {"url", "no url"}}),
+                StartsWith("step \"LocalPhoneBook\": " + noUrl));
+    EXPECT_EQ(causeOfStep({{"type", "certificate"}, {"url", ""}}),
+              "step \"certificate\": Url is incorrect, please verify: The URL is empty");
     EXPECT_EQ(causeOfStep({{"type", "Fly"}}), NO_CAUSE) << "an unknown step is not a failure";
 }
 
@@ -206,7 +220,12 @@ TEST_F(JobReportsTest, AFileThatCannotBeQueuedIsTheCause) {
                   node = {"provisioning", "category", {{{"type", "x"}, {"url", "/a.xml"}}}};
                   ovo::FileDownloadHandler(node, store, configuration, server, report).runImpl();
               }),
-              "Node category failed to validate");
+              R"(Node category failed to validate: "type" is "x", which is not a category)");
+    EXPECT_EQ(causeOf([&] {
+                  node = {"nvm", "file", {{{"url", "a.xml"}}}};
+                  ovo::FileDownloadHandler(node, store, configuration, server, report).runImpl();
+              }),
+              "Url is incorrect, please verify: URL \"a.xml\" refused: it has no \"://\"");
 }
 
 TEST_F(JobReportsTest, AnUnknownNodeIsTheCause) {
