@@ -8,11 +8,15 @@
 
 namespace {
 
-using ovoctl::diagnose;
 using ovoctl::Diagnosed;
+using ovoctl::Diagnoser;
 using ovoctl::Diagnosis;
 using testing::HasSubstr;
 using testing::Not;
+
+Diagnosed diagnose(std::string_view content, std::string_view key) {
+    return Diagnoser(key).diagnose(content);
+}
 
 class DiagnosisOf : public testing::Test {
 protected:
@@ -146,6 +150,26 @@ TEST_F(DiagnosisOf, ACutFileWithAWrongKey) {
     EXPECT_EQ(diagnose(good().substr(0, 47), "wrong").diagnosis, Diagnosis::CUT);
     for (const std::string content : {"Salted__", "Salted__1234", "Salted__12345678"})
         EXPECT_EQ(diagnose(content, key_).diagnosis, Diagnosis::CUT);
+}
+
+TEST_F(DiagnosisOf, ManyFilesThatNoKeyOpens) {
+    constexpr int SEARCHED = 8;
+    const std::string common = stock({"-aes-128-cbc", "-pbkdf2", "-iter", "1000"});
+    const std::string rare = stock({"-aes-128-cbc", "-pbkdf2", "-iter", "2000"});
+    const std::string key = key_;
+    Diagnoser diagnoser(key);
+    EXPECT_EQ(diagnoser.diagnose(common).diagnosis, Diagnosis::OTHER_ROUNDS);
+    key_ = "another key\n";
+    for (int files = 0; files < SEARCHED; ++files)
+        diagnoser.diagnose(good());
+    key_ = key;
+    EXPECT_EQ(diagnoser.diagnose(common).diagnosis, Diagnosis::OTHER_ROUNDS);
+    EXPECT_EQ(diagnoser.diagnose(good()).diagnosis, Diagnosis::READABLE);
+    const Diagnosed unsearched = diagnoser.diagnose(rare);
+    EXPECT_TRUE(unsearched.diagnosis == Diagnosis::UNREADABLE ||
+                unsearched.diagnosis == Diagnosis::NO_TEXT)
+        << unsearched.sentence;
+    EXPECT_EQ(diagnose(rare, key_).diagnosis, Diagnosis::OTHER_ROUNDS);
 }
 
 } // namespace

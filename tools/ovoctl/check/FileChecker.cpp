@@ -2,7 +2,6 @@
 #include "FileChecker.h"
 
 #include "DocumentCheck.h"
-#include "ovoctl/crypt/Diagnosis.h"
 #include "security/openssl/SaltedText.h"
 #include "text/Ascii.h"
 #include "text/Place.h"
@@ -66,8 +65,8 @@ CheckedFile FileChecker::check(std::string content, const http::UrlInfo& address
 }
 
 /// False: there is nothing to be read.
-bool FileChecker::decrypt(std::string& content, FindingCollector& findings) const {
-    Diagnosed found = diagnose(content, key_.value_or(std::string()));
+bool FileChecker::decrypt(std::string& content, FindingCollector& findings) {
+    Diagnosed found = diagnoser_.diagnose(content);
     const bool isRead =
         found.diagnosis == Diagnosis::PLAIN || found.diagnosis == Diagnosis::READABLE;
     if (found.diagnosis == Diagnosis::READABLE)

@@ -4,9 +4,11 @@
 #include "CheckedFile.h"
 #include "JobBench.h"
 #include "http/UrlInfo.h"
+#include "ovoctl/crypt/Diagnosis.h"
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace ovoctl::check {
 
@@ -15,16 +17,17 @@ class FileChecker {
 public:
     /// key: content of the key file; none: encrypted files are not read. Both outlive it.
     FileChecker(const KnownPhone& phone, const std::optional<std::string>& key)
-        : bench_(phone), key_(key) {}
+        : bench_(phone), key_(key), diagnoser_(key ? std::string_view(*key) : std::string_view()) {}
 
     /// address: where the phone finds the file; made up, with https, where that is not known.
     CheckedFile check(std::string content, const http::UrlInfo& address);
 
 private:
-    bool decrypt(std::string& content, FindingCollector& findings) const;
+    bool decrypt(std::string& content, FindingCollector& findings);
 
     JobBench bench_;
     const std::optional<std::string>& key_;
+    Diagnoser diagnoser_;
 };
 
 } // namespace ovoctl::check

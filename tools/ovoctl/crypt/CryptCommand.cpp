@@ -98,7 +98,8 @@ void encrypt(const Options& options) {
 Outcome decrypt(const Options& options) {
     const OutputFile output = outputOf(options, 0600);
     const http::Secret key = readKey(options);
-    const Diagnosed found = diagnose(readInput(options.input, salted::MAX_BYTES), key.text());
+    const Diagnosed found =
+        Diagnoser(key.text()).diagnose(readInput(options.input, salted::MAX_BYTES));
     if (found.plain) {
         write(output, *found.plain, options);
         return Outcome::FINE;

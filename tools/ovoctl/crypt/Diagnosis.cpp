@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Diagnosis.h"
 
-#include "security/openssl/SaltedText.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -29,6 +28,9 @@ constexpr std::array OTHER_ROUNDS = {1,      1000,   2000,    4096,    5000,    
                                      50'000, 65'536, 100'000, 200'000, 310'000, 600'000};
 /// Above it each further try takes long.
 constexpr int MOST_ROUNDS_OF_OTHER_CIPHERS = 100'000;
+
+/// Searches that find nothing, in one run: each of them takes long.
+constexpr int MOST_SEARCHES = 8;
 
 bool isControl(char character) {
     const auto code = static_cast<unsigned char>(character);
@@ -60,25 +62,6 @@ bool isReadable(std::string_view text) {
     }
     return true;
 }
-
-class Examination {
-public:
-    Examination(std::string_view content, std::string_view password)
-        : begin_(content.substr(0, LOOKED_AT)), password_(password) {}
-
-    /// The beginning becomes text with this password and these options.
-    bool fits(const Options& options, std::string_view password) const {
-        if (password.empty())
-            return false;
-        const std::optional<std::string> blocks = salted::decryptBlocks(begin_, password, options);
-        return blocks && isReadable(withoutPadding(*blocks));
-    }
-    bool fits(const Options& options = {}) const { return fits(options, password_); }
-
-private:
-    std::string_view begin_;
-    std::string_view password_;
-};
 
 std::string textOf(const Options& options) {
     std::string text = "-" + options.cipher;
@@ -131,26 +114,54 @@ std::vector<Options> otherOptions() {
     return all;
 }
 
-std::optional<Diagnosed> findOtherOptions(const Examination& examination) {
-    for (const Options& options : otherOptions())
-        if (examination.fits(options))
-            return describe(options);
+} // namespace
+
+/// The beginning of a file, tried with a password and options.
+class Diagnoser::Examination {
+public:
+    Examination(std::string_view content, std::string_view password)
+        : begin_(content.substr(0, LOOKED_AT)), password_(password) {}
+
+    /// The beginning becomes text with this password and these options.
+    bool fits(const Options& options, std::string_view password) const {
+        if (password.empty())
+            return false;
+        const std::optional<std::string> blocks = salted::decryptBlocks(begin_, password, options);
+        return blocks && isReadable(withoutPadding(*blocks));
+    }
+    bool fits(const Options& options = {}) const { return fits(options, password_); }
+    bool fitsWithOtherLineEnd() const {
+        return password_.ends_with('\r') ? fits({}, password_.substr(0, password_.size() - 1))
+                                         : fits({}, std::string(password_) + "\r");
+    }
+
+private:
+    std::string_view begin_;
+    std::string_view password_;
+};
+
+std::optional<Diagnosed> Diagnoser::findOtherOptions(const Examination& examination) {
+    const auto fits = [&](const Options& options) {
+        return examination.fits(options);
+    };
+    if (const auto known = std::find_if(found_.begin(), found_.end(), fits); known != found_.end())
+        return describe(*known);
+    if (searches_ == MOST_SEARCHES)
+        return std::nullopt;
+    const std::vector<Options> all = otherOptions();
+    if (const auto other = std::find_if(all.begin(), all.end(), fits); other != all.end())
+        return describe(found_.emplace_back(*other));
+    ++searches_;
     return std::nullopt;
 }
 
-bool fitsWithOtherLineEnd(const Examination& examination, std::string_view password) {
-    if (password.ends_with('\r'))
-        return examination.fits({}, password.substr(0, password.size() - 1));
-    return examination.fits({}, std::string(password) + "\r");
-}
-
 /// Not decrypted, or what came out is not text.
-Diagnosed explain(std::string_view content, std::string_view password) {
+Diagnosed Diagnoser::explain(std::string_view content, std::string_view password) {
     const Examination examination(content, password);
     if (examination.fits())
         return {Diagnosis::DAMAGED, "",
                 "the key is right, but the file is damaged or was cut; transfer it again"};
-    if (fitsWithOtherLineEnd(examination, password))
+    if (examination.fitsWithOtherLineEnd())
         return {Diagnosis::OTHER_LINE_END, "",
                 "the key of the file differs from this one by the carriage return at the end of "
                 "the line; write "
@@ -162,20 +173,16 @@ Diagnosed explain(std::string_view content, std::string_view password) {
         return {Diagnosis::CUT, "",
                 "the file was cut or changed on its way: no encrypted file has " +
                     std::to_string(content.size()) + " bytes"};
-    return {Diagnosis::UNREADABLE, "",
-            "the key is wrong or the file is damaged (none of the usual other options of the tool "
-            "fits)"};
+    return {Diagnosis::UNREADABLE, "", "the key is wrong or the file is damaged"};
 }
 
-} // namespace
-
-Diagnosed diagnose(std::string_view content, std::string_view key) {
+Diagnosed Diagnoser::diagnose(std::string_view content) {
     if (content.starts_with(ENCODED_MAGIC))
         return {Diagnosis::ENCODED, "-a",
                 "the file is encrypted, but written as text (-a); encrypt it again without -a"};
     if (!content.starts_with(salted::MAGIC))
         return {Diagnosis::PLAIN, "", "the file is not encrypted"};
-    const std::string_view password = salted::passwordOf(key);
+    const std::string_view password = salted::passwordOf(key_);
     std::string text(content);
     if (!salted::decryptInPlace(text, password))
         return explain(content, password);

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "security/openssl/SaltedText.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ovoctl {
 
@@ -37,13 +40,31 @@ struct Diagnosed {
     std::optional<std::string> plain = std::nullopt;
 };
 
-/// Decrypts a file as the phone does, or finds out why that cannot be done. content: of the file.
-/// key: of the key file, whose first line is the password; it is not looked at for PLAIN and
-/// ENCODED.
+/// Decrypts files as the phone does, one after another, or finds out why that cannot be done. One
+/// thread.
 ///
-/// Options other than ours are recognised by what comes out of it: text in UTF-8. Many times the
-/// usual effort, up to about a second, goes into a file that no key opens. One wrong key in about
-/// 256 makes a file NO_TEXT instead of UNREADABLE, as it does for the phone.
-Diagnosed diagnose(std::string_view content, std::string_view key);
+/// Options other than ours are recognised by what comes out of it: text in UTF-8. A search for them
+/// takes up to about a second, so only the first few files that no key opens are searched; those
+/// that were found are tried on each file. One wrong key in about 256 makes a file NO_TEXT instead
+/// of UNREADABLE, as it does for the phone.
+class Diagnoser {
+public:
+    /// key: of the key file, whose first line is the password; it is not looked at for PLAIN and
+    /// ENCODED. Outlives the object.
+    explicit Diagnoser(std::string_view key) : key_(key) {}
+
+    /// content: of the file.
+    Diagnosed diagnose(std::string_view content);
+
+private:
+    class Examination;
+
+    Diagnosed explain(std::string_view content, std::string_view password);
+    std::optional<Diagnosed> findOtherOptions(const Examination& examination);
+
+    std::string_view key_;
+    std::vector<security::salted::Options> found_; ///< by earlier searches
+    int searches_ = 0;                             ///< that found nothing
+};
 
 } // namespace ovoctl
