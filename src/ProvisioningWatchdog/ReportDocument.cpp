@@ -3,6 +3,7 @@
 
 #include "Utils.h"
 #include "Vocabulary.h"
+#include "text/MaskedText.h"
 
 #include <json/reader.h>
 #include <json/writer.h>
@@ -32,6 +33,11 @@ constexpr char CUT[] = "cut";
 constexpr char CAUSE[] = "cause";
 constexpr char REMARK[] = "remark";
 constexpr char STATUS[] = "status";
+
+/// A text of a file or about one, without credentials: any attribute may hold a URL.
+std::string shown(const std::string& text, std::size_t longest) {
+    return Utils::shortened(withMaskedPasswords(text), longest);
+}
 
 std::string textOf(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
@@ -66,6 +72,10 @@ void ReportDocument::Level::open() {
     isOpen = true;
 }
 
+std::string ReportDocument::shownUrl(const std::string& url) {
+    return shown(url, LONGEST_URL);
+}
+
 std::uint64_t ReportDocument::numberOf(const std::string& text) {
     Json::Value document;
     std::istringstream stream(text);
@@ -82,7 +92,7 @@ void ReportDocument::begin(std::uint64_t number, const std::string& url,
     isCut = false;
     run.open();
     run.value[RUN] = Json::UInt64{number};
-    run.value["url"] = Utils::shortened(url, LONGEST_URL);
+    run.value["url"] = shownUrl(url);
     run.value["started"] = format(started);
     run.value["files"] = Json::Value(Json::arrayValue);
 }
@@ -90,7 +100,7 @@ void ReportDocument::begin(std::uint64_t number, const std::string& url,
 void ReportDocument::fileBegins(const std::string& url) {
     fileEnds(values::FAIL);
     file.open();
-    file.value["url"] = Utils::shortened(url, LONGEST_URL);
+    file.value["url"] = shownUrl(url);
     file.value["httpStatus"] = 0;
     file.value["bytes"] = 0;
     file.value["jobs"] = Json::Value(Json::arrayValue);
@@ -111,7 +121,7 @@ void ReportDocument::fileEnds(const std::string& status) {
 void ReportDocument::jobBegins(const std::string& element) {
     jobEnds(values::FAIL);
     job.open();
-    job.value["element"] = Utils::shortened(element, LONGEST_NAME);
+    job.value["element"] = shown(element, LONGEST_NAME);
 }
 
 void ReportDocument::jobIs(const std::string& handler) {
@@ -132,7 +142,7 @@ void ReportDocument::stepBegins() {
 }
 
 void ReportDocument::stepIs(const std::string& type) {
-    step.value["type"] = Utils::shortened(type, LONGEST_NAME);
+    step.value["type"] = shown(type, LONGEST_NAME);
 }
 
 void ReportDocument::stepEnds(const std::string& status) {
@@ -157,21 +167,21 @@ void ReportDocument::refused(const std::string& name, const std::string& why) {
     if (!job.isOpen || job.value.isMember(CUT))
         return; // without making the entry: there may be 100,000
     Json::Value entry;
-    entry["name"] = Utils::shortened(name, LONGEST_NAME);
-    entry["why"] = Utils::shortened(why, LONGEST_CAUSE);
+    entry["name"] = shown(name, LONGEST_NAME);
+    entry["why"] = shown(why, LONGEST_CAUSE);
     append(job, "refused", entry, BULK_LIMIT);
 }
 
 void ReportDocument::firmware(const std::string& installed, const std::string& offered,
                               const std::string& decision) {
     Json::Value& versions = job.value["firmware"];
-    versions["installed"] = Utils::shortened(installed, LONGEST_NAME);
-    versions["offered"] = Utils::shortened(offered, LONGEST_NAME);
-    versions["decision"] = Utils::shortened(decision, LONGEST_CAUSE);
+    versions["installed"] = shown(installed, LONGEST_NAME);
+    versions["offered"] = shown(offered, LONGEST_NAME);
+    versions["decision"] = shown(decision, LONGEST_CAUSE);
 }
 
 void ReportDocument::failed(const std::string& cause) {
-    const std::string text = Utils::shortened(cause, LONGEST_CAUSE);
+    const std::string text = shown(cause, LONGEST_CAUSE);
     for (Level* level : {&step, &job, &file})
         if (level->isOpen)
             setFirst(level->value, text);
@@ -182,7 +192,7 @@ void ReportDocument::remarked(const std::string& remark) {
         if (!level->isOpen)
             continue;
         if (!level->value.isMember(REMARK))
-            level->value[REMARK] = Utils::shortened(remark, LONGEST_CAUSE);
+            level->value[REMARK] = shown(remark, LONGEST_CAUSE);
         return;
     }
 }
@@ -196,7 +206,7 @@ std::string ReportDocument::end(const std::string& result, int httpStatus, const
         MILLISECONDS;
     run.value["result"] = result;
     run.value["httpStatus"] = httpStatus;
-    run.value[CAUSE] = Utils::shortened(cause, 2 * LONGEST_CAUSE);
+    run.value[CAUSE] = shown(cause, 2 * LONGEST_CAUSE);
     if (isCut)
         run.value[CUT] = true;
     return textOf(run.value);

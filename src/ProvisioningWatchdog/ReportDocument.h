@@ -14,8 +14,9 @@ namespace ovo {
 
 /// What a run did, as a JSON object of at most 64 KiB, however large the run: files, in them jobs,
 /// in them refused parameters and steps. What no longer fits is left out, successes first, and the
-/// object whose list is not whole says "cut": true. Long texts are shortened. Holds what it is
-/// told: who tells keeps values of parameters, credentials and keys away. Not synchronised.
+/// object whose list is not whole says "cut": true. Long texts are shortened, and passwords in URLs
+/// masked. Otherwise it holds what it is told: who tells keeps values of parameters and keys away.
+/// Not synchronised.
 class ReportDocument : public IRunRecord {
 public:
     /// Bytes of the whole text.
@@ -23,6 +24,8 @@ public:
 
     /// Number of the run that a text is about; 0 where it is none of ours.
     static std::uint64_t numberOf(const std::string& text);
+    /// A URL as documents show it.
+    static std::string shownUrl(const std::string& url);
 
     /// number: of the run. url: without credentials.
     void begin(std::uint64_t number, const std::string& url,

@@ -22,6 +22,9 @@ constexpr std::size_t LONGEST_REMEMBERED = 2048;
 /// Status of a step that no handler knows, which is not a failure.
 constexpr char UNKNOWN[] = "unknown";
 
+/// The cause of what the end of the process cuts short.
+constexpr char ENDING[] = "the process is ending";
+
 /// Bytes of the cause, which may quote a file; a line has to stay readable.
 constexpr std::size_t LONGEST_CAUSE = 1024;
 
@@ -30,19 +33,19 @@ std::string wordOf(ProvisioningStatus status) {
     return status == ProvisioningStatus::NotSet ? values::NONE : Utils::convertStatus(status);
 }
 
+} // namespace
+
+RunReport::RunReport(std::unique_ptr<RunMonitor> runMonitor, IRunRecord* otherRecord)
+    : monitor(std::move(runMonitor)), record(otherRecord) {}
+
 /// A text that is not a URL is not shown: it may hold credentials anywhere.
-std::string addressOf(const std::string& url) {
+std::string RunReport::addressOf(const std::string& url) {
     try {
         return withoutCredentials(http::UrlInfo(url)).getUrl();
     } catch (const std::exception&) {
         return "an invalid URL";
     }
 }
-
-} // namespace
-
-RunReport::RunReport(std::unique_ptr<RunMonitor> runMonitor, IRunRecord* otherRecord)
-    : monitor(std::move(runMonitor)), record(otherRecord) {}
 
 void RunReport::continueAfter(const std::string& lastDocument) {
     number = ReportDocument::numberOf(lastDocument);
@@ -203,8 +206,10 @@ void RunReport::noteRepetition() {
 }
 
 void RunReport::failed(const std::string& what) noexcept {
-    if (cancelled)
+    if (cancelled) {
+        note([](IRunRecord& to) { to.failed(ENDING); });
         return;
+    }
     note([&](IRunRecord& to) {
         to.failed(suspicion.empty() ? what : suspicion + "; then " + what);
     });
@@ -239,7 +244,8 @@ void RunReport::end(ProvisioningStatus status, int httpStatus) noexcept {
                << ", parameters requested " << requested << " applied " << applied << " refused "
                << refused << ", " << std::fixed << std::setprecision(1) << seconds.count() << " s"
                << (why.empty() ? "" : ", first failure: ") << why;
-        text = parts.end(word, httpStatus, why, seconds);
+        // Without a file it is that of an earlier run.
+        text = parts.end(word, files == 0 ? 0 : httpStatus, why, seconds);
     } catch (const std::exception& exception) {
         LOG(3) << "The line of the run cannot be written: " << exception.what();
     }
@@ -252,7 +258,7 @@ std::string RunReport::causeOf(ProvisioningStatus status) const {
         return {};
     if (!cause.empty())
         return cause;
-    return cancelled ? "the process is ending" : "no job reported a result";
+    return cancelled ? ENDING : "no job reported a result";
 }
 
 } // namespace ovo

@@ -34,6 +34,9 @@ public:
     RunReport(const RunReport&) = delete;
     RunReport& operator=(const RunReport&) = delete;
 
+    /// How lines and documents name a run that is asked for with this URL, valid or not.
+    static std::string addressOf(const std::string& url);
+
     /// Numbers the following runs after the one of a document: of an earlier process, or the empty
     /// text.
     void continueAfter(const std::string& lastDocument);

@@ -91,6 +91,47 @@ TEST_F(Ovoctl, SaysWhyNothingHappens) {
     expectRefused({"run"}, "no daemon runs below this root");
 }
 
+TEST_F(Ovoctl, TellsEachWhoAsksItsOwnRun) {
+    boot();
+    for (int turn = 0; turn < 3; ++turn) {
+        auto good = std::async(std::launch::async, [] { return ctl({"run", "--wait"}); });
+        auto bad = std::async(std::launch::async, [&] {
+            return ctl({"run", "--wait", phone.url("/prov/missing.xml")});
+        });
+        const Finished success = good.get();
+        const Finished failure = bad.get();
+        EXPECT_EQ(success.status, 0) << success.output;
+        EXPECT_THAT(success.output, HasSubstr(" of " + phone.url("/prov/") + ": success, "));
+        EXPECT_EQ(failure.status, 1) << failure.output;
+        EXPECT_THAT(failure.output, HasSubstr("missing.xml: fail, "));
+    }
+    EXPECT_EQ(phone.stop(), 0);
+}
+
+TEST_F(Ovoctl, LeavesAtOnceWhenTheReaderOfARunLeaves) {
+    boot();
+    const Finished left =
+        ::run({"bash", "-c", std::string(OVOCTL) + " run --wait | true; echo ${PIPESTATUS[0]}"});
+    EXPECT_EQ(left.output, "0\n");
+    EXPECT_EQ(phone.stop(), 0);
+}
+
+TEST_F(Ovoctl, RefusesWhatIsNoRun) {
+    boot();
+    const auto expectMisuse = [](const std::vector<std::string>& words, const std::string& why) {
+        const Finished refused = ctl(words);
+        EXPECT_EQ(refused.status, 2) << why;
+        EXPECT_THAT(refused.output, HasSubstr(why));
+    };
+    expectMisuse({"run", ""}, "URL is empty");
+    expectMisuse({"run", "--wait", "--timeout", "nan"}, "nan is not a number of seconds");
+    expectMisuse({"report", "--", "-1"}, "\"-1\" is not the number of a run");
+    expectMisuse({"report", "99999999999999999999999"}, "is not the number of a run");
+    expectMisuse({"report", ""}, "\"\" is not the number of a run");
+    EXPECT_EQ(ctl({"run", "--json"}).output, "{\"requested\":\"" + phone.url("/prov/") + "\"}\n");
+    EXPECT_EQ(phone.stop(), 0);
+}
+
 TEST_F(Ovoctl, WaitsForTheRunAtBoot) {
     phone.publishEncrypted("/prov/provisioning.xml", parameterFile(param("Time.Zone", "UTC")));
     phone.store().setValue("System.Provision.ProvisioningServer", phone.url("/prov/"));
@@ -140,6 +181,8 @@ TEST(OvoctlOnASlowServer, EndsWithTheTimeOrTheDaemon) {
     const Finished ended = following.get();
     EXPECT_EQ(ended.status, 3);
     EXPECT_THAT(ended.output, HasSubstr("no daemon runs below this root"));
+    EXPECT_THAT(run({OVOCTL, "status"}).output,
+                HasSubstr("Now           no run; the last one was cut short\n"));
 }
 
 TEST_F(Ovoctl, ShowsStatusAndReport) {

@@ -208,6 +208,22 @@ TEST_F(ReportDocumentTest, StaysWithinItsBoundsWhateverItIsTold) {
     EXPECT_GT(whole["files"].size(), 0U);
 }
 
+TEST_F(ReportDocumentTest, NoTextShowsThePasswordOfAUrl) {
+    const std::string url = "http://user:pa55word@h/";
+    document.begin(1, url, std::chrono::system_clock::time_point(0s));
+    document.fileBegins(url);
+    document.jobBegins(url);
+    document.refused(url, url);
+    document.firmware(url, url, url);
+    document.stepBegins();
+    document.stepIs(url);
+    document.failed(url);
+    document.remarked(url);
+    const std::string text = document.end("fail", 0, url, 1s);
+    EXPECT_THAT(text, testing::AllOf(testing::HasSubstr("user:***@h"),
+                                     testing::Not(testing::HasSubstr("pa55word"))));
+}
+
 TEST_F(ReportDocumentTest, TheNumberOfARunIsReadFromItsTextOnly) {
     EXPECT_EQ(ReportDocument::numberOf(document.end("fail", 0, "", 1s)), 7U);
     for (const char* text : {"", "x", "[]", "{}", R"({"run": -1})", R"({"run": "9"})", "{\"run\":"})

@@ -182,6 +182,30 @@ TEST_F(RunReportTest, ACancelledRunFailsBecauseTheProcessIsEnding) {
     EXPECT_TRUE(report.isCancelled()) << "for good";
 }
 
+TEST_F(RunReportTest, WhatTheEndOfTheProcessCutsShortSaysSo) {
+    report.begin("http://h/a.xml");
+    report.fileBegins(http::UrlInfo("http://h/a.xml"));
+    report.jobBegins("scenario");
+    report.failed("the first step");
+    report.stepBegins();
+    report.cancel();
+    report.failed("the transfer was aborted");
+    report.end(ProvisioningStatus::Fail, 0);
+    EXPECT_THAT(report.document(),
+                AllOf(HasSubstr(R"("steps":[{"cause":"the process is ending")"),
+                      HasSubstr(R"(,"cause":"the first step",)"), Not(HasSubstr("aborted"))));
+}
+
+TEST_F(RunReportTest, WithoutAFileThereIsNoHttpStatus) {
+    report.begin("no URL");
+    report.end(ProvisioningStatus::Fail, 404);
+    EXPECT_THAT(report.document(), HasSubstr(R"("httpStatus":0)"));
+    report.begin("http://h/a.xml");
+    report.fileBegins(http::UrlInfo("http://h/a.xml"));
+    report.end(ProvisioningStatus::Fail, 404);
+    EXPECT_THAT(report.document(), HasSubstr(R"("httpStatus":404)"));
+}
+
 TEST_F(RunReportTest, WhatFailedBeforeTheCancellationStaysTheCause) {
     report.begin("http://h/p.xml");
     report.failed("why");

@@ -3,6 +3,7 @@
 
 #include "PhoneState.h"
 #include "ProgressLine.h"
+#include "ProvisioningWatchdog/RunReport.h"
 #include "ReportView.h"
 #include "RunFollower.h"
 #include "Vocabulary.h"
@@ -13,6 +14,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cmath>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -24,7 +27,7 @@ namespace {
 using Clock = RunFollower::Clock;
 
 constexpr std::chrono::seconds BUS_TIMEOUT{5};
-constexpr double LONGEST_SECONDS = 1e6;
+constexpr double LONGEST_SECONDS = 1e6; ///< the library's check lets "nan" pass
 
 constexpr char BOOT_UP_NOT_DONE[] =
     "the run at boot is not done, and the daemon drops requests until then: it may wait for the "
@@ -32,6 +35,7 @@ constexpr char BOOT_UP_NOT_DONE[] =
 
 struct Options {
     std::string url;
+    bool isUrlGiven = false;
     bool mustWait = false;
     bool mustNotWait = false;
     double seconds = 0; ///< 0: as long as it takes
@@ -39,7 +43,7 @@ struct Options {
 };
 
 std::string urlOf(const Options& options, const PhoneState& state) {
-    if (!options.url.empty()) {
+    if (options.isUrlGiven) {
         requireUrl(options.url);
         return options.url;
     }
@@ -61,14 +65,31 @@ bool isBootUpOver(const PhoneState& state) {
     return state.isBootUpDone && state.lastRun() > 0;
 }
 
-/// Waits for the report of that run or a later one.
-RunFollower::Awaited reportOf(std::uint64_t run) {
-    return {[run](const PhoneState& state) { return state.lastRun() >= run; },
+Outcome printRequested(const std::string& url, const Options& options) {
+    if (options.isJson) {
+        Json::Value object;
+        object["requested"] = ovo::RunReport::addressOf(url);
+        std::cout << jsonLine(object);
+    }
+    return Outcome::FINE;
+}
+
+/// Waits for the report of a run of that URL, of that number or later. Others may ask for runs,
+/// too.
+RunFollower::Awaited reportOf(const std::string& url, std::uint64_t run) {
+    const std::string address = ovo::ReportDocument::shownUrl(ovo::RunReport::addressOf(url));
+    return {[address, run](const PhoneState& state) {
+                return state.lastRun() >= run && state.parsedReport()["url"] == address;
+            },
             "the daemon has begun no run within 10 s: its log says why",
             "the run has not ended in time; it goes on"};
 }
 
 Outcome runOnce(const Options& options) {
+    if (std::isnan(options.seconds))
+        throw Misuse("--timeout: nan is not a number of seconds");
+    if (options.isUrlGiven)
+        requireName("URL", options.url);
     PhoneState state = PhoneState::read();
     requireDaemon();
     const bool waits = !options.mustNotWait && (options.mustWait || ::isatty(STDOUT_FILENO) == 1);
@@ -78,20 +99,18 @@ Outcome runOnce(const Options& options) {
     RunFollower follower(Clock::now() + BUS_TIMEOUT);
     ProgressLine line(ProgressLine::usualForm());
     const auto waitFor = [&](const RunFollower::Awaited& awaited) {
-        auto found = follower.waitFor(awaited, latest,
-                                      [&](const Json::Value& progress) { line.show(progress); });
-        if (!found)
-            throw Unaskable("told to end before the run did; it goes on");
-        return *found;
+        return follower.waitFor(awaited, latest,
+                                [&](const Json::Value& progress) { line.show(progress); });
     };
     if (!state.isBootUpDone)
         state = waitFor({isBootUpOver, BOOT_UP_NOT_DONE, BOOT_UP_NOT_DONE});
-    follower.request(urlOf(options, state), Clock::now() + BUS_TIMEOUT);
+    const std::string url = urlOf(options, state);
+    follower.request(url, Clock::now() + BUS_TIMEOUT);
     if (!waits)
-        return Outcome::FINE;
+        return printRequested(url, options);
     // A run that is in progress leaves its report first.
     const std::string text =
-        waitFor(reportOf(state.lastRun() + (state.isInProgress ? 2 : 1))).report;
+        waitFor(reportOf(url, state.lastRun() + (state.isInProgress ? 2 : 1))).report;
     line.clear();
     const Json::Value report = parseReport(text);
     std::cout << (options.isJson ? jsonLine(report) : describeReport(report));
@@ -104,8 +123,8 @@ void addRunCommand(CLI::App& app, Outcome& outcome) {
     auto options = std::make_shared<Options>();
     CLI::App& command =
         *app.add_subcommand("run", "Ask the daemon for a run, follow it, and end with its result");
-    command.add_option("URL", options->url,
-                       "Provisioning file or its server (default: the configured server)");
+    const CLI::Option* const url = command.add_option(
+        "URL", options->url, "Provisioning file or its server (default: the configured server)");
     auto* wait = command.add_flag("--wait", options->mustWait,
                                   "Wait for the end of the run (the default on a terminal)");
     command.add_flag("--no-wait", options->mustNotWait, "Only ask for the run")->excludes(wait);
@@ -113,9 +132,13 @@ void addRunCommand(CLI::App& app, Outcome& outcome) {
         .add_option("--timeout", options->seconds,
                     "Seconds after which waiting ends (default: none); the run goes on")
         ->check(CLI::Range(0.0, LONGEST_SECONDS));
-    command.add_flag("--json", options->isJson, "Print the run's report as JSON");
+    command.add_flag("--json", options->isJson,
+                     "Print the run's report, or what was asked for, as JSON");
     setExample(command, "ovoctl run --wait http://prov.example.com/phone.xml");
-    command.callback([options, &outcome] { outcome = runOnce(*options); });
+    command.callback([options, url, &outcome] {
+        options->isUrlGiven = url->count() > 0;
+        outcome = runOnce(*options);
+    });
 }
 
 } // namespace ovoctl

@@ -4,11 +4,14 @@
 #include "Vocabulary.h"
 #include "ipc/mosquitto/Payload.h"
 #include "ovoctl/Failure.h"
+#include "ovoctl/Output.h"
 #include "propertyapi/sqlite/ReadOnlyStore.h"
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <stdexcept>
+#include <utility>
 
 namespace ovoctl {
 
@@ -19,18 +22,24 @@ constexpr std::chrono::seconds LONGEST_START{10};
 /// Nobody tells when the daemon ends.
 constexpr std::chrono::seconds DAEMON_INTERVAL{1};
 
+/// More of them wait in the store's client.
+constexpr std::size_t MOST_REPORTS = 16;
+
 /// The topic on which the user interface asks for runs.
 constexpr char REQUEST_TOPIC[] = "phone-ui/prov-client";
 
 } // namespace
 
 RunFollower::RunFollower(Clock::time_point busDeadline)
-    : bus_({ovo::bus::destinations::MONITOR}, busDeadline) {
+    : bus_({ovo::bus::destinations::MONITOR}, busDeadline), reports_(MOST_REPORTS) {
     propertyapi::ReadOnlyStore().check(); // the client would make one
-    for (const char* key : {ovo::keys::PROVISIONING_REPORT, ovo::keys::PROVISIONING_IN_PROGRESS,
-                            ovo::keys::PROVISIONING_ON_BOOT_UP})
+    subscriptions_.push_back(store_.subscribeScoped(
+        ovo::keys::PROVISIONING_REPORT,
+        [this](const propertyapi::Property& report) { reports_.push(report.value); }));
+    for (const char* key :
+         {ovo::keys::PROVISIONING_IN_PROGRESS, ovo::keys::PROVISIONING_ON_BOOT_UP})
         subscriptions_.push_back(store_.subscribeScoped(
-            key, [this](const propertyapi::Property&) { changed_.signal(); }));
+            key, [this](const propertyapi::Property&) { reports_.push({}); }));
 }
 
 void RunFollower::request(const std::string& url, Clock::time_point deadline) {
@@ -40,14 +49,13 @@ void RunFollower::request(const std::string& url, Clock::time_point deadline) {
               deadline);
 }
 
-std::optional<PhoneState> RunFollower::waitFor(const Awaited& awaited,
-                                               std::optional<Clock::time_point> latest,
-                                               const Progress& progress) {
+PhoneState RunFollower::waitFor(const Awaited& awaited, std::optional<Clock::time_point> latest,
+                                const Progress& progress) {
     Clock::time_point lastBusy = Clock::now();
     for (;;) {
-        PhoneState state = PhoneState::read();
-        if (awaited.isThere(state))
-            return state;
+        const PhoneState state = PhoneState::read();
+        if (std::optional<PhoneState> found = find(awaited, state))
+            return *std::move(found);
         const Clock::time_point now = Clock::now();
         if (state.isInProgress)
             lastBusy = now;
@@ -57,16 +65,31 @@ std::optional<PhoneState> RunFollower::waitFor(const Awaited& awaited,
         if (latest && now >= *latest)
             throw Unaskable(awaited.late);
 
-        std::array<pollfd, 2> descriptors{{bus_.descriptor(), {changed_.descriptor(), POLLIN, 0}}};
+        std::array<pollfd, 2> descriptors{{bus_.descriptor(), {reports_.descriptor(), POLLIN, 0}}};
         Clock::time_point next = std::min(bus_.latest(), now + DAEMON_INTERVAL);
         if (latest)
             next = std::min(next, *latest);
-        if (!endless_.wait(descriptors, next))
-            return std::nullopt;
-        changed_.clear();
+        if (!endless_.wait(descriptors, next)) {
+            if (endless_.hasReaderLeft())
+                throw ReaderLeft();
+            throw Unaskable("told to end before the run did; it goes on");
+        }
         bus_.handle(descriptors[0].revents);
         takeMessages(progress);
     }
+}
+
+/// Looks at the reports that came meanwhile first.
+std::optional<PhoneState> RunFollower::find(const Awaited& awaited, const PhoneState& now) {
+    PhoneState then = now;
+    for (std::string& report : reports_.take()) {
+        if (report.empty())
+            continue;
+        then.report = std::move(report);
+        if (awaited.isThere(then))
+            return then;
+    }
+    return awaited.isThere(now) ? std::optional(now) : std::nullopt;
 }
 
 void RunFollower::takeMessages(const Progress& progress) {

@@ -3,8 +3,8 @@
 
 #include "PhoneState.h"
 #include "ovoctl/bus/Bus.h"
+#include "ovoctl/support/BoundedQueue.h"
 #include "ovoctl/support/Endless.h"
-#include "posix/WakeUp.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <chrono>
@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ovoctl {
 
@@ -34,21 +35,25 @@ public:
         const char* idle; ///< no run is in progress for 10 s
         const char* late; ///< the time is over
     };
-    /// Waits until something is there, and returns the state then; none when the command is to end.
-    /// latest: none, or until when. Throws Unaskable when the daemon ended, is idle, or the time is
-    /// over.
-    std::optional<PhoneState> waitFor(const Awaited& awaited,
-                                      std::optional<Clock::time_point> latest,
-                                      const Progress& progress);
+    /// Waits until something is there, and returns the state then, with the report of that time:
+    /// each report is seen, however soon the next one follows. latest: none, or until when. Throws
+    /// ReaderLeft, and Unaskable when the daemon ended, is idle, the time is over, or the command
+    /// is told to end.
+    PhoneState waitFor(const Awaited& awaited, std::optional<Clock::time_point> latest,
+                       const Progress& progress);
 
 private:
+    using Reports = BoundedQueue<std::string>;
+
+    std::optional<PhoneState> find(const Awaited& awaited, const PhoneState& now);
     void takeMessages(const Progress& progress);
 
     Endless endless_;
     Bus bus_;
-    posix::WakeUp changed_;
+    Reports reports_; ///< an empty one when something else has changed
     propertyapi::SqlitePropertyApi store_;
     std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions_;
+    Reports::Closing closing_{reports_};
 };
 
 } // namespace ovoctl

@@ -8,6 +8,8 @@
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
 #include "text/Escape.h"
+#include "text/Number.h"
+#include "text/Quote.h"
 
 #include <cstdint>
 #include <iostream>
@@ -33,7 +35,7 @@ Json::Value statusOf(const PhoneState& state, const std::optional<std::string>& 
     if (daemon)
         status["process"] = *daemon;
     status["bootUpDone"] = state.isBootUpDone;
-    status["inProgress"] = state.isInProgress;
+    status["inProgress"] = state.isInProgress && daemon;
     status["server"] = withoutCredentialsOf(state.server);
     if (!state.report.empty()) {
         const Json::Value report = state.parsedReport();
@@ -42,6 +44,12 @@ Json::Value statusOf(const PhoneState& state, const std::optional<std::string>& 
             status["last"][member] = report[member];
     }
     return status;
+}
+
+const char* nowOf(const PhoneState& state, bool isDaemonThere) {
+    if (!state.isInProgress)
+        return "no run";
+    return isDaemonThere ? "a run is in progress" : "no run; the last one was cut short";
 }
 
 std::string describe(const PhoneState& state, const std::optional<std::string>& daemon) {
@@ -56,7 +64,7 @@ std::string describe(const PhoneState& state, const std::optional<std::string>& 
     const std::string server = withoutCredentialsOf(state.server);
     std::string text = row("Daemon", process) +
                        row("Run at boot", state.isBootUpDone ? "done" : "not done") +
-                       row("Now", state.isInProgress ? "a run is in progress" : "no run") +
+                       row("Now", nowOf(state, daemon.has_value())) +
                        row("Server", server.empty() ? "not configured" : server);
     if (state.report.empty())
         return text + row("Last run", "none since the phone booted");
@@ -74,6 +82,16 @@ Outcome printStatus(bool isJson) {
     if (!daemon)
         return Outcome::FINDING;
     return state.report.empty() ? Outcome::FINE : outcomeOf(state.parsedReport());
+}
+
+/// text: nothing where any run will do.
+std::optional<std::uint64_t> runOf(const std::optional<std::string>& text) {
+    if (!text)
+        return std::nullopt;
+    const auto run = parseNumber<std::uint64_t>(*text);
+    if (!run)
+        throw Misuse(quote(*text) + " is not the number of a run");
+    return run;
 }
 
 Outcome printReport(const std::optional<std::uint64_t>& run, bool isJson) {
@@ -97,13 +115,13 @@ void addStatusCommand(CLI::App& app, Outcome& outcome) {
     setExample(status, "ovoctl status");
     status.callback([isJson, &outcome] { outcome = printStatus(*isJson); });
 
-    auto run = std::make_shared<std::optional<std::uint64_t>>();
+    auto run = std::make_shared<std::optional<std::string>>();
     CLI::App& report = *app.add_subcommand(
         "report", "Show what the last run did: each file, job, step and refused parameter");
     report.add_option("RUN", *run, "Number of the run, where another one is not wanted");
     report.add_flag("--json", *isJson, "Print the report as it is stored");
     setExample(report, "ovoctl report");
-    report.callback([isJson, run, &outcome] { outcome = printReport(*run, *isJson); });
+    report.callback([isJson, run, &outcome] { outcome = printReport(runOf(*run), *isJson); });
 }
 
 } // namespace ovoctl

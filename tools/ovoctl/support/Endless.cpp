@@ -45,7 +45,7 @@ bool Endless::wait(std::span<pollfd> wanted, std::optional<Clock::time_point> la
         if (descriptors[0].revents != 0)
             takeSignal();
         if ((descriptors[1].revents & (POLLERR | POLLHUP)) != 0)
-            isOver_ = true;
+            isOver_ = hasReaderLeft_ = true;
         bool isReady = false;
         for (std::size_t index = 0; index < wanted.size(); ++index) {
             wanted[index].revents = descriptors[index + 2].revents;

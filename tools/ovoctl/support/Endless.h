@@ -35,6 +35,8 @@ public:
     /// Writes to std::cout and flushes it, also where the reader is slow. False when the command is
     /// to end. Throws as Output says.
     bool print(std::string_view text);
+    /// True when that is why the command is to end.
+    bool hasReaderLeft() const { return hasReaderLeft_; }
 
 private:
     void takeSignal();
@@ -42,6 +44,7 @@ private:
     const app::SignalBlock signals_;
     const posix::Descriptor received_;
     bool isOver_ = false; ///< told to end, or nobody reads
+    bool hasReaderLeft_ = false;
 };
 
 } // namespace ovoctl
