@@ -154,6 +154,13 @@ TEST_F(CheckTree, LoopsAreFoundOverTheWholeTree) {
     EXPECT_THAT(checkFiles({"tree"}), IsEmpty());
 }
 
+TEST_F(CheckTree, ARelativeUrlIsLookedUpFromTheDirectoryOfItsFileOnly) {
+    write("lp/a.xml", redirect("/lp/a.xml"));
+    EXPECT_THAT(checkFiles({"lp"}), IsEmpty());
+    write("lp/a.xml", redirect("https://prov.example.com/lp/a.xml"));
+    EXPECT_THAT(checkFiles({"lp"}), ElementsAre("2:23 loop"));
+}
+
 TEST_F(CheckTree, WaysThatMeetAreNoLoop) {
     write("tree/a.xml", "<nvm version='1.1'><file url='/b.xml'/><file url='/c.xml'/></nvm>");
     write("tree/b.xml", redirect("/d.xml"));
