@@ -97,7 +97,7 @@ TEST_F(PropertyCommand, WrongAssignmentsWriteNothing) {
              {{"=1"}, "the key is empty"},
              {{"", "1"}, "the key is empty"},
              {{"A=1", "A=2"}, "the key \"A\" is given twice"},
-             {{"A=\xff"}, "the value of \"A\" \"\\xff\" is not UTF-8"},
+             {{"A=\xff"}, "the value of \"A\" is not UTF-8"},
              {{"A\xff=1"}, "the key \"A\\xff\" is not UTF-8"},
              {{"A=1", "--origin", "\xff"}, "the origin \"\\xff\" is not UTF-8"}}) {
         std::vector<std::string> arguments{"set"};

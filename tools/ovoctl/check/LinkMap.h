@@ -12,9 +12,9 @@
 
 namespace ovoctl::check {
 
-/// Tells which of the files a link leads to. By the address where the phone finds it; a complete URL
-/// of another server, where nobody says where the files are found, by as many last components of
-/// its path as a file has.
+/// Tells which of the files a link leads to. By the address where the phone finds it; a complete
+/// URL of another server, where nobody says where the files are found, by as many last components
+/// of its path as a file has.
 class LinkMap {
 public:
     /// base: as for findSources(). sources: outlive it.

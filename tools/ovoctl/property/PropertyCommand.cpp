@@ -116,7 +116,8 @@ Batch assignmentsOf(const std::vector<std::string>& words) {
     std::vector<std::string> keys;
     for (const auto& [key, value] : batch) {
         keys.push_back(key);
-        requireText("value of " + quote(key), value);
+        if (!isText(value)) // which may be a secret
+            throw Misuse("the value of " + quote(key) + " is not UTF-8");
     }
     requireKeys(keys);
     return batch;
