@@ -109,6 +109,14 @@ TEST_F(PropertyCommand, WrongAssignmentsWriteNothing) {
     EXPECT_FALSE(root_.exists("/data"));
 }
 
+TEST_F(PropertyCommand, AStoreThatCannotBeOpenedIsNamedByItsFileOnThisMachine) {
+    root_.write("/data", "not a directory");
+    const CtlResult result = property({"set", "A=1"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.errors,
+                testing::StartsWith("ovoctl: Cannot open property store \"" + store() + "\": "));
+}
+
 TEST_F(PropertyCommand, UnsetTellsAMissingKey) {
     set({{"A", "1"}, {"B", "2"}});
     EXPECT_EQ(property({"unset", "A"}).status, 0);
