@@ -14,6 +14,7 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 class BusCommand : public testing::Test {
@@ -135,19 +136,23 @@ TEST_F(BusCommand, WrongWordsAreNamed) {
              {{"send", "a/b", ""}, "the message's name is empty"},
              {{"send", "a/b", "c\xff"}, "the message's name \"c\\xff\" is not UTF-8"},
              {{"send", "a/b", "c", "d"}, "the parameter \"d\" is neither key=text nor key:=json"},
-             {{"send", "a/b", "c", "=d"}, "the parameter \"=d\" has no name"},
-             {{"send", "a/b", "c", ":=1"}, "the parameter \":=1\" has no name"},
-             {{"send", "a/b", "c", "d:=x"}, "the value of the parameter \"d:=x\" is not JSON"},
-             {{"send", "a/b", "c", "d:=1,2"}, "the value of the parameter \"d:=1,2\" is not JSON"},
-             {{"send", "a/b", "c", "d:="}, "the value of the parameter \"d:=\" is not JSON"},
+             {{"send", "a/b", "c", "=d"}, "a parameter has no name before its \"=\""},
+             {{"send", "a/b", "c", ":=1"}, "a parameter has no name before its \"=\""},
+             {{"send", "a/b", "c", "d:=x"}, "the value of the parameter \"d\" is not JSON: "},
+             {{"send", "a/b", "c", "d:=1,2"}, "the value of the parameter \"d\" is not JSON\n"},
+             {{"send", "a/b", "c", "d:="}, "the value of the parameter \"d\" is not JSON\n"},
              {{"send", "a/b", "c", "d=1", "d=2"}, "the parameter \"d\" is given twice"},
-             {{"send", "a/b", "c", "d=\xff"}, "the parameter \"d=\\xff\" is not UTF-8"},
+             {{"send", "a/b", "c", "d=\xff"}, "the value of the parameter \"d\" is not UTF-8"},
+             {{"send", "a/b", "c", "\xff=d"}, "the parameter \"\\xff\" is not UTF-8"},
              {{"send", "a/b", "c", "d=" + std::string(70'000, 'x')}, "larger than 65536 bytes"},
              {{"listen", "a", "b"}, "\"b\": not known here"}}) {
         const CtlResult result = bus(words);
         EXPECT_EQ(result.status, 2) << text;
         EXPECT_THAT(result.errors, AllOf(StartsWith("ovoctl: "), HasSubstr(text)));
     }
+    for (const char* word : {"password:={S3CRET", "=S3CRET", "password=S3CRET\xff", "psk:=1e999"})
+        EXPECT_THAT(bus({"send", "a/b", "n", word}).errors,
+                    AllOf(StartsWith("ovoctl: "), Not(HasSubstr("S3CRET")), Not(HasSubstr("999"))));
     const CtlResult address = ctl({"bus", "send", "a/b", "c"}, {{"HALDEN_BUS", "pigeon:1"}});
     EXPECT_EQ(address.status, 2);
     EXPECT_THAT(address.errors, HasSubstr("pigeon:1"));

@@ -102,7 +102,8 @@ TEST_F(Program, EndsQuietlyWhenItsReaderLeaves) {
 
 TEST_F(Program, ReportsAFullDisk) {
     fill(1);
-    for (const char* command : {"property list", "property dump", "--help", "--version"}) {
+    for (const char* command :
+         {"property list", "property dump", "doctor", "doctor --json", "--help", "--version"}) {
         const CtlResult result = shell("\"$OVOCTL\" " + std::string(command) + " >/dev/full");
         EXPECT_EQ(result.status, 3) << command;
         EXPECT_EQ(result.errors, "ovoctl: cannot write the output: No space left on device\n");

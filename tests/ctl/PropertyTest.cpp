@@ -97,7 +97,7 @@ TEST_F(PropertyCommand, WrongAssignmentsWriteNothing) {
              {{"=1"}, "the key is empty"},
              {{"", "1"}, "the key is empty"},
              {{"A=1", "A=2"}, "the key \"A\" is given twice"},
-             {{"A=\xff"}, "the value of \"A\" \"\\xff\" is not UTF-8"},
+             {{"A=\xff"}, "the value of \"A\" is not UTF-8"},
              {{"A\xff=1"}, "the key \"A\\xff\" is not UTF-8"},
              {{"A=1", "--origin", "\xff"}, "the origin \"\\xff\" is not UTF-8"}}) {
         std::vector<std::string> arguments{"set"};
@@ -107,6 +107,14 @@ TEST_F(PropertyCommand, WrongAssignmentsWriteNothing) {
         EXPECT_EQ(result.errors, "ovoctl: " + text + "\n");
     }
     EXPECT_FALSE(root_.exists("/data"));
+}
+
+TEST_F(PropertyCommand, AStoreThatCannotBeOpenedIsNamedByItsFileOnThisMachine) {
+    root_.write("/data", "not a directory");
+    const CtlResult result = property({"set", "A=1"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.errors,
+                testing::StartsWith("ovoctl: Cannot open property store \"" + store() + "\": "));
 }
 
 TEST_F(PropertyCommand, UnsetTellsAMissingKey) {

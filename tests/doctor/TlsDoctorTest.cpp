@@ -36,11 +36,24 @@ TEST_F(TlsDoctor, AnUnknownIssuer) {
 TEST_F(TlsDoctor, NoTrustedCertificates) {
     std::filesystem::remove(root.host(BUNDLE));
     const Visit ill = visit();
-    expect(ill, "trusted certificates", "warning", root.host(BUNDLE) + " does not exist",
+    expect(ill, "trusted certificates", "error", root.host(BUNDLE) + " does not exist",
            "/etc/ssl/certs");
     expect(ill, "TLS certificate 1", "error", "unable to get local issuer certificate");
     root.write(BUNDLE, "no certificate");
     expect(visit(), "trusted certificates", "error", "holds 0");
+}
+
+TEST_F(TlsDoctor, APlainServerNeedsNoTrustedCertificates) {
+    const auto expectFine = [&](const std::string& what) {
+        const Visit plain = visit({nginx->url("/phone.xml")});
+        expect(plain, "trusted certificates", "ok",
+               root.host(BUNDLE) + what + ": no encrypted server would be trusted");
+        EXPECT_EQ(plain.status, 0) << plain.output;
+    };
+    std::filesystem::remove(root.host(BUNDLE));
+    expectFine(" does not exist");
+    root.write(BUNDLE, "");
+    expectFine(" holds 0 certificates");
 }
 
 TEST_F(TlsDoctor, AnExpiredCertificate) {

@@ -47,6 +47,25 @@ TEST_F(PlannedStoreTest, ReadsThePhonesAndItsOwnWrites) {
     EXPECT_TRUE(real.exists("S"));
 }
 
+TEST_F(PlannedStoreTest, ReportsAreNamedAndNotShown) {
+    using Before = std::optional<std::string>;
+    const std::string key = "State.Provisioning.Report";
+    for (const auto& [stored, shown] :
+         {std::pair<Before, Before>{"{}", "(the report of the last run)"}, {"", ""}, {{}, {}}}) {
+        ovoctl::Plan made;
+        ovoctl::PlanRecorder ofRun{made};
+        std::unordered_map<std::string, std::string> values;
+        if (stored)
+            values.emplace(key, *stored);
+        ovoctl::PlannedStore store(values, ofRun);
+        store.beginRun();
+        store.setValue(key, "{1}");
+        const auto property = std::get<ovoctl::PlannedProperty>(made.before.at(0));
+        EXPECT_EQ(property.before, shown);
+        EXPECT_EQ(property.after, "(the report of the run)");
+    }
+}
+
 TEST_F(PlannedStoreTest, CountsChangesAsTheStoreDoes) {
     const std::vector<IPropertyApi::Batch> batches = {
         {{"A", "1"}},

@@ -12,8 +12,14 @@ std::string text(const std::string& name, const std::string& value) {
 }
 
 TEST(Masking, HidesWhatTheNameCallsASecret) {
-    for (const char* name : {"Password", "SIP.Account.1.PASSWORD", "a.password.b", "SharedSecret"})
+    for (const char* name :
+         {"Password", "SIP.Account.1.PASSWORD", "a.password.b", "SharedSecret", "Auth.Passwd",
+          "passphrase", "WiFi.PassPhrase", "Api.Token", "refreshTOKEN", "psk", "Wifi.PSK",
+          "wpa_psk", "WifiPsk", "WPAPSK", "PskValue", "WifiPSKValue", "Psk1", "psk.old"})
         EXPECT_EQ(text(name, "x"), "***") << name;
+    for (const char* name :
+         {"Desktop", "TopSkin", "TOPSKIN", "topskin", "DesktopSkin.Name", "Pass"})
+        EXPECT_EQ(text(name, "x"), "x") << name;
     EXPECT_EQ(text("Password", ""), "") << "that none is set is no secret";
     EXPECT_EQ(text("Time.Zone", "UTC"), "UTC");
 }

@@ -7,18 +7,41 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace masking {
 
 namespace {
 
 constexpr const char* HIDDEN = "***";
-constexpr std::array<const char*, 2> SECRETS = {"password", "secret"};
+constexpr std::array<const char*, 5> SECRETS = {"password", "passwd", "passphrase", "secret",
+                                                "token"};
+constexpr std::string_view SHARED_KEY = "psk";
 
-bool isSecret(const std::string& name) {
-    const std::string lower = ascii::lowerCase(name);
-    return std::any_of(SECRETS.begin(), SECRETS.end(),
-                       [&](const char* secret) { return lower.find(secret) != std::string::npos; });
+bool isLower(char character) {
+    return character >= 'a' && character <= 'z';
+}
+
+bool isUpper(char character) {
+    return character >= 'A' && character <= 'Z';
+}
+
+/// True when a word of the name ends there: "Psk.1", "PskValue", "PSKValue"; not "TopSkin".
+bool isEndOfWord(const std::string& name, std::size_t end) {
+    if (end >= name.size() || (!isLower(name[end]) && !isUpper(name[end])))
+        return true;
+    if (isLower(name[end]))
+        return false;
+    return isLower(name[end - 1]) || (end + 1 < name.size() && isLower(name[end + 1]));
+}
+
+/// Other words may hold those three letters by chance.
+bool holdsSharedKey(const std::string& name, const std::string& lower) {
+    for (std::size_t at = lower.find(SHARED_KEY); at != std::string::npos;
+         at = lower.find(SHARED_KEY, at + 1))
+        if (isEndOfWord(name, at + SHARED_KEY.size()))
+            return true;
+    return false;
 }
 
 std::string mask(bool isHidden, const std::string& text) {
@@ -45,6 +68,13 @@ Json::Value mask(bool isHidden, const Json::Value& value) {
 }
 
 } // namespace
+
+bool isSecret(const std::string& name) {
+    const std::string lower = ascii::lowerCase(name);
+    return holdsSharedKey(name, lower) ||
+           std::any_of(SECRETS.begin(), SECRETS.end(),
+                       [&](const char* secret) { return lower.find(secret) != std::string::npos; });
+}
 
 std::string shown(const std::string& name, const std::string& value) {
     return mask(isSecret(name), value);

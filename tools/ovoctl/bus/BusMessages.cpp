@@ -24,28 +24,32 @@ struct Parameter {
     Json::Value value;
 };
 
-Json::Value jsonOf(const std::string& word, const std::string& text) {
+/// The text may be a secret: it shows in no error.
+Json::Value jsonOf(const std::string& name, const std::string& text) {
+    const std::string sentence = "the value of the parameter " + quote(name) + " is not JSON";
     try {
         const Json::Value list = json::read("[" + text + "]", {.deepest = ipc::DEEPEST_NESTING});
         if (list.size() == 1)
             return list[0];
     } catch (const json::ReadError& error) {
-        throw Misuse("the value of the parameter " + quote(word) + " is not JSON: " + error.why);
+        throw Misuse(masking::isSecret(name) ? sentence : sentence + ": " + error.why);
     }
-    throw Misuse("the value of the parameter " + quote(word) + " is not JSON");
+    throw Misuse(sentence);
 }
 
 Parameter parameterOf(const std::string& word) {
     const std::size_t equals = word.find('=');
     if (equals == std::string::npos)
         throw Misuse("the parameter " + quote(word) + " is neither key=text nor key:=json");
-    requireText("parameter", word);
     const bool isJson = equals > 0 && word[equals - 1] == ':';
     const std::string name = word.substr(0, isJson ? equals - 1 : equals);
     const std::string text = word.substr(equals + 1);
     if (name.empty())
-        throw Misuse("the parameter " + quote(word) + " has no name");
-    return {name, isJson ? jsonOf(word, text) : Json::Value(text)};
+        throw Misuse("a parameter has no name before its \"=\"");
+    requireText("parameter", name);
+    if (!isText(text))
+        throw Misuse("the value of the parameter " + quote(name) + " is not UTF-8");
+    return {name, isJson ? jsonOf(name, text) : Json::Value(text)};
 }
 
 /// The topic as a program may read it, whatever bytes it has.

@@ -12,6 +12,7 @@ namespace ovoctl::check {
 /// A place that leads to a further provisioning file.
 struct Link {
     std::string url; ///< complete, without credentials, placeholders expanded as far as known
+    bool isRelative; ///< as the file has it: to the address of the file
     Place place;
 };
 

@@ -45,7 +45,7 @@ std::vector<Link> linksOf(std::vector<LinkCheck::Target> targets, const std::str
     links.reserve(targets.size());
     PlaceFinder finder(content);
     for (LinkCheck::Target& target : targets)
-        links.push_back({std::move(target.url), finder.at(target.offset)});
+        links.push_back({std::move(target.url), target.isRelative, finder.at(target.offset)});
     return links;
 }
 

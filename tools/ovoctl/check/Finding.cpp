@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Finding.h"
 
+#include "text/MaskedText.h"
+
 #include <map>
 
 namespace ovoctl::check {
@@ -21,8 +23,9 @@ std::vector<Finding> FindingCollector::take(const std::string& text) {
     for (Entry& entry : entries_) {
         if (entry.first)
             entry.sentence += " (first in line " + std::to_string(places[*entry.first].line) + ")";
+        // What a sentence quotes of the file may be a URL with a password, in any attribute.
         findings.push_back({entry.rule, entry.place ? *entry.place : places[entry.offset],
-                            std::move(entry.sentence)});
+                            withMaskedPasswords(entry.sentence)});
     }
     entries_.clear();
     return findings;

@@ -57,7 +57,7 @@ void LinkCheck::follow(const JobElement& job, const Leaf& leaf) {
     if (const std::string mac = phone.macAddress(); !mac.empty())
         url = http::formatPath(url, mac, phone.majorId.empty() ? "%DVID" : phone.majorId,
                                phone.minorId);
-    targets_.push_back({place, std::move(url)});
+    targets_.push_back({place, std::move(url), leaf.value(ovo::steps::ATTR_URL).starts_with('/')});
 }
 
 } // namespace ovoctl::check

@@ -19,6 +19,7 @@ public:
     struct Target {
         std::size_t offset;
         std::string url;
+        bool isRelative;
     };
 
     /// All of them outlive the check.

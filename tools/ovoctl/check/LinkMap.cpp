@@ -107,10 +107,12 @@ LinkMap::LinkMap(const std::vector<CheckSource>& sources, bool isBaseKnown) {
     }
 }
 
-std::optional<std::size_t> LinkMap::find(const std::string& url) const {
-    if (const auto found = byAddress_.find(url); found != byAddress_.end())
+std::optional<std::size_t> LinkMap::find(const Link& link) const {
+    if (const auto found = byAddress_.find(link.url); found != byAddress_.end())
         return found->second;
-    for (std::string path = pathOf(url); !path.empty();) {
+    if (link.isRelative)
+        return std::nullopt;
+    for (std::string path = pathOf(link.url); !path.empty();) {
         if (const auto found = byPath_.find(path); found != byPath_.end())
             return found->second;
         const std::size_t next = path.find('/', 1);
@@ -125,7 +127,7 @@ void findLoops(const std::vector<CheckSource>& sources, bool isBaseKnown,
     Graph graph(files.size());
     for (std::size_t file = 0; file < files.size(); ++file)
         for (std::size_t link = 0; link < files[file].links.size(); ++link)
-            if (const auto target = map.find(files[file].links[link].url))
+            if (const auto target = map.find(files[file].links[link]))
                 graph[file].push_back({*target, link});
     LoopSearch(graph, sources, files).run();
 }

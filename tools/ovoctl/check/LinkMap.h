@@ -12,15 +12,15 @@
 
 namespace ovoctl::check {
 
-/// Tells which of the files a URL leads to. By the address where the phone finds it; a URL of
-/// another server, where nobody says where the files are found, by as many last components of its
-/// path as a file has.
+/// Tells which of the files a link leads to. By the address where the phone finds it; a complete
+/// URL of another server, where nobody says where the files are found, by as many last components
+/// of its path as a file has.
 class LinkMap {
 public:
     /// base: as for findSources(). sources: outlive it.
     LinkMap(const std::vector<CheckSource>& sources, bool isBaseKnown);
 
-    std::optional<std::size_t> find(const std::string& url) const;
+    std::optional<std::size_t> find(const Link& link) const;
 
 private:
     std::unordered_map<std::string, std::size_t> byAddress_;

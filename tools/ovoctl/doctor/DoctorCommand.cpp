@@ -6,7 +6,6 @@
 #include "PhoneChecks.h"
 #include "StoreChecks.h"
 #include "TlsChecks.h"
-#include "ovoctl/Output.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
 
@@ -36,9 +35,9 @@ constexpr std::array CHECKS = {
     Check{"directories", checkDirectories},
     Check{"free space", checkSpace},
     Check{"clock", checkClock},
+    Check{"server", checkServer},
     Check{"trusted certificates", checkTrustedCertificates},
     Check{"client certificate", checkClientCertificate},
-    Check{"server", checkServer},
     Check{"proxy", checkProxy},
     Check{"host name", checkHostName},
     Check{"connection", checkConnection},
@@ -51,13 +50,19 @@ struct Options {
     bool isJson = false;
 };
 
-void printLine(const ExaminationResult& result) {
+/// What kept it from being printed; null: nothing.
+std::exception_ptr printLine(const ExaminationResult& result) {
     std::string level = wordFor(result.level);
     level.resize(8, ' ');
-    std::cout << level << result.check << ": " << result.what;
-    if (!result.cure.empty())
-        std::cout << "; " << result.cure;
-    std::cout << std::endl; // a check may take seconds
+    try {
+        std::cout << level << result.check << ": " << result.what;
+        if (!result.cure.empty())
+            std::cout << "; " << result.cure;
+        std::cout << std::endl; // a check may take seconds
+        return nullptr;
+    } catch (...) {
+        return std::current_exception();
+    }
 }
 
 Json::Value toJson(const ExaminationResult& result) {
@@ -73,20 +78,22 @@ Outcome examine(const Options& options) {
     if (!options.url.empty())
         requireUrl(options.url);
     Json::Value list(Json::arrayValue);
+    // Not to be taken for one of the check that the line is of.
+    std::exception_ptr outputFailure;
     Examination examination(options.url, [&](const ExaminationResult& result) {
         if (options.isJson)
             list.append(toJson(result));
-        else
-            printLine(result);
+        else if (!outputFailure)
+            outputFailure = printLine(result);
     });
     for (const Check& check : CHECKS) {
         try {
             check.examine(examination);
-        } catch (const ReaderLeft&) {
-            throw;
         } catch (const std::exception& error) {
             examination.fail(check.name, std::string("not checked: ") + error.what(), "");
         }
+        if (outputFailure)
+            std::rethrow_exception(outputFailure);
     }
     if (options.isJson)
         std::cout << jsonLine(list);

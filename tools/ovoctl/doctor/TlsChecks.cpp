@@ -92,6 +92,19 @@ bool examineModes(Examination& examination) {
     return true;
 }
 
+bool isUrlEncrypted(const Examination& examination) {
+    return ascii::equalsIgnoringCase(examination.url->scheme, "https");
+}
+
+/// An error, unless the server does without encryption.
+void reportNoneTrusted(Examination& examination, const std::string& why) {
+    const std::string what = why + ": no encrypted server would be trusted";
+    if (examination.url && !isUrlEncrypted(examination))
+        examination.fine(TRUSTED, what);
+    else
+        examination.fail(TRUSTED, what, INSTALL_TRUSTED);
+}
+
 std::string describe(const ChainCertificate& certificate) {
     return "subject " + certificate.subject + ", issuer " + certificate.issuer + ", from " +
            certificate.begin + " to " + certificate.end +
@@ -123,8 +136,7 @@ void report(Examination& examination, const ServerChain& chain) {
 void checkTrustedCertificates(Examination& examination) {
     const HostPath path = paths::toHost(CA_BUNDLE);
     if (FileStamp::of(path).isMissing()) {
-        examination.warn(TRUSTED, path.text() + " does not exist: no encrypted server is trusted",
-                         INSTALL_TRUSTED);
+        reportNoneTrusted(examination, path.text() + " does not exist");
         return;
     }
     try {
@@ -134,7 +146,9 @@ void checkTrustedCertificates(Examination& examination) {
             outdated += security::x509::whyNotNow(certificate.get()) == nullptr ? 0U : 1U;
         const std::string count = path.text() + " holds " + std::to_string(certificates.size());
         if (certificates.size() == outdated)
-            examination.fail(TRUSTED, count + ", none within its dates", INSTALL_TRUSTED);
+            reportNoneTrusted(examination, certificates.empty()
+                                               ? count + " certificates"
+                                               : count + ", none within its dates");
         else
             examination.fine(TRUSTED, count);
         examination.hasTrustedCertificates = !certificates.empty();
@@ -175,7 +189,7 @@ void checkServerCertificates(Examination& examination) {
         examination.skip(TLS, "there is no usable URL");
         return;
     }
-    if (!ascii::equalsIgnoringCase(examination.url->scheme, "https")) {
+    if (!isUrlEncrypted(examination)) {
         examination.fine(TLS, "not used by this URL");
         return;
     }

@@ -8,6 +8,8 @@ class Examination;
 /// The phone's path of the certificates that the daemon trusts.
 inline constexpr char CA_BUNDLE[] = "/data/certs/ca-bundle.pem";
 
+/// Whether an encrypted server could be trusted; none is an error only where the URL is encrypted,
+/// or unknown.
 void checkTrustedCertificates(Examination& examination);
 /// Whether certificate and key belong together; notes what the daemon would offer.
 void checkClientCertificate(Examination& examination);

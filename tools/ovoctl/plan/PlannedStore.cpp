@@ -56,9 +56,10 @@ PlannedProperty PlannedStore::write(const std::string& key, const std::string& v
 bool PlannedStore::setValue(const std::string& key, const std::string& value) const {
     PlannedProperty property = write(key, value);
     const bool isChange = property.isChange;
-    // The report of a run that never was is of no interest, but for its being written.
+    // Reports are of no interest, but for their being there.
     if (key == ovo::keys::PROVISIONING_REPORT) {
-        property.before.reset();
+        if (property.before)
+            property.before = property.before->empty() ? "" : "(the report of the last run)";
         property.after = "(the report of the run)";
     }
     if (isRecording_)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PropertyCommand.h"
 
+#include "OpenStore.h"
 #include "PropertyDocument.h"
 #include "PropertyLine.h"
 #include "PropertyWatching.h"
@@ -8,7 +9,6 @@
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
 #include "propertyapi/sqlite/ReadOnlyStore.h"
-#include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "text/Escape.h"
 #include "text/Quote.h"
 
@@ -116,14 +116,15 @@ Batch assignmentsOf(const std::vector<std::string>& words) {
     std::vector<std::string> keys;
     for (const auto& [key, value] : batch) {
         keys.push_back(key);
-        requireText("value of " + quote(key), value);
+        if (!isText(value)) // which may be a secret
+            throw Misuse("the value of " + quote(key) + " is not UTF-8");
     }
     requireKeys(keys);
     return batch;
 }
 
 void write(const Batch& batch, const Options& options) {
-    const unsigned int changed = SqlitePropertyApi().setValues(batch, options.origin);
+    const unsigned int changed = openStore().setValues(batch, options.origin);
     if (!options.style.isJson) {
         std::cout << changed << " of " << batch.size() << " changed\n";
         return;
@@ -149,7 +150,7 @@ void load(const Options& options) {
 Outcome unset(const Options& options) {
     requireKeys(options.keys);
     ReadOnlyStore().find({}); // a store that is missing is not made
-    const SqlitePropertyApi store;
+    const SqlitePropertyApi store = openStore();
     Json::Value done(Json::objectValue);
     Json::Value& removed = done["removed"] = Json::Value(Json::arrayValue);
     Json::Value& missing = done["missing"] = Json::Value(Json::arrayValue);

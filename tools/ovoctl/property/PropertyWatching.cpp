@@ -2,9 +2,9 @@
 #include "PropertyWatching.h"
 
 #include "EveryKeyWatch.h"
+#include "OpenStore.h"
 #include "ovoctl/support/BoundedQueue.h"
 #include "ovoctl/support/Endless.h"
-#include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <memory>
 #include <optional>
@@ -26,7 +26,7 @@ public:
     }
 
 private:
-    const SqlitePropertyApi store_;
+    const SqlitePropertyApi store_ = openStore();
     std::vector<std::unique_ptr<propertyapi::ISubscription>> subscriptions_;
 };
 
