@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "phone-simulator/CommandLine.h"
 
+#include "ovoctl/Failure.h"
 #include "phone-simulator/PropertyWatch.h"
 #include "support/process/ChildProcess.h"
 
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace simulator;
@@ -89,8 +91,17 @@ INSTANTIATE_TEST_SUITE_P(All, WrongCommandLineTest,
                                          std::vector<const char*>{"run", "--ready-after", "soon"},
                                          std::vector<const char*>{"run", "--timeout", "-1"},
                                          std::vector<const char*>{"run", "--watch"},
+                                         std::vector<const char*>{"run", "--watch", ""},
+                                         std::vector<const char*>{"run", "--scenario", ""},
+                                         std::vector<const char*>{"run", "--http-user", "",
+                                                                  "--http-password", "p"},
                                          std::vector<const char*>{"trigger"},
                                          std::vector<const char*>{"trigger", "--url"},
+                                         std::vector<const char*>{"trigger", "--url", ""},
+                                         std::vector<const char*>{"trigger", "--url", "\xff"},
+                                         std::vector<const char*>{"trigger", "--url", "a", "b"},
+                                         std::vector<const char*>{"trigger", "--url", "a", "--url",
+                                                                  "b"},
                                          std::vector<const char*>{"busy", "--from", "sysconf"},
                                          std::vector<const char*>{"run", "busy"}));
 
@@ -98,7 +109,7 @@ TEST_P(WrongCommandLineTest, IsRefusedWithOneLine) {
     try {
         parse(GetParam());
         FAIL() << "taken";
-    } catch (const CommandLineError& error) {
+    } catch (const ovoctl::Misuse& error) {
         const std::string text = error.what();
         EXPECT_FALSE(text.empty());
         EXPECT_EQ(text.find('\n'), std::string::npos) << text;
@@ -113,4 +124,29 @@ TEST_P(WrongCommandLineTest, MakesTheProgramFailWithThatLine) {
     EXPECT_EQ(finished.output.rfind("phone-simulator: ", 0), 0U) << finished.output;
     EXPECT_EQ(std::count(finished.output.begin(), finished.output.end(), '\n'), 1)
         << finished.output;
+}
+
+TEST(WrongWordTest, IsNamed) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
+        {{"bogus", "frog"}, R"("bogus", "frog": not known here; see phone-simulator --help)"},
+        {{"run", "--bogus"}, R"("--bogus": not known here; see phone-simulator run --help)"},
+        {{"trigger", "--bogus"}, R"("--bogus": not known here; see phone-simulator trigger --help)"},
+        {{"trigger"}, "--url is required; see phone-simulator trigger --help"},
+        {{}, "a command is missing; see phone-simulator --help"},
+        {{"trigger", "--url", ""}, "--url: the value is empty"},
+        {{"trigger", "--url", "a\xff"}, R"(--url: "a\xff" is not UTF-8)"},
+    };
+    for (const auto& [words, sentence] : cases) {
+        std::vector<std::string> arguments{PHONE_SIMULATOR};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        const Finished finished = ::run(arguments);
+        EXPECT_EQ(finished.status, 2);
+        EXPECT_EQ(finished.output, "phone-simulator: " + sentence + "\n");
+    }
+}
+
+TEST(VersionTest, IsPrinted) {
+    const Finished finished = ::run({PHONE_SIMULATOR, "--version"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(finished.output, "phone-simulator " OVO_VERSION "\n");
 }

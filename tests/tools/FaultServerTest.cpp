@@ -117,6 +117,30 @@ TEST(FaultServer, HelpNamesEveryFault) {
         EXPECT_THAT(finished.output, HasSubstr(name));
 }
 
+TEST(FaultServer, SaysItsVersion) {
+    const Finished finished = run({FAULT_SERVER, "--version"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(finished.output, "fault-server " OVO_VERSION "\n");
+}
+
+TEST(FaultServer, FilesHaveNames) {
+    EXPECT_THAT(refusal({"--scenario", ""}), HasSubstr("--scenario: the value is empty"));
+    EXPECT_THAT(refusal({"--certificate", "", "--key", "x"}),
+                HasSubstr("--certificate: the value is empty"));
+    EXPECT_THAT(refusal({"--certificate", "x", "--key", ""}),
+                HasSubstr("--key: the value is empty"));
+}
+
+TEST(FaultServer, EndsWhenItsOutputCannotBeWritten) {
+    for (const char* arguments : {"--timeout 60", "--help", "--version"}) {
+        const Finished finished =
+            run({"sh", "-c", std::string(FAULT_SERVER) + " " + arguments + " > /dev/full"});
+        EXPECT_EQ(finished.status, 3) << arguments;
+        EXPECT_EQ(finished.output,
+                  "fault-server: cannot write the output: No space left on device\n");
+    }
+}
+
 TEST(FaultServer, NamesEveryWrongWord) {
     EXPECT_THAT(refusal({"--bogus", "frog"}), HasSubstr(R"("--bogus", "frog": not known here)"));
     EXPECT_THAT(refusal({"--unauthorized", "maybe"}),

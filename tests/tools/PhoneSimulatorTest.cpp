@@ -212,11 +212,21 @@ TEST_F(PhoneSimulatorTest, ItEndsWhenNobodyReadsItsOutput) {
     }));
 }
 
+TEST_F(PhoneSimulatorTest, ItEndsWhenItsOutputCannotBeWritten) {
+    for (const char* arguments : {"run --timeout 60", "--help", "run --help", "--version"}) {
+        const Finished finished =
+            run({"sh", "-c", std::string(PHONE_SIMULATOR) + " " + arguments + " > /dev/full"});
+        EXPECT_EQ(finished.status, 3) << arguments;
+        EXPECT_EQ(finished.output,
+                  "phone-simulator: cannot write the output: No space left on device\n");
+    }
+}
+
 TEST(PhoneSimulatorFailureTest, AStoreThatCannotBeOpenedIsOneClearLine) {
     const PhoneRoot root;
     root.write("/data", "a file where a directory should be");
     const Finished finished = run({PHONE_SIMULATOR, "run"});
-    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.status, 3);
     EXPECT_NE(finished.output.find("phone-simulator: "), std::string::npos) << finished.output;
     EXPECT_NE(finished.output.find("properties.db"), std::string::npos) << finished.output;
 }

@@ -50,13 +50,13 @@ TEST_F(RequestTest, TriggerShowsTheAnswerWhenAsked) {
     EXPECT_NE(output().find("received  startProvisioningResponse"), std::string::npos) << output();
 }
 
-TEST_F(RequestTest, ARefusedRequestFailsWithTheDaemonsWords) {
+TEST_F(RequestTest, ARefusedRequestIsAFindingWithTheDaemonsWords) {
     startAndReceive({"trigger", "--url", "https://host/f", "--answer"});
     daemon_.publish(
         "prov-client/auto-reboot",
         R"({"name":"startProvisioningResponse",)"
         R"("parameters":{"error":"wrong parameter requested [location]"},"flag":false})");
-    EXPECT_EQ(process_->wait(), 2) << output();
+    EXPECT_EQ(process_->wait(), 1) << output();
     EXPECT_NE(output().find("wrong parameter requested [location]"), std::string::npos) << output();
 }
 
@@ -88,7 +88,7 @@ TEST_F(RequestTest, AnAnswerThatSaysNothingIsAFailure) {
     startAndReceive({"busy"});
     daemon_.publish("prov-client/auto-reboot",
                     R"({"name":"AreYouBusyResponse","parameters":{},"flag":false})");
-    EXPECT_EQ(process_->wait(), 2) << output();
+    EXPECT_EQ(process_->wait(), 3) << output();
     EXPECT_NE(output().find("[isBusy]"), std::string::npos) << output();
 }
 
@@ -119,9 +119,33 @@ TEST_F(RequestTest, JsonIsOneObjectALine) {
 
 TEST_F(RequestTest, ADaemonThatDoesNotAnswerIsAFailureAfterTheTimeout) {
     const Finished finished = run({PHONE_SIMULATOR, "busy", "--timeout", "0.2"});
-    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.status, 3);
     EXPECT_NE(finished.output.find("no answer to AreYouBusy in time"), std::string::npos)
         << finished.output;
+}
+
+TEST_F(RequestTest, AnErrorDoesNotSayThatTheDaemonIsBusy) {
+    startAndReceive({"busy"});
+    daemon_.publish(
+        "prov-client/auto-reboot",
+        R"({"name":"AreYouBusyResponse","parameters":{"error":"no idea"},"flag":false})");
+    EXPECT_EQ(process_->wait(), 3) << output();
+    EXPECT_NE(output().find("no idea"), std::string::npos) << output();
+}
+
+TEST_F(RequestTest, AFullDiskIsAFailure) {
+    const Finished finished = run(
+        {"sh", "-c", std::string(PHONE_SIMULATOR) + " trigger --url https://host/f > /dev/full"});
+    EXPECT_EQ(finished.status, 3);
+    EXPECT_EQ(finished.output,
+              "phone-simulator: cannot write the output: No space left on device\n");
+}
+
+TEST(RequestFailureTest, ABusAddressThatIsNoneIsMisuse) {
+    const PhoneRoot root;
+    const Finished finished = run({PHONE_SIMULATOR, "busy"}, {{"HALDEN_BUS", "carrier pigeon"}});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_NE(finished.output.find("carrier pigeon"), std::string::npos) << finished.output;
 }
 
 TEST(RequestFailureTest, ABusThatIsNotThereIsAFailureAfterTheTimeout) {
@@ -132,7 +156,7 @@ TEST(RequestFailureTest, ABusThatIsNotThereIsAFailureAfterTheTimeout) {
         arguments.insert(arguments.end(), command.begin(), command.end());
         arguments.insert(arguments.end(), {"--timeout", "0.05"});
         const Finished finished = run(arguments);
-        EXPECT_EQ(finished.status, 2);
+        EXPECT_EQ(finished.status, 3);
         EXPECT_NE(finished.output.find("bus.sock cannot be reached"), std::string::npos)
             << finished.output;
     }

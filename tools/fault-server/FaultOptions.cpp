@@ -3,10 +3,11 @@
 
 #include "AnswerMembers.h"
 #include "Script.h"
+#include "ovoctl/Failure.h"
+#include "program/CommandLineText.h"
 #include "text/Quote.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -18,6 +19,7 @@ namespace faults {
 namespace {
 
 using Kind = AnswerMember::Kind;
+using ovoctl::Misuse;
 
 constexpr double LONGEST_SECONDS = 1e6;
 
@@ -30,8 +32,10 @@ Where a place in the body is asked for, "start" stands for a connection without 
 The first line of the output is the address. Then there is a line for each request: what was
 asked, the status code ("-" for none) and what is wrong with the answer.
 
-Exit status: 0 told to end, or the time is over; 2 used wrongly, which a line on the standard
-error explains; 3 the port is taken.
+Exit status:
+  0  told to end, the time is over, or nobody reads the output any more
+  2  used wrongly
+  3  the port is taken, or the output cannot be written
 
 Example: fault-server --port 8080 --unauthorized basic --user alice --password sesame)";
 
@@ -77,13 +81,13 @@ Answer answerOf(const std::vector<Choice>& choices) {
             for (const std::string& value : choice.option->results())
                 setMember(answer, choice.member, value);
         } catch (const std::invalid_argument& error) {
-            throw CommandLineError("--" + choice.member.name + ": " + error.what());
+            throw Misuse("--" + choice.member.name + ": " + error.what());
         }
     }
     try {
         answer.check();
     } catch (const std::invalid_argument& error) {
-        throw CommandLineError(error.what());
+        throw Misuse(error.what());
     }
     return answer;
 }
@@ -93,7 +97,7 @@ std::vector<Answer> answersOf(const Raw& raw, const std::vector<Choice>& choices
         return {answerOf(choices)};
     for (const Choice& choice : choices) {
         if (choice.option->count() > 0)
-            throw CommandLineError("--" + choice.member.name +
+            throw Misuse("--" + choice.member.name +
                                    ": describes an answer, as --scenario does; only one of them "
                                    "is possible");
     }
@@ -103,7 +107,7 @@ std::vector<Answer> answersOf(const Raw& raw, const std::vector<Choice>& choices
 std::string contentOf(const std::string& path) {
     std::ifstream file(path);
     if (!file)
-        throw CommandLineError(quote(path) + " cannot be read: " + std::strerror(errno));
+        throw Misuse(quote(path) + " cannot be read: " + std::strerror(errno));
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
@@ -116,23 +120,10 @@ std::optional<TlsWire::Settings> tlsOf(const Raw& raw) {
     try {
         const TlsWire trial(none, settings);
     } catch (const std::runtime_error& error) {
-        throw CommandLineError(quote(raw.certificate) + " and " + quote(raw.key) + ": " +
+        throw Misuse(quote(raw.certificate) + " and " + quote(raw.key) + ": " +
                                error.what());
     }
     return settings;
-}
-
-std::string oneLine(std::string text) {
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-}
-
-/// Names every word that is not known, whatever else is wrong.
-std::string sentence(const CLI::App& app, const CLI::ParseError& error) {
-    std::string words;
-    for (const std::string& word : app.remaining())
-        words += (words.empty() ? "" : ", ") + quote(word);
-    return words.empty() ? oneLine(error.what()) : words + ": not known here; see --help";
 }
 
 } // namespace
@@ -142,8 +133,10 @@ Command parseCommandLine(int argc, const char* const* argv) {
     CLI::App app("A web server on the loopback interface that answers wrongly, as it is told.",
                  "fault-server");
     app.footer(FOOTER);
+    app.set_version_flag("--version", "fault-server " OVO_VERSION, "Print the version and exit");
     app.add_option("--port", raw.port, "Port; 0 for a free one")->type_name("PORT");
-    app.add_option("--scenario", raw.scenario, "Answers, from a file")->type_name("FILE");
+    const CLI::Option* scenario =
+        app.add_option("--scenario", raw.scenario, "Answers, from a file")->type_name("FILE");
     CLI::Option* certificate =
         app.add_option("--certificate", raw.certificate, "Speak HTTPS with this certificate (PEM)")
             ->type_name("FILE");
@@ -160,9 +153,14 @@ Command parseCommandLine(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
         return HelpCommand{app.help() + "\n"};
+    } catch (const CLI::CallForVersion& version) {
+        return HelpCommand{version.what() + std::string("\n")};
     } catch (const CLI::ParseError& error) {
-        throw CommandLineError(sentence(app, error));
+        throw Misuse(program::refusal(app, error));
     }
+    for (const CLI::Option* file : {scenario, static_cast<const CLI::Option*>(certificate),
+                                    static_cast<const CLI::Option*>(key)})
+        program::requireContent(*file);
     ServeCommand command;
     command.answers = answersOf(raw, choices);
     command.port = raw.port;

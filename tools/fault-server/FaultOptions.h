@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
@@ -22,21 +21,14 @@ struct ServeCommand {
     std::optional<std::chrono::milliseconds> timeout;
 };
 
-/// Help was requested; the text is the help.
+/// Help or the version was requested; the text is what to print.
 struct HelpCommand {
     std::string text;
 };
 
 using Command = std::variant<ServeCommand, HelpCommand>;
 
-/// A wrong command line; the text says why, in one line.
-class CommandLineError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// Reads the program's arguments and the files that they name. Throws CommandLineError and
-/// scenario::ScenarioError.
+/// Reads the program's arguments and the files that they name. Throws ovoctl::Misuse.
 Command parseCommandLine(int argc, const char* const* argv);
 
 } // namespace faults

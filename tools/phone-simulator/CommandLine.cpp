@@ -2,9 +2,10 @@
 #include "CommandLine.h"
 
 #include "PropertyWatch.h"
+#include "ovoctl/Failure.h"
+#include "program/CommandLineText.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
 
 namespace simulator {
@@ -27,8 +28,11 @@ HALDEN_BUS the address of its bus (unix:PATH or tcp:HOST:PORT).
   data   parameters of the message (object); value of the property, or note (text)
 Passwords, and credentials in URLs, are never shown.
 
-Exit status: 0 done (busy: the daemon is idle); 1 busy: a run is in progress;
-2 anything else, with a line on the standard error that says what.)";
+Exit status:
+  0  done (busy: the daemon is idle)
+  1  busy: a run is in progress; trigger --answer: the daemon refuses
+  2  used wrongly
+  3  bus, daemon or store cannot be asked, or the output cannot be written)";
 
 /// The options of all commands, as the library fills them in.
 struct Raw {
@@ -152,9 +156,13 @@ milliseconds requestTimeout(const Raw& raw, const CLI::App& command) {
     return command.count("--timeout") > 0 ? fromSeconds(raw.timeoutSeconds) : USUAL;
 }
 
-std::string oneLine(std::string text) {
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
+/// What the library takes, but nobody can mean.
+void requireTexts(const CLI::App& command) {
+    for (const CLI::Option* option : command.get_options()) {
+        // A phone's user may type in an empty password.
+        if (option->get_name() != "--http-password")
+            program::requireText(*option);
+    }
 }
 
 } // namespace
@@ -166,6 +174,7 @@ Command parseCommandLine(int argc, const char* const* argv) {
                  "phone-simulator");
     app.require_subcommand(1);
     app.footer(FOOTER);
+    app.set_version_flag("--version", "phone-simulator " OVO_VERSION, "Print the version and exit");
     const CLI::App* run = addRun(app, raw);
     const CLI::App* trigger = addTrigger(app, raw);
     const CLI::App* busy = addBusy(app, raw);
@@ -173,9 +182,13 @@ Command parseCommandLine(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
         return HelpCommand{app.help() + "\n"};
+    } catch (const CLI::CallForVersion& version) {
+        return HelpCommand{version.what() + std::string("\n")};
     } catch (const CLI::ParseError& error) {
-        throw CommandLineError(oneLine(error.what()));
+        throw ovoctl::Misuse(program::refusal(app, error));
     }
+    for (const CLI::App* command : app.get_subcommands())
+        requireTexts(*command);
     if (run->parsed())
         return runCommand(raw, *run);
     if (trigger->parsed())

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <optional>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
@@ -45,21 +44,14 @@ struct BusyCommand {
     std::chrono::milliseconds timeout{0};
 };
 
-/// Help was requested; the text is the help.
+/// Help or the version was requested; the text is what to print.
 struct HelpCommand {
     std::string text;
 };
 
 using Command = std::variant<RunCommand, TriggerCommand, BusyCommand, HelpCommand>;
 
-/// A wrong command line; the text says why, in one line.
-class CommandLineError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// Reads the program's arguments, and the scenario that they name. Throws CommandLineError and
-/// scenario::ScenarioError.
+/// Reads the program's arguments, and the scenario that they name. Throws ovoctl::Misuse.
 Command parseCommandLine(int argc, const char* const* argv);
 
 } // namespace simulator

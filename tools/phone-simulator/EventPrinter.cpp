@@ -99,25 +99,14 @@ std::string jsonLine(const Event& event, const Json::Value& data, EventPrinter::
 } // namespace
 
 EventPrinter::EventPrinter(std::ostream& output, Format format, std::function<void()> onLost)
-    : output_(output), format_(format), onLost_(std::move(onLost)) {}
+    : format_(format), lines_(output, std::move(onLost)) {}
 
 void EventPrinter::print(const Event& event) {
-    if (!write(event))
-        onLost_();
+    lines_.write(line(event, format_, std::chrono::system_clock::now()));
 }
 
 void EventPrinter::note(const std::string& text) {
     print({"simulator", Event::Kind::NOTE, "", text});
-}
-
-/// False when the output has just been lost.
-bool EventPrinter::write(const Event& event) {
-    const std::string text = line(event, format_, std::chrono::system_clock::now()) + "\n";
-    const std::lock_guard lock(mutex_);
-    if (isLost_ || output_ << text << std::flush)
-        return true;
-    isLost_ = true;
-    return false;
 }
 
 std::string EventPrinter::line(const Event& event, Format format, TimePoint time) {

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "Event.h"
+#include "program/LineOutput.h"
 
 #include <chrono>
 #include <functional>
-#include <mutex>
 #include <ostream>
 #include <string>
 
@@ -37,17 +37,16 @@ public:
     /// A remark of the simulator itself.
     void note(const std::string& text);
 
+    /// Throws ovoctl::Unaskable when an event could not be written. A reader that left is no
+    /// failure.
+    void check() const { lines_.check(); }
+
     /// The line for an event, without its end.
     static std::string line(const Event& event, Format format, TimePoint time);
 
 private:
-    bool write(const Event& event);
-
-    std::ostream& output_;
     const Format format_;
-    const std::function<void()> onLost_;
-    std::mutex mutex_; ///< held while a line is written: keeps lines apart
-    bool isLost_ = false;
+    program::LineOutput lines_;
 };
 
 } // namespace simulator

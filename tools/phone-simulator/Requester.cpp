@@ -4,9 +4,9 @@
 #include "BusThread.h"
 #include "DaemonName.h"
 #include "ipc/mosquitto/MosquittoIpcClient.h"
+#include "ovoctl/Failure.h"
 
 #include <future>
-#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -40,7 +40,7 @@ void Requester::send(const std::string& message, const ipc::IpcMsgParams& params
     const BusThread thread;
     ipc::MosquittoIpcClient client(busAddress_, sender_, {}, thread.strategy());
     if (!waitForBus(client, deadline))
-        throw std::runtime_error("the bus " + busAddress_ + " cannot be reached");
+        throw ovoctl::Unaskable("the bus " + busAddress_ + " cannot be reached");
     client.publish(destination(), ipc::IPCMessage(message, params));
     client.close();
     show(Event::Kind::SENT, message, params);
@@ -62,23 +62,22 @@ ipc::IpcMsgParams Requester::ask(const std::string& message,
                                   promise.set_value(answered);
                           }}});
     if (!waitForBus(client, deadline))
-        throw std::runtime_error("the bus " + busAddress_ + " cannot be reached");
+        throw ovoctl::Unaskable("the bus " + busAddress_ + " cannot be reached");
     client.publish(destination(), ipc::IPCMessage(message, params, true));
     show(Event::Kind::SENT, message, params);
     if (answer.wait_until(deadline) != std::future_status::ready)
-        throw std::runtime_error("no answer to " + message + " in time");
+        throw ovoctl::Unaskable("no answer to " + message + " in time");
     client.close();
 
     ipc::IpcMsgParams answered = answer.get();
     show(Event::Kind::RECEIVED, response, answered);
-    if (answered.parameters().isMember("error"))
-        throw std::runtime_error(message + " was refused: " + answered.get<std::string>("error"));
     return answered;
 }
 
 void Requester::show(Event::Kind kind, const std::string& message,
                      const ipc::IpcMsgParams& params) const {
     printer_.print({sender_, kind, message, params.parameters()});
+    printer_.check();
 }
 
 std::string Requester::destination() const {

@@ -19,11 +19,11 @@ public:
     Requester(std::string busAddress, std::string sender, std::chrono::milliseconds timeout,
               EventPrinter& printer);
 
-    /// Sends a message without waiting for an answer. Throws std::runtime_error when the bus is
-    /// not reached in time.
+    /// Sends a message without waiting for an answer. Throws ovoctl::Unaskable when the bus is not
+    /// reached in time, and when the printer cannot write.
     void send(const std::string& message, const ipc::IpcMsgParams& params) const;
-    /// Sends a request and returns the parameters of its answer. Throws std::runtime_error when no
-    /// answer comes in time and when the answer is an error.
+    /// Sends a request and returns the parameters of its answer, an error among them. Throws
+    /// ovoctl::Unaskable when no answer comes in time, and when the printer cannot write.
     ipc::IpcMsgParams ask(const std::string& message, const ipc::IpcMsgParams& params) const;
 
 private:

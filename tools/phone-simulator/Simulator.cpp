@@ -11,6 +11,8 @@
 #include "TrustedCertificates.h"
 #include "app/Environment.h"
 #include "app/SignalBlock.h"
+#include "ipc/mosquitto/BusAddress.h"
+#include "ovoctl/Failure.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 
 #include <algorithm>
@@ -18,6 +20,7 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,9 +28,6 @@
 namespace simulator {
 
 namespace {
-
-constexpr int IDLE = 0;
-constexpr int BUSY = 1;
 
 using Clock = termination::Clock;
 
@@ -49,6 +49,16 @@ bool waitForBus(const Neighbourhood& neighbours, std::optional<Clock::time_point
     return true;
 }
 
+std::string busAddress() {
+    const std::string address = app::Environment::read().busAddress;
+    try {
+        ipc::BusAddress::parse(address);
+    } catch (const std::runtime_error& error) {
+        throw ovoctl::Misuse(error.what());
+    }
+    return address;
+}
+
 std::string greeting(const std::vector<std::string>& neighbours, const std::string& bus,
                      bool isConnected) {
     std::string text = neighbours.empty() ? "no neighbours" : "neighbours:";
@@ -62,7 +72,7 @@ std::string greeting(const std::vector<std::string>& neighbours, const std::stri
 
 Simulator::Simulator(std::ostream& output) : output_(output) {}
 
-int Simulator::operator()(const RunCommand& command) const {
+ovoctl::Outcome Simulator::operator()(const RunCommand& command) const {
     const app::SignalBlock signals; // before the first thread
     const Clock::time_point start = Clock::now();
     const std::optional<Clock::time_point> end =
@@ -76,7 +86,7 @@ int Simulator::operator()(const RunCommand& command) const {
         storeServices.emplace_back(std::move(description), store, printer);
     const TrustedCertificates certificates(store, printer, SYSTEM_CONFIGURATION,
                                            command.acceptsPending);
-    const std::string bus = app::Environment::read().busAddress;
+    const std::string bus = busAddress();
     NeighbourScenario scenario(command.scenario);
     std::vector<NeighbourDescription> descriptions =
         neighbourTable(readiness, command.credentials, certificates);
@@ -87,32 +97,35 @@ int Simulator::operator()(const RunCommand& command) const {
     const std::vector<std::string> names = neighbours.names();
     printer.note(greeting(names, bus, waitForBus(neighbours, end)));
     termination::waitUntil(end);
-    return 0;
+    printer.check();
+    return ovoctl::Outcome::FINE;
 }
 
-int Simulator::operator()(const TriggerCommand& command) const {
+ovoctl::Outcome Simulator::operator()(const TriggerCommand& command) const {
     EventPrinter printer(output_, command.format);
-    const Requester requester(app::Environment::read().busAddress, command.sender, command.timeout,
+    const Requester requester(busAddress(), command.sender, command.timeout,
                               printer);
     ipc::IpcMsgParams params;
     params.add("location", command.url);
-    if (command.wantsAnswer)
-        requester.ask("startProvisioning", params);
-    else
+    if (!command.wantsAnswer) {
         requester.send("startProvisioning", params);
-    return 0;
+        return ovoctl::Outcome::FINE;
+    }
+    const ipc::IpcMsgParams answer = requester.ask("startProvisioning", params);
+    return answer.parameters().isMember("error") ? ovoctl::Outcome::FINDING : ovoctl::Outcome::FINE;
 }
 
-int Simulator::operator()(const BusyCommand& command) const {
+ovoctl::Outcome Simulator::operator()(const BusyCommand& command) const {
     EventPrinter printer(output_, command.format);
-    const Requester requester(app::Environment::read().busAddress, command.sender, command.timeout,
+    const Requester requester(busAddress(), command.sender, command.timeout,
                               printer);
-    return requester.ask("AreYouBusy", {}).get<bool>("isBusy") ? BUSY : IDLE;
+    return requester.ask("AreYouBusy", {}).get<bool>("isBusy") ? ovoctl::Outcome::FINDING
+                                                                : ovoctl::Outcome::FINE;
 }
 
-int Simulator::operator()(const HelpCommand& command) const {
+ovoctl::Outcome Simulator::operator()(const HelpCommand& command) const {
     output_ << command.text << std::flush;
-    return 0;
+    return ovoctl::Outcome::FINE;
 }
 
 } // namespace simulator

@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ovoctl/Failure.h"
+
 #include <json/value.h>
 
 #include <cstddef>
 #include <functional>
-#include <stdexcept>
 #include <string>
 
 namespace scenario {
 
 /// Why a scenario file was refused: "FILE: Line 3, Column 5: SENTENCE", or without a place where
 /// the file cannot be read at all.
-class ScenarioError : public std::runtime_error {
+class ScenarioError : public ovoctl::Misuse {
 public:
-    using std::runtime_error::runtime_error;
+    using Misuse::Misuse;
 };
 
 /// A JSON file that describes what a tool does: an object with one list, whose items are objects.
