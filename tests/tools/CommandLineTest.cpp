@@ -80,30 +80,28 @@ TEST(CommandLineTest, HelpIsAnAnswerAndNoError) {
 
 class WrongCommandLineTest : public testing::TestWithParam<std::vector<const char*>> {};
 
-INSTANTIATE_TEST_SUITE_P(All, WrongCommandLineTest,
-                         testing::Values(std::vector<const char*>{},
-                                         std::vector<const char*>{"dance"},
-                                         std::vector<const char*>{"run", "--dance"},
-                                         std::vector<const char*>{"run", "--http-user", "u"},
-                                         std::vector<const char*>{"run", "--http-password", "p"},
-                                         std::vector<const char*>{"run", "--not-ready", "sysconf"},
-                                         std::vector<const char*>{"run", "--silent", "nobody"},
-                                         std::vector<const char*>{"run", "--ready-after", "soon"},
-                                         std::vector<const char*>{"run", "--timeout", "-1"},
-                                         std::vector<const char*>{"run", "--watch"},
-                                         std::vector<const char*>{"run", "--watch", ""},
-                                         std::vector<const char*>{"run", "--scenario", ""},
-                                         std::vector<const char*>{"run", "--http-user", "",
-                                                                  "--http-password", "p"},
-                                         std::vector<const char*>{"trigger"},
-                                         std::vector<const char*>{"trigger", "--url"},
-                                         std::vector<const char*>{"trigger", "--url", ""},
-                                         std::vector<const char*>{"trigger", "--url", "\xff"},
-                                         std::vector<const char*>{"trigger", "--url", "a", "b"},
-                                         std::vector<const char*>{"trigger", "--url", "a", "--url",
-                                                                  "b"},
-                                         std::vector<const char*>{"busy", "--from", "sysconf"},
-                                         std::vector<const char*>{"run", "busy"}));
+INSTANTIATE_TEST_SUITE_P(
+    All, WrongCommandLineTest,
+    testing::Values(std::vector<const char*>{}, std::vector<const char*>{"dance"},
+                    std::vector<const char*>{"run", "--dance"},
+                    std::vector<const char*>{"run", "--http-user", "u"},
+                    std::vector<const char*>{"run", "--http-password", "p"},
+                    std::vector<const char*>{"run", "--not-ready", "sysconf"},
+                    std::vector<const char*>{"run", "--silent", "nobody"},
+                    std::vector<const char*>{"run", "--ready-after", "soon"},
+                    std::vector<const char*>{"run", "--timeout", "-1"},
+                    std::vector<const char*>{"run", "--watch"},
+                    std::vector<const char*>{"run", "--watch", ""},
+                    std::vector<const char*>{"run", "--scenario", ""},
+                    std::vector<const char*>{"run", "--http-user", "", "--http-password", "p"},
+                    std::vector<const char*>{"trigger"},
+                    std::vector<const char*>{"trigger", "--url"},
+                    std::vector<const char*>{"trigger", "--url", ""},
+                    std::vector<const char*>{"trigger", "--url", "\xff"},
+                    std::vector<const char*>{"trigger", "--url", "a", "b"},
+                    std::vector<const char*>{"trigger", "--url", "a", "--url", "b"},
+                    std::vector<const char*>{"busy", "--from", "sysconf"},
+                    std::vector<const char*>{"run", "busy"}));
 
 TEST_P(WrongCommandLineTest, IsRefusedWithOneLine) {
     try {
@@ -130,7 +128,8 @@ TEST(WrongWordTest, IsNamed) {
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
         {{"bogus", "frog"}, R"("bogus", "frog": not known here; see phone-simulator --help)"},
         {{"run", "--bogus"}, R"("--bogus": not known here; see phone-simulator run --help)"},
-        {{"trigger", "--bogus"}, R"("--bogus": not known here; see phone-simulator trigger --help)"},
+        {{"trigger", "--bogus"},
+         R"("--bogus": not known here; see phone-simulator trigger --help)"},
         {{"trigger"}, "--url is required; see phone-simulator trigger --help"},
         {{}, "a command is missing; see phone-simulator --help"},
         {{"trigger", "--url", ""}, "--url: the value is empty"},

@@ -98,8 +98,8 @@ std::vector<Answer> answersOf(const Raw& raw, const std::vector<Choice>& choices
     for (const Choice& choice : choices) {
         if (choice.option->count() > 0)
             throw Misuse("--" + choice.member.name +
-                                   ": describes an answer, as --scenario does; only one of them "
-                                   "is possible");
+                         ": describes an answer, as --scenario does; only one of them "
+                         "is possible");
     }
     return Script::read(raw.scenario);
 }
@@ -120,8 +120,7 @@ std::optional<TlsWire::Settings> tlsOf(const Raw& raw) {
     try {
         const TlsWire trial(none, settings);
     } catch (const std::runtime_error& error) {
-        throw Misuse(quote(raw.certificate) + " and " + quote(raw.key) + ": " +
-                               error.what());
+        throw Misuse(quote(raw.certificate) + " and " + quote(raw.key) + ": " + error.what());
     }
     return settings;
 }

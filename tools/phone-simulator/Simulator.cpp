@@ -103,8 +103,7 @@ ovoctl::Outcome Simulator::operator()(const RunCommand& command) const {
 
 ovoctl::Outcome Simulator::operator()(const TriggerCommand& command) const {
     EventPrinter printer(output_, command.format);
-    const Requester requester(busAddress(), command.sender, command.timeout,
-                              printer);
+    const Requester requester(busAddress(), command.sender, command.timeout, printer);
     ipc::IpcMsgParams params;
     params.add("location", command.url);
     if (!command.wantsAnswer) {
@@ -117,10 +116,9 @@ ovoctl::Outcome Simulator::operator()(const TriggerCommand& command) const {
 
 ovoctl::Outcome Simulator::operator()(const BusyCommand& command) const {
     EventPrinter printer(output_, command.format);
-    const Requester requester(busAddress(), command.sender, command.timeout,
-                              printer);
+    const Requester requester(busAddress(), command.sender, command.timeout, printer);
     return requester.ask("AreYouBusy", {}).get<bool>("isBusy") ? ovoctl::Outcome::FINDING
-                                                                : ovoctl::Outcome::FINE;
+                                                               : ovoctl::Outcome::FINE;
 }
 
 ovoctl::Outcome Simulator::operator()(const HelpCommand& command) const {
