@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PropertyCommand.h"
 
-#include "OpenStore.h"
 #include "PropertyDocument.h"
 #include "PropertyLine.h"
 #include "PropertyWatching.h"
+#include "WritableStore.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
