@@ -67,6 +67,14 @@ TEST_F(CheckCommand, FindingsAreLinesAndErrorsAndWarningsTheStatus) {
     EXPECT_EQ(checked({"--allow", "missing-attribute", bad()}).status, 0);
 }
 
+TEST_F(CheckCommand, ADirectoryWithoutFilesIsNamed) {
+    write("empty/read.me", "");
+    const Finished finished = checked({path("empty")});
+    EXPECT_EQ(finished.output, "ovoctl: no file whose name ends in .xml or .enc was found\n");
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(checked({"--json", "--format", "json", path("good.xml")}).status, 0);
+}
+
 TEST_F(CheckCommand, JsonIsAnObjectALine) {
     for (const std::vector<std::string>& format :
          {std::vector<std::string>{"--json"}, {"--format", "json"}}) {

@@ -81,6 +81,9 @@ TEST_F(Program, WrongCommandLinesAreOneSentenceThatNamesTheWord) {
         {{"property", "get", "A\xff"}, "the key \"A\\xff\" is not UTF-8"},
         {{"bus", "request", "a/b", "c", "--timeout", "soon"}, "soon"},
         {{"--generate", "poem"}, "poem"},
+        {{"doctor", ""}, "the URL is empty"},
+        {{"keygen", ""}, "the name of the file to write is empty"},
+        {{"check", "--json", "--format", "text", "/"}, "--json and --format text contradict"},
     };
     for (const auto& [arguments, text] : cases) {
         const CtlResult result = ctl(arguments);

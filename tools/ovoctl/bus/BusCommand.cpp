@@ -40,13 +40,26 @@ Bus::Clock::time_point deadlineOf(const Options& options) {
                static_cast<std::chrono::milliseconds::rep>(options.seconds * 1000));
 }
 
-void requireTopic(const std::string& topic) {
+/// The topic that an answer would have.
+std::string answerTopicOf(const std::string& topic) {
     if (!ipc::isPublishTopic(topic))
         throw Misuse("the topic " + quote(topic) + " is malformed");
+    const std::optional<std::string> mirrored = ipc::mirrored(topic);
+    if (!mirrored || topic.starts_with('/') || topic.ends_with('/'))
+        throw Misuse("the topic " + quote(topic) + " is not SENDER/RECEIVER");
+    return *mirrored;
+}
+
+/// What is not a number is in no range for the library, either side.
+std::string whyNoTimeout(const std::string& text) {
+    double seconds = 0;
+    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= LONGEST_SECONDS)
+        return {};
+    return quote(text) + " is not a number of seconds from 0 to 1000000";
 }
 
 void send(const Options& options) {
-    requireTopic(options.topic);
+    answerTopicOf(options.topic);
     const ipc::IPCMessage message = messageOf(options.name, options.parameters, false);
     const Bus::Clock::time_point deadline = deadlineOf(options);
     Bus({}, deadline).send(options.topic, message, deadline);
@@ -63,19 +76,15 @@ std::optional<ipc::IPCMessage> decoded(const ipc::IncomingMessage& message) {
 }
 
 Outcome request(const Options& options) {
-    requireTopic(options.topic);
-    const std::optional<std::string> mirrored = ipc::mirrored(options.topic);
-    if (!mirrored)
-        throw Misuse("the topic " + quote(options.topic) +
-                     " is not SENDER/RECEIVER, so nobody could answer");
+    const std::string answerTopic = answerTopicOf(options.topic);
     const ipc::IPCMessage message = messageOf(options.name, options.parameters, true);
     const Bus::Clock::time_point deadline = deadlineOf(options);
-    Bus bus({*mirrored}, deadline);
+    Bus bus({answerTopic}, deadline);
     bus.send(options.topic, message, deadline);
     for (;;) {
         const auto messages = bus.receive(deadline);
         if (messages.empty())
-            throw Unaskable("no answer to " + quote(options.name) + " from " + quote(*mirrored) +
+            throw Unaskable("no answer to " + quote(options.name) + " from " + quote(answerTopic) +
                             " in time");
         for (const ipc::IncomingMessage& received : messages) {
             const std::optional<ipc::IPCMessage> answer = decoded(received);
@@ -111,7 +120,7 @@ void addMessage(CLI::App& command, Options& options) {
     addWords(command, "PARAMETER", options.parameters, "key=text, or key:=json for other values")
         ->required(false);
     command.add_option("--timeout", options.seconds, "Longest wait for the broker and the answer")
-        ->check(CLI::Range(0.0, LONGEST_SECONDS))
+        ->check(CLI::Validator([](const std::string& text) { return whyNoTimeout(text); }, ""))
         ->type_name("SECONDS")
         ->capture_default_str();
 }
@@ -125,6 +134,7 @@ void addJson(CLI::App& command, Options& options) {
 void addBusCommand(CLI::App& app, Outcome& outcome) {
     const auto options = std::make_shared<Options>();
     CLI::App* bus = app.add_subcommand("bus", "The phone's message bus");
+    setExample(*bus, "ovoctl bus request watchdog/prov-client AreYouBusy");
 
     CLI::App* command = bus->add_subcommand("send", "Send a message that nobody has to answer");
     addMessage(*command, *options);

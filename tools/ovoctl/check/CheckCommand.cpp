@@ -136,6 +136,8 @@ Outcome run(const CheckArguments& arguments) {
     const std::vector<FileResult> results = runCheck(options);
     write(format, results);
     std::cout.flush();
+    if (results.empty())
+        std::cerr << "ovoctl: no file whose name ends in .xml or .enc was found\n";
     for (const FileResult& file : results)
         if (!file.unreadable.empty())
             std::cerr << "ovoctl: " << escapeControls(file.unreadable) << "\n";
@@ -164,12 +166,17 @@ void addCheckCommand(CLI::App& app, Outcome& outcome) {
     command->add_option("--allow", arguments->allowed, "A rule that may be broken; repeatable")
         ->type_name("RULE")
         ->allow_extra_args(false);
-    option("--format", arguments->format, "text, json (an object a line) or sarif", "FORMAT")
-        ->check(CLI::IsMember({"text", "json", "sarif"}));
+    CLI::Option* const format =
+        option("--format", arguments->format, "text, json (an object a line) or sarif", "FORMAT")
+            ->check(CLI::IsMember({"text", "json", "sarif"}));
     command->add_flag("--json", arguments->isJson, "The same as --format json");
     command->add_flag("--rules", arguments->areRulesWanted, "Lists the rules");
     command->footer(FOOTER);
-    command->callback([arguments, &outcome] { outcome = run(*arguments); });
+    command->callback([arguments, format, &outcome] {
+        if (arguments->isJson && format->count() > 0 && arguments->format != "json")
+            throw Misuse("--json and --format " + arguments->format + " contradict each other");
+        outcome = run(*arguments);
+    });
 }
 
 } // namespace ovoctl

@@ -75,8 +75,6 @@ Json::Value toJson(const ExaminationResult& result) {
 }
 
 Outcome examine(const Options& options) {
-    if (!options.url.empty())
-        requireUrl(options.url);
     Json::Value list(Json::arrayValue);
     // Not to be taken for one of the check that the line is of.
     std::exception_ptr outputFailure;
@@ -106,11 +104,17 @@ void addDoctorCommand(CLI::App& app, Outcome& outcome) {
     auto options = std::make_shared<Options>();
     CLI::App& command = *app.add_subcommand(
         "doctor", "Look at everything that provisioning needs, and say what to do");
-    command.add_option("URL", options->url,
-                       "Provisioning file or its server (default: the configured server)");
+    CLI::Option& url = *command.add_option(
+        "URL", options->url, "Provisioning file or its server (default: the configured server)");
     command.add_flag("--json", options->isJson, "Print a list of JSON objects");
     setExample(command, "ovoctl doctor https://prov.example.com/phone.xml");
-    command.callback([options, &outcome] { outcome = examine(*options); });
+    command.callback([options, &url, &outcome] {
+        if (url.count() > 0) {
+            requireName("URL", options->url);
+            requireUrl(options->url);
+        }
+        outcome = examine(*options);
+    });
 }
 
 } // namespace ovoctl

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PropertyCommand.h"
 
-#include "OpenStore.h"
 #include "PropertyDocument.h"
 #include "PropertyLine.h"
 #include "PropertyWatching.h"
+#include "WritableStore.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/support/JsonLine.h"
 #include "ovoctl/support/Words.h"
@@ -137,13 +137,13 @@ void write(const Batch& batch, const Options& options) {
 
 void set(const Options& options) {
     const Batch batch = assignmentsOf(options.assignments);
-    requireText("origin", options.origin);
+    requireName("origin", options.origin);
     write(batch, options);
 }
 
 void load(const Options& options) {
     const PropertyValues values = readDocument(options.file);
-    requireText("origin", options.origin);
+    requireName("origin", options.origin);
     write(Batch(values.begin(), values.end()), options);
 }
 
@@ -348,6 +348,7 @@ void addDocuments(CLI::App& property, const Shared& options, Outcome& outcome) {
 void addPropertyCommand(CLI::App& app, Outcome& outcome) {
     const auto options = std::make_shared<Options>();
     CLI::App* property = app.add_subcommand("property", "The phone's property store");
+    setExample(*property, "ovoctl property list State.");
     addReading(*property, options, outcome);
     addWriting(*property, options, outcome);
     addDocuments(*property, options, outcome);

@@ -2,7 +2,7 @@
 #include "PropertyWatching.h"
 
 #include "EveryKeyWatch.h"
-#include "OpenStore.h"
+#include "WritableStore.h"
 #include "ovoctl/support/BoundedQueue.h"
 #include "ovoctl/support/Endless.h"
 

@@ -87,6 +87,8 @@ private:
 } // namespace
 
 void OutputFile::check() const {
+    if (path.empty())
+        throw Misuse("the name of the file to write is empty");
     struct stat status {};
     if (path != "-" && !replaces && ::lstat(path.c_str(), &status) == 0)
         throw Misuse(quote(path) + " is there already; --force replaces it");

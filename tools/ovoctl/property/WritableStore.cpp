@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "OpenStore.h"
+#include "WritableStore.h"
 
 #include "ovoctl/Failure.h"
 #include "paths/Paths.h"
