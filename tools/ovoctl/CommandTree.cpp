@@ -34,7 +34,7 @@ constexpr const char* FOOTER = R"(Exit status:
   0  fine
   1  a finding, or a run that was no success
   2  used wrongly
-  3  who was to be asked could not be asked (no broker, no store, no daemon)
+  3  broker, store, daemon or file cannot be reached
 
 Environment:
   HALDEN_ROOT  the phone's root directory (default: /)

@@ -8,7 +8,7 @@ enum class Outcome {
     FINE = 0,
     FINDING = 1,   ///< a finding, or a run that was no success
     MISUSE = 2,    ///< used wrongly
-    UNASKABLE = 3, ///< who was to be asked could not be asked
+    UNASKABLE = 3, ///< broker, store, daemon, file or output cannot be reached
 };
 
 } // namespace ovoctl

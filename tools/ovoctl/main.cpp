@@ -21,7 +21,7 @@ Outcome run(int argc, const char* const* argv) {
     Outcome outcome = Outcome::FINE;
     try {
         ovoctl::Output output;
-        CLI::App app("Asks and operates the phone's provisioning manager, and checks files for it.",
+        CLI::App app("Ask and operate the phone's provisioning manager, and check files for it.",
                      "ovoctl");
         ovoctl::addCommands(app, outcome);
         try {

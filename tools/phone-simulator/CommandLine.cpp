@@ -72,7 +72,7 @@ CLI::Option* addNames(CLI::App& command, const char* name, std::vector<std::stri
 }
 
 void addJson(CLI::App& command, Raw& raw) {
-    command.add_flag("--json", raw.isJson, "Print one JSON object a line");
+    command.add_flag("--json", raw.isJson, "Print one JSON object per line");
 }
 
 CLI::App* addRun(CLI::App& app, Raw& raw) {

@@ -126,7 +126,7 @@ void addMessage(CLI::App& command, Options& options) {
 }
 
 void addJson(CLI::App& command, Options& options) {
-    command.add_flag("--json", options.isJson, "Print one JSON object a line");
+    command.add_flag("--json", options.isJson, "Print one JSON object per line");
 }
 
 } // namespace

@@ -149,7 +149,7 @@ Outcome run(const CheckArguments& arguments) {
 void addCheckCommand(CLI::App& app, Outcome& outcome) {
     const auto arguments = std::make_shared<CheckArguments>();
     CLI::App* const command =
-        app.add_subcommand("check", "Is this a good provisioning file, for this phone?");
+        app.add_subcommand("check", "Check whether provisioning files are good, for this phone");
     command->add_option("SOURCE", arguments->sources, "Files, URLs, directories")->type_name("");
     const auto option = [&](const char* name, std::string& value, const char* text,
                             const char* type) {
@@ -163,14 +163,16 @@ void addCheckCommand(CLI::App& app, Outcome& outcome) {
            "Root directory of the phone, whose store, locks and versions are read", "DIR");
     option("--base", arguments->base, "Where phones find the files: the URL of the directories",
            "URL");
-    command->add_option("--allow", arguments->allowed, "A rule that may be broken; repeatable")
+    command
+        ->add_option("--allow", arguments->allowed,
+                     "Leave out the findings of a rule; may be repeated")
         ->type_name("RULE")
         ->allow_extra_args(false);
     CLI::Option* const format =
-        option("--format", arguments->format, "text, json (an object a line) or sarif", "FORMAT")
+        option("--format", arguments->format, "text, json (an object per line) or sarif", "FORMAT")
             ->check(CLI::IsMember({"text", "json", "sarif"}));
     command->add_flag("--json", arguments->isJson, "The same as --format json");
-    command->add_flag("--rules", arguments->areRulesWanted, "Lists the rules");
+    command->add_flag("--rules", arguments->areRulesWanted, "List the rules");
     command->footer(FOOTER);
     command->callback([arguments, format, &outcome] {
         if (arguments->isJson && format->count() > 0 && arguments->format != "json")

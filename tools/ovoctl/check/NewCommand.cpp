@@ -60,7 +60,7 @@ void addNewCommand(CLI::App& app, Outcome& outcome) {
     };
     const auto arguments = std::make_shared<Arguments>();
     CLI::App* const command =
-        app.add_subcommand("new", "Prints a commented provisioning file to begin with");
+        app.add_subcommand("new", "Print a commented provisioning file to begin with");
     command->add_option("KIND", arguments->kind, "settings, firmware, scenario or list")
         ->type_name("")
         ->required();

@@ -227,7 +227,7 @@ void checkKeyFile(Examination& examination) {
                          "write the key into the first line");
     else if (isOpenToOthers(stamp))
         examination.warn(check, path.text() + " is open to others: mode " + modeOf(stamp),
-                         "chmod 0600 it");
+                         "set its mode to 0600");
     else if (text.size() > key.size() + 1)
         examination.warn(check, path.text() + " has more than one line",
                          "keep the first line, which alone is the key");

@@ -38,9 +38,10 @@ void checkMode(Examination& examination, const HostPath& path) {
         const HostPath file = path.with(suffix);
         const FileStamp stamp = FileStamp::of(file);
         if (stamp.error == 0 && isOpenToOthers(stamp)) {
-            examination.warn(MODE, file.text() + " is open to others: mode " + modeOf(stamp),
-                             "chmod 0600 it, the store holds passwords (the daemon does so when it "
-                             "opens the store)");
+            examination.warn(
+                MODE, file.text() + " is open to others: mode " + modeOf(stamp),
+                "set its mode to 0600, the store holds passwords (the daemon does so when it "
+                "opens the store)");
             return;
         }
     }

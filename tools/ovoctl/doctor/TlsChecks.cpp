@@ -85,7 +85,7 @@ bool examineModes(Examination& examination) {
         const FileStamp stamp = FileStamp::of(path);
         if (stamp.error == 0 && isOpenToOthers(stamp)) {
             examination.warn(CLIENT, path.text() + " is open to others: mode " + modeOf(stamp),
-                             "chmod 0600 it");
+                             "set its mode to 0600");
             return false;
         }
     }

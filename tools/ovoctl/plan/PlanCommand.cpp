@@ -17,9 +17,9 @@ namespace ovoctl {
 namespace {
 
 constexpr char DESCRIPTION[] =
-    "What would this phone do, were it told to run this file now? Changes nothing and sends "
-    "nothing on the bus; fetches what a run would fetch, but of large firmware, wallpapers and "
-    "phone books only the size.";
+    "Show what this phone would do if it ran this file now. Changes nothing and sends nothing on "
+    "the bus; fetches what a run would fetch, but of large firmware, wallpapers and phone books "
+    "only the size.";
 constexpr char FOOTER[] = R"(Example:
   ovoctl plan http://prov.example.com/phones/
   ovoctl plan --base http://prov.example.com/phones/ new-settings.xml

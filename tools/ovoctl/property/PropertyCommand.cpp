@@ -247,7 +247,7 @@ void watch(const Options& options) {
 }
 
 void addJson(CLI::App& command, Options& options) {
-    command.add_flag("--json", options.style.isJson, "Print one JSON object a line");
+    command.add_flag("--json", options.style.isJson, "Print one JSON object per line");
 }
 
 void addSecrets(CLI::App& command, Options& options) {

@@ -49,7 +49,7 @@ void addWatchCommand(CLI::App& app, Outcome& /*outcome*/) {
         ->check(CLI::IsMember({"runs", "properties", "bus"}));
     command->add_flag("--secrets", options->watch.showsSecrets,
                       "Show passwords, and credentials in URLs, too");
-    command->add_flag("--json", options->watch.isJson, "Print one JSON object a line");
+    command->add_flag("--json", options->watch.isJson, "Print one JSON object per line");
     setExample(*command, "ovoctl watch --only runs,bus");
     command->callback([options] { watch(*options); });
 }
