@@ -96,7 +96,7 @@ TEST_F(PhoneDoctor, AnEmptyKey) {
 
 TEST_F(PhoneDoctor, AKeyThatIsOpenToOthers) {
     mode(KEY, 0644);
-    expect(visit(), "key file", "warning", "mode 0644", "chmod 0600");
+    expect(visit(), "key file", "warning", "mode 0644", "set its mode to 0600");
 }
 
 TEST_F(PhoneDoctor, AKeyOfSeveralLines) {

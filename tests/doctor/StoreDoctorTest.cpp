@@ -26,7 +26,7 @@ TEST_F(StoreDoctor, ADamagedStore) {
 
 TEST_F(StoreDoctor, AStoreThatIsOpenToOthers) {
     mode(STORE, 0640);
-    expect(visit(), "store mode", "warning", "mode 0640", "chmod 0600");
+    expect(visit(), "store mode", "warning", "mode 0640", "set its mode to 0600");
 }
 
 TEST_F(StoreDoctor, ALogThatGrew) {

@@ -89,7 +89,7 @@ TEST_F(TlsDoctor, AClientCertificateThatBelongsToItsKey) {
     EXPECT_EQ(sound.status, 0) << sound.output;
     expect(sound, "client certificate", "ok", "belong together");
     mode("/data/certs/client/user_key.pem", 0644);
-    expect(visit(), "client certificate", "warning", "mode 0644", "chmod 0600");
+    expect(visit(), "client certificate", "warning", "mode 0644", "set its mode to 0600");
 }
 
 TEST_F(TlsDoctor, AClientCertificateWithAnotherKey) {
