@@ -50,7 +50,7 @@ bool waitForBus(const Neighbourhood& neighbours, std::optional<Clock::time_point
 }
 
 std::string busAddress() {
-    const std::string address = app::Environment::read().busAddress;
+    std::string address = app::Environment::read().busAddress;
     try {
         ipc::BusAddress::parse(address);
     } catch (const std::runtime_error& error) {

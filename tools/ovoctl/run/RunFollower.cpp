@@ -65,18 +65,20 @@ PhoneState RunFollower::waitFor(const Awaited& awaited, std::optional<Clock::tim
         if (latest && now >= *latest)
             throw Unaskable(awaited.late);
 
-        std::array<pollfd, 2> descriptors{{bus_.descriptor(), {reports_.descriptor(), POLLIN, 0}}};
-        Clock::time_point next = std::min(bus_.latest(), now + DAEMON_INTERVAL);
-        if (latest)
-            next = std::min(next, *latest);
-        if (!endless_.wait(descriptors, next)) {
-            if (endless_.hasReaderLeft())
-                throw ReaderLeft();
-            throw Unaskable("told to end before the run did; it goes on");
-        }
-        bus_.handle(descriptors[0].revents);
+        const Clock::time_point next = now + DAEMON_INTERVAL;
+        waitForNews(latest ? std::min(next, *latest) : next);
         takeMessages(progress);
     }
+}
+
+/// Of the bus, of the store, or none until then.
+void RunFollower::waitForNews(Clock::time_point latest) {
+    std::array<pollfd, 2> descriptors{{bus_.descriptor(), {reports_.descriptor(), POLLIN, 0}}};
+    if (endless_.wait(descriptors, std::min(bus_.latest(), latest)))
+        return bus_.handle(descriptors[0].revents);
+    if (endless_.hasReaderLeft())
+        throw ReaderLeft();
+    throw Unaskable("told to end before the run did; it goes on");
 }
 
 /// Looks at the reports that came meanwhile first.

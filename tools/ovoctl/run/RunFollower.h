@@ -46,6 +46,7 @@ private:
     using Reports = BoundedQueue<std::string>;
 
     std::optional<PhoneState> find(const Awaited& awaited, const PhoneState& now);
+    void waitForNews(Clock::time_point latest);
     void takeMessages(const Progress& progress);
 
     Endless endless_;
