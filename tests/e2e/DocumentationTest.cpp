@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Phone.h"
+#include "support/files/ProvisioningFiles.h"
+#include "support/process/TextReplacement.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,25 +18,6 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
-
-/// The XML examples of the reference for provisioning files, in order.
-std::vector<std::string> examples() {
-    const std::string text = readHostFile(PROVISIONING_FILE_REFERENCE);
-    const std::string fence = "```xml\n";
-    std::vector<std::string> blocks;
-    for (auto begin = text.find(fence); begin != std::string::npos;
-         begin = text.find(fence, begin)) {
-        begin += fence.size();
-        blocks.push_back(text.substr(begin, text.find("```", begin) - begin));
-    }
-    return blocks;
-}
-
-std::string replaced(std::string text, const std::string& what, const std::string& with) {
-    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
-        text.replace(at, what.size(), with);
-    return text;
-}
 
 /// A file that another one leads to: sets "Listed.NAME".
 void publishListed(Phone& phone, const std::string& target, const std::string& name) {
@@ -205,7 +188,7 @@ const std::vector<Example>& exampleTable() {
 }
 
 TEST(Documentation, EveryExampleDoesWhatThePageSays) {
-    const std::vector<std::string> all = examples();
+    const std::vector<std::string> all = referenceExamples();
     const std::vector<Example>& table = exampleTable();
     ASSERT_THAT(all, SizeIs(table.size()));
     Phone phone(std::string{});

@@ -8,6 +8,7 @@
 #include "MistakesPage.h"
 #include "Phone.h"
 #include "support/process/ChildProcess.h"
+#include "support/process/TextReplacement.h"
 #include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
@@ -35,12 +36,6 @@ location /private/ { auth_basic provisioning; auth_basic_user_file @DIR@/others;
 location = /moved.xml { return 302 /moved.xml; }
 location /images/ { proxy_pass )" +
            faultyServer + "; }\n";
-}
-
-std::string replaced(std::string text, const std::string& from, const std::string& to) {
-    for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
 }
 
 bool beginsWith(const std::string& command, const std::string& words) {

@@ -4,6 +4,7 @@
 #include "support/http/FullPort.h"
 #include "support/http/TestProxy.h"
 #include "support/process/FreePort.h"
+#include "support/process/TextReplacement.h"
 
 #include <gmock/gmock.h>
 
@@ -40,10 +41,7 @@ protected:
     }
 
     static std::string withoutName(std::string text, std::uint16_t port) {
-        const std::string name = nameOf(port);
-        if (const auto at = text.find(name); at != std::string::npos)
-            text.replace(at, name.size(), "PROXY");
-        return text;
+        return replaced(std::move(text), nameOf(port), "PROXY");
     }
 
     TlsWire::Settings proxyTls(TestIdentity identity) const {

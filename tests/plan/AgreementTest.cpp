@@ -8,6 +8,7 @@
 #include "ovoctl/check/Templates.h"
 #include "support/files/GeneratedFiles.h"
 #include "support/files/ProvisioningFiles.h"
+#include "support/process/TextReplacement.h"
 #include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
@@ -153,8 +154,7 @@ protected:
     void expectAgreementOn(std::string text) {
         for (const std::string server :
              {"https://prov.example.com/", "https://second.example.com/"})
-            for (auto at = text.find(server); at != std::string::npos; at = text.find(server))
-                text.replace(at, server.size(), phone.url("/"));
+            text = replaced(std::move(text), server, phone.url("/"));
         SCOPED_TRACE(text);
         setProperties({});
         expectAgreement(publish("/file-" + std::to_string(++files) + ".xml", text, text), {});

@@ -59,6 +59,10 @@ TEST(CommandLineTest, RunTakesItsOptions) {
     EXPECT_EQ(run.timeout, 250ms);
 }
 
+TEST(CommandLineTest, AWordInBracketsIsOneWord) {
+    EXPECT_THAT(parseRun({"--watch", "[a,b]"}).watchedKeys, ElementsAre("[a,b]"));
+}
+
 TEST(CommandLineTest, RequestsHaveASenderAndATimeout) {
     const auto trigger =
         std::get<TriggerCommand>(parse({"trigger", "--url", "https://host/", "--answer"}));

@@ -148,15 +148,8 @@ Command parseCommandLine(int argc, const char* const* argv) {
             ->check(CLI::Range(0.0, LONGEST_SECONDS))
             ->type_name("SECONDS");
     const std::vector<Choice> choices = addAnswer(app, raw);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        return HelpCommand{app.help() + "\n"};
-    } catch (const CLI::CallForVersion& version) {
-        return HelpCommand{version.what() + std::string("\n")};
-    } catch (const CLI::ParseError& error) {
-        throw Misuse(program::refusal(app, error));
-    }
+    if (auto text = program::parse(app, argc, argv))
+        return HelpCommand{std::move(*text)};
     for (const CLI::Option* file : {scenario, static_cast<const CLI::Option*>(certificate),
                                     static_cast<const CLI::Option*>(key)})
         program::requireContent(*file);

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <utility>
 
 namespace simulator {
 
@@ -20,7 +21,7 @@ constexpr const char* FOOTER = R"(
 The phone is found through the environment: HALDEN_ROOT is its root directory,
 HALDEN_BUS the address of its bus (unix:PATH or tcp:HOST:PORT).
 
---json prints one object a line, with always the same members:
+--json prints one object per line, with always the same members:
   time   UTC, "2024-05-01T12:00:00.123Z"
   who    a neighbour's name on the bus, "store" or "simulator"
   event  "received", "answered", "sent", "changed" or "note"
@@ -178,15 +179,8 @@ Command parseCommandLine(int argc, const char* const* argv) {
     const CLI::App* run = addRun(app, raw);
     const CLI::App* trigger = addTrigger(app, raw);
     const CLI::App* busy = addBusy(app, raw);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        return HelpCommand{app.help() + "\n"};
-    } catch (const CLI::CallForVersion& version) {
-        return HelpCommand{version.what() + std::string("\n")};
-    } catch (const CLI::ParseError& error) {
-        throw ovoctl::Misuse(program::refusal(app, error));
-    }
+    if (auto text = program::parse(app, argc, argv))
+        return HelpCommand{std::move(*text)};
     for (const CLI::App* command : app.get_subcommands())
         requireTexts(*command);
     if (run->parsed())

@@ -9,33 +9,36 @@
 namespace program {
 
 LineOutput::LineOutput(std::ostream& output, std::function<void()> onLost)
-    : output_(output), onLost_(std::move(onLost)) {}
+    : onLost_(std::move(onLost)), state_(State{output, false, nullptr}) {}
 
 void LineOutput::write(const std::string& line) {
     {
-        const std::lock_guard lock(mutex_);
-        if (isLost_ || isWritten(line))
+        const auto state = state_.lock();
+        if (state->isLost)
             return;
-        isLost_ = true;
+        state->write(line);
+        if (!state->isLost)
+            return;
     }
     onLost_();
 }
 
 void LineOutput::check() const {
-    const std::lock_guard lock(mutex_);
-    if (failure_)
-        std::rethrow_exception(failure_);
+    const auto failure = state_.lock()->failure;
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
-bool LineOutput::isWritten(const std::string& line) {
+void LineOutput::State::write(const std::string& line) {
     try {
-        return static_cast<bool>(output_ << line + "\n" << std::flush);
+        isLost = !(output << line + "\n" << std::flush);
     } catch (const ovoctl::ReaderLeft&) {
-        output_.clear(); // no failure for who flushes it at the end
+        isLost = true;
+        output.clear(); // no failure for who flushes it at the end
     } catch (const ovoctl::Unaskable&) {
-        failure_ = std::current_exception();
+        isLost = true;
+        failure = std::current_exception();
     }
-    return false;
 }
 
 } // namespace program

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Guarded.h"
+
 #include <exception>
 #include <functional>
-#include <mutex>
 #include <ostream>
 #include <string>
 
@@ -26,13 +27,16 @@ public:
     void check() const;
 
 private:
-    bool isWritten(const std::string& line);
+    struct State {
+        std::ostream& output;
+        bool isLost = false;
+        std::exception_ptr failure;
 
-    std::ostream& output_;
+        void write(const std::string& line);
+    };
+
     const std::function<void()> onLost_;
-    mutable std::mutex mutex_; ///< held while a line is written: keeps lines apart
-    bool isLost_ = false;
-    std::exception_ptr failure_;
+    common::Guarded<State> state_; ///< locked while a line is written: keeps lines apart
 };
 
 } // namespace program

@@ -21,7 +21,12 @@ Outcome outcomeOf(const std::string& name, const std::function<Outcome()>& work)
     Outcome outcome = Outcome::FINE;
     try {
         ovoctl::Output output;
-        outcome = work();
+        try {
+            outcome = work();
+        } catch (const ovoctl::Misuse&) {
+            output.flush();
+            throw;
+        }
         output.flush();
         return outcome;
     } catch (const ovoctl::ReaderLeft&) {

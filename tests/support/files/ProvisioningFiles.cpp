@@ -3,6 +3,7 @@
 
 #include "support/process/ChildProcess.h"
 #include "support/process/PhoneRoot.h"
+#include "support/process/TextReplacement.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -13,12 +14,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string replaced(std::string text, const std::string& what, const std::string& with) {
-    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
-        text.replace(at, what.size(), with);
-    return text;
-}
 
 /// What follows a word at the begin of a line of the comment; none: it is another line.
 std::optional<std::string> after(const std::string& word, std::string line) {

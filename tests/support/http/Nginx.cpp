@@ -2,6 +2,7 @@
 #include "Nginx.h"
 
 #include "support/process/FreePort.h"
+#include "support/process/TextReplacement.h"
 #include "support/process/WaitUntil.h"
 
 #include <algorithm>
@@ -9,16 +10,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <utility>
-
-namespace {
-
-void replaceAll(std::string& text, const std::string& what, const std::string& with) {
-    for (std::size_t at = text.find(what); at != std::string::npos;
-         at = text.find(what, at + with.size()))
-        text.replace(at, what.size(), with);
-}
-
-} // namespace
 
 Nginx::Nginx(std::string locations, std::optional<Tls> tls)
     : locations_(std::move(locations)), tls_(std::move(tls)) {
@@ -89,15 +80,13 @@ http {
             text += "ssl_client_certificate @DIR@/client-ca.pem; ssl_verify_client on;\n";
         text += tls_->settings + "\n@LOCATIONS@\n    }\n";
     }
-    replaceAll(text, "@LOCATIONS@", locations_);
-    return filled(text + "}\n");
+    return filled(replaced(text, "@LOCATIONS@", locations_) + "}\n");
 }
 
 std::string Nginx::filled(std::string text) const {
-    replaceAll(text, "@DIR@", directory_.path());
-    replaceAll(text, "@PORT@", std::to_string(port_));
-    replaceAll(text, "@TLSPORT@", std::to_string(tlsPort_));
-    return text;
+    text = replaced(std::move(text), "@DIR@", directory_.path());
+    text = replaced(std::move(text), "@PORT@", std::to_string(port_));
+    return replaced(std::move(text), "@TLSPORT@", std::to_string(tlsPort_));
 }
 
 std::string Nginx::url(const std::string& target) const {

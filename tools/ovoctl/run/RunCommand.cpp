@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace ovoctl {
@@ -34,8 +35,7 @@ constexpr char BOOT_UP_NOT_DONE[] =
     "phone's other services, which its log names";
 
 struct Options {
-    std::string url;
-    bool isUrlGiven = false;
+    std::optional<std::string> url;
     bool mustWait = false;
     bool mustNotWait = false;
     double seconds = 0; ///< 0: as long as it takes
@@ -43,9 +43,9 @@ struct Options {
 };
 
 std::string urlOf(const Options& options, const PhoneState& state) {
-    if (options.isUrlGiven) {
-        requireUrl(options.url);
-        return options.url;
+    if (options.url) {
+        requireUrl(*options.url);
+        return *options.url;
     }
     if (state.server.empty())
         throw Unaskable(std::string("no URL is given, and no server is configured: ") +
@@ -88,8 +88,8 @@ RunFollower::Awaited reportOf(const std::string& url, std::uint64_t run) {
 Outcome runOnce(const Options& options) {
     if (std::isnan(options.seconds))
         throw Misuse("--timeout: nan is not a number of seconds");
-    if (options.isUrlGiven)
-        requireName("URL", options.url);
+    if (options.url)
+        requireName("URL", *options.url);
     PhoneState state = PhoneState::read();
     requireDaemon();
     const bool waits = !options.mustNotWait && (options.mustWait || ::isatty(STDOUT_FILENO) == 1);
@@ -123,8 +123,8 @@ void addRunCommand(CLI::App& app, Outcome& outcome) {
     auto options = std::make_shared<Options>();
     CLI::App& command =
         *app.add_subcommand("run", "Ask the daemon for a run, follow it, and end with its result");
-    const CLI::Option* const url = command.add_option(
-        "URL", options->url, "Provisioning file or its server (default: the configured server)");
+    command.add_option("URL", options->url,
+                       "Provisioning file or its server (default: the configured server)");
     auto* wait = command.add_flag("--wait", options->mustWait,
                                   "Wait for the end of the run (the default on a terminal)");
     command.add_flag("--no-wait", options->mustNotWait, "Only ask for the run")->excludes(wait);
@@ -135,10 +135,7 @@ void addRunCommand(CLI::App& app, Outcome& outcome) {
     command.add_flag("--json", options->isJson,
                      "Print the run's report, or what was asked for, as JSON");
     setExample(command, "ovoctl run --wait http://prov.example.com/phone.xml");
-    command.callback([options, url, &outcome] {
-        options->isUrlGiven = url->count() > 0;
-        outcome = runOnce(*options);
-    });
+    command.callback([options, &outcome] { outcome = runOnce(*options); });
 }
 
 } // namespace ovoctl
