@@ -25,7 +25,7 @@ endfunction()
 # ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL] [SLOW PATTERN...]): a GoogleTest
 # executable, each of its tests a test of ctest. SERIAL: never beside another test (measures time or
 # uses the machine). SLOW: the tests that match one of the patterns (as in --gtest_filter) carry the
-# label "slow" and are SERIAL; only the test preset "debug" runs those.
+# label "slow" and are SERIAL; only the test presets "debug" and "clang" run those.
 function(ovo_test NAME)
   cmake_parse_arguments(T "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES;SLOW" ${ARGN})
   add_executable(${NAME} ${T_SOURCES})

@@ -29,7 +29,9 @@ if(OVO_SANITIZE)
   endif()
 endif()
 if(OVO_COVERAGE)
-  add_compile_options(--coverage)
+  # Counted in one step: threads that count at once would lose counts, and gcovr refuses the negative
+  # ones that gcov then derives.
+  add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()
 
