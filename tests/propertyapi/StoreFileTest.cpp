@@ -370,7 +370,8 @@ TEST(DamagedStore, LogOfTheDamagedFileDoesNotComeIntoTheFreshOne) {
     std::filesystem::copy(copies, store.root().host("/data"),
                           std::filesystem::copy_options::recursive |
                               std::filesystem::copy_options::overwrite_existing);
-    damage(store.file(), 100, std::string(std::filesystem::file_size(store.file()) - 100, 'x'));
+    const auto size = static_cast<std::size_t>(std::filesystem::file_size(store.file()));
+    damage(store.file(), 100, std::string(size - 100, 'x'));
     const std::string log = readHostFile(store.file() + "-wal");
     ASSERT_GT(log.size(), 32U);
     expectReplaced(store, readHostFile(store.file()));
