@@ -2,6 +2,7 @@
 #include "CredentialsProvider.h"
 
 #include "Vocabulary.h"
+#include "common/WallClock.h"
 #include "ipc/IPCMessage.h"
 #include "logger/Logger.h"
 
@@ -86,10 +87,13 @@ std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
         onQuestion();
         lock.lock();
     }
-    const auto deadline = std::chrono::system_clock::now() + readTimeout(phoneConfig);
-    if (!credentialsArrived.wait_until(lock, deadline,
-                                       [this] { return credentialsReceived || cancelled; }))
-        throw std::runtime_error("HTTP credentials input timeout");
+    const auto deadline = common::WallClock::now() + readTimeout(phoneConfig);
+    while (!credentialsReceived && !cancelled) {
+        if (common::WallClock::now() >= deadline)
+            throw std::runtime_error("HTTP credentials input timeout");
+        // What it returns comes from the standard library's own clock.
+        credentialsArrived.wait_until(lock, deadline);
+    }
     if (!credentialsReceived)
         throw std::runtime_error(CANCELLED);
     credentialsReceived = false;
