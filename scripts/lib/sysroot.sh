@@ -41,9 +41,10 @@ make_sysroot() {
     mkdir -p -- "${target%/*}"
     new=$(mktemp -d -- "$target.XXXXXX")
     log=$(mktemp)
-    # Only extracted, never run: nothing of another architecture is installed on this machine.
-    if ! mmdebstrap --variant=extract "--architectures=$architecture" "--include=$packages" \
-        "$(awk '{ print $(NF - 1) }' <<<"$source")" "$new/all" "$source" >"$log" 2>&1; then
+    # Only extracted, never run: nothing of another architecture is installed on this machine. By way of
+    # an archive, so that the files belong to whoever builds, root or not.
+    if ! mmdebstrap --variant=extract --format=tar "--architectures=$architecture" "--include=$packages" \
+        "$(awk '{ print $(NF - 1) }' <<<"$source")" "$new/all.tar" "$source" >"$log" 2>&1; then
         echo "sysroot: the packages could not be extracted; the end of the output:" >&2
         tail -n 20 "$log" >&2
         rm -rf -- "$new" "$log"
@@ -51,9 +52,9 @@ make_sysroot() {
     fi
     rm -f -- "$log"
     mkdir "$new/kept"
-    mv -- "$new/all/usr" "$new/all/lib" "$new/kept/"
     # Programs are the machine's; manuals and translations serve nobody here.
-    rm -rf -- "$new/kept/usr/bin" "$new/kept/usr/sbin" "$new/kept/usr/share/"{doc,man,locale,info}
+    tar -C "$new/kept" --no-same-owner --exclude=./usr/{bin,sbin} --exclude=./usr/share/{doc,man,locale,info} \
+        -xf "$new/all.tar" ./usr ./lib
     relative_links "$new/kept"
     printf '%s\n' "$source $packages" >"$new/kept/made-from"
     rm -rf -- "$target"
