@@ -295,7 +295,7 @@ TEST_F(TlsFailure, OfASecondConnectionIsNotAStallOfTheFirst) {
     request.auth = http::AuthScheme::Digest;
     request.user = "user";
     request.password = "secret";
-    request.connectTimeout = std::chrono::milliseconds(300);
+    request.connectTimeout = std::chrono::seconds(2);
     const HttpResponse response = api.get(request);
     EXPECT_EQ(response.failure, "the TLS handshake with the server timed out");
     EXPECT_EQ(response.status, 401) << "the last one that came";
