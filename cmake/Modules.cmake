@@ -25,7 +25,7 @@ function(ovo_program NAME)
 endfunction()
 
 # ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL] [SLOW PATTERN...]): a GoogleTest
-# executable, each of its tests a test of ctest. SERIAL: never beside another test (measures time or
+# executable, each of its tests a test of ctest. TIMEOUT: ten times as much under an emulator. SERIAL: never beside another test (measures time or
 # uses the machine). SLOW: the tests that match one of the patterns (as in --gtest_filter) carry the
 # label "slow" and are SERIAL; only the test preset "debug" runs those.
 function(ovo_test NAME)
@@ -36,6 +36,9 @@ function(ovo_test NAME)
   target_link_libraries(${NAME} PRIVATE ovo_flags ${T_LIBRARIES} GTest::gmock GTest::gtest_main)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 60)
+  endif()
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    math(EXPR T_TIMEOUT "10 * ${T_TIMEOUT}")
   endif()
   set(serial OFF)
   if(T_SERIAL)

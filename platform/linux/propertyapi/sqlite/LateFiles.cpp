@@ -23,9 +23,9 @@ using ByDescriptor = int (*)(int, struct stat*);
 
 /// What the library called before.
 struct Calls {
-    ByPath stat = nullptr;
-    ByPath lstat = nullptr;
-    ByDescriptor fstat = nullptr;
+    ByPath stat = ::stat;
+    ByPath lstat = ::lstat;
+    ByDescriptor fstat = ::fstat;
 };
 
 Calls& original() {
@@ -82,9 +82,11 @@ int tellOfOpen(int file, struct stat* status) {
 /// Puts a call in the place of the library's own, where it has one.
 template <typename Call>
 void replace(sqlite3_vfs& vfs, const char* name, Call& own, Call replacement) {
-    own = reinterpret_cast<Call>(vfs.xGetSystemCall(&vfs, name));
-    if (own != nullptr)
-        vfs.xSetSystemCall(&vfs, name, reinterpret_cast<sqlite3_syscall_ptr>(replacement));
+    const sqlite3_syscall_ptr known = vfs.xGetSystemCall(&vfs, name);
+    if (known == nullptr)
+        return;
+    own = reinterpret_cast<Call>(known);
+    vfs.xSetSystemCall(&vfs, name, reinterpret_cast<sqlite3_syscall_ptr>(replacement));
 }
 
 bool replaceCalls() {
