@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Phone.h"
 #include "support/clock/LaterTime.h"
+#include "support/process/Sanitizers.h"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +18,10 @@ constexpr char UNKNOWN_DATE[] = " 3 LibraryDate:";
 
 class LateDate : public testing::Test {
 protected:
+    void SetUp() override {
+        if (SANITIZED)
+            GTEST_SKIP() << "a sanitizer has to be the first library of the daemon";
+    }
     /// A run at boot over plain HTTP, in 2041.
     void bootLate() {
         // As the distributions have it: a link to a file elsewhere.
