@@ -3,7 +3,8 @@
 #
 # One static library per module. Its include root is OVO_INCLUDE_ROOT of its part of the tree, or its
 # own directory where there is none; headers of other modules are included by their path below it.
-# scripts/check-structure holds includes of other modules against what the target links.
+# scripts/check-structure holds includes of other modules against what the target links. Modules of a
+# part with OVO_INSTALLED_PART are installed for developers.
 function(ovo_module NAME)
   cmake_parse_arguments(M "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${NAME} STATIC ${M_SOURCES})
@@ -13,6 +14,9 @@ function(ovo_module NAME)
     target_include_directories(${NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
   endif()
   target_link_libraries(${NAME} PUBLIC ${M_PUBLIC} PRIVATE ovo_flags ${M_PRIVATE})
+  if(OVO_INSTALLED_PART)
+    set_property(GLOBAL APPEND PROPERTY OVO_LIBRARIES ${NAME})
+  endif()
 endfunction()
 
 # ovo_program(NAME SOURCES ... [LIBRARIES ...]): an executable in bin/.
