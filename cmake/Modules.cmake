@@ -1,13 +1,18 @@
 # SPDX-License-Identifier: Apache-2.0
-# ovo_module(NAME SOURCES ... [PUBLIC ...] [PRIVATE ...])
+# ovo_module(NAME SOURCES ... [FAST ...] [PUBLIC ...] [PRIVATE ...])
 #
 # One static library per module. Its include root is OVO_INCLUDE_ROOT of its part of the tree, or its
 # own directory where there is none; headers of other modules are included by their path below it.
+# FAST: those of the sources in which a run with many parameters spends its time; they are not optimised for size
+# (docs/size.md).
 # scripts/check-structure holds includes of other modules against what the target links. Modules of a
 # part with OVO_INSTALLED_PART are installed for developers; what is OVO_PART_OF_DAEMON can be optimised with it.
 function(ovo_module NAME)
-  cmake_parse_arguments(M "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(M "" "" "SOURCES;FAST;PUBLIC;PRIVATE" ${ARGN})
   add_library(${NAME} STATIC ${M_SOURCES})
+  if(OVO_SMALL AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    set_source_files_properties(${M_FAST} PROPERTIES COMPILE_OPTIONS "-O2;-fno-lto")
+  endif()
   if(DEFINED OVO_INCLUDE_ROOT)
     target_include_directories(${NAME} PUBLIC ${OVO_INCLUDE_ROOT})
   else()
