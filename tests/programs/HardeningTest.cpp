@@ -76,11 +76,11 @@ TEST_P(HardeningTest, OverflowsOfOtherBuffersAreFound) {
                 ContainsRegex("__(snprintf|vsnprintf|memcpy|explicit_bzero)_chk"));
 }
 
-/// Each place that a pointer may lead to begins with an instruction that says so. The mark of the whole
-/// file is missing where the system's start files have none.
+/// Each place that a pointer may lead to begins with an instruction that says so. The mark of the
+/// whole file is missing where the system's start files have none.
 TEST_P(HardeningTest, JumpsEndWhereAFunctionBegins) {
-    static const std::map<std::string, std::string> INSTRUCTIONS{
-        {"x86_64", "\xf3\x0f\x1e\xfa"}, {"aarch64", "\x3f\x23\x03\xd5"}};
+    static const std::map<std::string, std::string> INSTRUCTIONS{{"x86_64", "\xf3\x0f\x1e\xfa"},
+                                                                 {"aarch64", "\x3f\x23\x03\xd5"}};
     const auto instruction = INSTRUCTIONS.find(PROCESSOR);
     if (instruction == INSTRUCTIONS.end())
         GTEST_SKIP() << "not on " << PROCESSOR;

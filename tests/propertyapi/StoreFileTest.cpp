@@ -244,7 +244,8 @@ TEST(StoreFile, AnEarlierVersionMayHaveTheStoreInBetween) {
     store.shell("UPDATE property SET value = '3' WHERE key = 'A'");
     ASSERT_TRUE(recorder.waitFor(1));
     EXPECT_THAT(recorder.values(), ElementsAre("3"));
-    EXPECT_EQ(store.shell("SELECT count(*) FROM sqlite_schema WHERE name = 'property_change'"), "0");
+    EXPECT_EQ(store.shell("SELECT count(*) FROM sqlite_schema WHERE name = 'property_change'"),
+              "0");
 }
 
 /// An upgrade was taken back, and this is the earlier version.

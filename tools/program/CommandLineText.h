@@ -17,8 +17,8 @@ void requireContent(const CLI::Option& option);
 /// Throws Misuse, which names the option, when one of its values is empty or not UTF-8.
 void requireText(const CLI::Option& option);
 
-/// Adds the option "--generate man", which no help shows: it prints the manual page on std::cout and
-/// ends the parsing with CLI::Success.
+/// Adds the option "--generate man", which no help shows: it prints the manual page on std::cout
+/// and ends the parsing with CLI::Success.
 void addManual(CLI::App& app, const ovoctl::ManPageFrame& frame);
 
 } // namespace program
