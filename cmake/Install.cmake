@@ -105,3 +105,12 @@ foreach(part IN ITEMS common:common/common platform/interfaces:interfaces platfo
 endforeach()
 get_property(libraries GLOBAL PROPERTY OVO_LIBRARIES)
 install(TARGETS ${libraries} ARCHIVE DESTINATION ${OVO_LIBRARY_DIR} COMPONENT dev)
+# Only the compiler that made it can read what it left for the optimisation of the whole, and others refuse it.
+install(CODE "
+  file(GLOB libraries \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${OVO_LIBRARY_DIR}/*.a\")
+  foreach(library IN LISTS libraries)
+    execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --enable-deterministic-archives --wildcard
+      --remove-section=.gnu.lto_* --remove-section=.gnu.debuglto_* --strip-symbol=__gnu_lto_* \"\${library}\"
+      COMMAND_ERROR_IS_FATAL ANY)
+  endforeach()
+" COMPONENT dev)

@@ -93,8 +93,8 @@ TEST_P(HardeningTest, JumpsEndWhereAFunctionBegins) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Programs, HardeningTest, testing::ValuesIn(programs()),
-                         [](const auto& info) {
-                             std::string name = info.param.substr(info.param.rfind('/') + 1);
+                         [](const auto& program) {
+                             std::string name = program.param.substr(program.param.rfind('/') + 1);
                              for (char& character : name)
                                  if (character == '-')
                                      character = '_';
