@@ -60,7 +60,9 @@ function(ovo_test NAME)
   add_executable(${NAME} ${T_SOURCES})
   set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   target_include_directories(${NAME} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
-  target_link_libraries(${NAME} PRIVATE ovo_flags ${T_LIBRARIES} GTest::gmock GTest::gtest_main)
+  # stdc++: before the libraries that these name again. The index of an archive with objects for the optimisation of the
+  # whole has functions of the C++ library that the objects themselves may lack; GoogleTest would be looked for there.
+  target_link_libraries(${NAME} PRIVATE ovo_flags ${T_LIBRARIES} GTest::gmock GTest::gtest_main stdc++)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 60)
   endif()
