@@ -4,15 +4,22 @@
 # One static library per module. Its include root is OVO_INCLUDE_ROOT of its part of the tree, or its
 # own directory where there is none; headers of other modules are included by their path below it.
 # scripts/check-structure holds includes of other modules against what the target links.
+#
+# Where OVO_PACKAGE_PART is set ("core" or "linux") the module belongs to the installed CMake package
+# (cmake/Package.cmake): as ovo::NAME, or as ovo::EXPORT_NAME where that is given.
 function(ovo_module NAME)
-  cmake_parse_arguments(M "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(M "" "EXPORT_NAME" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${NAME} STATIC ${M_SOURCES})
   if(DEFINED OVO_INCLUDE_ROOT)
-    target_include_directories(${NAME} PUBLIC ${OVO_INCLUDE_ROOT})
+    set(root ${OVO_INCLUDE_ROOT})
   else()
-    target_include_directories(${NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+    set(root ${CMAKE_CURRENT_SOURCE_DIR})
   endif()
-  target_link_libraries(${NAME} PUBLIC ${M_PUBLIC} PRIVATE ovo_flags ${M_PRIVATE})
+  target_include_directories(${NAME} PUBLIC $<BUILD_INTERFACE:${root}>)
+  target_link_libraries(${NAME} PUBLIC ${M_PUBLIC} PRIVATE $<BUILD_INTERFACE:ovo_flags> ${M_PRIVATE})
+  if(DEFINED OVO_PACKAGE_PART)
+    ovo_package_module(${NAME} "${M_EXPORT_NAME}" ${root} ${M_PUBLIC} ${M_PRIVATE})
+  endif()
 endfunction()
 
 # ovo_program(NAME SOURCES ... [LIBRARIES ...]): an executable in bin/.
