@@ -4,36 +4,24 @@
 # parts are "core" (ovo::daemon, ovo::core, ovo::interfaces, ovo::common) and "linux" (ovo::linux_...).
 # docs/porting.md describes its use.
 
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(OVO_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/ovo)
-# Folders with headers, and where these are installed.
-set(OVO_HEADER_ROOTS common src platform/interfaces platform/linux)
-set(OVO_HEADER_PLACES ${OVO_HEADERS}/common ${OVO_HEADERS}/core ${OVO_HEADERS}/interfaces
-  ${OVO_HEADERS}/platform)
 set(OVO_PACKAGE_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/cmake/ovo)
+# Folders with headers, and the include roots that are made of them: each a directory of its own.
+set(OVO_HEADER_FOLDERS common platform/interfaces platform/linux src)
+set(OVO_HEADER_ROOTS common interfaces linux core)
+list(TRANSFORM OVO_HEADER_ROOTS PREPEND ${CMAKE_INSTALL_INCLUDEDIR}/ovo/)
 
-# ovo_package_module(NAME EXPORT_NAME ROOT [LIBRARIES...]): called for each module of the package. ROOT:
-# its include root; the headers are installed with the part that they are in.
-function(ovo_package_module NAME EXPORT_NAME ROOT)
-  foreach(from to IN ZIP_LISTS OVO_HEADER_ROOTS OVO_HEADER_PLACES)
-    if(ROOT STREQUAL "${PROJECT_SOURCE_DIR}/${from}")
-      set(headers ${to})
+# ovo_package_module(NAME EXPORT_NAME FOLDER [LIBRARIES...]): called for each module of the package. FOLDER:
+# the one of OVO_HEADER_FOLDERS that holds its headers.
+function(ovo_package_module NAME EXPORT_NAME FOLDER)
+  foreach(folder root IN ZIP_LISTS OVO_HEADER_FOLDERS OVO_HEADER_ROOTS)
+    if(FOLDER STREQUAL "${PROJECT_SOURCE_DIR}/${folder}")
+      set(headers ${root})
     endif()
   endforeach()
-  if(NAME STREQUAL "ovo_common")
-    # The only one whose headers are named by a path that begins with its folder.
-    cmake_path(GET headers PARENT_PATH headers)
-  endif()
-  get_target_property(type ${NAME} TYPE)
-  if(type STREQUAL "INTERFACE_LIBRARY")
-    set(visibility INTERFACE)
-  else()
-    set(visibility PUBLIC)
-  endif()
-  target_include_directories(${NAME} ${visibility} $<INSTALL_INTERFACE:${headers}>)
-  target_compile_features(${NAME} ${visibility} cxx_std_20)
+  target_include_directories(${NAME} INTERFACE $<INSTALL_INTERFACE:${headers}>)
+  target_compile_features(${NAME} INTERFACE cxx_std_20)
   # Sizes and times in headers are what the libraries were compiled with.
   target_compile_definitions(${NAME} INTERFACE
     $<INSTALL_INTERFACE:_FILE_OFFSET_BITS=64> $<INSTALL_INTERFACE:_TIME_BITS=64>)
@@ -91,8 +79,12 @@ function(ovo_install_package)
     install(EXPORT ovo-${part} NAMESPACE ovo:: FILE ovo-${part}.cmake
       DESTINATION ${OVO_PACKAGE_DIRECTORY} COMPONENT dev)
   endforeach()
-  foreach(from to IN ZIP_LISTS OVO_HEADER_ROOTS OVO_HEADER_PLACES)
-    install(DIRECTORY ${PROJECT_SOURCE_DIR}/${from}/ DESTINATION ${to} COMPONENT dev
+  foreach(folder root IN ZIP_LISTS OVO_HEADER_FOLDERS OVO_HEADER_ROOTS)
+    if(folder STREQUAL "common")
+      # Its headers are named by a path that begins with the folder.
+      string(APPEND root /common)
+    endif()
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}/ DESTINATION ${root} COMPONENT dev
       FILES_MATCHING PATTERN "*.h")
   endforeach()
   configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/ovoConfig.cmake.in
