@@ -59,7 +59,7 @@ endforeach()
 foreach(file IN ITEMS)
   ovo_install_file(packaging/bus/${file} ${CMAKE_INSTALL_FULL_SYSCONFDIR}/ovo daemon)
 endforeach()
-ovo_install_manual(daemon) # docs/man/ovo.8
+ovo_install_manual(daemon docs/man/ovo.8)
 
 # --- tools
 if(OVO_TOOLS)
@@ -75,7 +75,7 @@ install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc
   FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN man EXCLUDE)
 install(FILES docs/provisioning.rng DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
-ovo_install_manual(doc) # docs/man/*.5
+ovo_install_manual(doc docs/man/ovo-provisioning.5)
 
 # --- dev
 ovo_install_package()
