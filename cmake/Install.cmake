@@ -65,7 +65,7 @@ ovo_install_manual(daemon docs/man/ovo.8)
 if(OVO_TOOLS)
   install(TARGETS ovoctl phone-simulator fault-server
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  ovo_install_manual(tools docs/man/ovoctl.1)
+  ovo_install_manual(tools docs/man/ovoctl.1 docs/man/phone-simulator.1 docs/man/fault-server.1)
   ovo_install_file(packaging/completion/ovoctl ${CMAKE_INSTALL_DATADIR}/bash-completion/completions tools)
   install(FILES docs/provisioning.rng DESTINATION ${CMAKE_INSTALL_DATADIR}/ovo COMPONENT tools)
 endif()

@@ -58,7 +58,7 @@ milliseconds fromSeconds(double seconds) {
 
 CLI::Option* addSeconds(CLI::App& command, const char* name, double& seconds, const char* text) {
     return command.add_option(name, seconds, text)
-        ->check(CLI::Range(0.0, LONGEST_SECONDS))
+        ->check(CLI::Range(0.0, LONGEST_SECONDS).description(""))
         ->type_name("SECONDS");
 }
 
@@ -175,6 +175,8 @@ Command parseCommandLine(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.footer(FOOTER);
     app.set_version_flag("--version", "phone-simulator " OVO_VERSION, "Print the version and exit");
+    program::addManual(app, {"the provisioning manager's neighbours on the phone",
+                             {"ovo (8)", "ovoctl (1)", "fault-server (1)"}});
     const CLI::App* run = addRun(app, raw);
     const CLI::App* trigger = addTrigger(app, raw);
     const CLI::App* busy = addBusy(app, raw);
@@ -184,6 +186,8 @@ Command parseCommandLine(int argc, const char* const* argv) {
         return HelpCommand{app.help() + "\n"};
     } catch (const CLI::CallForVersion& version) {
         return HelpCommand{version.what() + std::string("\n")};
+    } catch (const CLI::Success&) { // it has been printed
+        return HelpCommand{};
     } catch (const CLI::ParseError& error) {
         throw ovoctl::Misuse(program::refusal(app, error));
     }

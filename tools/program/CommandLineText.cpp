@@ -5,8 +5,9 @@
 #include "ovoctl/support/Words.h"
 #include "text/Quote.h"
 
-#include <CLI/Error.hpp>
+#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iostream>
 
 namespace program {
 
@@ -59,6 +60,18 @@ void requireText(const CLI::Option& option) {
         if (!ovoctl::isText(value))
             throw ovoctl::Misuse(option.get_name() + ": " + quote(value) + " is not UTF-8");
     }
+}
+
+void addManual(CLI::App& app, const ovoctl::ManPageFrame& frame) {
+    app.add_option_function<std::string>(
+           "--generate",
+           [&app, frame](const std::string&) {
+               ovoctl::writeManPage(app, frame, std::cout);
+               throw CLI::Success();
+           },
+           "Print the manual page")
+        ->check(CLI::IsMember({"man"}))
+        ->group("");
 }
 
 } // namespace program

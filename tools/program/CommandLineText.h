@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ovoctl/reference/ManPage.h"
+
 #include <CLI/App.hpp>
 #include <string>
 
@@ -14,5 +16,9 @@ std::string refusal(const CLI::App& app, const CLI::ParseError& error);
 void requireContent(const CLI::Option& option);
 /// Throws Misuse, which names the option, when one of its values is empty or not UTF-8.
 void requireText(const CLI::Option& option);
+
+/// Adds the option "--generate man", which no help shows: it prints the manual page on std::cout and
+/// ends the parsing with CLI::Success.
+void addManual(CLI::App& app, const ovoctl::ManPageFrame& frame);
 
 } // namespace program
