@@ -3,6 +3,7 @@
 #   daemon  the program, its units, users, directories, bus and manual page: all that a phone needs
 #   tools   the command line programs, their manual pages, completion and the schema of provisioning files
 #   doc     the documents and the manual page of provisioning files
+#   debug   the programs' symbols, with OVO_SPLIT_DEBUG
 #   dev     headers and libraries of the core, the interfaces and the platform
 # A file that a list below names and that does not exist fails the configuration.
 
@@ -76,6 +77,22 @@ install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc
   FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN man EXCLUDE)
 install(FILES docs/provisioning.rng DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
 ovo_install_manual(doc docs/man/ovo-provisioning.5)
+
+# --- debug: where debuggers look for the symbols of a program
+if(OVO_SPLIT_DEBUG)
+  set(programs ovo:${CMAKE_INSTALL_FULL_SBINDIR})
+  if(OVO_TOOLS)
+    foreach(program IN ITEMS ovoctl phone-simulator fault-server)
+      list(APPEND programs ${program}:${CMAKE_INSTALL_FULL_BINDIR})
+    endforeach()
+  endif()
+  foreach(entry IN LISTS programs)
+    string(REPLACE ":" ";" entry ${entry})
+    list(GET entry 0 program)
+    list(GET entry 1 directory)
+    install(FILES $<TARGET_FILE:${program}>.debug DESTINATION lib/debug${directory} COMPONENT debug)
+  endforeach()
+endif()
 
 # --- dev
 ovo_install_package()

@@ -3,7 +3,8 @@
 #
 # One static library per module. Its include root is OVO_INCLUDE_ROOT of its part of the tree, or its
 # own directory where there is none; headers of other modules are included by their path below it.
-# scripts/check-structure holds includes of other modules against what the target links.
+# scripts/check-structure holds includes of other modules against what the target links. What is
+# OVO_PART_OF_DAEMON can be optimised with it.
 #
 # Where OVO_PACKAGE_PART is set ("core" or "linux") the module belongs to the installed CMake package
 # (cmake/Package.cmake): as ovo::NAME, or as ovo::EXPORT_NAME where that is given.
@@ -17,16 +18,36 @@ function(ovo_module NAME)
   endif()
   target_include_directories(${NAME} PUBLIC $<BUILD_INTERFACE:${root}>)
   target_link_libraries(${NAME} PUBLIC ${M_PUBLIC} PRIVATE $<BUILD_INTERFACE:ovo_flags> ${M_PRIVATE})
+  set_target_properties(${NAME} PROPERTIES OVO_PART_OF_DAEMON "${OVO_PART_OF_DAEMON}")
   if(DEFINED OVO_PACKAGE_PART)
     ovo_package_module(${NAME} "${M_EXPORT_NAME}" ${root} ${M_PUBLIC} ${M_PRIVATE})
   endif()
 endfunction()
 
-# ovo_program(NAME SOURCES ... [LIBRARIES ...]): an executable in bin/.
+# ovo_program(NAME SOURCES ... [LIBRARIES ...] [OPTIMISED_WHOLE]): an executable in bin/. OPTIMISED_WHOLE: all its code at
+# once when it is linked, if it is built to be small.
 function(ovo_program NAME)
-  cmake_parse_arguments(P "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(P "OPTIMISED_WHOLE" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${NAME} ${P_SOURCES})
   target_link_libraries(${NAME} PRIVATE ovo_flags ${P_LIBRARIES})
+  set_target_properties(${NAME} PROPERTIES
+    OVO_OPTIMISED_WHOLE ${P_OPTIMISED_WHOLE} OVO_PART_OF_DAEMON "${OVO_PART_OF_DAEMON}")
+endfunction()
+
+# ovo_shipped(PROGRAM...): programs that are installed. With OVO_SPLIT_DEBUG, each is stripped and has its symbols in a file
+# beside it, PROGRAM.debug, which debuggers find.
+function(ovo_shipped)
+  if(NOT OVO_SPLIT_DEBUG)
+    return()
+  endif()
+  foreach(program IN LISTS ARGN)
+    add_custom_command(TARGET ${program} POST_BUILD
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug --compress-debug-sections
+        $<TARGET_FILE:${program}> $<TARGET_FILE:${program}>.debug
+      COMMAND ${CMAKE_OBJCOPY} --strip-all --remove-section=.comment
+        --add-gnu-debuglink=$<TARGET_FILE:${program}>.debug $<TARGET_FILE:${program}>
+      VERBATIM)
+  endforeach()
 endfunction()
 
 # ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL] [SLOW PATTERN...]): a GoogleTest

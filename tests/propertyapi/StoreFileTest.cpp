@@ -226,6 +226,47 @@ TEST(StoreFile, StoreOfTheEarlierVersionIsTakenOver) {
         << "nothing of the earlier version is left";
 }
 
+/// An upgrade was taken back: the earlier version had the store, and so has this one again.
+TEST(StoreFile, AnEarlierVersionMayHaveTheStoreInBetween) {
+    const SharedStore store;
+    SqlitePropertyApi(STORE, inBoot("of version 2")).setValues({{"A", "0"}, {"B", "2"}}, "test");
+    // What is there already is an error for the shell, which goes on.
+    run({"sqlite3", "-cmd", ".read " STORE_VERSION_2, store.file(), ""});
+    ASSERT_EQ(store.shell("PRAGMA user_version"), "2");
+    ASSERT_EQ(store.shell("UPDATE property SET value = '1' WHERE key = 'A'; "
+                          "SELECT count(*) > 0 FROM property_change WHERE key = 'A'"),
+              "1");
+    const SqlitePropertyApi api(STORE, inBoot("of version 2"));
+    EXPECT_EQ(api.getValue("A"), "1");
+    EXPECT_EQ(api.getValue("B"), "2");
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    store.shell("UPDATE property SET value = '3' WHERE key = 'A'");
+    ASSERT_TRUE(recorder.waitFor(1));
+    EXPECT_THAT(recorder.values(), ElementsAre("3"));
+    EXPECT_EQ(store.shell("SELECT count(*) FROM sqlite_schema WHERE name = 'property_change'"), "0");
+}
+
+/// An upgrade was taken back, and this is the earlier version.
+TEST(StoreFile, StoreOfALaterVersionKeepsItsValues) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    store.shell("CREATE TABLE property_later(key TEXT);"
+                "CREATE TRIGGER property_later_update AFTER UPDATE ON property BEGIN "
+                "INSERT INTO property_later VALUES(NEW.key); END;"
+                "PRAGMA user_version = 99");
+    const SqlitePropertyApi api;
+    EXPECT_EQ(api.getValue("A"), "1");
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    EXPECT_TRUE(api.setValue("A", "2"));
+    store.shell("UPDATE property SET value = '3' WHERE key = 'A'");
+    ASSERT_TRUE(recorder.waitFor(2));
+    EXPECT_THAT(recorder.values(), ElementsAre("2", "3"));
+    EXPECT_EQ(store.shell("PRAGMA user_version"), "3");
+    EXPECT_EQ(store.shell("SELECT count(*) FROM property_later"), "2") << "it takes over again";
+}
+
 TEST(StoreFile, EmptyFileBecomesAStore) {
     const SharedStore store;
     store.root().write(STORE, "");
