@@ -48,15 +48,14 @@ endfunction()
 
 # --- daemon
 install(TARGETS ovo RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
-foreach(unit IN ITEMS ovo.service)
+foreach(unit IN ITEMS ovo.service ovo-bus.service)
   ovo_install_file(packaging/systemd/${unit}.in ${OVO_SYSTEMD_UNIT_DIR} daemon ${unit})
 endforeach()
-# Users: packaging/systemd/ovo.sysusers; directories: packaging/systemd/ovo.tmpfiles; environment: packaging/systemd/ovo.default
-# ovo_install_file(packaging/systemd/ovo.sysusers ${OVO_SYSUSERS_DIR} daemon ovo.conf)
-# ovo_install_file(packaging/systemd/ovo.tmpfiles ${OVO_TMPFILES_DIR} daemon ovo.conf)
-# ovo_install_file(packaging/systemd/ovo.default ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default daemon ovo)
-# The bus: packaging/bus
-foreach(file IN ITEMS)
+ovo_install_file(packaging/systemd/ovo.sysusers ${OVO_SYSUSERS_DIR} daemon ovo.conf)
+ovo_install_file(packaging/systemd/ovo.tmpfiles ${OVO_TMPFILES_DIR} daemon ovo.conf)
+ovo_install_file(packaging/systemd/ovo.default ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default daemon ovo)
+# The bus
+foreach(file IN ITEMS bus.conf bus-services.acl bus-daemon.acl)
   ovo_install_file(packaging/bus/${file} ${CMAKE_INSTALL_FULL_SYSCONFDIR}/ovo daemon)
 endforeach()
 ovo_install_manual(daemon) # docs/man/ovo.8
