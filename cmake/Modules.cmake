@@ -19,10 +19,12 @@ function(ovo_module NAME)
   endif()
 endfunction()
 
-# ovo_program(NAME SOURCES ... [LIBRARIES ...]): an executable in bin/.
+# ovo_program(NAME SOURCES ... [LIBRARIES ...]): an executable in bin/. Who starts it takes its property
+# STARTED_AS (cmake/Emulation.cmake).
 function(ovo_program NAME)
   cmake_parse_arguments(P "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${NAME} ${P_SOURCES})
+  ovo_started(${NAME} bin)
   target_link_libraries(${NAME} PRIVATE ovo_flags ${P_LIBRARIES})
 endfunction()
 
@@ -33,7 +35,7 @@ endfunction()
 function(ovo_test NAME)
   cmake_parse_arguments(T "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES;SLOW" ${ARGN})
   add_executable(${NAME} ${T_SOURCES})
-  set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  ovo_started(${NAME} tests)
   target_include_directories(${NAME} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
   target_link_libraries(${NAME} PRIVATE ovo_flags ${T_LIBRARIES} GTest::gmock GTest::gtest_main)
   if(NOT T_TIMEOUT)

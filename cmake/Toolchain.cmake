@@ -18,6 +18,12 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized>)
 endif()
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  # g++ notes for many templates of the standard library that their calling convention was another
+  # one before g++ 7.1.
+  target_compile_options(ovo_flags INTERFACE -Wno-psabi)
+endif()
+
 if(OVO_SANITIZE)
   add_compile_options(-fsanitize=${OVO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${OVO_SANITIZE})

@@ -5,10 +5,12 @@
 #include "support/logger/LogRecorder.h"
 #include "support/process/ChildProcess.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -51,6 +53,31 @@ TEST(StoreFile, FilesAreForTheOwnerAloneAndMissingDirectoriesAreMade) {
     ::umask(before);
     for (const char* directory : {"/data", "/data/a", "/data/a/b", "/data/c", "/data/c/d"})
         EXPECT_EQ(modeOf(store.root().host(directory)), 0775U) << directory;
+}
+
+/// Sets the time of the last change to a day in March 2041.
+void dateLate(const std::string& path) {
+    const std::array<timespec, 2> times{{{2'246'400'000, 0}, {2'246'400'000, 0}}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0) << path;
+}
+
+TEST(StoreFile, FilesThatWereChangedAfterJanuary2038AreOpened) {
+    const SharedStore store;
+    const SqlitePropertyApi first;
+    first.setValue("A", "1");
+    for (const char* suffix : {"", "-wal", "-shm"})
+        dateLate(store.file() + suffix);
+    const SqlitePropertyApi second;
+    EXPECT_EQ(second.getValue("A"), "1");
+    second.setValue("A", "2");
+    EXPECT_EQ(first.getValue("A"), "2");
+}
+
+TEST(StoreFile, AClosedStoreThatWasChangedAfterJanuary2038IsOpened) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    dateLate(store.file());
+    EXPECT_EQ(SqlitePropertyApi().getValue("A"), "1");
 }
 
 void setMode(const std::string& path, mode_t mode) {
@@ -370,7 +397,8 @@ TEST(DamagedStore, LogOfTheDamagedFileDoesNotComeIntoTheFreshOne) {
     std::filesystem::copy(copies, store.root().host("/data"),
                           std::filesystem::copy_options::recursive |
                               std::filesystem::copy_options::overwrite_existing);
-    damage(store.file(), 100, std::string(std::filesystem::file_size(store.file()) - 100, 'x'));
+    const auto size = static_cast<std::size_t>(std::filesystem::file_size(store.file()));
+    damage(store.file(), 100, std::string(size - 100, 'x'));
     const std::string log = readHostFile(store.file() + "-wal");
     ASSERT_GT(log.size(), 32U);
     expectReplaced(store, readHostFile(store.file()));

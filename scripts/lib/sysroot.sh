@@ -1,0 +1,72 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash
+# Headers and libraries of another architecture, to build for it. Sourced after setup.sh.
+
+# What goes into a sysroot: every package of scripts/packages that one builds against.
+sysroot_packages() {
+    echo libc6-dev
+    packages_wanted | grep -e '-dev$'
+}
+
+# The archive that this machine's apt takes the distribution from, its main suite only, as a line of
+# sources.list.
+sysroot_source() {
+    local codename keyring
+    codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
+    keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+    # shellcheck disable=SC2016 # the format is apt's
+    apt-get indextargets --format '$(LABEL) $(CODENAME) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' |
+        awk -v codename="$codename" -v keyring="$keyring" '
+            $1 == "Debian" && $2 == codename && $3 == "main" {
+                print "deb [signed-by=" keyring "] " $4, codename, "main"
+                found = 1
+                exit
+            }
+            END { exit !found }' || {
+        echo "sysroot: apt has no source of Debian's main suite \"$codename\"" >&2
+        return 1
+    }
+}
+
+# make_sysroot ARCHITECTURE DIRECTORY: makes the sysroot, unless the one that is there was made from
+# the same packages.
+make_sysroot() {
+    local architecture=$1 target=$2 source packages new log
+    source=$(sysroot_source)
+    packages=$(sysroot_packages | sort -u | paste -sd ,)
+    if [[ -e $target/made-from && $(<"$target/made-from") == "$source $packages" ]]; then
+        return 0
+    fi
+    echo "sysroot: extracting the packages for $architecture into $target"
+    mkdir -p -- "${target%/*}"
+    new=$(mktemp -d -- "$target.XXXXXX")
+    log=$(mktemp)
+    # Only extracted, never run: nothing of another architecture is installed on this machine. By way of
+    # an archive, so that the files belong to whoever builds, root or not.
+    if ! mmdebstrap --variant=extract --format=tar "--architectures=$architecture" "--include=$packages" \
+        "$(awk '{ print $(NF - 1) }' <<<"$source")" "$new/all.tar" "$source" >"$log" 2>&1; then
+        echo "sysroot: the packages could not be extracted; the end of the output:" >&2
+        tail -n 20 "$log" >&2
+        rm -rf -- "$new" "$log"
+        return 1
+    fi
+    rm -f -- "$log"
+    mkdir "$new/kept"
+    # Programs are the machine's; manuals and translations serve nobody here.
+    tar -C "$new/kept" --no-same-owner --exclude=./usr/{bin,sbin} --exclude=./usr/share/{doc,man,locale,info} \
+        -xf "$new/all.tar" ./usr ./lib
+    relative_links "$new/kept"
+    printf '%s\n' "$source $packages" >"$new/kept/made-from"
+    rm -rf -- "$target"
+    mv -- "$new/kept" "$target"
+    rm -rf -- "$new"
+}
+
+# relative_links ROOT: a link below ROOT to an absolute path leads to that path below ROOT.
+relative_links() {
+    local root=$1 link to
+    find "$root" -type l -lname '/*' -print0 | while IFS= read -r -d '' link; do
+        to=$(readlink -- "$link")
+        ln -sfn -- "$(realpath -ms --relative-to="${link%/*}" -- "$root$to")" "$link"
+    done
+}
