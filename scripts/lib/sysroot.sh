@@ -43,7 +43,12 @@ make_sysroot() {
     log=$(mktemp)
     # Only extracted, never run: nothing of another architecture is installed on this machine. By way of
     # an archive, so that the files belong to whoever builds, root or not.
+    # The last words of the hook: what dpkg would know of them, had they been installed.
+    # shellcheck disable=SC2016 # the hook's variable is mmdebstrap's
     if ! mmdebstrap --variant=extract --format=tar "--architectures=$architecture" "--include=$packages" \
+        '--extract-hook=mkdir "$1/control"; for deb in "$1"/var/cache/apt/archives/*.deb; do
+            name=${deb##*/}; dpkg-deb -e "$deb" "$1/control/${name%.deb}";
+            dpkg-deb --fsys-tarfile "$deb" | tar -t >"$1/control/${name%.deb}/list"; done' \
         "$(awk '{ print $(NF - 1) }' <<<"$source")" "$new/all.tar" "$source" >"$log" 2>&1; then
         echo "sysroot: the packages could not be extracted; the end of the output:" >&2
         tail -n 20 "$log" >&2
@@ -54,12 +59,33 @@ make_sysroot() {
     mkdir "$new/kept"
     # Programs are the machine's; manuals and translations serve nobody here.
     tar -C "$new/kept" --no-same-owner --exclude=./usr/{bin,sbin} --exclude=./usr/share/{doc,man,locale,info} \
-        -xf "$new/all.tar" ./usr ./lib
+        -xf "$new/all.tar" ./usr ./lib ./control
     relative_links "$new/kept"
+    make_package_database "$new/kept" "$target"
     printf '%s\n' "$source $packages" >"$new/kept/made-from"
     rm -rf -- "$target"
     mv -- "$new/kept" "$target"
     rm -rf -- "$new"
+}
+
+# make_package_database ROOT FINAL-ROOT: dpkg's database of the packages that were extracted there, in ROOT/dpkg, as if
+# FINAL-ROOT were a part of their paths: dpkg-shlibdeps finds in it what a library in the sysroot belongs to.
+make_package_database() {
+    local root=$1 final=$2 package name file
+    mkdir -p "$root/dpkg/info" "$root/dpkg/updates"
+    echo 1 >"$root/dpkg/info/format" # files of packages for several architectures carry its name
+    for package in "$root"/control/*/; do
+        name=$(sed -n 's/^Package: //p' "$package/control")
+        ! grep -q '^Multi-Arch: same' "$package/control" ||
+            name=$name:$(sed -n 's/^Architecture: //p' "$package/control")
+        sed '1a Status: install ok installed' "$package/control" >>"$root/dpkg/status"
+        echo >>"$root/dpkg/status"
+        sed -e 's|^\.||' -e 's|/$||' -e "s|^|$final|" "$package/list" >"$root/dpkg/info/$name.list"
+        for file in symbols shlibs; do
+            [[ ! -e $package/$file ]] || cp "$package/$file" "$root/dpkg/info/$name.$file"
+        done
+    done
+    rm -r "$root/control"
 }
 
 # relative_links ROOT: a link below ROOT to an absolute path leads to that path below ROOT.
