@@ -1,21 +1,74 @@
 # SPDX-License-Identifier: Apache-2.0
 # Compiler flags for every target of this project; libraries' own headers are SYSTEM and stay quiet.
+# The flags of whoever builds (CXXFLAGS, LDFLAGS, a toolchain file) stand before them on the command line and are
+# never given a second time with another value.
+include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING
+    "Debug, RelWithDebInfo, or None for the flags of the environment alone" FORCE)
+endif()
 
 add_library(ovo_flags INTERFACE)
 target_compile_options(ovo_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wnull-dereference -Wformat=2 -fstack-protector-strong)
+  -Woverloaded-virtual -Wnull-dereference -Wformat=2)
 if(OVO_WERROR)
   target_compile_options(ovo_flags INTERFACE -Werror)
 endif()
 # glibc's 32-bit interfaces get 64-bit file offsets and times.
 target_compile_definitions(ovo_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+
+# Hardening: overflows of the stack and jumps to where no function begins end the program; code is at addresses that
+# nobody can guess, and nothing that is written is run. tests/programs holds the programs against this.
+target_compile_options(ovo_flags INTERFACE -fPIE -fstack-protector-strong)
+target_link_options(ovo_flags INTERFACE -pie -Wl,-z,relro,-z,now,-z,noexecstack)
+# Not every architecture has these: control flow is protected on x86 by the first, on ARM's 64 bits by the second.
+foreach(flag IN ITEMS -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
+  string(MAKE_C_IDENTIFIER "OVO_HAS${flag}" has)
+  check_cxx_compiler_flag(${flag} ${has})
+  if(${has})
+    target_compile_options(ovo_flags INTERFACE ${flag})
+  endif()
+endforeach()
+
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_definitions(ovo_flags INTERFACE _FORTIFY_SOURCE=2)
+  if(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
+    target_compile_definitions(ovo_flags INTERFACE _FORTIFY_SOURCE=2)
+  endif()
   # At -O2 g++ 12 reports null dereferences and overlapping copies inside the standard library's own
   # headers, and the value of an empty std::optional as used uninitialised.
   target_compile_options(ovo_flags INTERFACE -Wno-null-dereference
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized>)
+  if(OVO_SMALL)
+    # Beside it the daemon is optimised as a whole when it is linked (OPTIMISED_WHOLE of ovo_program). Other programs and
+    # whoever takes the libraries link the objects as they are.
+    target_compile_options(ovo_flags INTERFACE
+      -Os -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections)
+    target_link_options(ovo_flags INTERFACE -Wl,--gc-sections,--as-needed)
+    # Relocations in a few bytes each. The loader must know them, as that of glibc 2.36 does.
+    check_linker_flag(CXX -Wl,-z,pack-relative-relocs OVO_HAS_PACKED_RELOCATIONS)
+    if(OVO_HAS_PACKED_RELOCATIONS)
+      target_link_options(ovo_flags INTERFACE -Wl,-z,pack-relative-relocs)
+    endif()
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT OVO_SANITIZE AND NOT OVO_COVERAGE)
+      target_compile_options(ovo_flags INTERFACE
+        "$<$<BOOL:$<TARGET_PROPERTY:OVO_PART_OF_DAEMON>>:-flto;-ffat-lto-objects>")
+      # One partition: in several, the compiler repeats what each of them needs.
+      target_link_options(ovo_flags INTERFACE
+        "$<IF:$<BOOL:$<TARGET_PROPERTY:OVO_OPTIMISED_WHOLE>>,-flto=auto;-flto-partition=one,-fno-lto>")
+    endif()
+  endif()
+  # The same bytes wherever they are built.
+  target_compile_options(ovo_flags INTERFACE
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  # g++ notes for many templates of the standard library that their calling convention was another
+  # one before g++ 7.1.
+  target_compile_options(ovo_flags INTERFACE -Wno-psabi)
 endif()
 
 if(OVO_SANITIZE)

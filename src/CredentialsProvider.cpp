@@ -2,6 +2,7 @@
 #include "CredentialsProvider.h"
 
 #include "Vocabulary.h"
+#include "common/WallClock.h"
 #include "ipc/IPCMessage.h"
 #include "logger/Logger.h"
 
@@ -24,10 +25,18 @@ std::string readCredentials(const propertyapi::IPropertyApi& propertyApi, const 
     return user + ":" + propertyApi.getValue(passwordKey);
 }
 
+/// 64 bits on every system: a number beyond `unsigned long` is not an error where that is narrower.
+std::uint64_t numberOf(const std::string& text) {
+    if constexpr (sizeof(unsigned long) < sizeof(std::uint64_t))
+        return std::stoull(text);
+    else
+        return std::stoul(text);
+}
+
 /// At most 32 bits' worth, so that the deadline does not overflow the clock.
 std::chrono::seconds readTimeout(const phoneconfig::IPhoneConfig& phoneConfig) {
-    const unsigned long seconds =
-        std::stoul(phoneConfig.getValue(configuration::CREDENTIAL_REQUEST_TIMEOUT));
+    const std::uint64_t seconds =
+        numberOf(phoneConfig.getValue(configuration::CREDENTIAL_REQUEST_TIMEOUT));
     return std::chrono::seconds(
         std::min<std::uint64_t>(seconds, std::numeric_limits<std::uint32_t>::max()));
 }
@@ -78,10 +87,13 @@ std::string CredentialsProvider::getHttpCredentialsFromPhoneUI() {
         onQuestion();
         lock.lock();
     }
-    const auto deadline = std::chrono::system_clock::now() + readTimeout(phoneConfig);
-    if (!credentialsArrived.wait_until(lock, deadline,
-                                       [this] { return credentialsReceived || cancelled; }))
-        throw std::runtime_error("HTTP credentials input timeout");
+    const auto deadline = common::WallClock::now() + readTimeout(phoneConfig);
+    while (!credentialsReceived && !cancelled) {
+        if (common::WallClock::now() >= deadline)
+            throw std::runtime_error("HTTP credentials input timeout");
+        // What it returns comes from the standard library's own clock.
+        credentialsArrived.wait_until(lock, deadline);
+    }
     if (!credentialsReceived)
         throw std::runtime_error(CANCELLED);
     credentialsReceived = false;

@@ -6,6 +6,7 @@
 #include "Init.h"
 #include "JobHandlers/ProvisioningFileParser.h"
 #include "Vocabulary.h"
+#include "common/WallClock.h"
 #include "filesystem/Filesystem.h"
 #include "http/Aes128CbcDecrypter.h"
 #include "http/FileDownloader.h"
@@ -64,7 +65,7 @@ void OvoApplication::setup() {
         [this] {
             messageThreadStrategy->post([this] { messageHandlers->handleProvisioningRequest(); });
         },
-        std::chrono::system_clock::now, sleep);
+        common::WallClock::now, sleep);
     Init(provisioningTimer, propertyApi, sleep).start();
 }
 

@@ -6,6 +6,7 @@
 #include "Vocabulary.h"
 #include "common/Guarded.h"
 #include "common/TimerScheduler.h"
+#include "common/WallClock.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <atomic>
@@ -47,7 +48,7 @@ public:
     /// run a provisioning there.
     ProvisioningTimer(propertyapi::IPropertyApi& store, LocalPhoneBookUpdater& updater,
                       const std::function<void()>& onProvisioningTimer,
-                      WallClock wallClock = std::chrono::system_clock::now,
+                      WallClock wallClock = common::WallClock::now,
                       Sleep sleepOperation = sleepThrough);
     ProvisioningTimer(const ProvisioningTimer&) = delete;
     ProvisioningTimer& operator=(const ProvisioningTimer&) = delete;

@@ -42,9 +42,10 @@ ProvisioningWorker::ProvisioningWorker(const std::shared_ptr<propertyapi::IPrope
     networkSubscription = propertyApi->subscribeScoped(
         keys::NETWORK_READY,
         [this](const propertyapi::Property& property) { setNetworkStatus(property.value); });
-    fileDownloader->setProgressCallback([this](long dltotal, long dlnow, long ultotal, long ulnow) {
-        return curlProgressCallback(dltotal, dlnow, ultotal, ulnow);
-    });
+    fileDownloader->setProgressCallback(
+        [this](std::int64_t dltotal, std::int64_t dlnow, std::int64_t ultotal, std::int64_t ulnow) {
+            return curlProgressCallback(dltotal, dlnow, ultotal, ulnow);
+        });
     jobHandlerBuilder =
         std::make_shared<JobHandlerBuilder>(propertyApi, phoneConfig, fileDownloader, security,
                                             progress, publisher, phoneBookUpdater, *report);
@@ -112,8 +113,8 @@ void ProvisioningWorker::joinProvisioningThread() {
         provisioningThread.join();
 }
 
-int ProvisioningWorker::curlProgressCallback(long dltotal, long dlnow, long /*ultotal*/,
-                                             long /*ulnow*/) {
+int ProvisioningWorker::curlProgressCallback(std::int64_t dltotal, std::int64_t dlnow,
+                                             std::int64_t /*ultotal*/, std::int64_t /*ulnow*/) {
     if (lastDownloadedBytes.exchange(dlnow) != dlnow) {
         progress.doProgress();
         report->progress(dlnow, dltotal);

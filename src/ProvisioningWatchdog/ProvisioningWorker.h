@@ -18,6 +18,7 @@
 #include "propertyapi/IPropertyApi.h"
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -55,7 +56,8 @@ public:
     void setNetworkStatus(std::string status) { networkStatus.set(std::move(status)); }
     /// The downloader's progress hook, on the thread that downloads; a result other than 0 aborts
     /// the transfer.
-    int curlProgressCallback(long dltotal, long dlnow, long ultotal, long ulnow);
+    int curlProgressCallback(std::int64_t dltotal, std::int64_t dlnow, std::int64_t ultotal,
+                             std::int64_t ulnow);
     /// A sign of life other than a transfer, such as a question to the user. Any thread.
     void signalProgress() { progress.doProgress(); }
 
@@ -72,7 +74,7 @@ private:
     ProgressReporter progress;
     std::thread provisioningThread;
     std::atomic<bool> finished{true};
-    std::atomic<long> lastDownloadedBytes{0};
+    std::atomic<std::int64_t> lastDownloadedBytes{0};
     common::Guarded<std::string> networkStatus;
     std::shared_ptr<propertyapi::IPropertyApi> propertyApi;
     std::shared_ptr<phoneconfig::IPhoneConfig> phoneConfig;

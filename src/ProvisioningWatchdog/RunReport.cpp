@@ -3,6 +3,7 @@
 
 #include "Utils.h"
 #include "Vocabulary.h"
+#include "common/WallClock.h"
 #include "logger/Logger.h"
 
 #include <algorithm>
@@ -85,7 +86,7 @@ void RunReport::begin(const std::string& url) noexcept {
     text.clear();
     ++number;
     try {
-        parts.begin(number, address, std::chrono::system_clock::now());
+        parts.begin(number, address, common::WallClock::now());
     } catch (const std::exception&) {
         parts.omit();
     }

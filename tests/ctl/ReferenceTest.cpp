@@ -93,6 +93,17 @@ std::string renderedManual() {
 
 } // namespace
 
+/// What is installed is a file of the tree, so that it need not be made by a program that may not
+/// run where it is built.
+TEST(Reference, InstalledFilesAreWhatTheProgramPrints) {
+    const std::string how = "write what the program prints, its version as @PROJECT_VERSION@, to ";
+    EXPECT_EQ(readHostFile(SHARE "/man/man1/ovoctl.1"), ctl({"--generate", "man"}).output)
+        << how << "docs/man/ovoctl.1";
+    EXPECT_EQ(readHostFile(SHARE "/bash-completion/completions/ovoctl"),
+              ctl({"--generate", "completion"}).output)
+        << how << "packaging/completion/ovoctl";
+}
+
 TEST(Reference, CommandsAreFound) {
     int count = 0;
     forEachCommand({}, [&](const Words&, const auto& options, const Words&) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "DaemonProgram.h"
 #include "Phone.h"
 #include "support/process/WaitUntil.h"
 
@@ -260,7 +261,7 @@ TEST_F(End, ASecondDaemonOfTheSameNameEndsAtOnceAndTouchesNothing) {
     }));
     const auto before = contentOf(phone->root().path());
 
-    ChildProcess second({OVO_PROGRAM}, elsewhere.path() + "/log");
+    ChildProcess second({daemonProgram()}, elsewhere.path() + "/log");
     EXPECT_EQ(second.wait(), 0);
     EXPECT_EQ(contentOf(phone->root().path()), before);
     std::vector<std::string> failures;

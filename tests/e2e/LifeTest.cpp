@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "DaemonProgram.h"
 #include "Phone.h"
 #include "support/process/Proc.h"
 #include "support/process/Sanitizers.h"
@@ -220,7 +221,7 @@ TEST(Life, TheNightTimerStartsARunOfTheMessageThread) {
 TEST(Life, AStartThatFailsEndsWithoutErrorAndOneLineThatSaysWhy) {
     const PhoneRoot root;
     root.write("/data", "a file in the place of the directory");
-    ChildProcess daemon({OVO_PROGRAM}, root.host("/ovo.log"));
+    ChildProcess daemon({daemonProgram()}, root.host("/ovo.log"));
     EXPECT_EQ(daemon.wait(), 0);
     std::vector<std::string> failures;
     std::istringstream log(root.read("/ovo.log"));

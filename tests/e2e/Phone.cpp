@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Phone.h"
 
+#include "DaemonProgram.h"
 #include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
@@ -75,7 +76,7 @@ std::string Phone::url(const std::string& target) const {
 }
 
 void Phone::start(const std::map<std::string, std::string>& environment) {
-    daemon_ = std::make_unique<ChildProcess>(std::vector<std::string>{OVO_PROGRAM},
+    daemon_ = std::make_unique<ChildProcess>(std::vector<std::string>{daemonProgram()},
                                              root_.host("/ovo.log"), environment);
 }
 

@@ -5,6 +5,7 @@
 #include "NoProxy.h"
 #include "common/Guarded.h"
 #include "fault-server/ServerDigest.h"
+#include "http/curl/CurlNumber.h"
 #include "support/http/FaultyServer.h"
 #include "support/http/FullPort.h"
 #include "support/http/Nginx.h"
@@ -594,6 +595,15 @@ TEST_F(CurlRestApiTest, UsesTheProxyOfTheEnvironment) {
     const Nginx nginx;
     nginx.publish("/x", "x");
     EXPECT_EQ(get(nginx.url("/x")).status, 200);
+}
+
+TEST(CurlNumber, IsTheLargestWhereTheLibraryCannotHoldIt) {
+    EXPECT_EQ(http::curlNumber(0), 0);
+    EXPECT_EQ(http::curlNumber(86'400'000), 86'400'000);
+    EXPECT_EQ(http::curlNumber(2'147'483'647), 2'147'483'647);
+    for (const std::int64_t number : {2'147'483'648, 4'294'967'295, 4'294'967'296 + 60})
+        EXPECT_EQ(http::curlNumber(number), 2'147'483'647) << number;
+    EXPECT_EQ(http::curlNumber(-1), 0);
 }
 
 TEST_F(CurlRestApiTest, TakesADnsCacheTimeout) {

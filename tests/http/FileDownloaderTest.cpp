@@ -2,6 +2,7 @@
 #include "DownloadFixture.h"
 #include "Gzip.h"
 #include "common/Guarded.h"
+#include "support/http/FakeRestApi.h"
 #include "support/http/FaultyServer.h"
 #include "support/http/FullPort.h"
 #include "support/http/Nginx.h"
@@ -304,6 +305,32 @@ TEST_F(FileDownloaderTest, HidesTheFileFromOthersWhileItIsComing) {
         ended.get();
         EXPECT_TRUE(std::filesystem::is_empty(root.host(directory)));
     }
+}
+
+/// Tells of a transfer that is larger than 32 bits can count.
+struct LargeTransfers : FakeRestApi {
+    http::HttpResponse get(const http::HttpRequest& request) override {
+        request.onProgress(TOTAL, RECEIVED);
+        return FakeRestApi::get(request);
+    }
+
+    static constexpr std::int64_t TOTAL = 6'000'000'000;
+    static constexpr std::int64_t RECEIVED = 5'000'000'000;
+};
+
+TEST_F(FileDownloaderTest, TellsOfProgressBeyond32Bits) {
+    const auto large = std::make_shared<LargeTransfers>();
+    large->serveEverything({.content = "x"});
+    http::FileDownloader downloader(large, security, nullptr, config, credentials, "x");
+    std::vector<std::int64_t> counters;
+    downloader.setProgressCallback(
+        [&](std::int64_t total, std::int64_t now, std::int64_t, std::int64_t) {
+            if (counters.empty())
+                counters = {total, now};
+            return 0;
+        });
+    downloader.download(UrlInfo("http://server.example/x"), TARGET);
+    EXPECT_THAT(counters, testing::ElementsAre(LargeTransfers::TOTAL, LargeTransfers::RECEIVED));
 }
 
 TEST_F(FileDownloaderTest, IsAbortedInTheMiddleOfTheBody) {

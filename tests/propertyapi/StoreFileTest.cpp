@@ -5,10 +5,12 @@
 #include "support/logger/LogRecorder.h"
 #include "support/process/ChildProcess.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -51,6 +53,31 @@ TEST(StoreFile, FilesAreForTheOwnerAloneAndMissingDirectoriesAreMade) {
     ::umask(before);
     for (const char* directory : {"/data", "/data/a", "/data/a/b", "/data/c", "/data/c/d"})
         EXPECT_EQ(modeOf(store.root().host(directory)), 0775U) << directory;
+}
+
+/// Sets the time of the last change to a day in March 2041.
+void dateLate(const std::string& path) {
+    const std::array<timespec, 2> times{{{2'246'400'000, 0}, {2'246'400'000, 0}}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0) << path;
+}
+
+TEST(StoreFile, FilesThatWereChangedAfterJanuary2038AreOpened) {
+    const SharedStore store;
+    const SqlitePropertyApi first;
+    first.setValue("A", "1");
+    for (const char* suffix : {"", "-wal", "-shm"})
+        dateLate(store.file() + suffix);
+    const SqlitePropertyApi second;
+    EXPECT_EQ(second.getValue("A"), "1");
+    second.setValue("A", "2");
+    EXPECT_EQ(first.getValue("A"), "2");
+}
+
+TEST(StoreFile, AClosedStoreThatWasChangedAfterJanuary2038IsOpened) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    dateLate(store.file());
+    EXPECT_EQ(SqlitePropertyApi().getValue("A"), "1");
 }
 
 void setMode(const std::string& path, mode_t mode) {
@@ -226,6 +253,49 @@ TEST(StoreFile, StoreOfTheEarlierVersionIsTakenOver) {
         << "nothing of the earlier version is left";
 }
 
+/// An upgrade was taken back: the earlier version had the store, and so has this one again.
+TEST(StoreFile, AnEarlierVersionMayHaveTheStoreInBetween) {
+    const SharedStore store;
+    SqlitePropertyApi(STORE, inBoot("of version 2")).setValues({{"A", "0"}, {"B", "2"}}, "test");
+    // What is there already is an error for the shell, which goes on.
+    run({"sqlite3", "-cmd", ".read " STORE_VERSION_2, store.file(), ""});
+    ASSERT_EQ(store.shell("PRAGMA user_version"), "2");
+    ASSERT_EQ(store.shell("UPDATE property SET value = '1' WHERE key = 'A'; "
+                          "SELECT count(*) > 0 FROM property_change WHERE key = 'A'"),
+              "1");
+    const SqlitePropertyApi api(STORE, inBoot("of version 2"));
+    EXPECT_EQ(api.getValue("A"), "1");
+    EXPECT_EQ(api.getValue("B"), "2");
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    store.shell("UPDATE property SET value = '3' WHERE key = 'A'");
+    ASSERT_TRUE(recorder.waitFor(1));
+    EXPECT_THAT(recorder.values(), ElementsAre("3"));
+    EXPECT_EQ(store.shell("SELECT count(*) FROM sqlite_schema WHERE name = 'property_change'"),
+              "0");
+}
+
+/// An upgrade was taken back, and this is the earlier version.
+TEST(StoreFile, StoreOfALaterVersionKeepsItsValues) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    store.shell("CREATE TABLE property_later(key TEXT);"
+                "CREATE TRIGGER property_later_update AFTER UPDATE ON property BEGIN "
+                "INSERT INTO property_later VALUES(NEW.key); END;"
+                "PRAGMA user_version = 99");
+    const SqlitePropertyApi api;
+    EXPECT_EQ(api.getValue("A"), "1");
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    EXPECT_TRUE(api.setValue("A", "2"));
+    store.shell("UPDATE property SET value = '3' WHERE key = 'A'");
+    ASSERT_TRUE(recorder.waitFor(2));
+    EXPECT_THAT(recorder.values(), ElementsAre("2", "3"));
+    EXPECT_EQ(store.shell("PRAGMA user_version"), "3");
+    EXPECT_EQ(store.shell("SELECT count(*) FROM property_later"), "1")
+        << "what is the later version's stays, and its triggers are for other programs' writes";
+}
+
 TEST(StoreFile, EmptyFileBecomesAStore) {
     const SharedStore store;
     store.root().write(STORE, "");
@@ -370,7 +440,8 @@ TEST(DamagedStore, LogOfTheDamagedFileDoesNotComeIntoTheFreshOne) {
     std::filesystem::copy(copies, store.root().host("/data"),
                           std::filesystem::copy_options::recursive |
                               std::filesystem::copy_options::overwrite_existing);
-    damage(store.file(), 100, std::string(std::filesystem::file_size(store.file()) - 100, 'x'));
+    const auto size = static_cast<std::size_t>(std::filesystem::file_size(store.file()));
+    damage(store.file(), 100, std::string(size - 100, 'x'));
     const std::string log = readHostFile(store.file() + "-wal");
     ASSERT_GT(log.size(), 32U);
     expectReplaced(store, readHostFile(store.file()));

@@ -120,7 +120,8 @@ std::vector<AnswerMember> makeMembers() {
          false},
         {"size", Kind::NUMBER, "BYTES", "The body has so many bytes",
          [](Answer& answer, const std::string& value) {
-             setBody(answer, std::string(numberOf(value, 0, LARGEST_BODY), 'x'));
+             setBody(answer,
+                     std::string(static_cast<std::size_t>(numberOf(value, 0, LARGEST_BODY)), 'x'));
          },
          true},
         {"html", Kind::FLAG, "", "The body is a page for people, in place of the file",

@@ -67,7 +67,7 @@ std::vector<Choice> addAnswer(CLI::App& app, Raw& raw) {
         if (member.kind == Kind::TEXTS)
             option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
         if (member.kind == Kind::SECONDS)
-            option->check(CLI::Range(0.0, LONGEST_SECONDS));
+            option->check(CLI::Range(0.0, LONGEST_SECONDS).description(""));
         option->group("The answer");
         choices.push_back({member, option});
     }
@@ -133,6 +133,8 @@ Command parseCommandLine(int argc, const char* const* argv) {
                  "fault-server");
     app.footer(FOOTER);
     app.set_version_flag("--version", "fault-server " OVO_VERSION, "Print the version and exit");
+    program::addManual(app, {"a web server that answers wrongly, as it is told",
+                             {"ovo (8)", "ovoctl (1)", "phone-simulator (1)"}});
     app.add_option("--port", raw.port, "Port; 0 for a free one")->type_name("PORT");
     const CLI::Option* scenario =
         app.add_option("--scenario", raw.scenario, "Answers, from a file")->type_name("FILE");
@@ -145,7 +147,7 @@ Command parseCommandLine(int argc, const char* const* argv) {
     key->needs(certificate);
     const CLI::Option* timeout =
         app.add_option("--timeout", raw.timeoutSeconds, "End after this time")
-            ->check(CLI::Range(0.0, LONGEST_SECONDS))
+            ->check(CLI::Range(0.0, LONGEST_SECONDS).description(""))
             ->type_name("SECONDS");
     const std::vector<Choice> choices = addAnswer(app, raw);
     if (auto text = program::parse(app, argc, argv))

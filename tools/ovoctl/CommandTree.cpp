@@ -51,7 +51,10 @@ void addGenerate(CLI::App& app) {
            "--generate",
            [&app](const std::string& what) {
                if (what == "man")
-                   writeManPage(app, std::cout);
+                   writeManPage(app,
+                                {"the provisioning manager of the phone from the command line",
+                                 {"ovo (8)", "mosquitto (8)", "sqlite3 (1)", "openssl (1)"}},
+                                std::cout);
                else
                    writeBashCompletion(app, std::cout);
                throw CLI::Success();

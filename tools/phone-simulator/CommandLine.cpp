@@ -59,7 +59,7 @@ milliseconds fromSeconds(double seconds) {
 
 CLI::Option* addSeconds(CLI::App& command, const char* name, double& seconds, const char* text) {
     return command.add_option(name, seconds, text)
-        ->check(CLI::Range(0.0, LONGEST_SECONDS))
+        ->check(CLI::Range(0.0, LONGEST_SECONDS).description(""))
         ->type_name("SECONDS");
 }
 
@@ -176,6 +176,8 @@ Command parseCommandLine(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.footer(FOOTER);
     app.set_version_flag("--version", "phone-simulator " OVO_VERSION, "Print the version and exit");
+    program::addManual(app, {"the provisioning manager's neighbours on the phone",
+                             {"ovo (8)", "ovoctl (1)", "fault-server (1)"}});
     const CLI::App* run = addRun(app, raw);
     const CLI::App* trigger = addTrigger(app, raw);
     const CLI::App* busy = addBusy(app, raw);

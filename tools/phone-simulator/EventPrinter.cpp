@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "EventPrinter.h"
 
+#include "common/WallClock.h"
 #include "masking/Masking.h"
 
 #include <json/writer.h>
@@ -102,7 +103,7 @@ EventPrinter::EventPrinter(std::ostream& output, Format format, std::function<vo
     : format_(format), lines_(output, std::move(onLost)) {}
 
 void EventPrinter::print(const Event& event) {
-    lines_.write(line(event, format_, std::chrono::system_clock::now()));
+    lines_.write(line(event, format_, common::WallClock::now()));
 }
 
 void EventPrinter::note(const std::string& text) {

@@ -5,8 +5,9 @@
 #include "ovoctl/support/Words.h"
 #include "text/Quote.h"
 
-#include <CLI/Error.hpp>
+#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iostream>
 #include <vector>
 
 namespace program {
@@ -94,7 +95,8 @@ std::optional<std::string> parse(CLI::App& app, int argc, const char* const* arg
         return app.help();
     } catch (const CLI::CallForVersion& version) {
         return version.what() + std::string("\n");
-    } catch (const CLI::Success&) { // NOLINT(bugprone-empty-catch): it has been done
+    } catch (const CLI::Success&) {
+        return std::string();
     } catch (const CLI::ParseError& error) {
         throw ovoctl::Misuse(reason(app, error) + "; see " + pathOf(named(app)) + " --help");
     }
@@ -114,6 +116,18 @@ void requireText(const CLI::Option& option) {
         if (!ovoctl::isText(value))
             throw ovoctl::Misuse(option.get_name() + ": " + quote(value) + " is not UTF-8");
     }
+}
+
+void addManual(CLI::App& app, const ovoctl::ManPageFrame& frame) {
+    app.add_option_function<std::string>(
+           "--generate",
+           [&app, frame](const std::string&) {
+               ovoctl::writeManPage(app, frame, std::cout);
+               throw CLI::Success();
+           },
+           "Print the manual page")
+        ->check(CLI::IsMember({"man"}))
+        ->group("");
 }
 
 } // namespace program

@@ -22,8 +22,10 @@ class IFileDownloader {
 public:
     /// Counters in bytes: download total (0 while unknown), downloaded, upload total, uploaded. A
     /// result other than 0 aborts the transfer. Called on the downloading thread, at least about
-    /// once a second while a transfer runs, a silent one too.
-    using ProgressCallback = std::function<int(long dltotal, long dlnow, long ultotal, long ulnow)>;
+    /// once a second while a transfer runs, a silent one too. 64 bits wide where `long` is not: a
+    /// file may be larger than 2 GiB.
+    using ProgressCallback = std::function<int(std::int64_t dltotal, std::int64_t dlnow,
+                                               std::int64_t ultotal, std::int64_t ulnow)>;
 
     /// A download that is limited by the configuration alone.
     static constexpr std::uint64_t NO_LIMIT = std::numeric_limits<std::uint64_t>::max();

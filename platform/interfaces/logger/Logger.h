@@ -30,16 +30,27 @@ void write(const Record& record) noexcept;
 /// True when lines of this level are written at all; lets callers skip expensive texts.
 bool isEnabled(int level) noexcept;
 
+/// "src/Utils.cpp" -> "Utils".
+constexpr std::string_view sourceName(std::string_view path) {
+    if (const auto slash = path.rfind('/'); slash != std::string_view::npos)
+        path.remove_prefix(slash + 1);
+    return path.substr(0, path.find('.'));
+}
+
 /// One log statement, built from stream-style pieces and written as one line when it goes out of
-/// scope. Use it through LOG(level).
+/// scope. Use it through LOG(level). There are hundreds of statements, so what each of them does is
+/// a call, and nothing of it is inline.
 class Logger {
 public:
-    Logger(int level, std::string_view source, int line)
-        : level_(level), source_(source), line_(line) {}
-    ~Logger() { write({level_, source_, line_, stream_.view()}); }
+    /// file: as __FILE__ has it.
+    Logger(int level, const char* file, int line);
+    ~Logger();
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
 
+    Logger& operator<<(const char* piece);
+    Logger& operator<<(const std::string& piece);
+    Logger& operator<<(std::string_view piece);
     template <typename Piece>
     Logger& operator<<(const Piece& piece) {
         stream_ << piece;
@@ -53,16 +64,9 @@ private:
     std::ostringstream stream_;
 };
 
-/// "src/Utils.cpp" -> "Utils".
-constexpr std::string_view sourceName(std::string_view path) {
-    if (const auto slash = path.rfind('/'); slash != std::string_view::npos)
-        path.remove_prefix(slash + 1);
-    return path.substr(0, path.find('.'));
-}
-
 } // namespace logger
 
 /// LOG(1) << "Setting timer";
 #define LOG(level)                                                                                 \
     for (bool logThisLine = ::logger::isEnabled(level); logThisLine; logThisLine = false)          \
-    ::logger::Logger(level, ::logger::sourceName(__FILE__), __LINE__)
+    ::logger::Logger(level, __FILE__, __LINE__)

@@ -15,6 +15,7 @@
 #include "logger/Logger.h"
 #include "os/Execute.h"
 #include "phoneconfig/json/JsonPhoneConfig.h"
+#include "posix/LibraryDate.h"
 #include "propertyapi/sqlite/Patience.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "systemd/Service.h"
@@ -153,6 +154,7 @@ void HaldenApplication::Impl::start(HaldenApplication& application) {
     processLock.emplace(ipcName);
     application.init();
     initialised = true;
+    posix::reportUnknownDate();
     if (application.getTerminationFlag())
         return;
     application.setup();

@@ -223,6 +223,16 @@ TEST_F(ProgressSignsTest, OnlyAChangedCountOfBytesIsASignAndTheCountBeginsWithNo
     EXPECT_THAT(journal.calls({"wait", "reset"}), IsEmpty());
 }
 
+TEST_F(ProgressSignsTest, ACountBeyond32BitsIsASignToo) {
+    constexpr std::int64_t FIRST = 5'000'000'000;
+    worker->curlProgressCallback(2 * FIRST, FIRST, 0, 0);
+    EXPECT_EQ(signs(), 1U);
+    worker->curlProgressCallback(2 * FIRST, FIRST + 1, 0, 0);
+    EXPECT_EQ(signs(), 2U);
+    worker->curlProgressCallback(2 * FIRST, FIRST + 1 + (1LL << 32U), 0, 0);
+    EXPECT_EQ(signs(), 3U);
+}
+
 TEST_F(ProgressSignsTest, ATransferSignsForEachChangedCount) {
     downloader->serve(URL, "seven b");
     run();

@@ -562,7 +562,8 @@ TEST_F(ProvisioningTimerTest, TheNightOffsetsOfManyPhonesSpreadOverThreeHours) {
         const auto offset = ProvisioningTimer::drawNightOffset("02:00:5E:" + std::to_string(phone));
         ASSERT_GE(offset, 3600s);
         ASSERT_LE(offset, 14400s);
-        ++perHour[static_cast<std::size_t>(std::min<long>((offset.count() - 3600) / 3600, 2))];
+        ++perHour[static_cast<std::size_t>(
+            std::min<std::int64_t>((offset.count() - 3600) / 3600, 2))];
     }
     for (const int count : perHour)
         EXPECT_NEAR(count, 1000, 150);

@@ -36,11 +36,21 @@ bool isCutShort(clockid_t clock, const timespec& deadline) {
 
 // The names are the linker's: --wrap=pthread_mutex_lock, and for operations of the C++ library
 // their names in object files. NOLINTBEGIN(bugprone-reserved-identifier)
+
+// What takes 64-bit times has another name on a system where the plain one takes 32-bit times.
+#if __TIMESIZE == 32
+#define WITH_64_BIT_TIME(prefix, name) asm(prefix "__" name "64")
+#else
+#define WITH_64_BIT_TIME(prefix, name) asm(prefix name)
+#endif
+
 extern "C" {
 int __real_pthread_mutex_lock(pthread_mutex_t*);
 int __real_pthread_mutex_unlock(pthread_mutex_t*);
-int __real_pthread_cond_timedwait(pthread_cond_t*, pthread_mutex_t*, const timespec*);
-int __real_pthread_cond_clockwait(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
+int __real_pthread_cond_timedwait(pthread_cond_t*, pthread_mutex_t*, const timespec*)
+    WITH_64_BIT_TIME("__real_", "pthread_cond_timedwait");
+int __real_pthread_cond_clockwait(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*)
+    WITH_64_BIT_TIME("__real_", "pthread_cond_clockwait");
 void __real__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(
     std::condition_variable*, std::unique_lock<std::mutex>&);
 void __real__ZNSt18condition_variable10notify_oneEv(std::condition_variable*);
@@ -49,9 +59,11 @@ void __real__ZNSt6thread4joinEv(std::thread*);
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex);
 int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
-                                  const timespec* deadline);
+                                  const timespec* deadline)
+    WITH_64_BIT_TIME("__wrap_", "pthread_cond_timedwait");
 int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
-                                  clockid_t clock, const timespec* deadline);
+                                  clockid_t clock, const timespec* deadline)
+    WITH_64_BIT_TIME("__wrap_", "pthread_cond_clockwait");
 
 // Even addresses, as member functions have: a pointer to a member takes others for virtual ones.
 [[gnu::aligned(16)]] void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(

@@ -6,7 +6,7 @@
 #include <openssl/rand.h>
 #include <openssl/x509v3.h>
 
-#include <ctime>
+#include <chrono>
 #include <stdexcept>
 
 namespace {
@@ -51,6 +51,15 @@ std::string pemOf(EVP_PKEY* key, const std::string& password) {
     });
 }
 
+/// No time is handed to the library, whose own are 32 bits wide on some systems.
+void setFromNow(ASN1_TIME* time, std::chrono::seconds distance) {
+    const auto wholeDays = std::chrono::duration_cast<std::chrono::days>(distance);
+    require(::X509_time_adj_ex(time, static_cast<int>(wholeDays.count()),
+                               static_cast<long>((distance - wholeDays).count()),
+                               nullptr) != nullptr,
+            "validity");
+}
+
 /// A certificate without extensions and signature.
 Certificate blank(const std::string& name, EVP_PKEY* key, TestCa::Validity validity) {
     Certificate certificate(::X509_new());
@@ -59,9 +68,8 @@ Certificate blank(const std::string& name, EVP_PKEY* key, TestCa::Validity valid
     long serial = 0;
     ::RAND_bytes(reinterpret_cast<unsigned char*>(&serial), 4);
     ::ASN1_INTEGER_set(::X509_get_serialNumber(certificate.get()), serial);
-    const std::time_t now = std::time(nullptr);
-    ::ASN1_TIME_set(::X509_getm_notBefore(certificate.get()), now + validity.from.count());
-    ::ASN1_TIME_set(::X509_getm_notAfter(certificate.get()), now + validity.to.count());
+    setFromNow(::X509_getm_notBefore(certificate.get()), validity.from);
+    setFromNow(::X509_getm_notAfter(certificate.get()), validity.to);
     ::X509_NAME_add_entry_by_txt(::X509_get_subject_name(certificate.get()), "CN", MBSTRING_UTF8,
                                  reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
     ::X509_set_pubkey(certificate.get(), key);
@@ -98,8 +106,10 @@ struct TestCa::Impl {
     }
 };
 
-TestCa::TestCa(const std::string& name) : impl_(std::make_unique<Impl>()) {
-    impl_->certificate = blank(name, impl_->key.get(), {});
+TestCa::TestCa(const std::string& name) : TestCa(name, Validity()) {}
+
+TestCa::TestCa(const std::string& name, Validity validity) : impl_(std::make_unique<Impl>()) {
+    impl_->certificate = blank(name, impl_->key.get(), validity);
     X509* own = impl_->certificate.get();
     ::X509_set_issuer_name(own, ::X509_get_subject_name(own));
     addExtension(own, own, NID_basic_constraints, "critical,CA:TRUE");

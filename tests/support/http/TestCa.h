@@ -20,6 +20,7 @@ public:
     };
 
     explicit TestCa(const std::string& name);
+    TestCa(const std::string& name, Validity validity);
     ~TestCa();
     TestCa(const TestCa&) = delete;
     TestCa& operator=(const TestCa&) = delete;

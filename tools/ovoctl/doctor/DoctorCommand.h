@@ -3,7 +3,7 @@
 
 #include "ovoctl/Outcome.h"
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 
 namespace ovoctl {
 

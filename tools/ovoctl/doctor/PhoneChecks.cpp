@@ -5,6 +5,7 @@
 #include "Examination.h"
 #include "Vocabulary.h"
 #include "app/Environment.h"
+#include "common/WallClock.h"
 #include "filesystem/Filesystem.h"
 #include "http/Secret.h"
 #include "ovoctl/Failure.h"
@@ -13,6 +14,7 @@
 #include "ovoctl/support/FileMode.h"
 #include "paths/Paths.h"
 #include "phoneconfig/json/JsonPhoneConfig.h"
+#include "posix/LibraryDate.h"
 #include "security/openssl/SaltedText.h"
 #include "text/Number.h"
 #include "text/Quote.h"
@@ -274,7 +276,14 @@ void checkSpace(Examination& examination) {
 
 void checkClock(Examination& examination) {
     const FileStamp program = FileStamp::of(HostPath("/proc/self/exe"));
-    judgeClock(examination, std::time(nullptr), program.modifiedSeconds);
+    const std::time_t now = std::chrono::system_clock::to_time_t(common::WallClock::now());
+    if (posix::isDateKnownToLibraries())
+        judgeClock(examination, now, program.modifiedSeconds);
+    else
+        examination.fail("clock",
+                         "the date is after January 2038, where the times of this system's "
+                         "libraries end",
+                         "set the clock if it is wrong; otherwise HTTPS does not work here");
 }
 
 void judgeClock(Examination& examination, std::int64_t now, std::int64_t installed) {

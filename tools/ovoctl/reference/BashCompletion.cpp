@@ -35,7 +35,8 @@ void writeKnown(const CLI::App& command, std::ostream& output) {
 
 void writeBashCompletion(const CLI::App& app, std::ostream& output) {
     const std::string& name = app.get_name();
-    output << "# bash completion for " << name << "\n_" << name << "() {\n"
+    output << "# SPDX-License-Identifier: Apache-2.0\n# bash completion for " << name << "\n_"
+           << name << "() {\n"
            << "    local index known='' path=" << name << "\n"
            << "    for ((index = 1; index < COMP_CWORD; ++index)); do\n"
            << "        case \"$path ${COMP_WORDS[index]}\" in\n";

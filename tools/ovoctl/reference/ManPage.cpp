@@ -70,34 +70,49 @@ void writeOptions(const CLI::App& command, std::ostream& output) {
         writeOption(*option, output);
 }
 
-void writeCommands(const CLI::App& command, std::ostream& output) {
+void writeCommands(const CLI::App& command, const std::string& knownFooter, std::ostream& output) {
     for (const CLI::App* next : commandsOf(command)) {
         output << ".SS \"" << plain(fullName(*next)) << "\"\n" << lines(next->get_description());
         if (commandsOf(*next).empty())
             writeSynopsis(*next, output);
         writeOptions(*next, output);
-        writeUnchanged(next->get_footer(), output);
-        writeCommands(*next, output);
+        // A command without a text of its own has that of its parent.
+        if (next->get_footer() != knownFooter)
+            writeUnchanged(next->get_footer(), output);
+        writeCommands(*next, knownFooter, output);
     }
+}
+
+void writeSeeAlso(const std::vector<std::string>& pages, std::ostream& output) {
+    const char* separator = ".SH SEE ALSO\n";
+    for (const std::string& page : pages) {
+        output << separator << ".BR " << page;
+        separator = ",\n";
+    }
+    output << "\n";
 }
 
 } // namespace
 
-void writeManPage(const CLI::App& app, std::ostream& output) {
+void writeManPage(const CLI::App& app, const ManPageFrame& frame, std::ostream& output) {
     const std::string& name = app.get_name();
+    const bool hasCommands = !commandsOf(app).empty();
     output << ".TH " << name << " 1 \"\" \"" << plain(app.version()) << "\"\n"
            << ".SH NAME\n"
-           << name << " \\- the provisioning manager of the phone from the command line\n"
-           << ".SH SYNOPSIS\n\\fB" << name
-           << "\\fR \\fIcommand\\fR [\\fIoptions\\fR] [\\fIwords\\fR]\n"
+           << plain(name) << " \\- " << plain(frame.summary) << "\n"
+           << ".SH SYNOPSIS\n\\fB" << plain(name)
+           << (hasCommands ? "\\fR \\fIcommand\\fR [\\fIoptions\\fR] [\\fIwords\\fR]\n"
+                           : "\\fR [\\fIoptions\\fR]\n")
            << ".SH DESCRIPTION\n"
            << lines(app.get_description());
     writeUnchanged(app.get_footer(), output);
     output << ".SH OPTIONS\n";
     writeOptions(app, output);
-    output << ".SH COMMANDS\n";
-    writeCommands(app, output);
-    output << ".SH SEE ALSO\n.BR mosquitto (8),\n.BR sqlite3 (1),\n.BR openssl (1)\n";
+    if (hasCommands) {
+        output << ".SH COMMANDS\n";
+        writeCommands(app, app.get_footer(), output);
+    }
+    writeSeeAlso(frame.seeAlso, output);
 }
 
 } // namespace ovoctl

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 #include <string>
 #include <string_view>
 #include <vector>

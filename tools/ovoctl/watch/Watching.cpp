@@ -4,6 +4,7 @@
 #include "ReturningBus.h"
 #include "RunStory.h"
 #include "Utils.h"
+#include "common/WallClock.h"
 #include "ovoctl/Failure.h"
 #include "ovoctl/bus/BusMessages.h"
 #include "ovoctl/property/BinaryText.h"
@@ -25,13 +26,13 @@ namespace ovoctl {
 namespace {
 
 using Kind = WatchEntry::Kind;
-using SystemClock = std::chrono::system_clock;
+using common::WallClock;
 
 /// Bytes of a property or message for people; programs get it whole.
 constexpr std::size_t LONGEST_TEXT = 500;
 
 struct Change {
-    SystemClock::time_point time;
+    WallClock::TimePoint time;
     propertyapi::Property property;
 };
 using Changes = BoundedQueue<Change>;
@@ -83,8 +84,8 @@ private:
     void showBeginning();
     void showChanges();
     void show(const Json::Value& message);
-    void show(const WatchEntry& entry, SystemClock::time_point time = SystemClock::now());
-    void show(const RunStory::Entries& entries, SystemClock::time_point time = SystemClock::now());
+    void show(const WatchEntry& entry, WallClock::TimePoint time = WallClock::now());
+    void show(const RunStory::Entries& entries, WallClock::TimePoint time = WallClock::now());
     void wait(std::optional<ReturningBus>& bus);
 
     static constexpr std::size_t LONGEST_QUEUE = 1024;
@@ -101,7 +102,7 @@ void Watching::run() {
     if (isStoreNeeded()) {
         propertyapi::ReadOnlyStore().check();
         properties.emplace([this](const propertyapi::Property& property) {
-            changes_.push({SystemClock::now(), property});
+            changes_.push({WallClock::now(), property});
         });
     }
     const Changes::Closing closing(changes_); // goes before the watch
@@ -163,12 +164,12 @@ void Watching::show(const Json::Value& message) {
         show(entryOf(message));
 }
 
-void Watching::show(const RunStory::Entries& entries, SystemClock::time_point time) {
+void Watching::show(const RunStory::Entries& entries, WallClock::TimePoint time) {
     for (const WatchEntry& entry : entries)
         show(entry, time);
 }
 
-void Watching::show(const WatchEntry& entry, SystemClock::time_point time) {
+void Watching::show(const WatchEntry& entry, WallClock::TimePoint time) {
     if (!isOver_ && isShown(entry.kind))
         isOver_ = !endless_.print(entry.line(time, options_.isJson));
 }

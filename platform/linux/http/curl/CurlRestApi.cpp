@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <iterator>
 #include <stdexcept>
 #include <utility>
@@ -18,7 +19,7 @@ namespace http {
 namespace {
 
 constexpr std::size_t KEPT_SESSIONS = 4;
-constexpr long DNS_CACHE_SECONDS = 60;
+constexpr std::int64_t DNS_CACHE_SECONDS = 60;
 
 /// At the first request: the library takes megabytes of memory that a phone without provisioning
 /// does not need.
@@ -51,7 +52,7 @@ struct CurlRestApi::Impl {
     void giveBack(Session&& session, unsigned int generation);
 
     std::atomic<bool> ending{false}; ///< running requests look at it about once a second
-    std::atomic<long> dnsCacheSeconds{DNS_CACHE_SECONDS};
+    std::atomic<std::int64_t> dnsCacheSeconds{DNS_CACHE_SECONDS};
     common::Guarded<Pool> pool;
 };
 
@@ -154,7 +155,7 @@ void CurlRestApi::proxyChanged() {
 }
 
 void CurlRestApi::setDnsCacheTimeout(std::chrono::seconds timeout) {
-    impl_->dnsCacheSeconds = static_cast<long>(timeout.count());
+    impl_->dnsCacheSeconds = timeout.count();
 }
 
 } // namespace http

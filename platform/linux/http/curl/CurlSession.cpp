@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CurlSession.h"
 
+#include "CurlNumber.h"
 #include "CurlTransfer.h"
 
 #include <new>
@@ -53,14 +54,12 @@ void CurlSession::setUp(const HttpRequest& request, const Route& route,
     ::curl_easy_setopt(easy, CURLOPT_NOPROXY, "");
     ::curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     ::curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
-                       static_cast<long>(request.connectTimeout.count()));
+    ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, curlNumber(request.connectTimeout.count()));
     // The library counts from the request on, the wait for the first byte included.
     ::curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, LOW_SPEED_BYTES_PER_SECOND);
-    ::curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME,
-                       static_cast<long>(request.stallTimeout.count()));
+    ::curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, curlNumber(request.stallTimeout.count()));
     ::curl_easy_setopt(easy, CURLOPT_MAXCONNECTS, KEPT_CONNECTIONS);
-    ::curl_easy_setopt(easy, CURLOPT_DNS_CACHE_TIMEOUT, static_cast<long>(dnsCacheTimeout.count()));
+    ::curl_easy_setopt(easy, CURLOPT_DNS_CACHE_TIMEOUT, curlNumber(dnsCacheTimeout.count()));
     // So that an aborted request does not wait for a silent name server.
     ::curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
 }

@@ -6,6 +6,7 @@
 #include "Transfer.h"
 #include "common/Guarded.h"
 #include "logger/Logger.h"
+#include "posix/LibraryDate.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -69,6 +70,7 @@ FileDownloader::~FileDownloader() = default;
 
 DownloadResult FileDownloader::download(const UrlInfo& url, const std::string& path, Access access,
                                         std::uint64_t maxBytes) {
+    posix::reportUnknownDate();
     DownloadSettings settings = impl_->settings;
     settings.maxBytes = std::min(settings.maxBytes, maxBytes);
     UrlInfo requested;

@@ -5,9 +5,7 @@
 #include "logger/Logger.h"
 #include "text/Ascii.h"
 
-#include <algorithm>
 #include <array>
-#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -52,10 +50,6 @@ UrlInfo parseTarget(const std::string& location) {
     } catch (const UrlException&) {
         throw std::runtime_error("the target of the redirect is not a usable URL");
     }
-}
-
-long saturated(std::int64_t bytes) {
-    return static_cast<long>(std::min<std::int64_t>(bytes, std::numeric_limits<long>::max()));
 }
 
 } // namespace
@@ -188,7 +182,7 @@ void Transfer::refuseSize() const {
 }
 
 int Transfer::reportProgress(std::int64_t total, std::int64_t received) const {
-    return progress_ ? progress_(saturated(total), saturated(received), 0, 0) : 0;
+    return progress_ ? progress_(total, received, 0, 0) : 0;
 }
 
 bool Transfer::atOrigin() const {

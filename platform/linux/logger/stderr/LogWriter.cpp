@@ -2,6 +2,7 @@
 #include "JournalWriter.h"
 #include "StderrWriter.h"
 #include "common/Guarded.h"
+#include "common/WallClock.h"
 #include "logger/Logger.h"
 #include "text/Escape.h"
 #include "text/MaskedText.h"
@@ -27,7 +28,7 @@ namespace {
 /// "2026-05-01T12:00:00.007Z": UTC.
 std::string now() {
     using namespace std::chrono;
-    const auto time = floor<milliseconds>(system_clock::now());
+    const auto time = floor<milliseconds>(common::WallClock::now());
     const auto midnight = floor<days>(time);
     const year_month_day date(midnight);
     const hh_mm_ss clock(time - midnight);

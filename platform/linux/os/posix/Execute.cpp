@@ -4,6 +4,7 @@
 #include "logger/Logger.h"
 #include "paths/Paths.h"
 #include "posix/Descriptor.h"
+#include "posix/PollTimeout.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,7 +14,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -110,9 +110,13 @@ public:
         for (;;) {
             std::array<pollfd, 2> awaited{
                 {{stopEvent(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}}};
-            const timespec remaining = until(deadline);
-            const int ready = ::ppoll(awaited.data(), awaited.size(), &remaining, nullptr);
+            // Not ppoll(): the C library of some 32-bit systems takes the 64-bit time of a program
+            // with checked calls for a 32-bit one.
+            const int ready = ::poll(awaited.data(), awaited.size(), posix::pollTimeout(deadline));
             if (ready < 0 && errno == EINTR)
+                continue;
+            // Weeks are more than one call waits.
+            if (ready == 0 && Clock::now() < deadline)
                 continue;
             if (ready > 0 && awaited[1].revents != 0)
                 return Outcome::Ended;
@@ -136,16 +140,6 @@ private:
     /// Readable once the process has ended. The libc's own function is not declared for C++.
     static int openDescriptor(pid_t pid) {
         return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
-    }
-
-    static timespec until(Clock::time_point deadline) {
-        using namespace std::chrono;
-        const auto left = std::max(deadline - Clock::now(), Clock::duration::zero());
-        const auto whole = duration_cast<seconds>(left);
-        timespec result{};
-        result.tv_sec = static_cast<time_t>(whole.count());
-        result.tv_nsec = static_cast<long>(duration_cast<nanoseconds>(left - whole).count());
-        return result;
     }
 
     pid_t pid_;

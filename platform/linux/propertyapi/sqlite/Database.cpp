@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Database.h"
 
+#include "LateFiles.h"
 #include "ReadOnlyVfs.h"
 #include "Statement.h"
 #include "posix/FileStamp.h"
@@ -47,6 +48,7 @@ std::string uriOf(const posix::HostPath& path, const char* parameters) {
 /// where the program has used the library before; that does no harm.
 void configureLibrary() {
     [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    admitLateFiles();
 }
 
 } // namespace

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "X509Text.h"
 
+#include "common/WallClock.h"
+
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
 
 #include <array>
+#include <chrono>
+#include <ctime>
+#include <new>
 
 namespace security::x509 {
 
@@ -32,6 +37,21 @@ std::vector<X509Ptr> parseDer(std::string_view content) {
     return certificates;
 }
 
+using TimePtr = std::unique_ptr<ASN1_TIME, OpenSslDeleter<ASN1_TIME_free>>;
+
+/// To the second. The library is given a text: a time as a number may be narrower there than here.
+TimePtr currentTime() {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(common::WallClock::now());
+    std::tm parts{};
+    std::array<char, sizeof "99991231235959Z"> text{};
+    TimePtr time(ASN1_TIME_new());
+    if (!time || ::gmtime_r(&seconds, &parts) == nullptr ||
+        std::strftime(text.data(), text.size(), "%Y%m%d%H%M%SZ", &parts) == 0 ||
+        ASN1_TIME_set_string(time.get(), text.data()) != 1)
+        throw std::bad_alloc();
+    return time;
+}
+
 } // namespace
 
 std::vector<X509Ptr> parse(std::string_view content) {
@@ -57,13 +77,15 @@ std::string fingerprint(X509* certificate) {
 
 const char* whyNotNow(const X509* certificate) {
     const OpenSslErrors errors;
-    const int begin = X509_cmp_current_time(X509_get0_notBefore(certificate));
-    const int end = X509_cmp_current_time(X509_get0_notAfter(certificate));
-    if (begin == 0 || end == 0)
+    const ASN1_TIME* begin = X509_get0_notBefore(certificate);
+    const ASN1_TIME* end = X509_get0_notAfter(certificate);
+    if (X509_cmp_current_time(begin) == 0 || X509_cmp_current_time(end) == 0)
         return "its dates are malformed";
-    if (begin > 0)
+    // What the library takes for the current time is wrong where its times are 32 bits wide.
+    const TimePtr now = currentTime();
+    if (ASN1_TIME_compare(begin, now.get()) > 0)
         return "it is not valid yet";
-    return end < 0 ? "it has expired" : nullptr;
+    return ASN1_TIME_compare(end, now.get()) <= 0 ? "it has expired" : nullptr;
 }
 
 const char* whyUnusable(X509* certificate) {
