@@ -142,6 +142,7 @@ void ProvisioningOnStartup::onBootUp() {
             return;
         propertyApi->setValue(keys::PROVISIONING_ON_BOOT_UP, values::DONE);
         complete = true;
+        LOG(1) << "Provisioning requests are served from now on";
     } catch (const std::exception& exception) {
         phase = Phase::Failed;
         LOG(3) << "PropertyApi exception: " << exception.what();

@@ -78,8 +78,6 @@ public:
     void request(const std::string& topic, const std::string& payload);
 
 private:
-    std::size_t countDropped() const;
-
     PhoneRoot root_;
     Broker broker_;
     BusPeer bus_;

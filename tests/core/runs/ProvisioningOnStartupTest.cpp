@@ -96,13 +96,15 @@ TEST_F(ProvisioningOnStartupTest, TheWholeBootUpInItsOrder) {
                             "get System.Provision.ProvisioningServer", "start http://h/prov/",
                             FINISHED_SLEEP, "finished?", FINISHED_SLEEP, "finished?",
                             "set State.Provisioning.OnBootUp=done"));
+    ASSERT_TRUE(waitUntil([&] { return journal.log().texts().size() >= 5; }));
     EXPECT_THAT(
         journal.log().texts(),
         ElementsAre("1 ProvisioningOnStartup: network manager is ready",
                     "1 ProvisioningOnStartup: phoneui is ready",
                     "1 ProvisioningOnStartup: PhoneUi and Network are ready, performing ovo "
                     "bootup procedure...",
-                    "1 ProvisioningOnStartup: Execute provisioning on boot up "));
+                    "1 ProvisioningOnStartup: Execute provisioning on boot up ",
+                    "1 ProvisioningOnStartup: Provisioning requests are served from now on"));
 }
 
 TEST_F(ProvisioningOnStartupTest, BothServicesAreAskedEveryTwoSecondsUntilTheyAreReady) {
