@@ -78,6 +78,7 @@ public:
     void request(const std::string& topic, const std::string& payload);
 
 private:
+    std::size_t countResults() const;
     std::size_t countDropped() const;
 
     PhoneRoot root_;
