@@ -98,10 +98,13 @@ void Phone::waitForBootUp() {
 
 void Phone::boot(const std::string& server, const std::map<std::string, std::string>& environment) {
     store_.setValue("System.Provision.ProvisioningServer", server);
+    const std::size_t before = countResults();
     start(environment);
     answerReady();
     waitForBootUp();
-    ASSERT_TRUE(waitUntil([this] { return countEnds(bus_) >= 1; })) << log();
+    // The result is in the store a moment after the bus has heard of the end.
+    ASSERT_TRUE(waitUntil([&] { return countEnds(bus_) >= 1 && countResults() > before; }))
+        << log();
 }
 
 void Phone::provision(const std::string& location) {
@@ -111,13 +114,15 @@ void Phone::provision(const std::string& location) {
     // Every run that was started has said its result; the log holds earlier daemons' runs too.
     ASSERT_TRUE(waitUntil(
         [&] {
-            const std::size_t results =
-                countLog("Provisioning succeeded. Status: ") + countLog("Provisioning failed. ");
             const std::size_t starts = countLog("Start provisioning thread");
-            return starts > before && results == starts;
+            return starts > before && countResults() == starts;
         },
         std::chrono::seconds(60)))
         << log();
+}
+
+std::size_t Phone::countResults() const {
+    return countLog("Provisioning succeeded. Status: ") + countLog("Provisioning failed. ");
 }
 
 int Phone::stop() {

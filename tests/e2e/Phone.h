@@ -78,6 +78,8 @@ public:
     void request(const std::string& topic, const std::string& payload);
 
 private:
+    std::size_t countResults() const;
+
     PhoneRoot root_;
     Broker broker_;
     BusPeer bus_;

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 
@@ -33,6 +34,16 @@ TEST_F(TlsTest, KeepsTheEncryptedConnection) {
     EXPECT_EQ(accesses.at(0).protocol, "HTTP/2.0");
     EXPECT_EQ(accesses.at(1).connection, accesses.at(0).connection);
     EXPECT_EQ(accesses.at(2).connection, accesses.at(0).connection);
+}
+
+/// The library keeps fewer bits: cut off there, this one would be a millisecond.
+TEST_F(TlsTest, KeepsATimeOutBeyond32Bits) {
+    const Nginx nginx("", good());
+    nginx.publish("/x", "x");
+    connectTimeout = std::chrono::milliseconds((std::int64_t{1} << 32U) + 1);
+    const HttpResponse response = get(nginx.tlsUrl("/x"));
+    EXPECT_EQ(response.failure, "");
+    EXPECT_EQ(response.status, 200);
 }
 
 TEST_F(TlsTest, NamesWhatIsWrongWithACertificate) {
