@@ -147,6 +147,21 @@ test_units() {
     done
 }
 
+# Files of version 0.1.0, which ran as root: the changelog says what to do with them.
+take_over() {
+    local before command
+    command=$(sed -n 's/^ *`\(chown -R ovo:ovo [^`]*\)`.*/\1/p' "$packages/CHANGELOG.md")
+    isnt "the changelog says what to do with files of root" test -z "$command"
+    touch /data/images/wallpaper.png /data/certs/client/client.pem /config/swupdate/image /var/volatile/contacts/contacts.xml
+    chown -R ovo:ovo /data /config/swupdate /var/volatile/contacts
+    systemd-tmpfiles --create ovo.conf
+    before=$(laid_out)
+    find /data /config/swupdate /var/volatile/contacts ! -type d -exec chown root:root {} +
+    sh -c "$command" && systemd-tmpfiles --create ovo.conf
+    same "then they are the daemon's" "$before" "$(laid_out)"
+    rm -f /data/images/wallpaper.png /data/certs/client/client.pem /config/swupdate/image /var/volatile/contacts/contacts.xml
+}
+
 # What the maker and the factory put on a phone, and a server with files for it.
 make_phone() {
     port=$((20000 + RANDOM % 12000))
@@ -156,8 +171,9 @@ make_phone() {
     ovoctl keygen /etc/ovo.d/key
     systemd-tmpfiles --create ovo.conf
     same "the key is for the daemon only" "400 ovo:ovo" "$(stat -c '%a %U:%G' /etc/ovo.d/key)"
-    # A phone fresh from the factory: root is the first to write a property.
     systemctl stop ovo
+    take_over
+    # A phone fresh from the factory: root is the first to write a property.
     rm -f /data/properties.db*
     systemd-tmpfiles --create ovo.conf
     # It makes room, and says as whom.
