@@ -3,8 +3,8 @@
 #
 # One static library per module. Its include root is OVO_INCLUDE_ROOT of its part of the tree, or its
 # own directory where there is none; headers of other modules are included by their path below it.
-# FAST: those of the sources in which a run with many parameters spends its time; they are not optimised for size
-# (docs/size.md).
+# FAST: those of the sources in which a run with many parameters spends its time; they are not optimised for size, and
+# not together with the rest of the program: none of their functions becomes part of another source's (docs/size.md).
 # scripts/check-structure holds includes of other modules against what the target links. What is
 # OVO_PART_OF_DAEMON can be optimised with it.
 #

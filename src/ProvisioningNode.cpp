@@ -3,7 +3,6 @@
 
 #include "text/Quote.h"
 
-#include <ostream>
 #include <stdexcept>
 
 namespace ovo {
@@ -13,10 +12,6 @@ const std::string& attributeOf(const ProvisioningNode::Attributes& child, const 
     if (attribute == child.end())
         throw std::out_of_range("attribute " + quote(name) + " is missing");
     return attribute->second;
-}
-
-std::ostream& operator<<(std::ostream& stream, const ProvisioningNode& node) {
-    return stream << node.name << "/" << node.type << " (" << node.children.size() << ")";
 }
 
 } // namespace ovo

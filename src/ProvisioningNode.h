@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <iosfwd>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,7 +23,11 @@ struct ProvisioningNode {
 /// when there is none.
 const std::string& attributeOf(const ProvisioningNode::Attributes& child, const std::string& name);
 
-/// For log lines: name, type and number of children, as in "nvm/file (3)".
-std::ostream& operator<<(std::ostream& stream, const ProvisioningNode& node);
+/// Into a log line or a stream: name, type and number of children, as in "nvm/file (3)".
+template <typename Stream>
+Stream& operator<<(Stream& stream, const ProvisioningNode& node) {
+    stream << node.name << "/" << node.type << " (" << node.children.size() << ")";
+    return stream;
+}
 
 } // namespace ovo

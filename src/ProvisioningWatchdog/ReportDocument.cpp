@@ -10,7 +10,7 @@
 
 #include <array>
 #include <ctime>
-#include <sstream>
+#include <memory>
 #include <utility>
 
 namespace ovo {
@@ -78,9 +78,9 @@ std::string ReportDocument::shownUrl(const std::string& url) {
 
 std::uint64_t ReportDocument::numberOf(const std::string& text) {
     Json::Value document;
-    std::istringstream stream(text);
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     const bool isObject =
-        Json::parseFromStream(Json::CharReaderBuilder(), stream, &document, nullptr) &&
+        reader->parse(text.data(), text.data() + text.size(), &document, nullptr) &&
         document.isObject();
     return isObject && document[RUN].isUInt64() ? document[RUN].asUInt64() : 0;
 }

@@ -7,7 +7,8 @@
 #include "logger/Logger.h"
 
 #include <algorithm>
-#include <iomanip>
+#include <cstdint>
+#include <ratio>
 #include <utility>
 
 namespace ovo {
@@ -239,11 +240,13 @@ std::string RunReport::describe(const std::string& what) const {
 void RunReport::end(ProvisioningStatus status, int httpStatus) noexcept {
     try {
         const std::chrono::duration<double> seconds = Clock::now() - started;
+        const auto tenths =
+            std::chrono::round<std::chrono::duration<std::int64_t, std::deci>>(seconds).count();
         const std::string word = Utils::convertStatus(status);
         const std::string why = causeOf(status);
         LOG(2) << "Run of " << address << ": " << word << ", files " << files << ", jobs " << jobs
                << ", parameters requested " << requested << " applied " << applied << " refused "
-               << refused << ", " << std::fixed << std::setprecision(1) << seconds.count() << " s"
+               << refused << ", " << tenths / 10 << "." << tenths % 10 << " s"
                << (why.empty() ? "" : ", first failure: ") << why;
         // Without a file it is that of an earlier run.
         text = parts.end(word, files == 0 ? 0 : httpStatus, why, seconds);

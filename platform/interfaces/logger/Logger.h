@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <sstream>
+#include <concepts>
 #include <string>
 #include <string_view>
 
@@ -39,29 +39,37 @@ constexpr std::string_view sourceName(std::string_view path) {
 
 /// One log statement, built from stream-style pieces and written as one line when it goes out of
 /// scope. Use it through LOG(level). There are hundreds of statements, so what each of them does is
-/// a call, and nothing of it is inline.
+/// a call, nothing of it is inline, and nothing throws: a piece that there is no memory for is left
+/// out.
 class Logger {
 public:
     /// file: as __FILE__ has it.
-    Logger(int level, const char* file, int line);
+    Logger(int level, const char* file, int line) noexcept;
     ~Logger();
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
 
-    Logger& operator<<(const char* piece);
-    Logger& operator<<(const std::string& piece);
-    Logger& operator<<(std::string_view piece);
-    template <typename Piece>
-    Logger& operator<<(const Piece& piece) {
-        stream_ << piece;
-        return *this;
+    Logger& operator<<(const char* piece) noexcept;
+    Logger& operator<<(const std::string& piece) noexcept;
+    Logger& operator<<(std::string_view piece) noexcept;
+    Logger& operator<<(char piece) noexcept;
+    template <std::signed_integral Number>
+    Logger& operator<<(Number number) noexcept {
+        return addSigned(number);
+    }
+    template <std::unsigned_integral Number>
+    Logger& operator<<(Number number) noexcept {
+        return addUnsigned(number);
     }
 
 private:
+    Logger& addSigned(long long number) noexcept;
+    Logger& addUnsigned(unsigned long long number) noexcept;
+
     int level_;
-    std::string_view source_;
     int line_;
-    std::ostringstream stream_;
+    const char* file_;
+    std::string text_;
 };
 
 } // namespace logger

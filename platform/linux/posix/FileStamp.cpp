@@ -3,9 +3,17 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 
 namespace posix {
+
+namespace {
+
+constexpr std::uint32_t ALL_BITS = 07777;
+
+} // namespace
 
 FileStamp FileStamp::of(const HostPath& path) noexcept {
     FileStamp stamp;
@@ -26,6 +34,12 @@ FileStamp FileStamp::of(const HostPath& path) noexcept {
 
 bool FileStamp::isMissing() const noexcept {
     return error == ENOENT || error == ENOTDIR;
+}
+
+std::string FileStamp::permissions() const {
+    std::array<char, 8> text{};
+    std::snprintf(text.data(), text.size(), "%04o", unsigned{mode & ALL_BITS});
+    return text.data();
 }
 
 } // namespace posix

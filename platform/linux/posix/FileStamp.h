@@ -5,6 +5,7 @@
 #include "HostPath.h"
 
 #include <cstdint>
+#include <string>
 
 namespace posix {
 
@@ -23,6 +24,8 @@ struct FileStamp {
     static FileStamp of(const HostPath& path) noexcept;
 
     bool isMissing() const noexcept;
+    /// "0640"
+    std::string permissions() const;
     bool operator==(const FileStamp&) const = default;
 };
 

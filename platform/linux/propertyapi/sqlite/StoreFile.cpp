@@ -15,7 +15,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <sstream>
 #include <utility>
 
 namespace propertyapi {
@@ -28,7 +27,6 @@ using posix::HostPath;
 constexpr mode_t DIRECTORY_MODE = 0775;
 constexpr mode_t FILE_MODE = 0600;
 constexpr mode_t OTHERS = 0077;
-constexpr mode_t ALL_BITS = 07777;
 
 constexpr const char* REPLACED = "it was replaced meanwhile";
 
@@ -189,26 +187,26 @@ void StoreFile::requireSound(Database& database) {
 
 /// Before the store is opened: log and index are made with the mode of the database.
 void StoreFile::closeToOthers() const {
-    std::ostringstream modes;
+    std::string modes;
     int error = 0;
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const HostPath path = path_.with(suffix);
-        const mode_t mode = FileStamp::of(path).mode;
-        if (!S_ISREG(mode) || (mode & OTHERS) == 0)
+        const FileStamp stamp = FileStamp::of(path);
+        if (!S_ISREG(stamp.mode) || (stamp.mode & OTHERS) == 0)
             continue;
-        modes << (modes.tellp() > 0 ? ", " : "") << (*suffix == 0 ? "mode" : suffix) << " 0"
-              << std::oct << (mode & ALL_BITS);
+        modes.append(modes.empty() ? "" : ", ").append(*suffix == 0 ? "mode" : suffix);
+        modes.append(" ").append(stamp.permissions());
         // By its name: closing a descriptor of a database in use would give up its locks.
         if (::chmod(path.c_str(), FILE_MODE) != 0)
             error = errno;
     }
-    if (modes.tellp() == 0)
+    if (modes.empty())
         return;
     if (error == 0)
-        LOG(2) << "Property store " << path_.text() << " was open to others (" << modes.str()
+        LOG(2) << "Property store " << path_.text() << " was open to others (" << modes
                << "): its mode is 0600 now";
     else
-        LOG(2) << "Property store " << path_.text() << " is open to others (" << modes.str()
+        LOG(2) << "Property store " << path_.text() << " is open to others (" << modes
                << ") and cannot be closed to them: " << std::strerror(error);
 }
 
