@@ -47,8 +47,9 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     target_compile_options(ovo_flags INTERFACE
       -Os -fvisibility=hidden -fvisibility-inlines-hidden -ffunction-sections -fdata-sections)
     target_link_options(ovo_flags INTERFACE -Wl,--gc-sections,--as-needed)
-    # Relocations in a few bytes each. The loader must know them, as that of glibc 2.36 does.
-    check_linker_flag(CXX -Wl,-z,pack-relative-relocs OVO_HAS_PACKED_RELOCATIONS)
+    # Relocations in a few bytes each. The loader must know them, as that of glibc 2.36 does. A linker that does not
+    # know them for its architecture only warns.
+    check_linker_flag(CXX -Wl,--fatal-warnings,-z,pack-relative-relocs OVO_HAS_PACKED_RELOCATIONS)
     if(OVO_HAS_PACKED_RELOCATIONS)
       target_link_options(ovo_flags INTERFACE -Wl,-z,pack-relative-relocs)
     endif()

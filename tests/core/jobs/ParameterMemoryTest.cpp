@@ -4,47 +4,17 @@
 
 #include "JobHandlers/NVMJobHandler.h"
 #include "JobTest.h"
+#include "LargestPiece.h"
 
 #include <gmock/gmock.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <new>
+#include <cstddef>
+#include <string>
 
 namespace {
 
 constexpr std::size_t LARGE = 8'000'000;
 constexpr std::size_t LIMIT = 1'000'000;
-
-thread_local std::size_t largestPiece = SIZE_MAX;
-
-/// Nothing larger is to be had as long as it lives.
-class Shortage {
-public:
-    Shortage() { largestPiece = LIMIT; }
-    ~Shortage() { largestPiece = SIZE_MAX; }
-    Shortage(const Shortage&) = delete;
-    Shortage& operator=(const Shortage&) = delete;
-};
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    void* const memory = size > largestPiece ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-namespace {
 
 class ParameterMemoryTest : public JobTest {};
 
@@ -57,7 +27,7 @@ TEST_F(ParameterMemoryTest, AValueThatCannotBeCopiedIsLeftOutAndTheOthersAreSet)
     report.begin("http://10.0.0.5/prov/p.xml");
     ovo::ProvisioningStatus status{};
     {
-        const Shortage shortage;
+        const LargestPiece shortage(LIMIT);
         status = handler.runImpl().status();
     }
     EXPECT_EQ(status, ovo::ProvisioningStatus::Success);
