@@ -61,9 +61,11 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
         "$<IF:$<BOOL:$<TARGET_PROPERTY:OVO_OPTIMISED_WHOLE>>,-flto=auto;-flto-partition=one,-fno-lto>")
     endif()
   endif()
-  # The same bytes wherever they are built.
-  target_compile_options(ovo_flags INTERFACE
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
+  # The same bytes wherever they are built. Distributions have names of their own for the sources.
+  if(NOT CMAKE_CXX_FLAGS MATCHES "-prefix-map=")
+    target_compile_options(ovo_flags INTERFACE
+      -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
+  endif()
 endif()
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
