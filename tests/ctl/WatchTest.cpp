@@ -2,6 +2,7 @@
 #include "Ctl.h"
 #include "ovoctl/watch/WatchEntry.h"
 #include "posix/Descriptor.h"
+#include "posix/PollTimeout.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/ipc/Broker.h"
 #include "support/ipc/BusPeer.h"
@@ -19,6 +20,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <optional>
@@ -307,9 +309,10 @@ void refuseConnections(const std::string& path, pid_t process, int count) {
     ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
               0);
     ASSERT_EQ(::listen(listening.get(), 1), 0);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (count > 0) {
         pollfd attempt{listening.get(), POLLIN, 0};
-        ASSERT_EQ(::poll(&attempt, 1, 20'000), 1);
+        ASSERT_EQ(::poll(&attempt, 1, posix::pollTimeout(deadline)), 1);
         const posix::Descriptor connection(::accept(listening.get(), nullptr, nullptr));
         ucred peer{};
         socklen_t size = sizeof peer;

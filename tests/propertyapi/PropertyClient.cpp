@@ -13,6 +13,9 @@
 //                                               ended
 //   property_client hold FILE                   takes the write lock of a database, until it is
 //                                               ended
+//   property_client look FILE                   reads a database once and keeps it open, until it
+//   is
+//                                               ended
 //   property_client make-and-hold FILE          the same, after opening the store, which it keeps
 //                                               open
 //   property_client measure                     prints how long the operations take
@@ -128,16 +131,25 @@ int count(const Arguments& arguments) {
         api.setValue(arguments.at(0), std::to_string(number));
 }
 
-int hold(const Arguments& arguments) {
+/// Runs a statement on a database and keeps it open, without looking at it again.
+int keep(const std::string& file, const char* statement) {
     sqlite3* handle = nullptr;
-    if (sqlite3_open(arguments.at(0).c_str(), &handle) != SQLITE_OK ||
-        sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    if (sqlite3_open(file.c_str(), &handle) != SQLITE_OK ||
+        sqlite3_exec(handle, statement, nullptr, nullptr, nullptr) != SQLITE_OK) {
         std::cout << sqlite3_errmsg(handle) << '\n';
         return 1;
     }
     std::cout << "held" << std::endl;
     for (;;)
         ::pause();
+}
+
+int look(const Arguments& arguments) {
+    return keep(arguments.at(0), "SELECT 1 FROM property");
+}
+
+int hold(const Arguments& arguments) {
+    return keep(arguments.at(0), "BEGIN IMMEDIATE");
 }
 
 int makeAndHold(const Arguments& arguments) {
@@ -192,7 +204,7 @@ int measure(const Arguments&) {
 const std::map<std::string, int (*)(const Arguments&)> COMMANDS = {
     {"write", write},     {"burst", burst}, {"pairs", pairs}, {"fill", fill},
     {"open", open},       {"count", count}, {"hold", hold},   {"make-and-hold", makeAndHold},
-    {"measure", measure},
+    {"measure", measure}, {"look", look},
 };
 
 } // namespace

@@ -8,12 +8,15 @@
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/logger/LogRecorder.h"
 #include "support/process/ChildProcess.h"
+#include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <future>
 #include <map>
 #include <optional>
 #include <set>
@@ -173,6 +176,33 @@ TEST(ReadOnlyStore, ReadsBesideAProgramThatWrites) {
     impatient.busyTimeout = std::chrono::milliseconds(0);
     EXPECT_THAT(ReadOnlyStore(SqlitePropertyApi::STORE, impatient).find({"None"}),
                 ElementsAre(std::nullopt));
+}
+
+/// A reader that may not write cannot tell an index that somebody is changing from one that was
+/// left so.
+TEST(ReadOnlyStore, WaitsForAnIndexThatIsBeingChanged) {
+    const SharedStore store;
+    SqlitePropertyApi().setValue("A", "1");
+    const std::string output = store.root().host("/output");
+    const ChildProcess other({PROPERTY_CLIENT, "look", store.file()}, output);
+    ASSERT_TRUE(waitUntil([&] { return store.root().read("/output") == "held\n"; }));
+    std::fstream index(store.file() + "-shm", std::ios::in | std::ios::out | std::ios::binary);
+    const auto increaseCounter = [&](char by) {
+        constexpr std::streamoff COUNTER = 8;
+        index.seekg(COUNTER);
+        const char value = static_cast<char>(index.peek() + by);
+        index.seekp(COUNTER);
+        index.put(value).flush();
+    };
+    increaseCounter(1);
+    SqliteSettings impatient;
+    impatient.busyTimeout = std::chrono::milliseconds(20);
+    EXPECT_THAT([&] { ReadOnlyStore(SqlitePropertyApi::STORE, impatient).list(""); },
+                ThrowsMessage<PropertyApiException>(HasSubstr(store.file())));
+    auto found = std::async(std::launch::async, [] { return ReadOnlyStore().list(""); });
+    EXPECT_EQ(found.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    increaseCounter(-1);
+    EXPECT_THAT(found.get(), ElementsAre(StoredProperty{"A", "1", ""}));
 }
 
 TEST(ReadOnlyStore, SeesOneStateWhileOthersWrite) {

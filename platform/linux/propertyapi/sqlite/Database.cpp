@@ -57,6 +57,10 @@ bool DatabaseError::isDamage() const noexcept {
     return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
 }
 
+bool DatabaseError::needsWriting() const noexcept {
+    return code_ == SQLITE_READONLY;
+}
+
 Database::Database(const posix::HostPath& path) : file_(posix::FileStamp::of(path).id) {
     configureLibrary();
     // Without the library's own mutex: the owner sees to it that one thread uses the connection.

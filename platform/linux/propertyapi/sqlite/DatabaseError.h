@@ -14,6 +14,9 @@ public:
 
     /// True when the file's content is at fault, not the access to it.
     bool isDamage() const noexcept;
+    /// True when a connection that may only read would have to write: above all, when it meets the
+    /// index of the log while somebody changes it, and he is done before it looks who that is.
+    bool needsWriting() const noexcept;
 
 private:
     int code_;

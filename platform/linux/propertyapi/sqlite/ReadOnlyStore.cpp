@@ -81,7 +81,7 @@ auto ReadOnlyStore::read(Operation operation) const {
                 return result;
         } catch (const DatabaseError& error) {
             cause = error.what();
-            if (Files(path) == before)
+            if (!error.needsWriting() && Files(path) == before)
                 fail(path, cause);
         }
     } while (allowance.pause(RETRY_TIME));
