@@ -187,7 +187,7 @@ TEST(ReadOnlyStore, WaitsForAnIndexThatIsBeingChanged) {
     const ChildProcess other({PROPERTY_CLIENT, "look", store.file()}, output);
     ASSERT_TRUE(waitUntil([&] { return store.root().read("/output") == "held\n"; }));
     std::fstream index(store.file() + "-shm", std::ios::in | std::ios::out | std::ios::binary);
-    const auto increaseCounter = [&](char by) {
+    const auto increaseCounter = [&](int by) {
         constexpr std::streamoff COUNTER = 8;
         index.seekg(COUNTER);
         const char value = static_cast<char>(index.peek() + by);
