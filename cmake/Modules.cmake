@@ -56,10 +56,10 @@ function(ovo_shipped)
   endforeach()
 endfunction()
 
-# ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL] [SLOW PATTERN...]): a GoogleTest
-# executable, each of its tests a test of ctest. TIMEOUT: ten times as much under an emulator. SERIAL: never beside another test (measures time or
-# uses the machine). SLOW: the tests that match one of the patterns (as in --gtest_filter) carry the
-# label "slow" and are SERIAL; only the test presets "debug" and "clang" run those.
+# ovo_test(NAME SOURCES ... [LIBRARIES ...] [TIMEOUT s] [SERIAL] [SLOW PATTERN...]): a GoogleTest executable, each of its
+# tests a test of ctest. TIMEOUT: ten times as much under an emulator. SERIAL: never beside another test (measures time or
+# uses the machine). SLOW: the tests that match one of the patterns (as in --gtest_filter) carry the label "slow" and are
+# SERIAL; the test presets "debug", "clang" and "armhf" run those.
 function(ovo_test NAME)
   cmake_parse_arguments(T "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES;SLOW" ${ARGN})
   add_executable(${NAME} ${T_SOURCES})
