@@ -524,6 +524,7 @@ END
     # Whoever the daemon obeyed may have put links there.
     mkdir -p /elsewhere/volatile/provisioning
     touch /elsewhere/volatile/provisioning/file
+    rm -rf "$home/var"
     ln -s /elsewhere "$home/var"
     is "purge again" /tmp/postrm purge ovo
     is "where a link leads everything stays" test -e /elsewhere/volatile/provisioning/file
