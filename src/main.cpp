@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
         ovo::OvoApplication application("OVO", ovo::bus::NAME);
         application.exec();
     } catch (const std::exception& exception) {
-        // The phone goes on without provisioning; a second start would meet the same obstacle. The
+        // The phone goes on without provisioning; whoever supervises the process tries again. The
         // location of this line in the log, "main:17", is interface as its text is.
         LOG(3) << exception.what();
     }

@@ -92,7 +92,7 @@ test_install() {
 /etc/ovo/bus.conf 644 root:root
 /run/halden 2755 ovo-bus:halden
 /run/halden/bus.sock 770 ovo-bus:halden
-/run/halden/prov-client.lock 640 ovo:halden
+/run/halden/prov-client.lock 600 ovo:ovo
 /run/ovo 2750 ovo-bus:ovo
 /run/ovo/bus.sock 770 ovo-bus:ovo
 /var/volatile 755 root:root
@@ -117,19 +117,39 @@ END
     done
 }
 
+# moment UNIT PROPERTY: in microseconds.
+moment() { date -d "$(systemctl show --timestamp=us+utc --value -p "$2" "$1")" +%s%6N; }
+
 test_upgrade() {
     step "Upgrade"
-    local users before
+    local users before bus lists=/etc/ovo/bus-services.acl replaced
     users=$(id ovo && id ovo-bus)
     before=$(show ovo MainPID)
-    # What the administrator has changed, and what not.
+    bus=$(show ovo-bus MainPID)
+    # What the administrator has changed: one file that the new version changes too, one that it does not.
     echo 'HALDEN_LOG=1' >>/etc/default/ovo
-    is "the earlier version came with another bus.conf" grep -q 'before' /etc/ovo/bus.conf
-    is "ovo and ovo-tools" dpkg -i "$packages"/ovo_*.deb "$packages"/ovo-tools_*.deb
+    echo '# mine' >>"$lists"
+    is "the earlier version came with another bus.conf" grep -qx '# before' /etc/ovo/bus.conf
+    is "and another access list" grep -qx '# before' "$lists"
+    isnt "ovo alone, beside tools that are older" dpkg -i "$packages"/ovo_*.deb
+    isnt "ovo-tools alone, beside a daemon that is older" dpkg -i "$packages"/ovo-tools_*.deb
+    same "changes nothing" "0.0.1 0.0.1 $before" "$(version_of ovo) $(version_of ovo-tools) $(show ovo MainPID)"
+    is "ovo and ovo-tools" apt-get -q -y -o Dpkg::Options::=--force-confold install \
+        "$packages"/ovo_*.deb "$packages"/ovo-tools_*.deb
     say "version $(version_of ovo)"
     is "the changed configuration file is kept" grep -qx 'HALDEN_LOG=1' /etc/default/ovo
     same "and its mode" "640 root:root" "$(stat -c '%a %U:%G' /etc/default/ovo)"
-    isnt "the other is the new one" grep -q 'before' /etc/ovo/bus.conf
+    isnt "no other is offered" test -e /etc/default/ovo.dpkg-dist
+    isnt "the one that nobody has changed is the new one" grep -q 'before' /etc/ovo/bus.conf
+    same "the one that both have changed is kept" "# before # mine" "$(tail -n 2 "$lists" | paste -sd ' ')"
+    same "and the new one is beside it" "" "$(diff <(sed '/^# before$/d; /^# mine$/d' "$lists") "$lists.dpkg-dist")"
+    replaced=$(stat -c %.6Z /usr/sbin/ovo)
+    is "the daemon had ended when its program was replaced" \
+        test "$(moment ovo InactiveEnterTimestamp)" -lt "${replaced/./}"
+    is "and started afterwards" test "$(moment ovo InactiveExitTimestamp)" -gt "${replaced/./}"
+    is "the bus too" test "$bus" != "$(show ovo-bus MainPID)" -a "$(show ovo-bus ActiveState)" = active
+    is "before the daemon" test \
+        "$(moment ovo-bus ActiveEnterTimestamp)" -lt "$(moment ovo InactiveExitTimestamp)"
     same "the users are the same" "$users" "$(id ovo && id ovo-bus)"
     is "the service runs again, anew" test "$before" != "$(show ovo MainPID)" -a "$(show ovo ActiveState)" = active
     same "the version of the program is that of the package" "ovo $(version_of ovo)" "$(ovo --version | head -n 1)"
@@ -369,6 +389,7 @@ test_member() {
     within grep -q "$text-3" /tmp/member-hears
     isnt "and does not hear what others tell the daemon, passwords among it" grep -q "$text-2" /tmp/member-hears
     kill $subscriber
+    isnt "cannot open the daemon's lock, and so cannot hold it" as member sh -c ': <"$1"' - /run/halden/prov-client.lock
     isnt "gets no connection where the daemon has its own" as member mosquitto_pub --unix /run/ovo/bus.sock \
         -t prov-client/monitor -m x
     text=$(mark)
@@ -485,9 +506,34 @@ test_remove() {
     for file in /etc/default/ovo /etc/ovo/bus.conf /data/properties.db /etc/ovo.d/key /var/lib/ovo; do
         is "$file stays" test -e "$file"
     done
+    # A phone below a root of its own, in the home of the daemon's user.
+    local home=/var/lib/ovo
+    mkdir -p "$home"/{data/certs/client,data/images,etc/ovo.d,var/volatile/provisioning/nvm}
+    touch "$home"/{data/properties.db,data/certs/client/user_key.pem,etc/ovo.d/key,var/volatile/provisioning/nvm/nvm.xml}
+    chown -R ovo: "$home"
+    cp /var/lib/dpkg/info/ovo.postrm /tmp/postrm
     is "purge" apt-get -q -y purge ovo ovo-tools
+    same "what the phone below $home has made stays" "$(
+        cat <<END
+$home/data/certs/client/user_key.pem
+$home/data/properties.db
+$home/etc/ovo.d/key
+END
+    )" "$(find "$home" ! -type d | sort)"
+    isnt "decrypted files and empty directories do not" test -e "$home/var" -o -e "$home/data/images"
+    # Whoever the daemon obeyed may have put links there.
+    mkdir -p /elsewhere/volatile/provisioning
+    touch /elsewhere/volatile/provisioning/file
+    rm -rf "$home/var"
+    ln -s /elsewhere "$home/var"
+    is "purge again" /tmp/postrm purge ovo
+    is "where a link leads everything stays" test -e /elsewhere/volatile/provisioning/file
+    rm -r "$home"
+    mkdir "$home"
+    is "and again, of an empty home" /tmp/postrm purge ovo
+    isnt "which is gone" test -e "$home"
     same "nothing of the package is known" not-installed "$(state_of ovo)"
-    for file in /etc/default/ovo /etc/ovo /var/lib/ovo /var/volatile/provisioning /run/ovo /run/halden \
+    for file in /etc/default/ovo /etc/ovo /var/volatile/provisioning /run/ovo /run/halden \
         /etc/systemd/system/multi-user.target.wants/ovo.service; do
         isnt "$file is gone" test -e "$file"
     done

@@ -79,6 +79,14 @@ TEST(Recipes, AreOfThisVersionAndLicence) {
     EXPECT_THAT(contentOf(BUILDROOT), HasSubstr("\nOVO_LICENSE = Apache-2.0\n"));
 }
 
+/// A package of another minor version is not taken.
+TEST(Recipes, IntegratorsAskForThisVersion) {
+    const std::string version = OVO_VERSION;
+    const Words minor = {version.substr(0, version.rfind('.'))};
+    for (const char* file : {"packaging/example/CMakeLists.txt", "docs/porting.md"})
+        EXPECT_EQ(allOf(contentOf(TREE / file), R"(^find_package\(ovo ([0-9.]+) )"), minor) << file;
+}
+
 TEST(Recipes, SetOnlyOptionsThatExist) {
     const Words known = optionsOfTheBuild();
     EXPECT_THAT(known, IsSupersetOf({"OVO_TESTS", "OVO_TOOLS", "OVO_SYSTEMD_UNIT_DIR"}));
