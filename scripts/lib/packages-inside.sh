@@ -459,6 +459,7 @@ test_ends() {
         "$(show ovo Result) $(log_of ovo | grep -c 'serves as prov-client already')"
     is "the other one serves undisturbed" kill -0 "$other"
     kill "$other"
+    wait "$other" || true
     systemctl reset-failed ovo
     is "started again once that has ended" systemctl start ovo
 

@@ -52,6 +52,12 @@ TEST_F(ProcessLockTest, IsForOneAtATimeAndNamesWhoHasIt) {
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
+TEST_F(ProcessLockTest, OthersCannotOpenItAndSoCannotHoldIt) {
+    const ProcessLock lock("prov-client");
+    EXPECT_EQ(std::filesystem::status(phone.host(PATH)).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
 TEST_F(ProcessLockTest, IsOneForEachName) {
     const ProcessLock lock("prov-client");
     EXPECT_EQ(refusalOf("sip-client"), "");

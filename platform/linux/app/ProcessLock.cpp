@@ -19,7 +19,8 @@ namespace {
 
 constexpr const char* DIRECTORY = "/run/halden/";
 constexpr unsigned int DIRECTORY_MODE = 0775;
-constexpr mode_t FILE_MODE = 0644;
+/// Whoever can open it, to read alone too, can hold it and keep the daemon from starting.
+constexpr mode_t FILE_MODE = 0600;
 
 /// The number in a lock file without its line's end; empty when there is none.
 std::string ownerOf(const std::string& path) {
