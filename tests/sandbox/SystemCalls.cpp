@@ -91,6 +91,11 @@ scmp_arg_cmp has(unsigned int argument, unsigned int bits) {
     return {argument, SCMP_CMP_MASKED_EQ, bits, bits};
 }
 
+/// The library's own macro is C.
+scmp_arg_cmp argument(unsigned int number, scmp_compare comparison, int value) {
+    return {number, comparison, static_cast<scmp_datum_t>(value), 0};
+}
+
 void restrictFamilies(const std::vector<std::string>& names) {
     static const std::map<std::string, int> KNOWN{{"AF_UNIX", AF_UNIX},
                                                   {"AF_INET", AF_INET},
@@ -103,9 +108,9 @@ void restrictFamilies(const std::vector<std::string>& names) {
     const std::uint32_t refuse = SCMP_ACT_ERRNO(EAFNOSUPPORT);
     for (int family = 0; family < AF_MAX; ++family) {
         if (allowed.count(family) == 0)
-            filter.add(refuse, "socket", SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(family)));
+            filter.add(refuse, "socket", argument(0, SCMP_CMP_EQ, family));
     }
-    filter.add(refuse, "socket", SCMP_A0(SCMP_CMP_GE, AF_MAX));
+    filter.add(refuse, "socket", argument(0, SCMP_CMP_GE, AF_MAX));
     filter.load();
 }
 
@@ -177,10 +182,10 @@ void restrictSystemCalls(const UnitFile& unit, const std::set<std::string>& allo
         denySetIdFiles();
     Filter rest(SCMP_ACT_ALLOW);
     if (unit.isOn("LockPersonality"))
-        rest.add(REFUSE, "personality", SCMP_A0(SCMP_CMP_NE, PER_LINUX));
+        rest.add(REFUSE, "personality", argument(0, SCMP_CMP_NE, PER_LINUX));
     if (unit.isOn("RestrictRealtime")) {
-        for (const scmp_datum_t policy : {scmp_datum_t{SCHED_FIFO}, scmp_datum_t{SCHED_RR}})
-            rest.add(REFUSE, "sched_setscheduler", SCMP_A1(SCMP_CMP_EQ, policy));
+        for (const int policy : {SCHED_FIFO, SCHED_RR})
+            rest.add(REFUSE, "sched_setscheduler", argument(1, SCMP_CMP_EQ, policy));
     }
     rest.load();
     // The list comes last: it need not allow what loads the others.
