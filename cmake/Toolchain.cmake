@@ -24,7 +24,9 @@ target_compile_definitions(ovo_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=6
 # nobody can guess, and nothing that is written is run. tests/programs holds the programs against this.
 target_compile_options(ovo_flags INTERFACE -fPIE -fstack-protector-strong)
 target_link_options(ovo_flags INTERFACE -pie -Wl,-z,relro,-z,now,-z,noexecstack)
-# Not every architecture has these: control flow is protected on x86 by the first, on ARM's 64 bits by the second.
+# Not every architecture has these: control flow is protected on x86 by the second, on ARM's 64 bits by the third. Some
+# compilers only warn of a flag that is another architecture's.
+set(CMAKE_REQUIRED_FLAGS -Werror)
 foreach(flag IN ITEMS -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER "OVO_HAS${flag}" has)
   check_cxx_compiler_flag(${flag} ${has})
@@ -32,6 +34,7 @@ foreach(flag IN ITEMS -fstack-clash-protection -fcf-protection -mbranch-protecti
     target_compile_options(ovo_flags INTERFACE ${flag})
   endif()
 endforeach()
+unset(CMAKE_REQUIRED_FLAGS)
 
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   if(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
