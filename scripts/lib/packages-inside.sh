@@ -345,6 +345,25 @@ flush() {
     within heard "$last"
 }
 
+# listen OPTION...: a member's client, which takes the place of the shell: a signal to that shell breaks the connection.
+listen() {
+    exec setpriv --reuid member --regid member --init-groups -- \
+        mosquitto_sub --unix /run/halden/bus.sock -V 5 "$@" >/tmp/member-hears 2>&1
+}
+
+# lose_member TOPIC: a member's connection breaks; its last will for that topic is $text.
+lose_member() {
+    local member greeting
+    text=$(mark)
+    listen -t 'prov-client/#' --will-topic "$1" --will-payload "$text" &
+    member=$!
+    greeting=$(mark)
+    is "hears what the daemon says" within sh -c \
+        "mosquitto_pub --unix /run/ovo/bus.sock -q 1 -t prov-client/monitor -m $greeting; grep -q $greeting /tmp/member-hears"
+    kill -9 "$member"
+    wait "$member" 2>/dev/null || true
+}
+
 test_member() {
     step "A member of halden"
     local topic text
@@ -365,23 +384,14 @@ test_member() {
             isnt "and nobody hears that (MQTT $version)" heard "$text"
         done
     done
-    text=$(mark)
-    # Its connection breaks: the broker sends the last will.
-    as member mosquitto_sub --unix /run/halden/bus.sock -V 5 -t 'prov-client/#' --will-topic prov-client/sip-client \
-        --will-payload "$text" >/tmp/member-hears 2>/tmp/output &
-    local subscriber=$!
-    within sh -c 'exit 0'
-    local greeting
-    greeting=$(mark)
-    is "hears what the daemon says" within sh -c \
-        "mosquitto_pub --unix /run/ovo/bus.sock -q 1 -t prov-client/monitor -m $greeting; grep -q $greeting /tmp/member-hears"
-    kill -9 $subscriber
+    lose_member phone-ui/prov-client
+    is "has a last will where it may publish" within heard "$text"
+    lose_member prov-client/sip-client
     flush
-    isnt "has no last will on the daemon's topics" heard "$text"
+    isnt "and none on the daemon's topics" heard "$text"
     text=$(mark)
-    as member mosquitto_sub --unix /run/halden/bus.sock -V 5 -t '#' -t 'phone-ui/prov-client' -F '%t %p' \
-        >/tmp/member-hears 2>&1 &
-    subscriber=$!
+    listen -t '#' -t 'phone-ui/prov-client' -F '%t %p' &
+    local subscriber=$!
     is "listens to everything" within sh -c \
         "mosquitto_pub --unix /run/ovo/bus.sock -q 1 -t prov-client/monitor -m $text-1; grep -q $text-1 /tmp/member-hears"
     as member mosquitto_pub --unix /run/halden/bus.sock -V 5 -q 1 -t phone-ui/prov-client -m "$text-2"

@@ -29,18 +29,19 @@ sysroot_source() {
 }
 
 # make_sysroot ARCHITECTURE DIRECTORY: makes the sysroot, unless the one that is there was made from
-# the same packages.
-make_sysroot() {
-    local architecture=$1 target=$2 source packages new log
+# the same packages. In a shell of its own, which leaves nothing half made.
+make_sysroot() (
+    architecture=$1 target=$2
     source=$(sysroot_source)
     packages=$(sysroot_packages | sort -u | paste -sd ,)
     if [[ -e $target/made-from && $(<"$target/made-from") == "$source $packages" ]]; then
-        return 0
+        exit 0
     fi
     echo "sysroot: extracting the packages for $architecture into $target"
     mkdir -p -- "${target%/*}"
     new=$(mktemp -d -- "$target.XXXXXX")
-    log=$(mktemp)
+    trap 'rm -rf -- "$new"' EXIT
+    trap 'exit 1' HUP INT TERM
     # Only extracted, never run: nothing of another architecture is installed on this machine. By way of
     # an archive, so that the files belong to whoever builds, root or not.
     # The last words of the hook: what dpkg would know of them, had they been installed.
@@ -49,13 +50,11 @@ make_sysroot() {
         '--extract-hook=mkdir "$1/control"; for deb in "$1"/var/cache/apt/archives/*.deb; do
             name=${deb##*/}; dpkg-deb -e "$deb" "$1/control/${name%.deb}";
             dpkg-deb --fsys-tarfile "$deb" | tar -t >"$1/control/${name%.deb}/list"; done' \
-        "$(awk '{ print $(NF - 1) }' <<<"$source")" "$new/all.tar" "$source" >"$log" 2>&1; then
+        "$(awk '{ print $(NF - 1) }' <<<"$source")" "$new/all.tar" "$source" >"$new/log" 2>&1; then
         echo "sysroot: the packages could not be extracted; the end of the output:" >&2
-        tail -n 20 "$log" >&2
-        rm -rf -- "$new" "$log"
-        return 1
+        tail -n 20 "$new/log" >&2
+        exit 1
     fi
-    rm -f -- "$log"
     mkdir "$new/kept"
     # Programs are the machine's; manuals and translations serve nobody here.
     tar -C "$new/kept" --no-same-owner --exclude=./usr/{bin,sbin} --exclude=./usr/share/{doc,man,locale,info} \
@@ -65,8 +64,7 @@ make_sysroot() {
     printf '%s\n' "$source $packages" >"$new/kept/made-from"
     rm -rf -- "$target"
     mv -- "$new/kept" "$target"
-    rm -rf -- "$new"
-}
+)
 
 # make_package_database ROOT FINAL-ROOT: dpkg's database of the packages that were extracted there, in ROOT/dpkg, as if
 # FINAL-ROOT were a part of their paths: dpkg-shlibdeps finds in it what a library in the sysroot belongs to.
