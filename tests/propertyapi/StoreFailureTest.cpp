@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "AllocationLimit.h"
 #include "ChangeRecorder.h"
 #include "SharedStore.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/logger/LogRecorder.h"
+#include "support/memory/AllocationLimit.h"
 #include "support/process/ChildProcess.h"
 #include "support/process/WaitUntil.h"
 

@@ -4,7 +4,7 @@
 
 #include "JobHandlers/NVMJobHandler.h"
 #include "JobTest.h"
-#include "LargestPiece.h"
+#include "support/memory/AllocationLimit.h"
 
 #include <gmock/gmock.h>
 
@@ -27,7 +27,7 @@ TEST_F(ParameterMemoryTest, AValueThatCannotBeCopiedIsLeftOutAndTheOthersAreSet)
     report.begin("http://10.0.0.5/prov/p.xml");
     ovo::ProvisioningStatus status{};
     {
-        const LargestPiece shortage(LIMIT);
+        const AllocationLimit limit(LIMIT);
         status = handler.runImpl().status();
     }
     EXPECT_EQ(status, ovo::ProvisioningStatus::Success);

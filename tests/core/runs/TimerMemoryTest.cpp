@@ -2,10 +2,10 @@
 // What arming the provisioning timer at start does when it is out of memory for a moment. The
 // program has its own operator new, and this file sees the log lines before the recorder.
 
-#include "MemoryShortage.h"
 #include "ProvisioningTimer.h"
 #include "RecordingFakes.h"
 #include "logger/Logger.h"
+#include "support/memory/AllocationLimit.h"
 #include "support/process/PhoneRoot.h"
 
 #include <gmock/gmock.h>
@@ -31,7 +31,7 @@ void __real__ZN6logger5writeERKNS_6RecordE(const logger::Record&);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record);
 void __wrap__ZN6logger5writeERKNS_6RecordE(const logger::Record& record) {
     __real__ZN6logger5writeERKNS_6RecordE(record);
-    setOutOfMemory(endsAttempt(record.text) && shortages-- > 0);
+    failNextAllocation(endsAttempt(record.text) && shortages-- > 0);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)

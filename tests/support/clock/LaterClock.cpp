@@ -60,8 +60,6 @@ Function* original(const char* name) {
 
 } // namespace
 
-// Seen by program and libraries, however this is built.
-#pragma GCC visibility push(default)
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's names.
 extern "C" {
 
@@ -157,4 +155,3 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
 #endif
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-#pragma GCC visibility pop

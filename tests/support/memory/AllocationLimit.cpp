@@ -5,10 +5,18 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 std::atomic<std::size_t> limit = SIZE_MAX;
+thread_local bool isNextToFail = false;
+
+/// nullptr where there is none, and where there is to be none.
+void* allocate(std::size_t size) {
+    const bool fails = std::exchange(isNextToFail, false) || size > limit;
+    return fails ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
 
 } // namespace
 
@@ -20,15 +28,19 @@ AllocationLimit::~AllocationLimit() {
     limit = SIZE_MAX;
 }
 
+void failNextAllocation(bool fails) {
+    isNextToFail = fails;
+}
+
 void* operator new(std::size_t size) {
-    void* memory = size > limit ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* memory = allocate(size);
     if (memory == nullptr)
         throw std::bad_alloc();
     return memory;
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return size > limit ? nullptr : std::malloc(size == 0 ? 1 : size);
+    return allocate(size);
 }
 
 void operator delete(void* memory) noexcept {

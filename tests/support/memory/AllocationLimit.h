@@ -12,3 +12,6 @@ public:
     AllocationLimit(const AllocationLimit&) = delete;
     AllocationLimit& operator=(const AllocationLimit&) = delete;
 };
+
+/// Whether the next allocation of the calling thread throws std::bad_alloc, once.
+void failNextAllocation(bool fails);
