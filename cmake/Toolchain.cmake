@@ -59,6 +59,9 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT OVO_SANITIZE AND NOT OVO_COVERAGE)
       target_compile_options(ovo_flags INTERFACE
         "$<$<BOOL:$<TARGET_PROPERTY:OVO_PART_OF_DAEMON>>:-flto;-ffat-lto-objects>")
+      # The table of lines is the compiler's: in such objects the assembler's names the directory of the build, and
+      # the compiler does not tell it of -ffile-prefix-map.
+      target_compile_options(ovo_flags INTERFACE -gno-as-loc-support)
       # One partition: in several, the compiler repeats what each of them needs.
       target_link_options(ovo_flags INTERFACE
         "$<IF:$<BOOL:$<TARGET_PROPERTY:OVO_OPTIMISED_WHOLE>>,-flto=auto;-flto-partition=one,-fno-lto>")
