@@ -10,6 +10,11 @@ export PATH=$PATH:/usr/sbin:/sbin
 # Cached objects serve every clone: no object depends on the path of the tree.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$tree}
 export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
+# What is shipped must be what the compiler makes here: the objects of other directories name their sources otherwise.
+cache_for_release() {
+    unset CCACHE_NOHASHDIR
+    export CCACHE_BASEDIR=''
+}
 
 # Names of the packages that scripts/packages lists, one a line.
 packages_wanted() {
