@@ -24,18 +24,18 @@ endif()
 set(OVO_SYSUSERS_DIR lib/sysusers.d CACHE STRING "Directory of systemd's system users")
 set(OVO_TMPFILES_DIR lib/tmpfiles.d CACHE STRING "Directory of systemd's volatile files")
 
-# ovo_install_file(FILE DIRECTORY COMPONENT [NAME]): installs a file of the tree as NAME. The values of the build that it
+# ovo_install_file(FILE DIRECTORY COMPONENT [NAME [ARGUMENTS of install...]]): installs a file of the tree as NAME. The values of the build that it
 # names as @VARIABLE@, such as @PROJECT_VERSION@ and @CMAKE_INSTALL_FULL_SBINDIR@, are filled in; nothing else is changed.
 # The build has it below the same directory of its own.
 function(ovo_install_file FILE DIRECTORY COMPONENT)
   if(ARGC GREATER 3)
-    set(name ${ARGV3})
+    list(POP_FRONT ARGN name)
   else()
     get_filename_component(name ${FILE} NAME)
   endif()
   set(configured ${CMAKE_BINARY_DIR}/${DIRECTORY}/${name})
   configure_file(${PROJECT_SOURCE_DIR}/${FILE} ${configured} @ONLY)
-  install(FILES ${configured} DESTINATION ${DIRECTORY} COMPONENT ${COMPONENT})
+  install(FILES ${configured} DESTINATION ${DIRECTORY} COMPONENT ${COMPONENT} ${ARGN})
 endfunction()
 
 # ovo_install_manual(COMPONENT FILE...): manual pages, in the section that their suffix says.
@@ -54,7 +54,9 @@ foreach(unit IN ITEMS ovo.service ovo-bus.service)
 endforeach()
 ovo_install_file(packaging/systemd/ovo.sysusers ${OVO_SYSUSERS_DIR} daemon ovo.conf)
 ovo_install_file(packaging/systemd/ovo.tmpfiles ${OVO_TMPFILES_DIR} daemon ovo.conf)
-ovo_install_file(packaging/systemd/ovo.default ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default daemon ovo)
+# It may hold the password of a proxy.
+ovo_install_file(packaging/systemd/ovo.default ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default daemon ovo
+  PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ)
 # The bus
 foreach(file IN ITEMS bus.conf bus-services.acl bus-daemon.acl)
   ovo_install_file(packaging/bus/${file} ${CMAKE_INSTALL_FULL_SYSCONFDIR}/ovo daemon)
