@@ -24,9 +24,9 @@ endif()
 set(OVO_SYSUSERS_DIR lib/sysusers.d CACHE STRING "Directory of systemd's system users")
 set(OVO_TMPFILES_DIR lib/tmpfiles.d CACHE STRING "Directory of systemd's volatile files")
 
-# ovo_install_file(FILE DIRECTORY COMPONENT [NAME [ARGUMENTS of install...]]): installs a file of the tree as NAME. The values of the build that it
-# names as @VARIABLE@, such as @PROJECT_VERSION@ and @CMAKE_INSTALL_FULL_SBINDIR@, are filled in; nothing else is changed.
-# The build has it below the same directory of its own.
+# ovo_install_file(FILE DIRECTORY COMPONENT [NAME [OPTION...]]): installs a file of the tree as NAME, with these options of
+# install(). The values of the build that it names as @VARIABLE@, such as @PROJECT_VERSION@ and @CMAKE_INSTALL_FULL_SBINDIR@,
+# are filled in; nothing else is changed. The build has it below the same directory of its own.
 function(ovo_install_file FILE DIRECTORY COMPONENT)
   if(ARGC GREATER 3)
     list(POP_FRONT ARGN name)

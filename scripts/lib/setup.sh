@@ -7,10 +7,10 @@ tree=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
 # Where Debian has servers, which are not in an ordinary user's path.
 export PATH=$PATH:/usr/sbin:/sbin
 
-# Cached objects serve every clone: no object depends on the path of the tree.
+# Cached objects serve every clone: they do the same wherever they come from.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$tree}
 export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
-# What is shipped must be what the compiler makes here: the objects of other directories name their sources otherwise.
+# But their debug information may name the sources otherwise. What is shipped is what the compiler makes here.
 cache_for_release() {
     unset CCACHE_NOHASHDIR
     export CCACHE_BASEDIR=''

@@ -40,11 +40,6 @@ USERADD_PARAM:${PN} = " \
     --system --gid ovo-bus --home-dir / --no-create-home --shell /sbin/nologin ovo-bus \
 "
 
-# The address of a proxy may hold a password; systemd reads the file as root.
-do_install:append() {
-    chmod 0640 ${D}${sysconfdir}/default/ovo
-}
-
 PACKAGE_BEFORE_PN = "${PN}-tools"
 
 FILES:${PN} += " \
