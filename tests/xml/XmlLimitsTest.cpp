@@ -115,7 +115,13 @@ std::size_t costOf(std::string text) {
 
 TEST(XmlLimits, PiecesOfTextTakeNoMemory) {
     // The library would make a node of each, 20 MB in all.
-    for (const char* part : {"x<?a?>", "&lt;<?a?>", "x<!---->", "\n  x<?a?>"})
+    for (const char* part : {"x<?a?>", "&lt;<?a?>", "&#32;<?a?>", "x<!---->", "\n  x<?a?>"})
+        EXPECT_LT(costOf("<a>" + repeated(part, 300000) + "</a>"), 1000000U) << part;
+}
+
+TEST(XmlLimits, WhatIsNeitherTagNorTextTakesNoMemory) {
+    for (const char* part :
+         {"\n <?a ?>", "<!-- x -->\n", "<![CDATA[x]]>", "<![CDATA[x]]> \t<!---->"})
         EXPECT_LT(costOf("<a>" + repeated(part, 300000) + "</a>"), 1000000U) << part;
 }
 

@@ -342,6 +342,17 @@ TEST(Xml, WhatIsNoTagDoesNotHideOne) {
     EXPECT_EQ((*document.root().begin()).attr("d"), "/>");
 }
 
+TEST(Xml, WhatIsNoTagHidesNoneInADocumentWithoutText) {
+    const Document document = parse("\xef\xbb\xbf<?xml version='1.0'?><!-- <x> --><?p <x>?>\n"
+                                    "<r a='>' b=\"'>\" c='\"'><!-- ' --><b d='/>'/>"
+                                    "<![CDATA[</r><x>]]><?p ' > <x> ?><c e=\"!-- &gt;\"\n/>"
+                                    "<d></d><!--><x/>-->\n</r\n><!-- <x> --><?p?>\n");
+    EXPECT_THAT(attributesOf(document.root()),
+                ElementsAre(Pair("a", ">"), Pair("b", "'>"), Pair("c", "\"")));
+    EXPECT_THAT(childTags(document.root()), ElementsAre("b", "c", "d"));
+    EXPECT_EQ((*document.root().begin()).attr("d"), "/>");
+}
+
 TEST(Xml, AttributesLieInTheDocumentWithTheirReferencesExpanded) {
     const Document document = parse("<a x='1' y='&amp;' x='' z='\xc3\xa4'/>");
     EXPECT_THAT(attributesOf(document.root()),

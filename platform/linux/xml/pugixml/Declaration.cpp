@@ -52,8 +52,7 @@ Part readPart(Scanner& document) {
     const char mark = document.take();
     const std::size_t value = document.at();
     // The search ends at the next markup, which no message may show.
-    const std::array<char, 2> stops{mark, '<'};
-    if (!document.skipTo({stops.data(), stops.size()}) || !document.looksAt(mark))
+    if (!document.skipTo(mark, '<') || !document.looksAt(mark))
         document.fail("the value of the attribute " + shown(name) + " is not closed", value - 1);
     const std::string_view content = document.text().substr(value, document.at() - value);
     document.skip(mark);

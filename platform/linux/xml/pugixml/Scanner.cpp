@@ -14,6 +14,7 @@ namespace common::xml {
 namespace {
 
 constexpr std::size_t NONE = std::string_view::npos;
+constexpr unsigned char ASCII_END = 0x80;
 
 struct Range {
     char32_t first;
@@ -21,7 +22,7 @@ struct Range {
 };
 
 template <std::size_t SIZE>
-bool isIn(const std::array<Range, SIZE>& ranges, char32_t code) {
+constexpr bool isIn(const std::array<Range, SIZE>& ranges, char32_t code) {
     return std::any_of(ranges.begin(), ranges.end(), [code](const Range& range) {
         return code >= range.first && code <= range.last;
     });
@@ -67,6 +68,19 @@ constexpr std::array<Range, 6> NAME_REST{{
     {0x203f, 0x2040},
 }};
 
+constexpr bool isOfName(char32_t code, bool isFirst) {
+    return isIn(NAME_START, code) || (!isFirst && isIn(NAME_REST, code));
+}
+
+/// The answers for ASCII, looked up: by isFirst, then by character.
+constexpr auto ASCII_OF_NAME = [] {
+    std::array<std::array<bool, ASCII_END>, 2> answers{};
+    for (char32_t code = 0; code < ASCII_END; ++code)
+        for (const bool isFirst : {false, true})
+            answers[isFirst][code] = isOfName(code, isFirst);
+    return answers;
+}();
+
 } // namespace
 
 void refuseAt(std::string_view text, std::size_t offset, const std::string& what) {
@@ -78,33 +92,8 @@ std::string shown(std::string_view name) {
     return quote(std::string(name.substr(0, LONGEST))) + (name.size() > LONGEST ? "..." : "");
 }
 
-bool isBlank(char character) {
-    return character == ' ' || character == '\t' || character == '\n' || character == '\r';
-}
-
 bool isCharacter(char32_t code) {
     return isIn(CHARACTERS, code);
-}
-
-bool Scanner::skip(std::string_view part) {
-    if (!looksAt(part))
-        return false;
-    at_ += part.size();
-    return true;
-}
-
-bool Scanner::skip(char character) {
-    if (!looksAt(character))
-        return false;
-    ++at_;
-    return true;
-}
-
-bool Scanner::skipBlanks() {
-    const std::size_t begin = at_;
-    while (!atEnd() && isBlank(text_[at_]))
-        ++at_;
-    return at_ != begin;
 }
 
 bool Scanner::skipPast(std::string_view end) {
@@ -115,18 +104,21 @@ bool Scanner::skipPast(std::string_view end) {
     return true;
 }
 
-bool Scanner::skipTo(std::string_view characters) {
-    at_ = std::min(text_.find_first_of(characters, at_), text_.size());
-    return !atEnd();
-}
-
 std::string_view Scanner::name() {
     const std::size_t begin = at_;
     while (!atEnd()) {
-        const utf8::Character character = utf8::first(text_.substr(at_));
-        if (!isIn(NAME_START, character.code) && (at_ == begin || !isIn(NAME_REST, character.code)))
-            break;
-        at_ += character.size;
+        const bool isFirst = at_ == begin;
+        const auto byte = static_cast<unsigned char>(text_[at_]);
+        if (byte < ASCII_END) {
+            if (!ASCII_OF_NAME[isFirst][byte])
+                break;
+            ++at_;
+        } else {
+            const utf8::Character character = utf8::first(text_.substr(at_));
+            if (!isOfName(character.code, isFirst))
+                break;
+            at_ += character.size;
+        }
     }
     return text_.substr(begin, at_ - begin);
 }

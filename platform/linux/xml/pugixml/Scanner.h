@@ -16,7 +16,9 @@ constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
 /// A name as it is shown in a message: quoted, and cut where it is long.
 std::string shown(std::string_view name);
 
-bool isBlank(char character);
+constexpr bool isBlank(char character) {
+    return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+}
 /// True for a character that a document may hold.
 bool isCharacter(char32_t code);
 
@@ -36,14 +38,34 @@ public:
     char take() { return text_[at_++]; }
 
     /// Each passes what it names and returns true, or passes nothing and returns false.
-    bool skip(std::string_view part);
-    bool skip(char character);
-    bool skipBlanks();
+    bool skip(std::string_view part) {
+        const bool isHere = looksAt(part);
+        if (isHere)
+            at_ += part.size();
+        return isHere;
+    }
+    bool skip(char character) {
+        const bool isHere = looksAt(character);
+        if (isHere)
+            ++at_;
+        return isHere;
+    }
+    bool skipBlanks() {
+        const std::size_t begin = at_;
+        while (!atEnd() && isBlank(text_[at_]))
+            ++at_;
+        return at_ != begin;
+    }
     /// Everything up to these characters, and them.
     bool skipPast(std::string_view end);
     /// Everything up to the first of these characters. False: there is none, and the place is at
     /// the end of the text.
-    bool skipTo(std::string_view characters);
+    template <typename... Characters>
+    bool skipTo(Characters... characters) {
+        while (!atEnd() && ((text_[at_] != characters) && ...))
+            ++at_;
+        return !atEnd();
+    }
     /// Empty when there is none.
     std::string_view name();
     /// The name of an attribute; afterwards the place is at the mark that opens its value.

@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 namespace common::xml {
 
@@ -24,12 +26,30 @@ std::string hexadecimal(const char* prefix, int digits, char32_t code) {
     return text.data();
 }
 
+/// True for a character that a document may hold whatever its encoding, the most frequent ones.
+constexpr bool isPlain(char character) {
+    return static_cast<signed char>(character) >= ' ' || isBlank(character);
+}
+
+using Word = std::size_t;
+
+/// True for a text that begins with a word of bytes of ASCII without a control character.
+bool beginsPlain(std::string_view text) {
+    constexpr Word ONES = ~Word{0} / 0xff;
+    Word word = 0;
+    if (text.size() < sizeof word)
+        return false;
+    std::memcpy(&word, text.data(), sizeof word);
+    return (((word - ONES * ' ') | word) & (ONES * 0x80)) == 0;
+}
+
 /// Checks a document, construct by construct.
 class Checker : private Scanner {
 public:
     explicit Checker(std::string_view text) : Scanner(text) {}
 
-    void run() {
+    /// See checkWellFormed().
+    bool run() {
         checkCharacters(passDeclaration(*this));
         outside();
         if (atEnd())
@@ -40,6 +60,7 @@ public:
         outside();
         if (!atEnd())
             fail("there is a second root element");
+        return holdsText_;
     }
 
 private:
@@ -53,11 +74,12 @@ private:
         const std::string_view all = text();
         for (std::size_t at = all.starts_with(BYTE_ORDER_MARK) ? BYTE_ORDER_MARK.size() : 0;
              at != all.size();) {
-            if (static_cast<signed char>(all[at]) >= 0x20) { // ASCII and no control character
+            if (beginsPlain(all.substr(at)))
+                at += sizeof(Word);
+            else if (isPlain(all[at]))
                 ++at;
-                continue;
-            }
-            at += characterAt(at, encoding);
+            else
+                at += characterAt(at, encoding);
         }
     }
 
@@ -97,9 +119,7 @@ private:
         if (atEnd())
             fail("the element " + shown(open_[depth_ - 1].name) + " is not closed",
                  open_[depth_ - 1].offset);
-        if (looksAt('&'))
-            reference();
-        else if (!looksAt('<'))
+        if (!looksAt('<'))
             characters();
         else if (looksAt("</"))
             endOfElement();
@@ -107,12 +127,19 @@ private:
             element();
     }
 
+    /// Blanks, or text up to the next markup or reference, and that.
     void characters() {
+        skipBlanks();
+        if (looksAt('<'))
+            return;
+        holdsText_ = true;
         const std::size_t begin = at();
-        skipTo("<&");
+        skipTo('<', '&');
         const std::size_t found = text().substr(begin, at() - begin).find("]]>");
         if (found != std::string_view::npos)
             fail("\"]]>\" is not allowed in text", begin + found);
+        if (looksAt('&'))
+            reference();
     }
 
     bool comment() {
@@ -204,9 +231,8 @@ private:
         const std::string_view name = attributeName();
         const std::size_t begin = at();
         const char mark = take();
-        const std::array<char, 3> stops{mark, '<', '&'};
         for (;;) {
-            if (!skipTo({stops.data(), stops.size()}))
+            if (!skipTo(mark, '<', '&'))
                 fail("the value of the attribute " + shown(name) + " is not closed", begin);
             if (looksAt('<'))
                 fail("\"<\" is not allowed in the value of the attribute " + shown(name));
@@ -270,12 +296,13 @@ private:
     std::array<Open, MAX_DEPTH> open_{}; ///< the elements around the place
     std::size_t depth_ = 0;
     std::size_t counted_ = 0; ///< elements and attributes
+    bool holdsText_ = false;
 };
 
 } // namespace
 
-void checkWellFormed(std::string_view text) {
-    Checker(text).run();
+bool checkWellFormed(std::string_view text) {
+    return Checker(text).run();
 }
 
 } // namespace common::xml

@@ -111,8 +111,8 @@ Node Document::root() const {
 Document parse(std::string text) {
     if (text.size() > MAX_BYTES)
         refuseAt(text, 0, "the document is larger than " + std::to_string(MAX_BYTES) + " bytes");
-    checkWellFormed(text);
-    removeText(text);
+    if (checkWellFormed(text))
+        removeText(text);
     auto impl = std::make_unique<Document::Impl>(std::move(text));
     const pugi::xml_parse_result result = impl->document.load_buffer_inplace(
         impl->text.data(), impl->text.size(), OPTIONS, pugi::encoding_utf8);
