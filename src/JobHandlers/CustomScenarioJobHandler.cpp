@@ -26,8 +26,7 @@ constexpr char UNREAD[] = "???";
 constexpr int FUNCTION_KEYS = 8;
 
 std::string valueOrEmpty(const CustomScenarioJobHandler::Step& step, const char* attribute) {
-    const auto value = step.find(attribute);
-    return value == step.end() ? std::string() : value->second;
+    return std::string(step.find(attribute).value_or(""));
 }
 
 } // namespace
@@ -58,7 +57,7 @@ CustomScenarioJobHandler::CustomScenarioJobHandler(
 ProvisioningContext CustomScenarioJobHandler::runImpl() {
     context.reset();
     bool allSucceeded = true;
-    for (const Step& step : node.children) {
+    for (const Step step : node.children) {
         if (report.isCancelled()) {
             allSucceeded = false;
             break;
@@ -73,7 +72,7 @@ bool CustomScenarioJobHandler::executeStep(const Step& step) {
     std::string type = UNREAD;
     report.stepBegins();
     try {
-        type = attributeOf(step, XMLParser::CUSTOM_STEP_ATTR_TYPE_STR);
+        type = step.at(XMLParser::CUSTOM_STEP_ATTR_TYPE_STR);
         report.stepIs(type);
         const auto handler = stepHandlers.find(type);
         if (handler == stepHandlers.end()) {
@@ -117,7 +116,7 @@ bool CustomScenarioJobHandler::fetch(const http::UrlInfo& url, const std::string
 }
 
 http::UrlInfo CustomScenarioJobHandler::getUrl(const Step& step) const {
-    return Utils::prependServerAddressToRelativeURL(attributeOf(step, steps::ATTR_URL),
+    return Utils::prependServerAddressToRelativeURL(std::string(step.at(steps::ATTR_URL)),
                                                     serverAddress.getAbsolutePath());
 }
 

@@ -26,7 +26,7 @@ ProvisioningContext FileDownloadHandler::runImpl() {
     if (node.children.empty())
         return ProvisioningContext(ProvisioningStatus::Fail);
     ProvisioningContext result;
-    for (const ProvisioningNode::Attributes& child : node.children) {
+    for (const ProvisioningNode::Attributes child : node.children) {
         if (report.isCancelled())
             return ProvisioningContext(ProvisioningStatus::Fail);
         LOG(1) << "Running FileDownloadHandlerJob on: " << node;
@@ -53,7 +53,7 @@ void FileDownloadHandler::queue(const ProvisioningNode::Attributes& child,
 bool FileDownloadHandler::validateNode(const ProvisioningNode::Attributes& child) {
     if (node.type != XMLParser::PROVISIONING_CATEGORY_STR)
         return false;
-    const std::string& type = attributeOf(child, XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR);
+    const std::string type(child.at(XMLParser::PROVISIONING_CATEGORY_ATTR_TYPE_STR));
     for (const char* accepted : XMLParser::CATEGORIES)
         if (type == accepted)
             return true;

@@ -2,7 +2,6 @@
 #include "JobHandlers/FileFromNode.h"
 
 #include "JobHandlers/XMLNodeType.h"
-#include "ProvisioningNode.h"
 #include "Utils.h"
 #include "http/formatPath.h"
 
@@ -10,15 +9,15 @@
 
 namespace ovo {
 
-http::UrlInfo getUrlFromNode(const std::map<std::string, std::string>& child,
+http::UrlInfo getUrlFromNode(const ProvisioningNode::Attributes& child,
                              const http::UrlInfo& serverAddress) {
-    const std::string& url = attributeOf(child, XMLParser::DOWNLOADABLE_FILE_ATTR_URL_STR);
+    const std::string url(child.at(XMLParser::DOWNLOADABLE_FILE_ATTR_URL_STR));
     if (url.empty())
         throw std::runtime_error("Empty url attribute.");
     return Utils::prependServerAddressToRelativeURL(url, serverAddress.getAbsolutePath());
 }
 
-ProvisioningFileContext getFileFromNode(const std::map<std::string, std::string>& child,
+ProvisioningFileContext getFileFromNode(const ProvisioningNode::Attributes& child,
                                         const std::string& nodeName,
                                         const http::UrlInfo& serverAddress,
                                         const propertyapi::IPropertyApi& propertyApi,

@@ -103,11 +103,11 @@ std::string FirmwareJobHandler::getVersion() const {
                         "refused: multiple firmware version entries are not supported");
         return {};
     }
-    const ProvisioningNode::Attributes& file = node.children.front();
-    const std::string& version = attributeOf(file, XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR);
+    const ProvisioningNode::Attributes file = node.children[0];
+    const std::string version(file.at(XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR));
     if (!isNewFirmwareVersionUpgradeable(version))
         return {};
-    const std::string& url = attributeOf(file, XMLParser::FIRMWARE_FILE_ATTR_URL_STR);
+    const std::string url(file.at(XMLParser::FIRMWARE_FILE_ATTR_URL_STR));
     LOG(1) << "Found upgradable version: " << version << " url: " << url;
     return url;
 }
@@ -116,9 +116,8 @@ std::string FirmwareJobHandler::getVersion() const {
 std::string FirmwareJobHandler::offeredVersion() const {
     if (node.children.empty())
         return {};
-    const ProvisioningNode::Attributes& file = node.children.front();
-    const auto version = file.find(XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR);
-    return version == file.end() ? std::string() : version->second;
+    return std::string(
+        node.children[0].find(XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR).value_or(""));
 }
 
 bool FirmwareJobHandler::isNewFirmwareVersionUpgradeable(const std::string& version) const {
@@ -173,11 +172,11 @@ bool FirmwareJobHandler::isTriggeredAutoUpdate() const {
 }
 
 bool FirmwareJobHandler::isForceAcceptEnabled() const {
-    return std::any_of(
-        node.children.begin(), node.children.end(), [](const ProvisioningNode::Attributes& file) {
-            const auto flags = file.find(XMLParser::NVM_SETTINGS_PARAM_ATTR_FLAGS_STR);
-            return flags != file.end() && flags->second == XMLParser::FORCE_ACCEPT_STR;
-        });
+    return std::any_of(node.children.begin(), node.children.end(),
+                       [](const ProvisioningNode::Attributes& file) {
+                           return file.find(XMLParser::NVM_SETTINGS_PARAM_ATTR_FLAGS_STR) ==
+                                  XMLParser::FORCE_ACCEPT_STR;
+                       });
 }
 
 void FirmwareJobHandler::setTriggeredUpdateStatus(const ProvisioningStatus& status) {

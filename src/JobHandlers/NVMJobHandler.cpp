@@ -14,9 +14,7 @@ namespace ovo {
 
 namespace {
 
-const std::string UNREAD = "???";
-const std::string ATTR_NAME = XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR;
-const std::string ATTR_VALUE = XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR;
+constexpr std::string_view UNREAD = "???";
 
 const std::string INVALID_NAME = "Function key parameter name invalid ";
 
@@ -102,30 +100,33 @@ ProvisioningContext NVMJobHandler::runImpl() {
 }
 
 void NVMJobHandler::prepareNvmParams() noexcept {
-    for (const ProvisioningNode::Attributes& child : node.children) {
+    // Take every parameter in turn, so that only the batch costs memory for each.
+    std::string heldKey;
+    std::string heldValue;
+    for (const ProvisioningNode::Attributes child : node.children) {
         if (report.isCancelled())
             return;
-        const std::string* key = &UNREAD;
-        const std::string* value = &UNREAD;
+        std::string_view key = UNREAD;
+        std::string_view value = UNREAD;
         try {
-            key = &attributeOf(child, ATTR_NAME);
-            value = &attributeOf(child, ATTR_VALUE);
-            addParameter(*key, *value);
+            key = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
+            value = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR);
+            addParameter(heldKey.assign(key), heldValue.assign(value));
         } catch (const std::exception& exception) {
-            noteFailedPreparation(*key, *value, exception.what());
+            noteFailedPreparation(key, value, exception.what());
         }
         progressReporter.doProgress();
     }
 }
 
 /// Memory may still be short here: the record counts as refused in any case.
-void NVMJobHandler::noteFailedPreparation(const std::string& key, const std::string& value,
+void NVMJobHandler::noteFailedPreparation(std::string_view key, std::string_view value,
                                           const char* why) noexcept {
     report.parameterRefused(key, why);
     try {
-        const std::string parameter = quote(key, value, "=");
+        const std::string parameter = quote(std::string(key), std::string(value), "=");
         LOG(3) << "Parameter preparation failed: " << parameter << " (exception " << why << ")";
-        noteRefusal(quote(key) + ": " + why);
+        noteRefusal(quote(std::string(key)) + ": " + why);
     } catch (const std::exception&) {
         LOG(3) << "Parameter preparation failed: a parameter that there is no memory to name ("
                << "exception " << why << ")";

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -49,7 +50,7 @@ private:
     void append(const std::string& name, const std::string& value);
     void refuse(const std::string& name, const std::string& why);
     void noteRefusal(const std::string& why);
-    void noteFailedPreparation(const std::string& key, const std::string& value,
+    void noteFailedPreparation(std::string_view key, std::string_view value,
                                const char* why) noexcept;
 
     ProgressReporter& progressReporter;

@@ -39,12 +39,23 @@ bool equalIgnoringCase(char left, char right) {
            std::toupper(static_cast<unsigned char>(right));
 }
 
-/// Attributes of a leaf; of a repeated one the first occurrence.
-ProvisioningNode::Attributes attributesOf(const Node& leaf) {
-    ProvisioningNode::Attributes attributes;
-    for (const Node::Attribute attribute : leaf.attrs())
-        attributes.emplace(attribute.name, attribute.value);
-    return attributes;
+/// Nothing, with room for the leaf children of an element.
+LeafChildren roomForLeaves(const Node& element) {
+    std::size_t count = 0;
+    std::size_t attributes = 0;
+    std::size_t bytes = 0;
+    for (const Node child : element) {
+        if (!child.empty())
+            continue;
+        ++count;
+        for (const auto& [name, value] : child.attrs()) {
+            ++attributes;
+            bytes += name.size() + value.size();
+        }
+    }
+    LeafChildren children;
+    children.reserve(count, attributes, bytes);
+    return children;
 }
 
 /// The first few of them.
@@ -175,7 +186,7 @@ bool ProvisioningFileParser::checkVersion(const Node& root) const noexcept {
 }
 
 void ProvisioningFileParser::parseNode(const Node& element, std::vector<ProvisioningNode>& nodes) {
-    ProvisioningNode node;
+    ProvisioningNode node{{}, {}, roomForLeaves(element)};
     std::size_t bareElements = 0;
     leafTags.clear();
     for (const Node child : element) {
@@ -184,8 +195,8 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
             continue;
         }
         node.type = child.tag();
-        if (ProvisioningNode::Attributes attributes = attributesOf(child); !attributes.empty())
-            node.children.push_back(std::move(attributes));
+        if (const auto attributes = child.attrs(); attributes.begin() != attributes.end())
+            node.children.push_back(attributes);
         else
             ++bareElements;
         leafTags.insert(node.type);

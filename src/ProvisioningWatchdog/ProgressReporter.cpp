@@ -6,6 +6,8 @@
 namespace ovo {
 
 void ProgressReporter::doProgress() {
+    if (progressed)
+        return; // pending already: nobody waits
     {
         const std::lock_guard lock(mutex);
         progressed = true;
@@ -16,7 +18,7 @@ void ProgressReporter::doProgress() {
 void ProgressReporter::waitAndConsumeProgress() {
     LOG(1) << "Waiting for progress";
     std::unique_lock lock(mutex);
-    signalled.wait(lock, [this] { return progressed; });
+    signalled.wait(lock, [this] { return progressed.load(); });
     progressed = false;
     LOG(1) << "Progress consumed";
 }

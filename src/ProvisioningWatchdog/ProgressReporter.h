@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -25,7 +26,7 @@ public:
 private:
     std::mutex mutex;
     std::condition_variable signalled;
-    bool progressed = false;
+    std::atomic<bool> progressed{false}; ///< changed with the lock
 };
 
 } // namespace ovo

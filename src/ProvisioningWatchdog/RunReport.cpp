@@ -166,9 +166,9 @@ void RunReport::parametersApplied(std::size_t count) noexcept {
     note([&](IRunRecord& to) { to.applied(count); });
 }
 
-void RunReport::parameterRefused(const std::string& name, const std::string& why) noexcept {
+void RunReport::parameterRefused(std::string_view name, const std::string& why) noexcept {
     ++refused;
-    note([&](IRunRecord& to) { to.refused(name, why); });
+    note([&](IRunRecord& to) { to.refused(std::string(name), why); });
 }
 
 void RunReport::firmware(const std::string& installed, const std::string& offered,

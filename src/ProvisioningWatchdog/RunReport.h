@@ -14,6 +14,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace ovo {
@@ -62,7 +63,7 @@ public:
     void parametersAttempted(std::size_t count) noexcept;
     /// count: parameters whose value changed.
     void parametersApplied(std::size_t count) noexcept;
-    void parameterRefused(const std::string& name, const std::string& why) noexcept;
+    void parameterRefused(std::string_view name, const std::string& why) noexcept;
     /// Versions of the firmware, and what is made of the offer. installed: empty where nobody
     /// looked.
     void firmware(const std::string& installed, const std::string& offered,

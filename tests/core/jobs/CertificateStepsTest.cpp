@@ -152,7 +152,7 @@ TEST_F(ScenarioTest, SecondRunStartsAfresh) {
     node.children = {{{"type", "Redirect"}, {"url", "/1.xml"}}, {{"type", "DownloadWallpaper"}}};
     auto handler = makeHandler();
     EXPECT_EQ(handler.runImpl().status(), Fail);
-    node.children.pop_back();
+    node.children = {{{"type", "Redirect"}, {"url", "/1.xml"}}};
     auto result = handler.runImpl();
     EXPECT_EQ(result.status(), Success);
     EXPECT_THAT(takeFiles(result), SizeIs(1));

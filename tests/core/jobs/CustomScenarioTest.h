@@ -17,14 +17,12 @@ protected:
         return {node, store, configuration, downloader, security, server, bus, phoneBook, report};
     }
 
-    ovo::ProvisioningContext run(std::vector<Step> steps) {
-        node.children = std::move(steps);
+    ovo::ProvisioningContext run(const std::vector<Step>& steps) {
+        node.children = childrenOf(steps);
         return makeHandler().runImpl();
     }
 
-    ovo::ProvisioningStatus statusOf(std::vector<Step> steps) {
-        return run(std::move(steps)).status();
-    }
+    ovo::ProvisioningStatus statusOf(const std::vector<Step>& steps) { return run(steps).status(); }
 
     /// Lines of the handler without the announcement of the step.
     std::vector<std::string> ownLines() const {

@@ -21,8 +21,8 @@ using enum ovo::ProvisioningStatus;
 class FileDownloadHandlerTest : public JobTest {
 protected:
     ovo::ProvisioningContext run(const std::string& name, const std::string& type,
-                                 std::vector<Attributes> children) {
-        node = {name, type, std::move(children)};
+                                 const std::vector<Attributes>& children) {
+        node = {name, type, childrenOf(children)};
         return ovo::FileDownloadHandler(node, store, configuration, server, report).runImpl();
     }
 
@@ -165,8 +165,9 @@ TEST_F(FileDownloadHandlerTest, SkipsAChildWhenTheStoreFails) {
 TEST_F(FileDownloadHandlerTest, ValidationThrowsForCategoriesOnly) {
     node = {"provisioning", "category", {}};
     ovo::FileDownloadHandler handler(node, store, configuration, server, report);
-    EXPECT_NO_THROW(handler.validateNode({{"type", "firmware"}}));
-    EXPECT_THROW(handler.validateNode({{"type", "Firmware"}}), std::runtime_error);
+    EXPECT_NO_THROW(handler.validateNode(ovo::LeafChildren{{{"type", "firmware"}}}[0]));
+    EXPECT_THROW(handler.validateNode(ovo::LeafChildren{{{"type", "Firmware"}}}[0]),
+                 std::runtime_error);
     EXPECT_THROW(handler.validateNode({}), std::out_of_range);
     node.type = "file";
     EXPECT_FALSE(handler.validateNode({}));

@@ -55,8 +55,8 @@ protected:
         std::filesystem::permissions(phone.host(CLEANUP), std::filesystem::perms::owner_all);
     }
 
-    ovo::ProvisioningStatus run(std::vector<Attributes> files) {
-        node = {"firmware", "file", std::move(files)};
+    ovo::ProvisioningStatus run(const std::vector<Attributes>& files) {
+        node = {"firmware", "file", childrenOf(files)};
         ovo::ProvisioningContext result = makeHandler().runImpl();
         EXPECT_TRUE(result.empty());
         return result.status();

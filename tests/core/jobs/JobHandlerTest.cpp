@@ -132,35 +132,42 @@ TEST_F(JobHandlerTest, OfNoJobHasOneNameForAllObjects) {
 
 TEST(UrlFromNode, IsTheUrlItselfWhenItIsAbsolute) {
     for (const char* server : {"http://10.0.0.5/prov/", "https://10.0.0.7:8443/"})
-        EXPECT_EQ(
-            ovo::getUrlFromNode({{"url", "http://10.0.0.6/a.xml"}}, http::UrlInfo(server)).getUrl(),
-            "http://10.0.0.6/a.xml");
+        EXPECT_EQ(ovo::getUrlFromNode(ovo::LeafChildren{{{"url", "http://10.0.0.6/a.xml"}}}[0],
+                                      http::UrlInfo(server))
+                      .getUrl(),
+                  "http://10.0.0.6/a.xml");
 }
 
 TEST(UrlFromNode, IsResolvedAgainstTheServerAddressWhenItBeginsWithASlash) {
-    EXPECT_EQ(
-        ovo::getUrlFromNode({{"url", "/a.xml"}}, http::UrlInfo("http://10.0.0.5/prov/")).getUrl(),
-        "http://10.0.0.5/prov/a.xml");
-    EXPECT_EQ(ovo::getUrlFromNode({{"url", "/a.xml"}},
+    EXPECT_EQ(ovo::getUrlFromNode(ovo::LeafChildren{{{"url", "/a.xml"}}}[0],
+                                  http::UrlInfo("http://10.0.0.5/prov/"))
+                  .getUrl(),
+              "http://10.0.0.5/prov/a.xml");
+    EXPECT_EQ(ovo::getUrlFromNode(ovo::LeafChildren{{{"url", "/a.xml"}}}[0],
                                   http::UrlInfo("http://u:p@10.0.0.5:81/prov/old.xml"))
                   .getUrl(),
               "http://10.0.0.5:81/prov/a.xml");
 }
 
 TEST(UrlFromNode, MayNotBeEmpty) {
-    EXPECT_THROW(ovo::getUrlFromNode({{"url", ""}}, {}), std::runtime_error);
-    EXPECT_EQ(errorOf([] { ovo::getUrlFromNode({{"url", ""}}, {}); }), "Empty url attribute.");
+    EXPECT_THROW(ovo::getUrlFromNode(ovo::LeafChildren{{{"url", ""}}}[0], {}), std::runtime_error);
+    EXPECT_EQ(errorOf([] {
+                  ovo::getUrlFromNode(ovo::LeafChildren{{{"url", ""}}}[0], {});
+              }),
+              "Empty url attribute.");
 }
 
 TEST(UrlFromNode, MayNotBeMissing) {
-    EXPECT_THROW(ovo::getUrlFromNode({{"URL", "http://10.0.0.6/a.xml"}}, {}), std::out_of_range);
+    EXPECT_THROW(ovo::getUrlFromNode(ovo::LeafChildren{{{"URL", "http://10.0.0.6/a.xml"}}}[0], {}),
+                 std::out_of_range);
 }
 
 TEST(UrlFromNode, ThatCannotBeParsedIsAUrlError) {
-    EXPECT_THROW(ovo::getUrlFromNode({{"url", "a.xml"}}, http::UrlInfo("http://10.0.0.5/")),
+    EXPECT_THROW(ovo::getUrlFromNode(ovo::LeafChildren{{{"url", "a.xml"}}}[0],
+                                     http::UrlInfo("http://10.0.0.5/")),
                  http::UrlException);
     EXPECT_EQ(errorOf([] {
-                  ovo::getUrlFromNode({{"url", "/a.xml"}}, {});
+                  ovo::getUrlFromNode(ovo::LeafChildren{{{"url", "/a.xml"}}}[0], {});
               }),
               "Url is incorrect, please verify");
 }

@@ -47,22 +47,22 @@ protected:
         return begin == std::string::npos ? line : line.substr(begin + label.size());
     }
 
-    std::string causeOfParameters(std::vector<Attributes> parameters) {
-        return causeOf([&] { runParameters(std::move(parameters)); });
+    std::string causeOfParameters(const std::vector<Attributes>& parameters) {
+        return causeOf([&] { runParameters(parameters); });
     }
-    void runParameters(std::vector<Attributes> parameters) {
-        node = {"settings", "param", std::move(parameters)};
+    void runParameters(const std::vector<Attributes>& parameters) {
+        node = {"settings", "param", childrenOf(parameters)};
         ovo::NVMJobHandler(node, store, progress, report).runImpl();
     }
     static Attributes param(const std::string& name, const std::string& value) {
         return {{"name", name}, {"value", value}};
     }
 
-    std::string causeOfFirmware(std::vector<Attributes> files) {
-        return causeOf([&] { runFirmware(std::move(files)); });
+    std::string causeOfFirmware(const std::vector<Attributes>& files) {
+        return causeOf([&] { runFirmware(files); });
     }
-    void runFirmware(std::vector<Attributes> files) {
-        node = {"firmware", "file", std::move(files)};
+    void runFirmware(const std::vector<Attributes>& files) {
+        node = {"firmware", "file", childrenOf(files)};
         ovo::FirmwareJobHandler(node, store, configuration, downloader, server, report).runImpl();
     }
 
@@ -324,8 +324,8 @@ TEST_F(JobReportsTest, TheDocumentNamesEachRefusedParameterAndWhy) {
 
 TEST_F(JobReportsTest, TheDocumentSaysWhatWasMadeOfTheFirmware) {
     phone.write("/etc/firmware-version", "1.2.0\n");
-    const auto decisionOn = [&](std::vector<Attributes> files) {
-        const Json::Value firmware = jobOf([&] { runFirmware(std::move(files)); })["firmware"];
+    const auto decisionOn = [&](const std::vector<Attributes>& files) {
+        const Json::Value firmware = jobOf([&] { runFirmware(files); })["firmware"];
         return firmware["installed"].asString() + " " + firmware["offered"].asString() + ": " +
                firmware["decision"].asString();
     };

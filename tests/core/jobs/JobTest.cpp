@@ -27,6 +27,23 @@ std::string JobTest::reportedCause() {
     return line.substr(line.find(mark) + mark.size());
 }
 
+ovo::LeafChildren childrenOf(const std::vector<std::map<std::string, std::string>>& attributes) {
+    ovo::LeafChildren children;
+    for (const auto& child : attributes)
+        children.push_back(child);
+    return children;
+}
+
+std::vector<std::map<std::string, std::string>> attributesOf(const ovo::LeafChildren& children) {
+    std::vector<std::map<std::string, std::string>> result;
+    for (const ovo::LeafChildren::Attributes child : children) {
+        auto& attributes = result.emplace_back();
+        for (const auto& [name, value] : child)
+            attributes.emplace(name, value);
+    }
+    return result;
+}
+
 std::vector<ovo::ProvisioningFileContext> takeFiles(ovo::ProvisioningContext& result) {
     std::vector<ovo::ProvisioningFileContext> files;
     while (!result.empty())

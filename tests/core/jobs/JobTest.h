@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -49,7 +50,8 @@ public:
 /// A phone of its own and the services that jobs work with.
 class JobTest : public testing::Test {
 protected:
-    using Attributes = ovo::ProvisioningNode::Attributes;
+    /// Of one leaf child.
+    using Attributes = std::map<std::string, std::string>;
 
     PhoneRoot phone; // before everything that has threads
     LogRecorder log;
@@ -66,6 +68,10 @@ protected:
     /// What the report has been told of as the first failure, from the line of a run that ends now.
     std::string reportedCause();
 };
+
+/// Leaf children with these attributes, and the attributes of leaf children.
+ovo::LeafChildren childrenOf(const std::vector<std::map<std::string, std::string>>& attributes);
+std::vector<std::map<std::string, std::string>> attributesOf(const ovo::LeafChildren& children);
 
 /// Takes all files out of a result.
 std::vector<ovo::ProvisioningFileContext> takeFiles(ovo::ProvisioningContext& result);

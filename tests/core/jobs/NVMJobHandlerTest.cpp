@@ -26,8 +26,8 @@ protected:
         return {{"name", name}, {"value", value}};
     }
 
-    ovo::ProvisioningStatus run(std::vector<Attributes> children) {
-        node = {"settings", "param", std::move(children)};
+    ovo::ProvisioningStatus run(const std::vector<Attributes>& children) {
+        node = {"settings", "param", childrenOf(children)};
         ovo::ProvisioningContext result =
             ovo::NVMJobHandler(node, store, progress, report).runImpl();
         EXPECT_TRUE(result.empty());

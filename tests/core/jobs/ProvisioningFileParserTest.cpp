@@ -113,7 +113,7 @@ TEST_F(ProvisioningFileParserTest, ParametersMakeOneNodeOfAllTheirAttributes) {
     ASSERT_THAT(nodes, SizeIs(1));
     EXPECT_EQ(nodes[0].name, "settings");
     EXPECT_EQ(nodes[0].type, "param");
-    EXPECT_THAT(nodes[0].children,
+    EXPECT_THAT(attributesOf(nodes[0].children),
                 ElementsAre(Attributes{{"name", "A"}, {"value", "1"}, {"flags", "x"}},
                             Attributes{{"name", "B"}, {"value", "<\"\u00e4"}},
                             Attributes{{"name", "C"}, {"value", ""}}));
@@ -164,7 +164,7 @@ TEST_F(ProvisioningFileParserTest, NodesAreAppended) {
 TEST_F(ProvisioningFileParserTest, OfARepeatedAttributeTheFirstCounts) {
     const auto nodes = parse("<settings version='1.1'><param a='1' a='2' b='3'/></settings>");
     ASSERT_THAT(nodes, SizeIs(1));
-    EXPECT_THAT(nodes[0].children, ElementsAre(Attributes{{"a", "1"}, {"b", "3"}}));
+    EXPECT_THAT(attributesOf(nodes[0].children), ElementsAre(Attributes{{"a", "1"}, {"b", "3"}}));
 }
 
 TEST_F(ProvisioningFileParserTest, LeavesOfDifferentNamesMakeNoNodeAndTheRestGoesOn) {

@@ -58,8 +58,9 @@ TEST(ProvisioningNode, IsEmptyAtFirstAndIsCopiedAndMovedWhole) {
 
     ProvisioningNode node{"settings", "param", {{{"name", "a"}}, {{"name", "b"}}}};
     ProvisioningNode copy = node;
-    copy.children.pop_back();
+    copy.children.push_back(std::map<std::string, std::string>{{"name", "c"}});
     EXPECT_EQ(node.children.size(), 2U);
+    EXPECT_EQ(copy.children[2].at("name"), "c");
     const ProvisioningNode moved = std::move(node);
     EXPECT_EQ(moved.name, "settings");
     EXPECT_EQ(moved.type, "param");

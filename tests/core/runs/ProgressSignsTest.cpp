@@ -73,7 +73,7 @@ void ProgressReporter::doProgress() {
 void ProgressReporter::waitAndConsumeProgress() {
     note("wait");
     std::unique_lock lock(mutex);
-    signalled.wait(lock, [this] { return progressed; });
+    signalled.wait(lock, [this] { return progressed.load(); });
     progressed = false;
 }
 
@@ -259,14 +259,14 @@ TEST_F(ProgressSignsTest, ASupervisorWaitsForASignOfARunThatDoesNotWaitForTheUse
 TEST_F(ProgressSignsTest, AJobOfParametersSignsOnceARecordAndOnceAtItsEnd) {
     ovo::ProgressReporter reporter;
     ovo::RunReport report;
-    const auto signsOf = [&](std::vector<ovo::ProvisioningNode::Attributes> records) {
+    const auto signsOf = [&](std::initializer_list<std::map<std::string, std::string>> records) {
         journal.clear();
-        ovo::ProvisioningNode node{"settings", "param", std::move(records)};
+        ovo::ProvisioningNode node{"settings", "param", records};
         ovo::NVMJobHandler(node, propertyApi, reporter, report).runImpl();
         return signs();
     };
-    const ovo::ProvisioningNode::Attributes good{{"name", "A"}, {"value", "1"}};
-    const ovo::ProvisioningNode::Attributes incomplete{{"name", "B"}};
+    const std::map<std::string, std::string> good{{"name", "A"}, {"value", "1"}};
+    const std::map<std::string, std::string> incomplete{{"name", "B"}};
     EXPECT_EQ(signsOf({good, incomplete, good}), 4U);
     EXPECT_EQ(signsOf({good}), 2U);
     EXPECT_EQ(signsOf({incomplete}), 2U) << "nothing is written";

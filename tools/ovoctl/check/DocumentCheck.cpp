@@ -92,7 +92,7 @@ void DocumentCheck::walk(const Node& element) {
     }
     ovo::ProvisioningNode& node = nodes_[number->second];
     for (std::size_t leaf = 0; leaf < leaves.size(); ++leaf)
-        leaves[leaf].attributes = &node.children.at(leaf);
+        leaves[leaf].attributes = node.children[leaf];
     checkJob({element, node, std::move(leaves)});
     node.children = {}; // done with; keeps the peak low
 }

@@ -21,16 +21,15 @@ constexpr std::size_t PORTION = 32;
 /// What a document says of a name that is as long as this is cut.
 constexpr std::size_t LONGEST_NAME = 256;
 
-const std::string ATTR_NAME = ovo::XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR;
 /// In place of a name that is missing.
 const std::string UNREAD = "???";
 
 std::string shownName(const ovo::ProvisioningNode::Attributes& child) {
-    const auto name = child.find(ATTR_NAME);
-    return name == child.end() ? UNREAD : ovo::Utils::shortened(name->second, LONGEST_NAME);
+    const auto name = child.find(ovo::XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
+    return name ? ovo::Utils::shortened(std::string(*name), LONGEST_NAME) : UNREAD;
 }
 
-bool haveDifferentNames(const std::vector<ovo::ProvisioningNode::Attributes>& children) {
+bool haveDifferentNames(const ovo::LeafChildren& children) {
     std::set<std::string> names;
     return std::all_of(children.begin(), children.end(),
                        [&](const auto& child) { return names.insert(shownName(child)).second; });
@@ -75,12 +74,11 @@ Json::Value JobBench::runReported(ovo::ProvisioningNode& node, const http::UrlIn
 std::vector<JobBench::Refusal> JobBench::refusedParameters(ovo::ProvisioningNode& node,
                                                            const http::UrlInfo& server) {
     std::vector<Refusal> refusals;
-    ovo::ProvisioningNode portion{node.name, node.type, {}};
     for (std::size_t begin = 0; begin < node.children.size(); begin += PORTION) {
-        const auto first = node.children.begin() + static_cast<std::ptrdiff_t>(begin);
-        const auto rest = static_cast<std::size_t>(node.children.end() - first);
-        portion.children.assign(first,
-                                first + static_cast<std::ptrdiff_t>(std::min(rest, PORTION)));
+        ovo::ProvisioningNode portion{node.name, node.type, {}};
+        const std::size_t end = std::min(begin + PORTION, node.children.size());
+        for (std::size_t child = begin; child < end; ++child)
+            portion.children.push_back(node.children[child]);
         refuseIn(portion, begin, server, refusals);
     }
     store_->completeJob();
@@ -96,7 +94,8 @@ void JobBench::refuseIn(ovo::ProvisioningNode& node, std::size_t begin, const ht
         return;
     if (!haveDifferentNames(node.children)) { // one by one, to know which of them it is
         for (std::size_t child = 0; child < node.children.size(); ++child) {
-            ovo::ProvisioningNode single{node.name, node.type, {node.children[child]}};
+            ovo::ProvisioningNode single{node.name, node.type, {}};
+            single.children.push_back(node.children[child]);
             refuseIn(single, begin + child, server, refusals);
         }
         return;
@@ -113,7 +112,8 @@ void JobBench::refuseIn(ovo::ProvisioningNode& node, std::size_t begin, const ht
 JobBench::Lead JobBench::follow(const ovo::ProvisioningNode& node,
                                 const ovo::ProvisioningNode::Attributes& child,
                                 const http::UrlInfo& server) {
-    ovo::ProvisioningNode single{node.name, node.type, {child}};
+    ovo::ProvisioningNode single{node.name, node.type, {}};
+    single.children.push_back(child);
     ovo::ProvisioningContext context;
     const Json::Value job = runReported(single, server, context);
     if (context.empty())
@@ -124,7 +124,8 @@ JobBench::Lead JobBench::follow(const ovo::ProvisioningNode& node,
 void JobBench::unlockFunctionKeys(const ovo::ProvisioningNode& node,
                                   const ovo::ProvisioningNode::Attributes& step,
                                   const http::UrlInfo& server) {
-    ovo::ProvisioningNode single{node.name, node.type, {step}};
+    ovo::ProvisioningNode single{node.name, node.type, {}};
+    single.children.push_back(step);
     ovo::ProvisioningContext context;
     runReported(single, server, context);
 }

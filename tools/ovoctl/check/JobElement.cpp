@@ -15,12 +15,11 @@ std::size_t placeOf(const common::xml::Node& element, std::string_view attribute
 }
 
 bool Leaf::has(const std::string& attribute) const {
-    return attributes->contains(attribute);
+    return attributes.find(attribute).has_value();
 }
 
 std::string Leaf::value(const std::string& attribute) const {
-    const auto found = attributes->find(attribute);
-    return found == attributes->end() ? std::string() : found->second;
+    return std::string(attributes.find(attribute).value_or(""));
 }
 
 } // namespace ovoctl::check

@@ -19,8 +19,8 @@ std::size_t placeOf(const common::xml::Node& element, std::string_view attribute
 /// A childless element with attributes. Valid as long as its document and its job's node.
 struct Leaf {
     common::xml::Node element;
-    /// As the job sees them; nullptr where the element is part of no job.
-    const ovo::ProvisioningNode::Attributes* attributes = nullptr;
+    /// As the job sees them; none where the element is part of no job.
+    ovo::ProvisioningNode::Attributes attributes = {};
 
     // Of what the job sees.
     bool has(const std::string& attribute) const;

@@ -45,7 +45,7 @@ bool LinkCheck::checkCategory(const Leaf& leaf) {
 
 void LinkCheck::follow(const JobElement& job, const Leaf& leaf) {
     const std::size_t place = leaf.placeOfAttribute(ovo::steps::ATTR_URL);
-    const JobBench::Lead lead = context_.bench.follow(job.node, *leaf.attributes, context_.address);
+    const JobBench::Lead lead = context_.bench.follow(job.node, leaf.attributes, context_.address);
     if (!lead.url) {
         const std::string fault = urls_.faultOf(leaf.value(ovo::steps::ATTR_URL));
         context_.findings.add(rules::URL, place, fault.empty() ? lead.cause : fault);

@@ -83,7 +83,7 @@ void StepCheck::checkValues(const JobElement& job, const Leaf& leaf) {
     if (type == steps::REDIRECT)
         links_.follow(job, leaf);
     if (type == steps::UNLOCK_FUNCTION_KEYS)
-        context_.bench.unlockFunctionKeys(job.node, *leaf.attributes, context_.address);
+        context_.bench.unlockFunctionKeys(job.node, leaf.attributes, context_.address);
     for (const Values& values : VALUES) {
         if (values.type != type)
             continue;
