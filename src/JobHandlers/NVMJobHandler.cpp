@@ -18,10 +18,6 @@ constexpr std::string_view UNREAD = "???";
 
 const std::string INVALID_NAME = "Function key parameter name invalid ";
 
-bool startsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
 bool contains(const std::string& text, const char* part) {
     return text.find(part) != std::string::npos;
 }
@@ -136,7 +132,7 @@ void NVMJobHandler::noteFailedPreparation(std::string_view key, std::string_view
 void NVMJobHandler::addParameter(const std::string& key, const std::string& value) {
     const auto setting = std::find_if(
         conditionalSettings.begin(), conditionalSettings.end(),
-        [&](const ConditionalSetting& candidate) { return startsWith(key, candidate.prefix); });
+        [&](const ConditionalSetting& candidate) { return key.starts_with(candidate.prefix); });
     if (setting == conditionalSettings.end())
         append(key, value);
     else

@@ -189,17 +189,22 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
     ProvisioningNode node{{}, {}, roomForLeaves(element)};
     std::size_t bareElements = 0;
     leafTags.clear();
+    bool isTypeNoted = false;
     for (const Node child : element) {
         if (!child.empty()) {
             parseNode(child, nodes);
+            isTypeNoted = false;
             continue;
         }
-        node.type = child.tag();
+        if (std::string tag = child.tag(); !isTypeNoted || tag != node.type) {
+            node.type = std::move(tag);
+            leafTags.insert(node.type);
+            isTypeNoted = true;
+        }
         if (const auto attributes = child.attrs(); attributes.begin() != attributes.end())
             node.children.push_back(attributes);
         else
             ++bareElements;
-        leafTags.insert(node.type);
     }
     if (bareElements > 0) {
         LOG(2) << "Element " << Utils::shortQuote(element.tag()) << ": " << bareElements

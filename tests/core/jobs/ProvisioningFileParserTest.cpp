@@ -227,9 +227,13 @@ TEST_F(ProvisioningFileParserTest, ElementInsideClearsTheNamesSeenAroundIt) {
         ElementsAre("settings/param (1)", "nvm/param (2)"));
     EXPECT_FALSE(log.mentions("inconsistient"));
     // The names inside stay for the later comparison.
-    EXPECT_THAT(nodesInside("nvm", "<settings><param b='1'/></settings><file a='1'/>"),
-                ElementsAre("settings/param (1)"));
-    EXPECT_TRUE(log.has(1, "XML child nodes have inconsistient names, please verify xml job: nvm"));
+    for (const char* content : {"<settings><param b='1'/></settings><file a='1'/>",
+                                "<file a='1'/><settings><param b='1'/></settings><file c='1'/>"}) {
+        log.clear();
+        EXPECT_THAT(nodesInside("nvm", content), ElementsAre("settings/param (1)"));
+        EXPECT_TRUE(
+            log.has(1, "XML child nodes have inconsistient names, please verify xml job: nvm"));
+    }
 }
 
 TEST_F(ProvisioningFileParserTest, TheTypeIsTheNameOfTheLastLeafAlsoOfOneWithoutAttributes) {

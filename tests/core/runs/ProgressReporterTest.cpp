@@ -61,6 +61,7 @@ bool isEnabled(int) noexcept {
 namespace {
 
 using testing::ElementsAre;
+using testing::SizeIs;
 using namespace std::chrono_literals;
 
 constexpr char WAITING[] = "1 ProgressReporter: Waiting for progress";
@@ -191,6 +192,15 @@ TEST_F(ProgressReporterTest, OneWaiterIsNotifiedAfterTheMutexHasBeenReleased) {
     EXPECT_THAT(heldWhenNotified, ElementsAre(0U));
     reporter.reset();
     EXPECT_THAT(heldWhenNotified, ElementsAre(0U)) << "dropping a signal is none";
+}
+
+TEST_F(ProgressReporterTest, ASignalBesideAPendingOneWakesNobody) {
+    reporter.doProgress();
+    reporter.doProgress();
+    EXPECT_THAT(heldWhenNotified, SizeIs(1));
+    reporter.waitAndConsumeProgress();
+    reporter.doProgress();
+    EXPECT_THAT(heldWhenNotified, SizeIs(2)) << "the one before is consumed";
 }
 
 TEST_F(ProgressReporterTest, EverySignalGivenDuringAWaitEndsIt) {

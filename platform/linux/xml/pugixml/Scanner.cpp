@@ -105,22 +105,25 @@ bool Scanner::skipPast(std::string_view end) {
 }
 
 std::string_view Scanner::name() {
-    const std::size_t begin = at_;
-    while (!atEnd()) {
-        const bool isFirst = at_ == begin;
-        const auto byte = static_cast<unsigned char>(text_[at_]);
+    const std::string_view rest = text_.substr(at_);
+    const auto* end = rest.begin();
+    while (end != rest.end()) {
+        const bool isFirst = end == rest.begin();
+        const auto byte = static_cast<unsigned char>(*end);
         if (byte < ASCII_END) {
             if (!ASCII_OF_NAME[isFirst][byte])
                 break;
-            ++at_;
+            ++end;
         } else {
-            const utf8::Character character = utf8::first(text_.substr(at_));
+            const utf8::Character character = utf8::first({end, rest.end()});
             if (!isOfName(character.code, isFirst))
                 break;
-            at_ += character.size;
+            end += character.size;
         }
     }
-    return text_.substr(begin, at_ - begin);
+    const std::string_view found(rest.begin(), end);
+    at_ += found.size();
+    return found;
 }
 
 std::string_view Scanner::attributeName() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -62,8 +63,11 @@ public:
     /// the end of the text.
     template <typename... Characters>
     bool skipTo(Characters... characters) {
-        while (!atEnd() && ((text_[at_] != characters) && ...))
-            ++at_;
+        const std::string_view rest = text_.substr(at_);
+        const auto found = std::find_if(rest.begin(), rest.end(), [=](char character) {
+            return ((character == characters) || ...);
+        });
+        at_ += static_cast<std::size_t>(found - rest.begin());
         return !atEnd();
     }
     /// Empty when there is none.
