@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Rounds.h"
+#include "Row.h"
+#include "phone/BenchPhone.h"
+#include "phone/CallTrace.h"
+
+#include <algorithm>
+
+namespace bench {
+
+namespace {
+
+constexpr int COUNT = 10000;
+
+Figure timeFigure(const Settings& settings) {
+    BenchPhone phone;
+    phone.publishParameters(COUNT);
+    phone.startDaemon();
+    Rounds rounds;
+    for (int round = 0; round < settings.rounds + 2; ++round) {
+        const std::string url = phone.parameters(COUNT, round, false);
+        const double first = phone.run(url);
+        const double again = phone.run(url);
+        if (round < 2)
+            continue;
+        rounds.reference.push_back(first);
+        rounds.ours.push_back(again);
+    }
+    phone.stopDaemon();
+    Figure figure =
+        ratioFigure("unchanged-time", "the same 10,000 parameters again", "ms", rounds, 0.6);
+    figure.note = "the reference is the run before it, which changes every value";
+    return figure;
+}
+
+/// Pages of the store that a run writes.
+Figure pagesFigure() {
+    BenchPhone phone;
+    phone.publishParameters(COUNT);
+    CallTrace calls(phone, "pwrite64");
+    const auto written = [&calls] {
+        return calls.count([](const std::string& line) {
+            return line.find("properties.db-wal>") != std::string::npos &&
+                   line.find(", 4096, ") != std::string::npos;
+        });
+    };
+    const auto pages = [&](int count, int variant) {
+        const std::size_t before = written();
+        phone.run(phone.parameters(count, variant, false));
+        return static_cast<double>(written() - before);
+    };
+    pages(10, 1);
+    const double state = pages(10, 1);
+    const double changed = pages(COUNT, 1);
+    const double again = pages(COUNT, 1);
+    phone.stopDaemon();
+    Figure figure = plainFigure("unchanged-pages",
+                                "pages that the same 10,000 again write beyond those of the state",
+                                exactly(std::max(0.0, again - state)), "", 0);
+    figure.comparable = Figure::Comparable::COUNT;
+    figure.note = std::to_string(static_cast<int>(changed)) + " when every value changes, " +
+                  std::to_string(static_cast<int>(again)) + " when none does, " +
+                  std::to_string(static_cast<int>(state)) +
+                  " of a run of ten parameters that changes none: those of the state";
+    return figure;
+}
+
+} // namespace
+
+std::vector<Figure> measureUnchanged(const Settings& settings) {
+    return {timeFigure(settings), pagesFigure()};
+}
+
+} // namespace bench
