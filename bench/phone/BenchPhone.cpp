@@ -111,7 +111,9 @@ void BenchPhone::startDaemon(std::vector<std::string> wrapper,
                 },
                 PATIENCE, std::chrono::milliseconds(20)),
             "the daemon's boot does not end");
-    require(store_->value(RESULT) == "success", "the run of the boot failed");
+    // The result is in the store a moment later.
+    require(waitUntil([this] { return store_->value(RESULT) == "success"; }),
+            "the run of the boot failed");
 }
 
 void BenchPhone::stopDaemon() {

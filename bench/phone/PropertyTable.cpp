@@ -3,6 +3,8 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 namespace bench {
@@ -27,6 +29,10 @@ struct PropertyTable::Impl {
 };
 
 PropertyTable::PropertyTable(const std::string& path) : impl_(std::make_unique<Impl>()) {
+    // As the daemon makes it: it would have to close one that is open to others.
+    std::ofstream(path, std::ios::app).flush();
+    std::filesystem::permissions(path, std::filesystem::perms::owner_read |
+                                           std::filesystem::perms::owner_write);
     impl_->require(sqlite3_open(path.c_str(), &impl_->database) == SQLITE_OK);
     sqlite3_busy_timeout(impl_->database, 10000);
     impl_->execute("PRAGMA journal_mode = WAL");

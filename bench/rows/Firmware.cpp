@@ -3,7 +3,9 @@
 #include "Row.h"
 #include "phone/BenchPhone.h"
 #include "phone/MemoryPeak.h"
+#include "support/process/WaitUntil.h"
 
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 
@@ -19,6 +21,10 @@ std::string firmwareFile(const std::string& version, const std::string& image) {
 double curlPeak(const BenchPhone& phone, const std::string& url) {
     ChildProcess curl({"curl", "--silent", "--fail", "--cacert", phone.caBundle(), "--output",
                        phone.root().host("/fetched.bin"), url});
+    // Until it is curl, it is a copy of this process.
+    const std::string program = "/proc/" + std::to_string(curl.pid()) + "/exe";
+    waitUntil([&] { return std::filesystem::read_symlink(program).filename() == "curl"; },
+              std::chrono::seconds(20), std::chrono::milliseconds(0));
     const MemoryPeak peak(curl.pid());
     if (curl.wait(std::chrono::minutes(2)) != 0)
         throw std::runtime_error("curl fails on " + url);

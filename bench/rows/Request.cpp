@@ -42,11 +42,10 @@ std::vector<Figure> measureRequest(const Settings& settings) {
     phone.stopDaemon();
     const auto groups = static_cast<std::size_t>(settings.isQuick ? 3 : settings.rounds / 3 + 1);
     const auto figure = [&](const std::string& name, double part, double goal, double tolerance) {
-        Figure result = ratioFigure(
+        return ratioFigure(
             "request-" + name, "trigger to the first byte of the request, " + name, "ms",
             {byGroups(times.ours, groups, part), byGroups(times.reference, groups, part)}, goal,
             tolerance);
-        return result;
     };
     return {figure("median", 0.5, 1.7, 0.15), figure("p99", 0.99, 2, 0.5)};
 }
