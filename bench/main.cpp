@@ -137,28 +137,40 @@ int compare(const std::string& before, const std::string& now) {
     return sentences.empty() ? 0 : WORSE;
 }
 
+int listRows() {
+    for (const Row& row : ROWS)
+        std::printf("%s\n", row.name);
+    return 0;
+}
+
+int print(const std::string& figures) {
+    std::printf("%s", tableOf(loadFigures(figures)).c_str());
+    return 0;
+}
+
+int measureCommand(const std::vector<std::string>& words, const char* program) {
+    const std::vector<std::string> names(words.begin() + 4, words.end());
+    Settings settings;
+    settings.rounds = static_cast<int>(std::strtol(words[2].c_str(), nullptr, 10));
+    settings.isQuick = words[3] == "quick";
+    if (settings.rounds < 1 || (words[3] != "full" && !settings.isQuick) || !areRows(names))
+        return usage(program);
+    return measure(words[1], settings, names);
+}
+
 int runCommand(const std::vector<std::string>& words, const char* program) {
     const std::string command = words.empty() ? "" : words[0];
-    if (command == "rows" && words.size() == 1) {
-        for (const Row& row : ROWS)
-            std::printf("%s\n", row.name);
-        return 0;
-    }
-    if (command == "print" && words.size() == 2) {
-        std::printf("%s", tableOf(loadFigures(words[1])).c_str());
-        return 0;
-    }
+    if (command == "measure" && words.size() >= 4)
+        return measureCommand(words, program);
+    if (command == "rows" && words.size() == 1)
+        return listRows();
+    if (command == "print" && words.size() == 2)
+        return print(words[1]);
     if (command == "render" && words.size() == 3)
         return render(words[1], words[2]);
     if (command == "compare" && words.size() == 3)
         return compare(words[1], words[2]);
-    if (command != "measure" || words.size() < 4)
-        return usage(program);
-    const Settings settings{std::atoi(words[2].c_str()), words[3] == "quick"};
-    const std::vector<std::string> names(words.begin() + 4, words.end());
-    if (settings.rounds < 1 || (words[3] != "full" && !settings.isQuick) || !areRows(names))
-        return usage(program);
-    return measure(words[1], settings, names);
+    return usage(program);
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -47,21 +46,28 @@ void RequestClock::serve() {
             continue;
         if ((sockets[0].revents & POLLHUP) != 0)
             return;
-        connections_.clear();
-        for (std::size_t index = 1; index < sockets.size(); ++index) {
-            if (sockets[index].revents == 0 || answer(sockets[index].fd))
-                connections_.push_back(sockets[index].fd);
-            else
-                ::close(sockets[index].fd);
-        }
-        if (sockets[0].revents == 0)
-            continue;
-        const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        const int on = 1;
-        ::setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        if (connection >= 0)
-            connections_.push_back(connection);
+        serveConnections(sockets);
+        if (sockets[0].revents != 0)
+            takeConnection();
     }
+}
+
+void RequestClock::serveConnections(const std::vector<pollfd>& sockets) {
+    connections_.clear();
+    for (std::size_t index = 1; index < sockets.size(); ++index) {
+        if (sockets[index].revents == 0 || answer(sockets[index].fd))
+            connections_.push_back(sockets[index].fd);
+        else
+            ::close(sockets[index].fd);
+    }
+}
+
+void RequestClock::takeConnection() {
+    const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const int on = 1;
+    ::setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (connection >= 0)
+        connections_.push_back(connection);
 }
 
 bool RequestClock::answer(int connection) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <poll.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -27,6 +29,9 @@ public:
 
 private:
     void serve();
+    /// sockets: the listening one, and the connections with what happened on each.
+    void serveConnections(const std::vector<pollfd>& sockets);
+    void takeConnection();
     /// False when the client has gone.
     bool answer(int connection);
 
