@@ -82,7 +82,7 @@ std::string timePlot(const FigureSet& set) {
 }
 
 std::string goalsPlot(const FigureSet& set) {
-    constexpr int LEFT = 400;
+    constexpr int LEFT = 430;
     constexpr int BAR = 22;
     constexpr int UNIT = 150;       // the goal
     constexpr double LONGEST = 2.2; // goals; a longer bar ends there

@@ -20,7 +20,7 @@ Rounds alternate(int rounds, const std::function<double(int round)>& ours,
 
 /// A figure of both times, whose value is the ratio.
 Figure ratioFigure(const std::string& id, const std::string& title, const std::string& unit,
-                   const Rounds& rounds, double goal, double tolerance = 0.1);
+                   const Rounds& rounds, double goal, double tolerance = 0.15);
 /// A figure without a reference.
 Figure plainFigure(const std::string& id, const std::string& title, const Range& value,
                    const std::string& unit, std::optional<double> goal);

@@ -3,6 +3,7 @@
 #include "Row.h"
 #include "phone/BenchPhone.h"
 
+#include <cstddef>
 #include <map>
 
 namespace bench {
@@ -30,7 +31,9 @@ Figure figureOf(const Size& size, const std::string& protocol, const Rounds& rou
 
 /// µs for one more parameter between two sizes, round by round.
 Samples slopes(const Samples& few, int fewCount, const Samples& many, int manyCount) {
-    return eachRound(many, few, [&](double high, double low) {
+    // Of the smaller size there are more rounds; the first ones count.
+    const Samples asMany(few.begin(), few.begin() + static_cast<std::ptrdiff_t>(many.size()));
+    return eachRound(many, asMany, [&](double high, double low) {
         return (high - low) * 1000 / (manyCount - fewCount);
     });
 }
@@ -75,9 +78,11 @@ std::vector<Figure> measureRuns(const Settings& settings) {
         phone.publishParameters(size.count);
         phone.startReference();
         phone.startDaemon();
-        overHttp[size.count] = measureSize(phone, size, false, settings.rounds);
+        // Short runs differ more from each other.
+        const int rounds = size.count <= 1000 ? 3 * settings.rounds : settings.rounds;
+        overHttp[size.count] = measureSize(phone, size, false, rounds);
         figures.push_back(figureOf(size, "http", overHttp[size.count]));
-        figures.push_back(figureOf(size, "https", measureSize(phone, size, true, settings.rounds)));
+        figures.push_back(figureOf(size, "https", measureSize(phone, size, true, rounds)));
         phone.stopDaemon();
     }
     if (!settings.isQuick) {

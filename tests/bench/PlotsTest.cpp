@@ -40,9 +40,9 @@ TEST(Plots, ABarIsAPartOfItsGoal) {
     late.title = "a < b & c";
     const std::string svg = goalsPlot(setOf({ratioOf("reached", 0.75), late, countOf("free", 7)}));
     EXPECT_THAT(
-        svg, HasSubstr("x=\"400.0\" y=\"38.0\" width=\"75.0\" height=\"18.0\" fill=\"#3b6ea5\""));
+        svg, HasSubstr("x=\"430.0\" y=\"38.0\" width=\"75.0\" height=\"18.0\" fill=\"#3b6ea5\""));
     EXPECT_THAT(
-        svg, HasSubstr("x=\"400.0\" y=\"60.0\" width=\"300.0\" height=\"18.0\" fill=\"#b5651d\""));
+        svg, HasSubstr("x=\"430.0\" y=\"60.0\" width=\"300.0\" height=\"18.0\" fill=\"#b5651d\""));
     EXPECT_THAT(svg, HasSubstr("a &lt; b &amp; c"));
     EXPECT_THAT(svg, Not(HasSubstr("title of free")));
     expectWellFormed(svg);
