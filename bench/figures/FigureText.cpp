@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 
 namespace bench {
@@ -15,8 +16,18 @@ std::string unitAfter(const std::string& text, const std::string& unit) {
 
 } // namespace
 
+std::string grouped(int value) {
+    std::string text = std::to_string(value);
+    const std::size_t sign = value < 0 ? 1U : 0U;
+    for (std::size_t at = text.size(); at > sign + 3; at -= 3)
+        text.insert(at - 3, ",");
+    return text;
+}
+
 std::string number(double value) {
     const double size = std::fabs(value);
+    if (size >= 999.5 && size < 1e9)
+        return grouped(static_cast<int>(std::lround(value)));
     int digits = 2;
     if (size >= 99.5 || value == std::floor(value))
         digits = 0;

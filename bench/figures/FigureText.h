@@ -7,7 +7,9 @@
 
 namespace bench {
 
-/// Three digits, none after the point from 100 on.
+/// "100,000".
+std::string grouped(int value);
+/// Three digits; none after the point from 100 on, where thousands are grouped.
 std::string number(double value);
 /// "1.35 ×", "12 ms"; without a unit the number alone.
 std::string withUnit(double value, const std::string& unit);

@@ -48,9 +48,10 @@ std::vector<Figure> measureFirmware(const Settings& settings) {
         phone.stopDaemon();
         rounds.reference.push_back(curlPeak(phone, phone.server().tlsUrl("/image.bin")));
     }
-    Figure figure =
-        ratioFigure("peak-firmware", "peak of private memory, firmware of 256 MiB over https", "MB",
-                    rounds, 1.5);
+    Figure figure = ratioFigure("peak-firmware",
+                                "peak of private memory, firmware of " +
+                                    std::to_string(size >> 20U) + " MiB over https",
+                                "MB", rounds, 1.5);
     figure.note = "the reference is the command curl";
     return {figure};
 }

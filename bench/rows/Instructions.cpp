@@ -3,6 +3,7 @@
 
 #include "Rounds.h"
 #include "Row.h"
+#include "figures/FigureText.h"
 #include "phone/BenchPhone.h"
 
 #include <cstdlib>
@@ -76,8 +77,8 @@ std::vector<Figure> measureInstructions(const Settings& settings) {
     const Rounds slope{{(counts[0][0] - counts[0][1]) / (many - few)},
                        {(counts[1][0] - counts[1][1]) / (many - few)}};
     Figure figure = ratioFigure("slope-instructions",
-                                "one more parameter, " + std::to_string(few) + " to " +
-                                    std::to_string(many) + ", instructions",
+                                "one more parameter, " + grouped(few) + " to " + grouped(many) +
+                                    ", instructions",
                                 "", slope, 1.3, 0.03);
     return {figure};
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Rounds.h"
 #include "Row.h"
+#include "figures/FigureText.h"
 #include "phone/BenchPhone.h"
 #include "phone/MemoryPeak.h"
 #include "phone/ParameterFile.h"
@@ -88,7 +89,7 @@ std::vector<Figure> measurePeaks(const Settings& settings) {
         reference.push_back(peak.megabytes());
     }
     Figure figure = plainFigure("peak-" + std::to_string(count),
-                                "peak of private memory, " + std::to_string(count) + " parameters",
+                                "peak of private memory, " + grouped(count) + " parameters",
                                 rangeOf(ours), "MB", 35);
     figure.unit = "MB";
     figure.ours = rangeOf(ours);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Rounds.h"
 #include "Row.h"
+#include "figures/FigureText.h"
 #include "phone/BenchPhone.h"
 
 #include <cstddef>
@@ -18,9 +19,9 @@ constexpr Size SIZES[] = {{10, 1.5}, {1000, 1.3}, {10000, 1.35}, {100000, 1.35}}
 
 Figure figureOf(const Size& size, const std::string& protocol, const Rounds& rounds) {
     const std::string count = std::to_string(size.count);
-    Figure figure =
-        ratioFigure("run-" + count + "-" + protocol, "run of " + count + " parameters, " + protocol,
-                    "ms", rounds, size.goal);
+    Figure figure = ratioFigure("run-" + count + "-" + protocol,
+                                "run of " + grouped(size.count) + " parameters, " + protocol, "ms",
+                                rounds, size.goal);
     if (size.count > 10)
         return figure;
     figure.value = rangeOf(eachRound(rounds.ours, rounds.reference, std::minus<>()));

@@ -2,6 +2,7 @@
 #include "Rounds.h"
 #include "Row.h"
 #include "common/TimerScheduler.h"
+#include "figures/FigureText.h"
 #include "phone/WarmUp.h"
 
 #include <chrono>
@@ -48,7 +49,8 @@ std::vector<Figure> measureWith(unsigned long entries, int rounds) {
         }));
     const auto figure = [&](const std::string& name, const Samples& samples) {
         return plainFigure("scheduler-" + name + "-" + std::to_string(entries),
-                           "`TimerScheduler` with " + std::to_string(entries) + " entries, " + name,
+                           "`TimerScheduler` with " + grouped(static_cast<int>(entries)) +
+                               " entries, " + name,
                            rangeOf(samples), "ns", std::nullopt);
     };
     return {figure("add", adding), figure("cancel", cancelling), figure("fire", firing)};

@@ -55,6 +55,11 @@ TEST(Statistics, NumbersHaveThreeDigits) {
     EXPECT_EQ(number(12.34), "12.3");
     EXPECT_EQ(number(9.97), "10.0");
     EXPECT_EQ(number(123.4), "123");
+    EXPECT_EQ(number(999.4), "999");
+    EXPECT_EQ(number(999.6), "1,000");
+    EXPECT_EQ(number(-1234567.2), "-1,234,567");
+    EXPECT_EQ(grouped(100000), "100,000");
+    EXPECT_EQ(grouped(-100), "-100");
     EXPECT_EQ(number(0.0417), "0.042");
     EXPECT_EQ(number(-1.349), "-1.35");
     EXPECT_EQ(number(0), "0");
