@@ -66,8 +66,12 @@ long memoryOf(pid_t pid, const std::string& key) {
 }
 
 long privateMemoryOf(pid_t pid) {
-    const std::string rollup = directoryOf(pid) + "/smaps_rollup";
-    return numberOf(lineOf(rollup, "Private_Clean")) + numberOf(lineOf(rollup, "Private_Dirty"));
+    return numberOf(lineOf(directoryOf(pid) + "/smaps_rollup", "Private_Clean")) +
+           dirtyMemoryOf(pid);
+}
+
+long dirtyMemoryOf(pid_t pid) {
+    return numberOf(lineOf(directoryOf(pid) + "/smaps_rollup", "Private_Dirty"));
 }
 
 } // namespace proc

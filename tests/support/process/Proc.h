@@ -28,5 +28,7 @@ std::map<std::string, long> sleepsOf(pid_t pid);
 long memoryOf(pid_t pid, const std::string& key);
 /// Pages that no other process maps, in KiB; 0 when the process has ended.
 long privateMemoryOf(pid_t pid);
+/// Those of them that it has written, in KiB; 0 when the process has ended.
+long dirtyMemoryOf(pid_t pid);
 
 } // namespace proc

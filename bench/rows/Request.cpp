@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Rounds.h"
+#include "Row.h"
+#include "phone/BenchPhone.h"
+#include "phone/ParameterFile.h"
+#include "phone/RequestClock.h"
+
+#include <chrono>
+
+namespace bench {
+
+namespace {
+
+/// Groups of rounds, each with its quantile.
+Samples byGroups(const Samples& samples, std::size_t groups, double part) {
+    Samples result;
+    const std::size_t size = samples.size() / groups;
+    for (std::size_t group = 0; group < groups; ++group) {
+        const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(group * size);
+        result.push_back(quantile(Samples(begin, begin + static_cast<std::ptrdiff_t>(size)), part));
+    }
+    return result;
+}
+
+} // namespace
+
+std::vector<Figure> measureRequest(const Settings& settings) {
+    const int rounds = settings.isQuick ? 30 : 40 * settings.rounds;
+    BenchPhone phone;
+    RequestClock server(parameterFile(1, "one"));
+    phone.startReference();
+    phone.startDaemon();
+    const auto latency = [&](const std::function<double()>& run) {
+        // The whole lasts from the trigger to the end of the run, the rest from the request on.
+        const double whole = run();
+        const std::chrono::duration<double, std::milli> rest = phone.lastEnd() - server.last();
+        return whole - rest.count();
+    };
+    const Rounds times = alternate(
+        rounds, [&](int) { return latency([&] { return phone.run(server.url()); }); },
+        [&](int) { return latency([&] { return phone.askReference("get " + server.url()); }); });
+    phone.stopDaemon();
+    const auto groups = static_cast<std::size_t>(settings.isQuick ? 3 : settings.rounds / 3 + 1);
+    const auto figure = [&](const std::string& name, double part, double goal, double tolerance) {
+        return ratioFigure(
+            "request-" + name, "trigger to the first byte of the request, " + name, "ms",
+            {byGroups(times.ours, groups, part), byGroups(times.reference, groups, part)}, goal,
+            tolerance);
+    };
+    return {figure("median", 0.5, 1.7, 0.15), figure("p99", 0.99, 2, 0.5)};
+}
+
+} // namespace bench

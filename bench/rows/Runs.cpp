@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Rounds.h"
+#include "Row.h"
+#include "figures/FigureText.h"
+#include "phone/BenchPhone.h"
+
+#include <cstddef>
+#include <map>
+
+namespace bench {
+
+namespace {
+
+struct Size {
+    int count;
+    double goal; ///< ms beyond the reference for the smallest, a ratio for the others
+};
+constexpr Size SIZES[] = {{10, 1.5}, {1000, 1.3}, {10000, 1.35}, {100000, 1.35}};
+
+Figure figureOf(const Size& size, const std::string& protocol, const Rounds& rounds) {
+    const std::string count = std::to_string(size.count);
+    Figure figure = ratioFigure("run-" + count + "-" + protocol,
+                                "run of " + grouped(size.count) + " parameters, " + protocol, "ms",
+                                rounds, size.goal);
+    if (size.count > 10)
+        return figure;
+    figure.value = rangeOf(eachRound(rounds.ours, rounds.reference, std::minus<>()));
+    figure.valueUnit = "ms more";
+    figure.comparable = Figure::Comparable::NO;
+    return figure;
+}
+
+/// µs for one more parameter between two sizes, round by round.
+Samples slopes(const Samples& few, int fewCount, const Samples& many, int manyCount) {
+    // Of the smaller size there are more rounds; the first ones count.
+    const Samples asMany(few.begin(), few.begin() + static_cast<std::ptrdiff_t>(many.size()));
+    return eachRound(many, asMany, [&](double high, double low) {
+        return (high - low) * 1000 / (manyCount - fewCount);
+    });
+}
+
+Rounds measureSize(BenchPhone& phone, const Size& size, bool isEncryptedConnection, int rounds) {
+    const auto url = [&](int round) {
+        return phone.parameters(size.count, round, isEncryptedConnection);
+    };
+    return alternate(
+        rounds, [&](int round) { return phone.run(url(round)); },
+        [&](int round) { return phone.referenceRun(url(round)); });
+}
+
+Figure slopeFigure(std::map<int, Rounds>& measured) {
+    const Rounds slope{slopes(measured[1000].ours, 1000, measured[100000].ours, 100000),
+                       slopes(measured[1000].reference, 1000, measured[100000].reference, 100000)};
+    return ratioFigure("slope-time", "one more parameter, 1,000 to 100,000, time", "µs", slope,
+                       1.3);
+}
+
+/// How much more one more parameter costs among many than among few, ours and the reference's.
+Figure growthFigure(std::map<int, Rounds>& measured) {
+    const auto growth = [&](Samples Rounds::*side) {
+        return ratios(slopes(measured[10000].*side, 10000, measured[100000].*side, 100000),
+                      slopes(measured[1000].*side, 1000, measured[10000].*side, 10000));
+    };
+    return ratioFigure("slope-growth",
+                       "one more parameter, 10,000 to 100,000 against 1,000 to 10,000", "×",
+                       {growth(&Rounds::ours), growth(&Rounds::reference)}, 1.1, 0.2);
+}
+
+} // namespace
+
+std::vector<Figure> measureRuns(const Settings& settings) {
+    std::vector<Figure> figures;
+    std::map<int, Rounds> overHttp;
+    for (const Size& size : SIZES) {
+        if (settings.isQuick && size.count > 10000)
+            continue;
+        // A phone each: a store has no other keys than those of the file.
+        BenchPhone phone;
+        phone.publishParameters(size.count);
+        phone.startReference();
+        phone.startDaemon();
+        // Short runs differ more from each other.
+        const int rounds = size.count <= 1000 ? 3 * settings.rounds : settings.rounds;
+        overHttp[size.count] = measureSize(phone, size, false, rounds);
+        figures.push_back(figureOf(size, "http", overHttp[size.count]));
+        figures.push_back(figureOf(size, "https", measureSize(phone, size, true, rounds)));
+        phone.stopDaemon();
+    }
+    if (!settings.isQuick) {
+        figures.push_back(slopeFigure(overHttp));
+        figures.push_back(growthFigure(overHttp));
+    }
+    return figures;
+}
+
+} // namespace bench
