@@ -4,6 +4,7 @@
 #include "ChangeWriter.h"
 #include "Database.h"
 #include "Patience.h"
+#include "RowSearch.h"
 #include "SoundMark.h"
 #include "SqliteSettings.h"
 #include "Statement.h"
@@ -57,7 +58,7 @@ private:
     Statement beginRead_;
     Statement beginWrite_;
     Statement commit_;
-    Statement compare_;
+    RowSearch search_;
     Statement upsert_;
     Statement exists_;
     Statement delete_;
