@@ -166,17 +166,42 @@ TEST_F(CommitWatchTest, MissingDirectoryIsAnError) {
                  std::runtime_error);
 }
 
-TEST(LookSchedule, IntervalsDoubleForSomeSecondsAndThenThereIsHalfAMinute) {
-    LookSchedule schedule;
-    for (int interval = 1; interval <= 8192; interval *= 2) {
-        EXPECT_EQ(schedule.next(), Milliseconds(interval));
-        EXPECT_EQ(schedule.quiet(), Milliseconds(interval));
+/// Looks until that much time has gone by, the last one included.
+int looksFor(LookSchedule& schedule, std::chrono::microseconds time) {
+    int looks = 0;
+    for (; schedule.quiet() < time; ++looks) {
+        const auto before = schedule.quiet();
+        const auto interval = schedule.next();
+        EXPECT_EQ(schedule.quiet(), before + interval);
     }
-    EXPECT_EQ(schedule.next(), std::chrono::seconds(30));
-    EXPECT_EQ(schedule.next(), std::chrono::seconds(30));
+    return looks;
+}
+
+TEST(LookSchedule, CommitIsLookedForOftenAndWithBoundedEffort) {
+    LookSchedule schedule;
+    for (const int time : {250, 500, 750, 1000, 1250})
+        EXPECT_EQ((schedule.next(), schedule.quiet()), std::chrono::microseconds(time));
+    while (schedule.quiet() < std::chrono::minutes(20)) {
+        const auto before = schedule.quiet();
+        EXPECT_LE(schedule.next(), before / 4);
+    }
+    EXPECT_EQ(schedule.next(), std::chrono::minutes(5));
+    schedule.restart();
+    EXPECT_EQ(looksFor(schedule, std::chrono::seconds(1)), 35);
+    EXPECT_EQ(looksFor(schedule, std::chrono::seconds(16)), 13);
+}
+
+TEST(LookSchedule, AfterTheCommitIntervalsDoubleUpToMinutes) {
+    LookSchedule schedule;
+    EXPECT_EQ(looksFor(schedule, Milliseconds(1)), 4);
+    schedule.found();
+    for (int interval = 1; interval <= 256 * 1024; interval *= 2)
+        EXPECT_EQ(schedule.next(), Milliseconds(interval));
+    EXPECT_EQ(schedule.next(), std::chrono::minutes(5));
     schedule.restart();
     EXPECT_EQ(schedule.quiet(), Milliseconds(0));
-    EXPECT_EQ(schedule.next(), Milliseconds(1));
+    EXPECT_EQ(schedule.next(), std::chrono::microseconds(250));
+    EXPECT_EQ(schedule.next(), std::chrono::microseconds(250)) << "found was the one before";
 }
 
 } // namespace

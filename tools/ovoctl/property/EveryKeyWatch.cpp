@@ -40,6 +40,7 @@ void EveryKeyWatch::run() {
             watch_.follow();
         if (cause != CommitWatch::Cause::TIME)
             schedule.restart();
+        schedule.found(); // each look reads the whole store
     }
 }
 

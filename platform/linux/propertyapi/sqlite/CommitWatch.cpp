@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CommitWatch.h"
 
-#include "posix/PollTimeout.h"
-
 #include <poll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -12,6 +10,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <stdexcept>
 #include <string_view>
 #include <thread>
@@ -27,6 +26,15 @@ constexpr std::size_t SUFFIX_SIZE = 4;
 
 [[noreturn]] void fail(const char* operation, int error) {
     throw std::runtime_error(std::string(operation) + ": " + std::strerror(error));
+}
+
+/// Commits are waited for in parts of a millisecond.
+timespec timeTo(std::chrono::steady_clock::time_point until) {
+    const auto left = std::max(until - std::chrono::steady_clock::now(),
+                               std::chrono::steady_clock::duration::zero());
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+    return {static_cast<std::time_t>(seconds.count()),
+            static_cast<long>(std::chrono::nanoseconds(left - seconds).count())};
 }
 
 } // namespace
@@ -76,8 +84,9 @@ bool CommitWatch::isOurs(const char* name) const noexcept {
 CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until) noexcept {
     for (;;) {
         std::array<pollfd, 2> files{{{events_.get(), POLLIN, 0}, {wake_.descriptor(), POLLIN, 0}}};
-        const int ready = ::poll(files.data(), files.size(), posix::pollTimeout(until));
-        // poll() failed for want of memory: fall back to looking every RETRY_TIME.
+        const timespec left = timeTo(until);
+        const int ready = ::ppoll(files.data(), files.size(), &left, nullptr);
+        // ppoll() failed for want of memory: fall back to looking every RETRY_TIME.
         if (ready < 0 && errno != EINTR)
             std::this_thread::sleep_until(
                 std::min(until, std::chrono::steady_clock::now() + RETRY_TIME));

@@ -1,14 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "LookSchedule.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace propertyapi {
 
-std::chrono::milliseconds LookSchedule::next() noexcept {
-    if (interval_ > LAST)
-        return last_ = IDLE;
-    return last_ = std::exchange(interval_, interval_ * 2);
+namespace {
+
+constexpr std::chrono::microseconds SHORTEST{250};
+/// Should a change ever have gone unnoticed, it is noticed then.
+constexpr std::chrono::microseconds LONGEST = std::chrono::minutes(5);
+
+} // namespace
+
+std::chrono::microseconds LookSchedule::next() noexcept {
+    const auto interval = std::clamp(isFound_ ? quiet_ : quiet_ / 4, SHORTEST, LONGEST);
+    quiet_ += interval;
+    return interval;
 }
 
 } // namespace propertyapi

@@ -9,28 +9,24 @@ namespace propertyapi {
 ///
 /// The write to the log that can be watched comes before the commit can be seen: in between the
 /// writer flushes the disk, which takes a fraction of a millisecond or seconds. So the log is
-/// looked at once more after growing intervals, each about as long as the commit has taken so far,
-/// until it is certain that no writer is that slow.
+/// looked at once more after growing intervals: each a quarter of the time since the write, until a
+/// commit was found, and from then on, as the write may have been another's, as long as that time.
+/// A writer that takes a second is looked for 35 times, each later doubling of the time costs one
+/// look or, where nothing was found, three.
 class LookSchedule {
 public:
     /// The log has just been written to, and looked at.
-    void restart() noexcept {
-        interval_ = FIRST;
-        last_ = {};
-    }
+    void restart() noexcept { *this = {}; }
+    /// A commit was found; or looks cost so much that there are to be few.
+    void found() noexcept { isFound_ = true; }
     /// The interval to the next look, and goes on to the one behind it.
-    std::chrono::milliseconds next() noexcept;
-    /// The interval before the look that is due now: nobody has written for that long.
-    std::chrono::milliseconds quiet() const noexcept { return last_; }
+    std::chrono::microseconds next() noexcept;
+    /// Nobody has written for that long when the look that is due now is made.
+    std::chrono::microseconds quiet() const noexcept { return quiet_; }
 
 private:
-    static constexpr std::chrono::milliseconds FIRST{1};
-    static constexpr std::chrono::milliseconds LAST{8192};
-    /// Should a change ever have gone unnoticed, it is noticed then.
-    static constexpr std::chrono::milliseconds IDLE{30'000};
-
-    std::chrono::milliseconds interval_ = FIRST;
-    std::chrono::milliseconds last_{};
+    bool isFound_ = false;
+    std::chrono::microseconds quiet_{};
 };
 
 } // namespace propertyapi

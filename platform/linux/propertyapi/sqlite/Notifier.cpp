@@ -69,10 +69,13 @@ void Notifier::restartSchedule() {
 /// only once one has succeeded in between.
 bool Notifier::look() {
     try {
-        do {
+        if (!isWatching_)
+            watchFiles();
+        while (!stopping_ && deliverNext()) {
+            schedule_.found();
             if (!isWatching_)
                 watchFiles();
-        } while (!stopping_ && deliverNext());
+        }
         isFailing_ = false;
         return true;
     } catch (const std::exception& error) {

@@ -68,4 +68,8 @@ bool Statement::Run::isNull(int column) {
     return sqlite3_column_type(statement_.handle_, column) == SQLITE_NULL;
 }
 
+bool Statement::Run::isText(int column) {
+    return sqlite3_column_type(statement_.handle_, column) == SQLITE_TEXT;
+}
+
 } // namespace propertyapi

@@ -40,6 +40,7 @@ public:
         std::string_view view(int column);
         std::int64_t integer(int column);
         bool isNull(int column);
+        bool isText(int column);
 
     private:
         Statement& statement_;

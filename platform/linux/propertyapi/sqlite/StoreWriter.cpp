@@ -49,15 +49,16 @@ private:
 };
 
 StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
-                         const SqliteSettings& settings, Patience& patience)
+                         SoundMark& mark, const SqliteSettings& settings, Patience& patience)
     : settings_(settings)
     , files_(files)
+    , mark_(mark)
     , patience_(patience)
     , database_(std::move(database))
     , beginRead_(*database_, "BEGIN")
     , beginWrite_(*database_, "BEGIN IMMEDIATE")
     , commit_(*database_, "COMMIT")
-    , compare_(*database_, "SELECT value IS ?2 FROM property WHERE key = ?1")
+    , search_(*database_)
     , upsert_(*database_, "INSERT INTO property(key, value, origin) VALUES(?1, ?2, ?3) "
                           "ON CONFLICT(key) DO UPDATE SET value = excluded.value, "
                           "origin = excluded.origin WHERE value IS NOT excluded.value")
@@ -121,10 +122,7 @@ void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, W
 
 bool StoreWriter::holdsAll(const IPropertyApi::Batch& batch) {
     Transaction snapshot(*database_, beginRead_);
-    const bool all = std::all_of(batch.begin(), batch.end(), [this](const auto& entry) {
-        Statement::Run run(compare_);
-        return run.bind(1, entry.first).bind(2, entry.second).step() && run.integer(0) != 0;
-    });
+    const bool all = search_.holdsAll(batch);
     snapshot.commit(commit_);
     return all;
 }
@@ -159,7 +157,7 @@ void StoreWriter::shortenLog() {
     if (*size < settings_.walWriterLimit)
         return;
     try {
-        database_->checkpoint();
+        mark_.moveLog(*database_);
     } catch (const DatabaseError&) {
         // What keeps the log from being moved need not keep this write from being made; the
         // notification thread reports it.
