@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <future>
 #include <new>
+#include <optional>
 
 using propertyapi::PropertyApiException;
 using propertyapi::SqlitePropertyApi;
@@ -55,6 +56,24 @@ std::string failureOf(Operation operation) {
     } catch (const PropertyApiException& error) {
         return error.what();
     }
+}
+
+/// It has no write-ahead log yet: of several that open a new store at once one gives it that.
+TEST(StoreFailure, StoreThatSomebodyElseIsMakingIsWaitedFor) {
+    const SharedStore store;
+    store.root().write(STORE, "");
+    auto occupier = std::make_optional<Occupier>(store.file());
+    constexpr std::chrono::milliseconds PATIENCE{100};
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THAT(failureOf([&] { SqlitePropertyApi(STORE, waiting(PATIENCE)); }),
+                HasSubstr("database is locked"));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, PATIENCE);
+    auto opened = std::async(std::launch::async, [&] {
+        return failureOf([&] { SqlitePropertyApi().setValue("A", "1"); });
+    });
+    EXPECT_EQ(opened.wait_for(PATIENCE), std::future_status::timeout);
+    occupier.reset();
+    EXPECT_EQ(opened.get(), "no failure");
 }
 
 TEST(StoreFailure, BusyStoreFailsEveryWriteWithOperationKeyAndCauseAndChangesNothing) {

@@ -13,8 +13,7 @@ void Checkpoints::look(bool isQuiet) {
     if (!isDue(isQuiet))
         return;
     try {
-        store_.runOnJournal(
-            [](ChangeJournal& journal, std::uint64_t) { journal.database().checkpoint(); });
+        store_.moveLog();
         isFailing_ = false;
     } catch (const std::exception& error) {
         // A store that cannot be opened is reported by the thread that tried to.

@@ -61,6 +61,10 @@ bool DatabaseError::isDamage() const noexcept {
     return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
 }
 
+bool DatabaseError::isBusy() const noexcept {
+    return code_ == SQLITE_BUSY;
+}
+
 bool DatabaseError::needsWriting() const noexcept {
     return code_ == SQLITE_READONLY;
 }

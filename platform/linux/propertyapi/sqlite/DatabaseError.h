@@ -17,6 +17,8 @@ public:
     /// True when a connection that may only read would have to write: above all, when it meets the
     /// index of the log while somebody changes it, and he is done before it looks who that is.
     bool needsWriting() const noexcept;
+    /// True when others have the store locked.
+    bool isBusy() const noexcept;
 
 private:
     int code_;

@@ -13,6 +13,8 @@ namespace propertyapi {
 
 namespace {
 
+using posix::FileStamp;
+
 /// Between two tries to open files that are being replaced.
 constexpr std::chrono::milliseconds RETRY_TIME{5};
 
@@ -22,17 +24,18 @@ constexpr std::chrono::milliseconds RETRY_TIME{5};
 
 } // namespace
 
-OpenStore::Connections::Connections(const StoreFile& file, const SqliteSettings& settings,
-                                    Patience& patience, std::uint64_t fileNumber,
-                                    Patience::Allowance& allowance)
-    : Connections(file, settings, patience, fileNumber, allowance, file.prepare(allowance)) {}
+OpenStore::Connections::Connections(const StoreFile& file, SoundMark& mark,
+                                    const SqliteSettings& settings, Patience& patience,
+                                    std::uint64_t fileNumber, Patience::Allowance& allowance)
+    : Connections(file, mark, settings, patience, fileNumber, allowance, file.prepare(allowance)) {}
 
-OpenStore::Connections::Connections(const StoreFile& file, const SqliteSettings& settings,
-                                    Patience& patience, std::uint64_t fileNumber,
-                                    Patience::Allowance& allowance, StoreFile::Prepared prepared)
+OpenStore::Connections::Connections(const StoreFile& file, SoundMark& mark,
+                                    const SqliteSettings& settings, Patience& patience,
+                                    std::uint64_t fileNumber, Patience::Allowance& allowance,
+                                    StoreFile::Prepared prepared)
     : number(fileNumber)
     , files(std::move(prepared.files))
-    , writer(std::move(prepared.database), files, settings, patience)
+    , writer(std::move(prepared.database), files, mark, settings, patience)
     , readers([this, &file](Patience::Allowance& readersAllowance) {
         return file.open(files, readersAllowance);
     })
@@ -52,7 +55,8 @@ OpenStore::OpenStore(StoreFile file, const SqliteSettings& settings,
     : file_(std::move(file))
     , settings_(settings)
     , patience_(std::move(patience))
-    , reopened_(std::move(reopened)) {
+    , reopened_(std::move(reopened))
+    , mark_(file_.path(), settings_.bootId) {
     Patience::Allowance allowance(*patience_, settings_.busyTimeout);
     open(allowance);
     log_ = connections_->writer.database().walPath();
@@ -79,6 +83,13 @@ void OpenStore::check() {
     run([](const Connections& connections, const Patience::Allowance&) {
         if (!connections.files.haveNames())
             failBusy("its files were replaced");
+    });
+}
+
+void OpenStore::moveLog() {
+    run([this](Connections& connections, Patience::Allowance& allowance) {
+        const Database::Waiting waiting(connections.journal.database(), allowance);
+        mark_.moveLog(connections.journal.database());
     });
 }
 
@@ -187,10 +198,11 @@ void OpenStore::replace(Patience::Allowance& allowance) {
 /// replace it meanwhile.
 void OpenStore::open(Patience::Allowance& allowance) {
     for (;;) {
-        const auto before = posix::FileStamp::of(file_.path()).id;
+        const auto before = FileStamp::of(file_.path()).id;
         try {
-            connections_ =
-                std::make_unique<Connections>(file_, settings_, *patience_, number_ + 1, allowance);
+            connections_ = std::make_unique<Connections>(file_, mark_, settings_, *patience_,
+                                                         number_ + 1, allowance);
+            mark_.begin();
             if (connections_->areOfOneFile()) {
                 ++number_;
                 return;
@@ -198,7 +210,7 @@ void OpenStore::open(Patience::Allowance& allowance) {
             file_.removeOrphans(connections_->files, allowance);
             close();
         } catch (const DatabaseError&) {
-            if (posix::FileStamp::of(file_.path()).id == before)
+            if (FileStamp::of(file_.path()).id == before)
                 throw;
         }
         if (!allowance.pause(RETRY_TIME))
@@ -213,7 +225,12 @@ void OpenStore::close() {
     connections_->writer.database().moveLogOnClose(move);
     connections_->journal.database().moveLogOnClose(move);
     connections_->readers.moveLogOnClose(move);
+    const posix::HostPath log = connections_->writer.database().walPath();
+    const bool isUntouched = mark_.isUntouched();
     connections_.reset();
+    // Somebody else who has it open, or a failure, leaves the log there.
+    if (move && isUntouched && FileStamp::of(log).isMissing())
+        mark_.set();
 }
 
 } // namespace propertyapi

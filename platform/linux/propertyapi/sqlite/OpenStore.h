@@ -5,6 +5,7 @@
 #include "DatabaseError.h"
 #include "Patience.h"
 #include "ReaderPool.h"
+#include "SoundMark.h"
 #include "SqliteSettings.h"
 #include "StoreFile.h"
 #include "StoreFiles.h"
@@ -28,8 +29,8 @@ class OpenStore {
 public:
     /// What an operation works with.
     struct Connections {
-        Connections(const StoreFile& file, const SqliteSettings& settings, Patience& patience,
-                    std::uint64_t fileNumber, Patience::Allowance& allowance);
+        Connections(const StoreFile& file, SoundMark& mark, const SqliteSettings& settings,
+                    Patience& patience, std::uint64_t fileNumber, Patience::Allowance& allowance);
 
         /// All were opened before the files were replaced, if they were.
         bool areOfOneFile();
@@ -41,8 +42,8 @@ public:
         ChangeJournal journal; ///< for the notification thread
 
     private:
-        Connections(const StoreFile& file, const SqliteSettings& settings, Patience& patience,
-                    std::uint64_t fileNumber, Patience::Allowance& allowance,
+        Connections(const StoreFile& file, SoundMark& mark, const SqliteSettings& settings,
+                    Patience& patience, std::uint64_t fileNumber, Patience::Allowance& allowance,
                     StoreFile::Prepared prepared);
     };
 
@@ -63,7 +64,9 @@ public:
             const Use use(*this, allowance);
             try {
                 return operation(*connections_, allowance);
-            } catch (const DatabaseError&) {
+            } catch (const DatabaseError& error) {
+                if (error.isDamage())
+                    mark_.remove();
                 if (!isReplaced())
                     throw;
             }
@@ -78,6 +81,8 @@ public:
             operation(connections.journal, connections.number);
         });
     }
+    /// Moves what it can of the log into the database. For the notification thread.
+    void moveLog();
     /// Looks at the log and its index too, as single operations do not, and opens the store again
     /// where any file lost its name.
     void check();
@@ -121,6 +126,7 @@ private:
     bool isLost_ = false;      ///< the connections are to be replaced
     bool isReopening_ = false; ///< by a thread, to which alone what follows belongs
 
+    SoundMark mark_;                           ///< of the database that is open
     std::uint64_t number_ = 0;                 ///< of the file opened last
     bool isReported_ = false;                  ///< that it could not be opened
     std::unique_ptr<Connections> connections_; ///< none when it could not be opened

@@ -3,6 +3,7 @@
 
 #include "DirectoryLock.h"
 #include "Schema.h"
+#include "SoundMark.h"
 #include "logger/Logger.h"
 #include "posix/Descriptor.h"
 #include "posix/FileStamp.h"
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -27,6 +29,9 @@ using posix::HostPath;
 constexpr mode_t DIRECTORY_MODE = 0775;
 constexpr mode_t FILE_MODE = 0600;
 constexpr mode_t OTHERS = 0077;
+
+/// Between two tries to give the database a log.
+constexpr std::chrono::milliseconds RETRY_TIME{5};
 
 constexpr const char* REPLACED = "it was replaced meanwhile";
 
@@ -77,6 +82,19 @@ void moveOver(const HostPath& from, const HostPath& to) {
     if (errno != ENOENT)
         failOn("rename", from);
     removeIfThere(to);
+}
+
+/// The library does not wait for others where the database has none yet.
+void requireLog(Database& database, Patience::Allowance& allowance) {
+    for (;;)
+        try {
+            if (database.query("PRAGMA journal_mode = WAL") != "wal")
+                throw DatabaseError(SQLITE_CANTOPEN, "it cannot have a write-ahead log");
+            return;
+        } catch (const DatabaseError& error) {
+            if (!error.isBusy() || !allowance.pause(RETRY_TIME))
+                throw;
+        }
 }
 
 } // namespace
@@ -154,7 +172,7 @@ StoreFile::Prepared StoreFile::openSound(Opening& opening) const {
     database->moveLogOnClose(false);
     std::optional<StoreFiles> files;
     try {
-        requireSound(*database);
+        requireSound(*database, opening.allowance);
         // Before any wait for others: what has the names of log and index now is what the database
         // has open, as long as that has its own.
         if (StoreFiles now(path_, *database); !database->isMoved())
@@ -175,11 +193,13 @@ StoreFile::Prepared StoreFile::openSound(Opening& opening) const {
     }
 }
 
-void StoreFile::requireSound(Database& database) {
-    if (const std::string found = database.query("PRAGMA integrity_check(1)"); found != "ok")
+void StoreFile::requireSound(Database& database, Patience::Allowance& allowance) const {
+    // What is in a log was not there when the mark was set.
+    const bool isKnown = database.walSize() == 0 && SoundMark(path_, settings_.bootId).isValid();
+    if (const std::string found = isKnown ? "ok" : database.query("PRAGMA integrity_check(1)");
+        found != "ok")
         throw DatabaseError(SQLITE_CORRUPT, found);
-    if (const std::string mode = database.query("PRAGMA journal_mode = WAL"); mode != "wal")
-        throw DatabaseError(SQLITE_CANTOPEN, "it cannot have a write-ahead log");
+    requireLog(database, allowance);
     database.execute("PRAGMA synchronous = FULL");
     // Makes log and index where they are missing.
     database.query("SELECT count(*) FROM sqlite_schema");

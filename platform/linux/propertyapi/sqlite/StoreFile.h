@@ -46,7 +46,7 @@ private:
 
     std::optional<Prepared> openExisting(Opening& opening) const;
     Prepared openSound(Opening& opening) const;
-    static void requireSound(Database& database);
+    void requireSound(Database& database, Patience::Allowance& allowance) const;
     static void removeOrphansOf(const StoreFiles& files);
     void closeToOthers() const;
     void putAside(const std::string& damage) const;

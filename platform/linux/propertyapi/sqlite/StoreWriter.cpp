@@ -49,9 +49,10 @@ private:
 };
 
 StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
-                         const SqliteSettings& settings, Patience& patience)
+                         SoundMark& mark, const SqliteSettings& settings, Patience& patience)
     : settings_(settings)
     , files_(files)
+    , mark_(mark)
     , patience_(patience)
     , database_(std::move(database))
     , beginRead_(*database_, "BEGIN")
@@ -159,7 +160,7 @@ void StoreWriter::shortenLog() {
     if (*size < settings_.walWriterLimit)
         return;
     try {
-        database_->checkpoint();
+        mark_.moveLog(*database_);
     } catch (const DatabaseError&) {
         // What keeps the log from being moved need not keep this write from being made; the
         // notification thread reports it.

@@ -4,6 +4,7 @@
 #include "ChangeWriter.h"
 #include "Database.h"
 #include "Patience.h"
+#include "SoundMark.h"
 #include "SqliteSettings.h"
 #include "Statement.h"
 #include "StoreFiles.h"
@@ -19,8 +20,9 @@ namespace propertyapi {
 /// All operations throw DatabaseError, and then nothing is written.
 class StoreWriter {
 public:
-    /// files: those that the database has open. patience: the one of all allowances.
-    StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
+    /// files: those that the database has open. mark: that of the database. patience: the one of
+    /// all allowances.
+    StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files, SoundMark& mark,
                 const SqliteSettings& settings, Patience& patience);
 
     /// Writes a batch in one transaction. Returns the number of writes after which the value
@@ -47,6 +49,7 @@ private:
 
     const SqliteSettings settings_;
     const StoreFiles& files_;
+    SoundMark& mark_;
     Patience& patience_;
     bool isTaken_ = false; ///< somebody has the turn; guarded by the patience
     const std::unique_ptr<Database> database_;
