@@ -241,12 +241,15 @@ std::string redirected(const std::string& arguments, int in, int out, int errors
 }
 
 TEST(LogOutput, APipeWithoutAReaderLosesLinesOnly) {
-    Pipe errors;
-    errors.closeReader();
-    const Finished finished = run(
-        {"sh", "-c",
-         "exec " LOG_WRITER " threads 2 5 2>&" + std::to_string(Pipe::shared(errors.writer()))});
-    EXPECT_EQ(finished.status, 0);
+    for (const std::string signal :
+         {"", "trap '' PIPE; "}) { // not ignored, and ignored as in the daemon
+        Pipe errors;
+        errors.closeReader();
+        const Finished finished = run({"sh", "-c",
+                                       signal + "exec " LOG_WRITER " threads 2 5 2>&" +
+                                           std::to_string(Pipe::shared(errors.writer()))});
+        EXPECT_EQ(finished.status, 0) << signal;
+    }
 }
 
 TEST(LogOutput, ALineIsWrittenWhenItsStatementEnds) {

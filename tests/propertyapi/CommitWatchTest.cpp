@@ -47,6 +47,23 @@ TEST_F(CommitWatchTest, WriteToTheLogIsNoticed) {
     EXPECT_TRUE(isCalm(watch));
 }
 
+TEST_F(CommitWatchTest, WritesToTheLogDoNotEndTheWaitForTheWriter) {
+    writeHostFile(log_, "log");
+    CommitWatch watch{posix::HostPath(log_)};
+    append(log_);
+    const auto until = std::chrono::steady_clock::now() + Milliseconds(20);
+    EXPECT_EQ(watch.waitForWake(until), Cause::LOG_WRITTEN);
+    EXPECT_GE(std::chrono::steady_clock::now(), until);
+    EXPECT_TRUE(isCalm(watch)); // what was told is taken
+    append(log_);
+    watch.wake();
+    EXPECT_EQ(watch.waitForWake(late()), Cause::LOG_WRITTEN);
+    EXPECT_TRUE(isCalm(watch));
+    std::remove(log_.c_str());
+    watch.wake();
+    EXPECT_EQ(watch.waitForWake(late()), Cause::NAMES_CHANGED);
+}
+
 TEST_F(CommitWatchTest, LogThatIsMadeLaterIsFollowed) {
     CommitWatch watch{posix::HostPath(log_)};
     writeHostFile(log_, "log");

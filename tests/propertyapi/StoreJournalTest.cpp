@@ -3,10 +3,12 @@
 #include "FlushCounter.h"
 #include "SharedStore.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
+#include "support/process/Proc.h"
 #include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <future>
 
@@ -344,6 +346,33 @@ TEST(StoreJournal, LargeBatchTakesAFewRowsAndArrivesChangeByChange) {
     EXPECT_LT(std::stoi(store.shell("SELECT count(*) FROM property_journal")), 20);
     EXPECT_EQ(store.shell("SELECT sum(changes) FROM property_journal WHERE changes > 1"),
               std::to_string(batch.size()));
+}
+
+/// How often the notification threads of this process went to sleep so far.
+long sleepsOfNotification() {
+    const auto sleeps = proc::sleepsOf(::getpid());
+    long sum = 0;
+    for (const proc::Thread& thread : proc::threadsOf(::getpid()))
+        if (const auto found = sleeps.find(thread.id);
+            thread.name == "notification" && found != sleeps.end())
+            sum += found->second;
+    return sum;
+}
+
+TEST(StoreJournal, PagesThatTheClientItselfWritesDoNotWakeItsNotificationThread) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("Key.4999", recorder.callback());
+    IPropertyApi::Batch batch;
+    for (int key = 0; key < 5000; ++key)
+        batch.emplace_back("Key." + std::to_string(key), std::string(1000, 'x'));
+    ASSERT_TRUE(waitForDelivery(api));
+    const long before = sleepsOfNotification();
+    api.setValues(batch, "test");
+    // There are more than a thousand pages. Besides, a write that takes long is looked after.
+    EXPECT_LE(sleepsOfNotification() - before, 30);
+    EXPECT_TRUE(recorder.waitFor(1));
 }
 
 TEST(StoreJournal, PackThatAnotherProgramForgedIsSurvived) {

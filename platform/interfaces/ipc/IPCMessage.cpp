@@ -10,8 +10,11 @@ std::string encode(const IPCMessage& message) {
     object["name"] = message.name;
     object["parameters"] = message.params.parameters();
     object["flag"] = message.flag;
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
+    static const Json::StreamWriterBuilder writer = [] {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        return builder;
+    }();
     return Json::writeString(writer, object);
 }
 

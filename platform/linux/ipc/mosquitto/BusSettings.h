@@ -13,8 +13,8 @@ struct BusSettings {
     std::chrono::milliseconds reconnectLast{30000};
     /// The part of each delay that is spread at random, 0 to 1.
     double reconnectJitter = 0.2;
-    /// At least 5 s.
-    std::chrono::seconds keepalive{60};
+    /// The broker gives up a client that is silent for one and a half times as long. At least 5 s.
+    std::chrono::seconds keepalive{120};
     /// Time for the broker to take the client in and confirm its subscriptions.
     std::chrono::milliseconds connectTimeout{10000};
     /// Time for stop() to send what was published before.

@@ -83,14 +83,7 @@ bool CommitWatch::isOurs(const char* name) const noexcept {
 
 CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until) noexcept {
     for (;;) {
-        std::array<pollfd, 2> files{{{events_.get(), POLLIN, 0}, {wake_.descriptor(), POLLIN, 0}}};
-        const timespec left = timeTo(until);
-        const int ready = ::ppoll(files.data(), files.size(), &left, nullptr);
-        // ppoll() failed for want of memory: fall back to looking every RETRY_TIME.
-        if (ready < 0 && errno != EINTR)
-            std::this_thread::sleep_until(
-                std::min(until, std::chrono::steady_clock::now() + RETRY_TIME));
-        const bool woken = wake_.clear();
+        const bool woken = poll(2, until);
         if (const Cause cause = takeEvents(); cause != Cause::TIME)
             return cause;
         if (woken)
@@ -98,6 +91,23 @@ CommitWatch::Cause CommitWatch::wait(std::chrono::steady_clock::time_point until
         if (std::chrono::steady_clock::now() >= until)
             return Cause::TIME;
     }
+}
+
+CommitWatch::Cause CommitWatch::waitForWake(std::chrono::steady_clock::time_point until) noexcept {
+    poll(1, until);
+    return takeEvents() == Cause::NAMES_CHANGED ? Cause::NAMES_CHANGED : Cause::LOG_WRITTEN;
+}
+
+/// Waits for wake(), or with count 2 for an event too; true when there was a wake().
+bool CommitWatch::poll(std::size_t count, std::chrono::steady_clock::time_point until) noexcept {
+    std::array<pollfd, 2> files{{{wake_.descriptor(), POLLIN, 0}, {events_.get(), POLLIN, 0}}};
+    const timespec left = timeTo(until);
+    const int ready = ::ppoll(files.data(), count, &left, nullptr);
+    // ppoll() failed for want of memory: fall back to looking every RETRY_TIME.
+    if (ready < 0 && errno != EINTR)
+        std::this_thread::sleep_until(
+            std::min(until, std::chrono::steady_clock::now() + RETRY_TIME));
+    return wake_.clear();
 }
 
 /// Takes what has been told so far; TIME when none of it concerns the store.

@@ -6,6 +6,7 @@
 #include "posix/WakeUp.h"
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 
 namespace propertyapi {
@@ -25,11 +26,15 @@ public:
     void wake() noexcept { wake_.signal(); }
     /// Waits for a cause, until the time given. From one thread.
     Cause wait(std::chrono::steady_clock::time_point until) noexcept;
+    /// Waits for wake(), until the time given, and takes what the kernel has told meanwhile:
+    /// NAMES_CHANGED or nothing but LOG_WRITTEN. From the same thread.
+    Cause waitForWake(std::chrono::steady_clock::time_point until) noexcept;
     /// Watches the directory and the files that have the names now: to be called when the directory
     /// may be another one. False when there is none. From the thread that waits.
     bool follow() noexcept;
 
 private:
+    bool poll(std::size_t count, std::chrono::steady_clock::time_point until) noexcept;
     void followLog() noexcept;
     bool isOurs(const char* name) const noexcept;
     Cause takeEvents() noexcept;

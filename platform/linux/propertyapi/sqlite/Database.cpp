@@ -44,10 +44,14 @@ std::string uriOf(const posix::HostPath& path, const char* parameters) {
     return uri + "?" + parameters;
 }
 
-/// Nobody reads the library's memory statistics, for which each allocation takes a lock. Refused
-/// where the program has used the library before; that does no harm.
+/// Nobody reads the library's memory statistics, for which each allocation takes a lock. Pages are
+/// allocated one by one: the first of a connection would take 20 of them, which connections that
+/// look at a few keys never use. Refused where the program has used the library before; that does
+/// no harm.
 void configureLibrary() {
-    [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    [[maybe_unused]] static const std::array configured{
+        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0),
+        sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0)};
     admitLateFiles();
 }
 

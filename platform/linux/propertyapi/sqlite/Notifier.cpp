@@ -3,6 +3,8 @@
 
 #include "logger/Logger.h"
 
+#include <pthread.h>
+
 #include <exception>
 #include <utility>
 #include <vector>
@@ -13,6 +15,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Task = Subscribers::Task;
+
+/// How long a write of this process is passed over before it is looked whether it still lasts.
+constexpr std::chrono::milliseconds OWN_WRITE{50};
 
 } // namespace
 
@@ -39,9 +44,10 @@ void Notifier::stop() {
 }
 
 void Notifier::run() {
+    ::pthread_setname_np(::pthread_self(), "notification");
     while (!stopping_) {
         bool isQuiet = false;
-        switch (watch_.wait(next_)) {
+        switch (awaitCommit()) {
         case CommitWatch::Cause::NAMES_CHANGED:
             isWatching_ = false;
             [[fallthrough]];
@@ -58,6 +64,15 @@ void Notifier::run() {
         if (look())
             checkpoints_.look(isQuiet);
     }
+}
+
+/// Each page that this process writes would wake the thread, which on one processor takes the place
+/// of the writer. Nobody else can commit meanwhile, and the writer says when it is done.
+CommitWatch::Cause Notifier::awaitCommit() {
+    CommitWatch::Cause cause = watch_.wait(next_);
+    while (cause == CommitWatch::Cause::LOG_WRITTEN && !stopping_ && store_.isWriting())
+        cause = watch_.waitForWake(Clock::now() + OWN_WRITE);
+    return cause;
 }
 
 void Notifier::restartSchedule() {

@@ -38,6 +38,7 @@ private:
     bool look();
     bool deliverNext();
     void watchFiles();
+    CommitWatch::Cause awaitCommit();
     void restartSchedule();
 
     OpenStore& store_;

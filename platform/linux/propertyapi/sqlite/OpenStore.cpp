@@ -139,6 +139,15 @@ bool OpenStore::isOpen() {
     return open;
 }
 
+bool OpenStore::isWriting() {
+    bool isWriting = false;
+    patience_->change([&] {
+        isWriting = !isReopening_ && connections_ && connections_->writer.isWriting();
+        return false;
+    });
+    return isWriting;
+}
+
 /// Replaces the connections, unless another thread does or has done so.
 void OpenStore::reopen(Patience::Allowance& allowance) {
     bool isMine = false;

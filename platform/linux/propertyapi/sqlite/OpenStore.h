@@ -88,6 +88,8 @@ public:
     void check();
     /// False while what has the store's name could not be opened, which has been reported.
     bool isOpen();
+    /// True while a thread of this client holds the store's write lock.
+    bool isWriting();
     /// The write-ahead log.
     const posix::HostPath& log() const { return log_; }
 

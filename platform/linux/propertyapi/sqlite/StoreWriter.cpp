@@ -22,6 +22,18 @@ bool anyLasting(const IPropertyApi::Batch& batch) {
                        [](const auto& entry) { return !schema::livesForOneBoot(entry.first); });
 }
 
+/// True while the object lives.
+class Raised {
+public:
+    explicit Raised(std::atomic<bool>& flag) : flag_(flag) { flag_ = true; }
+    ~Raised() { flag_ = false; }
+    Raised(const Raised&) = delete;
+    Raised& operator=(const Raised&) = delete;
+
+private:
+    std::atomic<bool>& flag_;
+};
+
 } // namespace
 
 class StoreWriter::Turn {
@@ -113,6 +125,7 @@ void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, W
     shortenLog();
     flushOnCommit(lasting);
     Transaction transaction(*database_, beginWrite_);
+    const Raised writing(isWriting_);
     requireFiles(allowance);
     changes_.begin();
     work();

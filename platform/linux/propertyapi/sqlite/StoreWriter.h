@@ -11,6 +11,7 @@
 #include "StoreFiles.h"
 #include "propertyapi/IPropertyApi.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -34,6 +35,9 @@ public:
     /// Removes a key; true when it existed.
     bool remove(const std::string& key, Patience::Allowance& allowance);
     Database& database() { return *database_; }
+    /// True while a thread holds the write lock here, so that nobody else can commit. From every
+    /// thread.
+    bool isWriting() const { return isWriting_; }
 
 private:
     /// The use of the connection by one thread: waiting for the disk, it would otherwise hold a
@@ -63,6 +67,7 @@ private:
     Statement exists_;
     Statement delete_;
     ChangeWriter changes_;
+    std::atomic<bool> isWriting_{false};
 };
 
 } // namespace propertyapi
