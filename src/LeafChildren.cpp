@@ -22,7 +22,7 @@ std::string_view LeafChildren::Attributes::at(std::string_view name) const {
 
 LeafChildren::LeafChildren(std::initializer_list<std::map<std::string, std::string>> children) {
     for (const auto& child : children)
-        push_back(child);
+        push(child);
 }
 
 void LeafChildren::reserve(std::size_t children, std::size_t attributes, std::size_t bytes) {

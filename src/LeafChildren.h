@@ -91,7 +91,7 @@ public:
     /// Appends a child with a copy of these attributes, each a name and a value. They are not part
     /// of this object.
     template <typename Range>
-    void push_back(const Range& attributes) {
+    void push(const Range& attributes) {
         const std::size_t before = empty() ? 0 : ends_.back();
         const std::size_t previous = size() < 2 ? before : before - ends_[size() - 2];
         for (const auto& [name, value] : attributes)

@@ -202,7 +202,7 @@ void ProvisioningFileParser::parseNode(const Node& element, std::vector<Provisio
             isTypeNoted = true;
         }
         if (const auto attributes = child.attrs(); attributes.begin() != attributes.end())
-            node.children.push_back(attributes);
+            node.children.push(attributes);
         else
             ++bareElements;
     }

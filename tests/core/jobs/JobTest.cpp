@@ -30,7 +30,7 @@ std::string JobTest::reportedCause() {
 ovo::LeafChildren childrenOf(const std::vector<std::map<std::string, std::string>>& attributes) {
     ovo::LeafChildren children;
     for (const auto& child : attributes)
-        children.push_back(child);
+        children.push(child);
     return children;
 }
 

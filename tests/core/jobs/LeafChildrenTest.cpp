@@ -31,7 +31,7 @@ std::vector<std::string> textOf(const LeafChildren& children) {
 LeafChildren madeOf(const std::vector<Written>& written) {
     LeafChildren children;
     for (const Written& child : written)
-        children.push_back(child);
+        children.push(child);
     return children;
 }
 
@@ -95,9 +95,9 @@ TEST(LeafChildren, ANameIsFoundWholeOnly) {
 TEST(LeafChildren, AreCopiedAndMovedWithTheirText) {
     LeafChildren original = madeOf({{{"name", "A"}}, {{"name", "B"}}});
     LeafChildren copy = original;
-    copy.push_back(Written{{"name", "C"}});
+    copy.push(Written{{"name", "C"}});
     EXPECT_THAT(textOf(original), ElementsAre("name=A ", "name=B "));
-    original.push_back(copy[2]);
+    original.push(copy[2]);
     const LeafChildren moved = std::move(original);
     EXPECT_THAT(textOf(moved), ElementsAre("name=A ", "name=B ", "name=C "));
     EXPECT_THAT(textOf(copy), ElementsAre("name=A ", "name=B ", "name=C "));
@@ -107,7 +107,7 @@ TEST(LeafChildren, ThatAreManyAreAllFound) {
     constexpr std::size_t COUNT = 100'000;
     LeafChildren children;
     for (std::size_t number = 0; number < COUNT; ++number)
-        children.push_back(Written{{"name", std::to_string(number)}, {"value", "x"}});
+        children.push(Written{{"name", std::to_string(number)}, {"value", "x"}});
     ASSERT_EQ(children.size(), COUNT);
     for (std::size_t number = 0; number < COUNT; ++number)
         ASSERT_EQ(children[number].at("name"), std::to_string(number));

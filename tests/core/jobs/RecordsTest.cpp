@@ -58,7 +58,7 @@ TEST(ProvisioningNode, IsEmptyAtFirstAndIsCopiedAndMovedWhole) {
 
     ProvisioningNode node{"settings", "param", {{{"name", "a"}}, {{"name", "b"}}}};
     ProvisioningNode copy = node;
-    copy.children.push_back(std::map<std::string, std::string>{{"name", "c"}});
+    copy.children.push(std::map<std::string, std::string>{{"name", "c"}});
     EXPECT_EQ(node.children.size(), 2U);
     EXPECT_EQ(copy.children[2].at("name"), "c");
     const ProvisioningNode moved = std::move(node);

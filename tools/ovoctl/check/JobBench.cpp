@@ -78,7 +78,7 @@ std::vector<JobBench::Refusal> JobBench::refusedParameters(ovo::ProvisioningNode
         ovo::ProvisioningNode portion{node.name, node.type, {}};
         const std::size_t end = std::min(begin + PORTION, node.children.size());
         for (std::size_t child = begin; child < end; ++child)
-            portion.children.push_back(node.children[child]);
+            portion.children.push(node.children[child]);
         refuseIn(portion, begin, server, refusals);
     }
     store_->completeJob();
@@ -95,7 +95,7 @@ void JobBench::refuseIn(ovo::ProvisioningNode& node, std::size_t begin, const ht
     if (!haveDifferentNames(node.children)) { // one by one, to know which of them it is
         for (std::size_t child = 0; child < node.children.size(); ++child) {
             ovo::ProvisioningNode single{node.name, node.type, {}};
-            single.children.push_back(node.children[child]);
+            single.children.push(node.children[child]);
             refuseIn(single, begin + child, server, refusals);
         }
         return;
@@ -113,7 +113,7 @@ JobBench::Lead JobBench::follow(const ovo::ProvisioningNode& node,
                                 const ovo::ProvisioningNode::Attributes& child,
                                 const http::UrlInfo& server) {
     ovo::ProvisioningNode single{node.name, node.type, {}};
-    single.children.push_back(child);
+    single.children.push(child);
     ovo::ProvisioningContext context;
     const Json::Value job = runReported(single, server, context);
     if (context.empty())
@@ -125,7 +125,7 @@ void JobBench::unlockFunctionKeys(const ovo::ProvisioningNode& node,
                                   const ovo::ProvisioningNode::Attributes& step,
                                   const http::UrlInfo& server) {
     ovo::ProvisioningNode single{node.name, node.type, {}};
-    single.children.push_back(step);
+    single.children.push(step);
     ovo::ProvisioningContext context;
     runReported(single, server, context);
 }
