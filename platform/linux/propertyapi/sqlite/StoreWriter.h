@@ -33,6 +33,8 @@ public:
                        Patience::Allowance& allowance);
     /// Removes a key; true when it existed.
     bool remove(const std::string& key, Patience::Allowance& allowance);
+    /// See ChangeWriter. From every thread, without a turn.
+    ChangeSpan overflow() const { return changes_.overflow(); }
     Database& database() { return *database_; }
 
 private:
