@@ -198,14 +198,13 @@ TEST(LookSchedule, CommitIsLookedForOftenAndWithBoundedEffort) {
     LookSchedule schedule;
     for (const int time : {250, 500, 750, 1000, 1250})
         EXPECT_EQ((schedule.next(), schedule.quiet()), std::chrono::microseconds(time));
-    while (schedule.quiet() < std::chrono::minutes(20)) {
+    while (schedule.quiet() < std::chrono::seconds(1)) {
         const auto before = schedule.quiet();
         EXPECT_LE(schedule.next(), before / 4);
     }
-    EXPECT_EQ(schedule.next(), std::chrono::minutes(5));
     schedule.restart();
     EXPECT_EQ(looksFor(schedule, std::chrono::seconds(1)), 35);
-    EXPECT_EQ(looksFor(schedule, std::chrono::seconds(16)), 13);
+    EXPECT_EQ(looksFor(schedule, std::chrono::seconds(16)), 4);
 }
 
 TEST(LookSchedule, AfterTheCommitIntervalsDoubleUpToMinutes) {

@@ -248,6 +248,28 @@ TEST(StoreJournal, ClientThatFellBehindIsGivenTheCurrentValuesOfItsKeys) {
     EXPECT_EQ(recorder.changes().size(), 4U);
 }
 
+/// The changes of the batch are more than the journal keeps.
+TEST(StoreJournal, ClientThatWroteThemItselfIsNotToldOfWhatDidNotChange) {
+    const SharedStore store;
+    const SqlitePropertyApi api("/data/properties.db", withJournalOf(64));
+    api.setValue("State.Same", "1");
+    api.setValue("State.Other", "1");
+    ChangeRecorder same;
+    ChangeRecorder other;
+    api.subscribe("State.Same", same.callback());
+    api.subscribe("State.Other", other.callback());
+    for (const char* round : {"2", "3", "4"}) {
+        propertyapi::IPropertyApi::Batch batch = {{"State.Other", round}};
+        for (int i = 0; i < 1000; ++i)
+            batch.emplace_back("State.Key." + std::to_string(i), round);
+        api.setValues(batch, "test");
+        EXPECT_TRUE(other.waitForValue(round));
+        EXPECT_TRUE(waitForDelivery(api));
+    }
+    EXPECT_THAT(other.values(), ElementsAre("2", "3", "4"));
+    EXPECT_THAT(same.values(), IsEmpty());
+}
+
 /// Writes by a client and by the stock shell: both keep the journal.
 class JournalBound : public testing::TestWithParam<bool> {
 protected:

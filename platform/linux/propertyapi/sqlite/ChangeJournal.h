@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "ChangePosition.h"
 #include "Database.h"
 #include "Statement.h"
 #include "Transaction.h"
@@ -25,11 +26,7 @@ public:
         Property property;
     };
 
-    /// The rows that the journal holds: those after lost, up to newest.
-    struct Span {
-        std::int64_t lost;
-        std::int64_t newest;
-    };
+    using Span = ChangeSpan;
 
     /// The next changes of some keys, a bounded piece of them.
     struct Page {

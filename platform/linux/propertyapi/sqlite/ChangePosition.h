@@ -14,4 +14,10 @@ struct ChangePosition {
     bool operator==(const ChangePosition&) const = default;
 };
 
+/// Changes with the numbers after lost, up to newest: those that the journal holds, for instance.
+struct ChangeSpan {
+    std::int64_t lost = 0;
+    std::int64_t newest = 0;
+};
+
 } // namespace propertyapi

@@ -32,13 +32,13 @@ void ChangeWriter::begin() {
     {
         Statement::Run run(readNewest_);
         run.step();
-        newest_ = previous_ = run.integer(0);
+        newest_ = previous_ = begin_ = run.integer(0);
     }
     if (newest_ < LARGEST_NUMBER)
         return;
     // Forged: nobody gets there by counting. Subscribers get the current values.
     emptyJournal_.execute();
-    newest_ = previous_ = 0;
+    newest_ = previous_ = begin_ = 0;
 }
 
 void ChangeWriter::note(const std::string& key, const std::string& value) {
@@ -52,6 +52,8 @@ void ChangeWriter::note(const std::string& key, const std::string& value) {
 void ChangeWriter::finish() {
     if (count_ > 0)
         writeRow();
+    if (newest_ - begin_ > journalBound_ - schema::longestRow(journalBound_))
+        overflow_.set({begin_, newest_});
 }
 
 void ChangeWriter::writeRow() {

@@ -10,9 +10,8 @@ namespace propertyapi {
 /// The write to the log that can be watched comes before the commit can be seen: in between the
 /// writer flushes the disk, which takes a fraction of a millisecond or seconds. So the log is
 /// looked at once more after growing intervals: each a quarter of the time since the write, until a
-/// commit was found, and from then on, as the write may have been another's, as long as that time.
-/// A writer that takes a second is looked for 35 times, each later doubling of the time costs one
-/// look or, where nothing was found, three.
+/// commit was found or a second is over, which takes 35 looks; from then on, as the write may have
+/// been another's or the writer slow, as long as that time.
 class LookSchedule {
 public:
     /// The log has just been written to, and looked at.

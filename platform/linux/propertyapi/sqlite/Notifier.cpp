@@ -110,15 +110,16 @@ void Notifier::watchFiles() {
 /// Delivers the next changes, or current values to those who missed changes; false when there is
 /// nothing to deliver.
 bool Notifier::deliverNext() {
-    Subscribers::Round round{subscribers_->roundEnd(), 0, {}};
+    Subscribers::Round round{subscribers_->roundEnd(), 0, {}, {}};
     Task task;
     ChangeJournal::Page page{};
     std::vector<Property> values;
-    store_.runOnJournal([&](ChangeJournal& journal, std::uint64_t file) {
+    store_.runOnJournal([&](ChangeJournal& journal, std::uint64_t file, const StoreWriter& writer) {
         values.clear();
         journal.inSnapshot([&] {
             round.file = file;
             round.span = journal.span();
+            round.ownOverflow = writer.overflow();
             task = subscribers_->task(round);
             if (task.kind == Task::Kind::CHANGES)
                 page = journal.read(task.after, task.keys);

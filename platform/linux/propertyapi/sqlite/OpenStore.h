@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace propertyapi {
 
@@ -72,13 +73,13 @@ public:
             }
         }
     }
-    /// Runs an operation of the notification thread, a callable with ChangeJournal& and the number
-    /// of its file.
+    /// Runs an operation of the notification thread, a callable with ChangeJournal&, the number of
+    /// its file, and the connection that writes to that.
     template <typename Operation>
     void runOnJournal(Operation operation) {
         run([&](Connections& connections, Patience::Allowance& allowance) {
             const Database::Waiting waiting(connections.journal.database(), allowance);
-            operation(connections.journal, connections.number);
+            operation(connections.journal, connections.number, std::as_const(connections.writer));
         });
     }
     /// Moves what it can of the log into the database. For the notification thread.

@@ -34,6 +34,8 @@ public:
                        Patience::Allowance& allowance);
     /// Removes a key; true when it existed.
     bool remove(const std::string& key, Patience::Allowance& allowance);
+    /// See ChangeWriter. From every thread, without a turn.
+    ChangeSpan overflow() const { return changes_.overflow(); }
     Database& database() { return *database_; }
     /// True while a thread holds the write lock here, so that nobody else can commit. From every
     /// thread.

@@ -30,6 +30,13 @@ bool Subscribers::Subscriber::missedChanges(const Round& round) const {
            position.number > round.span.newest;
 }
 
+/// Of those that missed changes of the file that is open; numbers that have begun anew are others'.
+bool Subscribers::Subscriber::missedOwnAlone(const Round& round) const {
+    const ChangeSpan& own = round.ownOverflow;
+    return position.number >= own.lost && position.number < own.newest &&
+           position.number <= round.span.newest && round.span.lost <= own.newest;
+}
+
 Subscribers::Id Subscribers::add(const std::string& key, Callback callback, ChangePosition position,
                                  std::string value) {
     auto subscriber =
@@ -98,8 +105,9 @@ void Subscribers::deliverCurrent(const Property& current, const Round& round) {
         if (!subscriber.missedChanges(round))
             return false;
         const bool isOtherFile = subscriber.position.file != round.file;
+        const bool mayKnow = isOtherFile ? subscriber.isTold : subscriber.missedOwnAlone(round);
         subscriber.position = {round.file, round.span.newest};
-        return !(isOtherFile && subscriber.isTold && subscriber.value == current.value);
+        return !(mayKnow && subscriber.value == current.value);
     });
 }
 

@@ -40,6 +40,9 @@ public:
         Id end;
         std::uint64_t file;
         ChangeJournal::Span span;
+        /// More changes than the journal keeps that this client itself made at once: nobody could
+        /// have followed.
+        ChangeSpan ownOverflow = {};
     };
 
     Subscribers() = default;
@@ -61,7 +64,8 @@ public:
     /// Delivers a row of the journal to the subscribers of its key for which it is a change.
     void deliver(const ChangeJournal::Change& change, const Round& round);
     /// Delivers the value that a key has to its subscribers that missed changes; where it is of
-    /// another file, to those that were not told that value last.
+    /// another file, to those that were not told that value last, and where all that they missed
+    /// are changes that this client made at once, to those that know another value.
     void deliverCurrent(const Property& current, const Round& round);
     /// Everything up to that number has been delivered.
     void advance(std::int64_t number, const Round& round);
@@ -74,6 +78,7 @@ private:
         bool isTold = false; ///< has been called with the value
 
         bool missedChanges(const Round& round) const;
+        bool missedOwnAlone(const Round& round) const;
     };
     using OfKey = std::map<Id, std::shared_ptr<Subscriber>>;
 
