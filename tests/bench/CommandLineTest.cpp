@@ -62,6 +62,9 @@ TEST_F(BenchScript, MeasuresWhatIsAskedFor) {
 
 TEST_F(BenchScript, EndsWithWhatWasFound) {
     EXPECT_EQ(bench({"--no-write"}).status, 0);
+    EXPECT_EQ(bench({"--no-write"}, "compare) exit 1 ;;\n").status, 1);
+    EXPECT_EQ(bench({"--quick"}, "compare) exit 1 ;;\n").status, 0);
+    EXPECT_EQ(bench({"--no-write"}, "compare) exit 3 ;;\n").status, 3);
     EXPECT_EQ(bench({"--no-write"}, "measure) exit 3 ;;\n").status, 3);
     EXPECT_EQ(bench({"--no-write"}, "measure) kill -9 $$ ;;\n").status, 3);
 }
