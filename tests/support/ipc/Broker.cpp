@@ -36,10 +36,13 @@ Broker::Broker(const Options& options)
     : socketPath_(options.socketPath.empty() ? directory_.path() + "/bus.sock" : options.socketPath)
     , port_(options.tcp ? freePort() : std::uint16_t{0}) {
     std::filesystem::create_directories(std::filesystem::path(socketPath_).parent_path());
-    std::string lines = "listener 0 " + socketPath_ + "\n";
+    std::string lines;
     if (options.tcp)
         lines += "listener " + std::to_string(port_) + " 127.0.0.1\n";
-    lines += "allow_anonymous true\n"
+    // Listened at in this order: who connects to the socket finds the port open.
+    lines += "listener 0 " + socketPath_ +
+             "\n"
+             "allow_anonymous true\n"
              "log_dest file " +
              logFile() +
              "\n"
