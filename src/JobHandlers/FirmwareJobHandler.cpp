@@ -107,7 +107,7 @@ std::string FirmwareJobHandler::getVersion() const {
     const std::string version(file.at(XMLParser::FIRMWARE_FILE_ATTR_VERSION_STR));
     if (!isNewFirmwareVersionUpgradeable(version))
         return {};
-    const std::string url(file.at(XMLParser::FIRMWARE_FILE_ATTR_URL_STR));
+    std::string url(file.at(XMLParser::FIRMWARE_FILE_ATTR_URL_STR));
     LOG(1) << "Found upgradable version: " << version << " url: " << url;
     return url;
 }
