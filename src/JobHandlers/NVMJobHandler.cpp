@@ -16,6 +16,9 @@ namespace {
 
 constexpr std::string_view UNREAD = "???";
 
+/// A phone has fewer function keys; a file may name any number.
+constexpr std::size_t MOST_KNOWN_LOCKS = 256;
+
 const std::string INVALID_NAME = "Function key parameter name invalid ";
 
 bool contains(const std::string& text, const char* part) {
@@ -166,7 +169,13 @@ void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::
 }
 
 bool NVMJobHandler::isFunctionKeyLocked(std::string index) {
-    return propertyApi->getValue(keys::functionKeyLock(index)) != values::OFF;
+    const auto known = functionKeyLocks.find(index);
+    if (known != functionKeyLocks.end())
+        return known->second;
+    const bool isLocked = propertyApi->getValue(keys::functionKeyLock(index)) != values::OFF;
+    if (functionKeyLocks.size() < MOST_KNOWN_LOCKS)
+        functionKeyLocks.emplace(std::move(index), isLocked);
+    return isLocked;
 }
 
 void NVMJobHandler::prepareVlanParams(const std::string& key, const std::string& value) {

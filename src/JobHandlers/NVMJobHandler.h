@@ -5,6 +5,7 @@
 #include "ProvisioningWatchdog/ProgressReporter.h"
 
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,7 +29,7 @@ public:
     /// Routes one parameter through the first rule whose prefix begins its name.
     void addParameter(const std::string& name, const std::string& value);
     void prepareFunctionKeyParams(const std::string& name, const std::string& value);
-    /// True unless the key's lock reads exactly "0".
+    /// True unless the key's lock reads exactly "0". It is read once for a job.
     bool isFunctionKeyLocked(std::string index);
     bool isRingtoneParam(const std::string& name);
     /// Reduces the value, path or URL of a sound, to its file name; ".wav" becomes ".mp3".
@@ -58,6 +59,7 @@ private:
     std::vector<std::pair<std::string, std::string>> parameters;
     std::vector<ConditionalSetting> conditionalSettings;
     std::string firstRefusal;
+    std::map<std::string, bool> functionKeyLocks; ///< by index, as far as they were read
 };
 
 } // namespace ovo

@@ -40,12 +40,15 @@ std::string shown(const std::string& text, std::size_t longest) {
 }
 
 std::string textOf(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    builder["precisionType"] = "decimal";
-    builder["precision"] = 3; // seconds
-    return Json::writeString(builder, value);
+    static const Json::StreamWriterBuilder writer = [] {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        builder["emitUTF8"] = true;
+        builder["precisionType"] = "decimal";
+        builder["precision"] = 3; // seconds
+        return builder;
+    }();
+    return Json::writeString(writer, value);
 }
 
 /// As RFC 3339 has it, in UTC.

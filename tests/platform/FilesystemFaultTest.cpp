@@ -37,7 +37,8 @@ struct System {
     int passed = 0;                                  ///< … after so many that do not
     std::function<void(const std::string& call)> before; ///< runs before each call …
     std::function<void(const std::string& call)> after;  ///< … and after those marked below
-    bool flushes = true; ///< else files and directories are not flushed at all, to save time
+    bool hidesKinds = false; ///< a directory does not tell what its entries are
+    bool flushes = true;     ///< else files and directories are not flushed at all, to save time
 };
 
 System theSystem;
@@ -77,8 +78,7 @@ int __real_renameat(int, const char*, int, const char*);
 int __real_close(int);
 int __real_mkdirat(int, const char*, mode_t);
 int __real_flock(int, int);
-DIR* __real_fdopendir(int);
-dirent* __real_readdir64(DIR*);
+ssize_t __real_getdents64(int, void*, size_t);
 int __real_unlinkat(int, const char*, int);
 
 ssize_t __wrap_write(int file, const void* data, size_t size);
@@ -88,8 +88,7 @@ int __wrap_renameat(int from, const char* before, int to, const char* after);
 int __wrap_close(int file);
 int __wrap_mkdirat(int parent, const char* name, mode_t mode);
 int __wrap_flock(int file, int operation);
-DIR* __wrap_fdopendir(int directory);
-dirent* __wrap_readdir64(DIR* directory);
+ssize_t __wrap_getdents64(int directory, void* entries, size_t size);
 int __wrap_unlinkat(int directory, const char* name, int flags);
 
 ssize_t __wrap_write(int file, const void* data, size_t size) {
@@ -126,11 +125,16 @@ int __wrap_mkdirat(int parent, const char* name, mode_t mode) {
 int __wrap_flock(int file, int operation) {
     return intercept("flock") ? -1 : __real_flock(file, operation);
 }
-DIR* __wrap_fdopendir(int directory) {
-    return intercept("fdopendir") ? nullptr : __real_fdopendir(directory);
-}
-dirent* __wrap_readdir64(DIR* directory) {
-    return intercept("readdir") ? nullptr : __real_readdir64(directory);
+ssize_t __wrap_getdents64(int directory, void* entries, size_t size) {
+    if (intercept("getdents64"))
+        return -1;
+    const ssize_t read = __real_getdents64(directory, entries, size);
+    for (ssize_t at = 0; theSystem.hidesKinds && at < read;) {
+        auto* entry = reinterpret_cast<dirent64*>(static_cast<char*>(entries) + at);
+        entry->d_type = DT_UNKNOWN;
+        at += entry->d_reclen;
+    }
+    return read;
 }
 int __wrap_unlinkat(int directory, const char* name, int flags) {
     return intercept("unlinkat") ? -1 : __real_unlinkat(directory, name, flags);
@@ -398,12 +402,12 @@ TEST_F(FilesystemFault, ADirectoryThatCannotBeReadIsALineAndTheOthersAreLookedTh
     const LogRecorder log;
     for (const char* path : {"/d/a/file", "/d/b/file"})
         phone.write(path, "content");
-    theSystem.failing = "fdopendir";
+    theSystem.failing = "getdents64";
     theSystem.failure = EMFILE;
     theSystem.passed = 1; // "/d"
     int opened = 0;
     theSystem.before = [&](const std::string& call) {
-        if (call == "fdopendir" && ++opened > 2)
+        if (call == "getdents64" && ++opened > 2)
             theSystem.failing.clear();
     };
     filesystem::removeRegularFiles("/d", {});
@@ -417,13 +421,28 @@ TEST_F(FilesystemFault, ADirectoryThatCannotBeReadIsALineAndTheOthersAreLookedTh
 TEST_F(FilesystemFault, ADirectoryThatCannotBeReadToItsEndIsALine) {
     const LogRecorder log;
     phone.write("/d/.tmp-0123456789abcdef", "left behind");
-    theSystem.failing = "readdir";
+    theSystem.failing = "getdents64";
     theSystem.failure = EIO;
     filesystem::removeAbandonedFiles("/d", filesystem::Within::Directory);
     filesystem::removeRegularFiles("/d", {});
     theSystem.enabled = false;
     EXPECT_EQ(log.count(2, "Reading the directory \"/d\": Input/output error"), 2U);
     EXPECT_EQ(log.lines().size(), 2U);
+}
+
+TEST_F(FilesystemFault, AFileSystemThatDoesNotTellWhatAnEntryIsIsAskedForIt) {
+    const LogRecorder log;
+    for (const char* path : {"/d/file", "/d/sub/file", "/d/sub/deep/file"})
+        phone.write(path, "content");
+    std::filesystem::create_symlink("file", phone.host("/d/link"));
+    theSystem.hidesKinds = true;
+    filesystem::removeRegularFiles("/d", {});
+    theSystem.hidesKinds = false;
+    EXPECT_FALSE(phone.exists("/d/file"));
+    EXPECT_FALSE(phone.exists("/d/sub/file"));
+    EXPECT_TRUE(phone.exists("/d/sub/deep/file"));
+    EXPECT_TRUE(std::filesystem::is_symlink(phone.host("/d/link")));
+    EXPECT_EQ(log.lines().size(), 0U);
 }
 
 TEST_F(FilesystemFault, AFileSystemWithoutLocksIsWrittenToAllTheSame) {
@@ -443,7 +462,7 @@ void expectTheSameCallsForEach(const std::function<void(const std::string& name)
     for (int number = 0; number < FILES; ++number) {
         theSystem.calls.clear();
         write("file-" + std::to_string(number));
-        ASSERT_THAT(theSystem.calls, Not(Contains("fdopendir"))) << number;
+        ASSERT_THAT(theSystem.calls, Not(Contains("getdents64"))) << number;
         if (number == 1)
             ofSecond = theSystem.calls;
         if (number > 1) {

@@ -7,6 +7,7 @@
 #include "support/process/WaitUntil.h"
 
 #include <gmock/gmock.h>
+#include <sched.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -395,6 +396,21 @@ TEST(StoreJournal, PagesThatTheClientItselfWritesDoNotWakeItsNotificationThread)
     // There are more than a thousand pages. Besides, a write that takes long is looked after.
     EXPECT_LE(sleepsOfNotification() - before, 30);
     EXPECT_TRUE(recorder.waitFor(1));
+}
+
+TEST(StoreJournal, NotificationThreadLeavesTheProcessorToWhoWakesIt) {
+    const SharedStore store;
+    const SqlitePropertyApi api;
+    api.setValue("A", "1");
+    ASSERT_TRUE(waitForDelivery(api));
+    int threads = 0;
+    for (const proc::Thread& thread : proc::threadsOf(::getpid())) {
+        const bool isNotification = thread.name == "notification";
+        threads += isNotification ? 1 : 0;
+        EXPECT_EQ(::sched_getscheduler(std::stoi(thread.id)),
+                  isNotification ? SCHED_BATCH : SCHED_OTHER);
+    }
+    EXPECT_EQ(threads, 1);
 }
 
 TEST(StoreJournal, PackThatAnotherProgramForgedIsSurvived) {

@@ -177,6 +177,47 @@ TEST_F(NVMJobHandlerTest, FunctionKeyIsLockedUnlessItsLockReadsZero) {
     EXPECT_THAT(batch(), IsEmpty());
 }
 
+TEST_F(NVMJobHandlerTest, TheLockOfAFunctionKeyIsReadOnceForAJob) {
+    const std::string prefix = "PhoneUI.Keys.FunctionKeys.";
+    store->setValue("FunctionKeys.2.LockProvisioning", "0");
+    for (const std::size_t reads : {1U, 2U}) {
+        store->clearWrites();
+        EXPECT_EQ(run({param(prefix + "2.Label", "a"), param(prefix + "3.Label", "b"),
+                       param(prefix + "2.Key", "c"), param(prefix + "3.Key", "d")}),
+                  Success);
+        EXPECT_THAT(batch(),
+                    ElementsAre(Pair(prefix + "2.Label", "a"), Pair(prefix + "2.Key", "c")));
+        for (const char* lock :
+             {"FunctionKeys.2.LockProvisioning", "FunctionKeys.3.LockProvisioning"})
+            EXPECT_EQ(store->readsOf(lock), reads) << lock;
+    }
+}
+
+TEST_F(NVMJobHandlerTest, TheLockOfAFunctionKeyIsReadAgainWhenThatFailed) {
+    constexpr char LOCK[] = "FunctionKeys.2.LockProvisioning";
+    store->failReads(LOCK);
+    EXPECT_EQ(run({param("PhoneUI.Keys.FunctionKeys.2.Label", "a"),
+                   param("PhoneUI.Keys.FunctionKeys.2.Key", "b")}),
+              Fail);
+    EXPECT_EQ(store->readsOf(LOCK), 2U);
+    EXPECT_EQ(log.lines().size(), 2U);
+}
+
+TEST_F(NVMJobHandlerTest, FunctionKeysBeyondThoseThatAreRememberedAreLookedUpEachTime) {
+    constexpr int REMEMBERED = 256;
+    std::vector<Attributes> parameters;
+    for (const char* field : {".Label", ".Key"})
+        for (int key = 0; key <= REMEMBERED; ++key)
+            parameters.push_back(
+                param("PhoneUI.Keys.FunctionKeys." + std::to_string(key) + field, "a"));
+    store->setValue("FunctionKeys.255.LockProvisioning", "0");
+    store->setValue("FunctionKeys.256.LockProvisioning", "0");
+    EXPECT_EQ(run(parameters), Success);
+    EXPECT_EQ(batch().size(), 4U);
+    EXPECT_EQ(store->readsOf("FunctionKeys.255.LockProvisioning"), 1U);
+    EXPECT_EQ(store->readsOf("FunctionKeys.256.LockProvisioning"), 2U);
+}
+
 TEST_F(NVMJobHandlerTest, FunctionKeyLockCannotBeSetByAFile) {
     store->setValue("FunctionKeys.2.LockProvisioning", "0"); // not even of an open key
     store->clearWrites();

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace filesystem {
 
@@ -32,6 +33,8 @@ public:
 
     bool isOpen() const { return directory_.isOpen(); }
     int get() const { return directory_.get(); }
+    /// The descriptor, which the caller has from now on.
+    posix::Descriptor take() { return std::move(directory_); }
     /// It is closed because it, or one above it, does not exist.
     bool isMissing() const { return !isOpen() && cause_ == ENOENT; }
 

@@ -8,6 +8,7 @@
 #include "posix/Descriptor.h"
 #include "text/Quote.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -18,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace filesystem {
@@ -52,42 +54,50 @@ std::string readingOf(const std::string& phonePath) {
     return "Reading the directory " + quote(phonePath);
 }
 
+/// The kind of an entry, as dirent has it; DT_UNKNOWN when it has gone. Some file systems do not
+/// say it with the name.
+unsigned char typeOf(int directory, const dirent64& entry) {
+    struct stat status {};
+    if (entry.d_type != DT_UNKNOWN)
+        return entry.d_type;
+    if (::fstatat(directory, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return DT_UNKNOWN;
+    return IFTODT(status.st_mode);
+}
+
 void searchInner(const Found& inner, const Operation& operation);
 
-void search(int directory, const std::string& path, Within within, const Operation& operation) {
-    DirectoryListing listing(directory, path);
-    while (const char* const name = listing.next()) {
-        const Found found{directory, path, name};
-        struct stat status {};
-        if (::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
-            continue; // it has gone
-        if (S_ISREG(status.st_mode))
+void search(DirectoryListing listing, Within within, const Operation& operation) {
+    while (const dirent64* const entry = listing.next()) {
+        const Found found{listing.directory(), listing.phonePath(), entry->d_name};
+        const unsigned char type = typeOf(listing.directory(), *entry);
+        if (type == DT_REG)
             operation(found);
-        else if (S_ISDIR(status.st_mode) && within == Within::DirectoryAndThoseInIt)
+        else if (type == DT_DIR && within == Within::DirectoryAndThoseInIt)
             searchInner(found, operation);
     }
 }
 
 /// An inner directory that cannot be read is one line; the rest is still searched.
 void searchInner(const Found& inner, const Operation& operation) {
+    constexpr int FLAGS = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     try {
-        const posix::Descriptor directory(
-            ::openat(inner.directory, inner.name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        posix::Descriptor directory(::openat(inner.directory, inner.name, FLAGS));
         if (!directory.isOpen())
             throw std::system_error(errno, std::generic_category(), readingOf(inner.path()));
-        search(directory.get(), inner.path(), Within::Directory, operation);
+        search(DirectoryListing(std::move(directory), inner.path()), Within::Directory, operation);
     } catch (const std::system_error& error) {
         LOG(2) << error.what();
     }
 }
 
 void search(const std::string& phonePath, Within within, const Operation& operation) {
-    const Directory directory(phonePath, Directory::Use::Files);
+    Directory directory(phonePath, Directory::Use::Files);
     if (directory.isMissing())
         return;
     if (!directory.isOpen())
         directory.fail(readingOf(phonePath));
-    search(directory.get(), normalised(phonePath), within, operation);
+    search(DirectoryListing(directory.take(), normalised(phonePath)), within, operation);
 }
 
 void remove(const Found& file) {

@@ -4,6 +4,7 @@
 #include "logger/Logger.h"
 
 #include <pthread.h>
+#include <sched.h>
 
 #include <exception>
 #include <utility>
@@ -45,6 +46,10 @@ void Notifier::stop() {
 
 void Notifier::run() {
     ::pthread_setname_np(::pthread_self(), "notification");
+    // Woken, it does not take the processor from who has just written; nor do threads that a
+    // callback starts, which inherit that.
+    constexpr sched_param NORMAL{};
+    ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &NORMAL);
     while (!stopping_) {
         bool isQuiet = false;
         switch (awaitCommit()) {
