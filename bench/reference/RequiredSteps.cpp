@@ -61,6 +61,7 @@ void RequiredSteps::take(std::string request) {
 
 /// The message thread.
 void RequiredSteps::serve() {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     for (;;) {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [this] { return isEnding_ || !requests_.empty(); });
@@ -69,15 +70,14 @@ void RequiredSteps::serve() {
         const std::string request = std::move(requests_.front());
         requests_.pop_front();
         lock.unlock();
-        start(request);
+        start(*reader, request);
     }
 }
 
-void RequiredSteps::start(const std::string& request) {
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+void RequiredSteps::start(Json::CharReader& reader, const std::string& request) {
     Json::Value message;
     std::string errors;
-    reader->parse(request.data(), request.data() + request.size(), &message, &errors);
+    reader.parse(request.data(), request.data() + request.size(), &message, &errors);
     bus_.publish(RUNNING);
     if (runThread_.joinable())
         runThread_.join();

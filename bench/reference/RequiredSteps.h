@@ -11,6 +11,10 @@
 #include <string>
 #include <thread>
 
+namespace Json {
+class CharReader;
+}
+
 /// Runs as RawRun does, with the steps besides that every daemon of such a phone has to take, in
 /// its order: a bus thread, a message thread and one for each run; requests and progress as JSON;
 /// lines of a log; the state of the run in the store, and in the end a report; the file in a
@@ -36,7 +40,7 @@ public:
 private:
     void take(std::string request);
     void serve();
-    void start(const std::string& request);
+    void start(Json::CharReader& reader, const std::string& request);
     void run(std::string url);
     void apply(std::string url);
     void removeFiles() const;

@@ -10,6 +10,8 @@ namespace {
 constexpr int LONG_LOG = 1000; // pages, as the library has it when it moves the log by itself
 
 sqlite3* opened(const std::string& database) {
+    // Statistics of memory, which nobody reads, lock each allocation. Refused the second time.
+    sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     sqlite3* connection = nullptr;
     require(sqlite3_open_v2(database.c_str(), &connection,
                             SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) == SQLITE_OK,
