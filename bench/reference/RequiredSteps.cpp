@@ -18,7 +18,7 @@ constexpr char RUNNING[] =
 constexpr char ENDED[] =
     R"({"flag":false,"name":"provisioningStatus","parameters":{"provInProgress":false}})";
 
-/// What it has to hold, for one file with one job.
+/// What it has to hold, for one file with one job; what would have to be counted is 0.
 std::string reportOf(int number, const std::string& url, const std::string& started,
                      const std::string& result) {
     return R"({"cause":"","files":[{"bytes":0,"cause":"","httpStatus":200,"jobs":[{"applied":0,)"
@@ -27,6 +27,13 @@ std::string reportOf(int number, const std::string& url, const std::string& star
            url + R"("}],"httpStatus":200,"result":")" + result + R"(","run":)" +
            std::to_string(number) + R"(,"seconds":0.001,"started":")" + started + R"(","url":")" +
            url + R"("})";
+}
+
+std::string locationOf(Json::CharReader& reader, const std::string& request) {
+    Json::Value message;
+    std::string errors;
+    reader.parse(request.data(), request.data() + request.size(), &message, &errors);
+    return message["parameters"]["location"].asString();
 }
 
 } // namespace
@@ -70,20 +77,16 @@ void RequiredSteps::serve() {
         const std::string request = std::move(requests_.front());
         requests_.pop_front();
         lock.unlock();
-        start(*reader, request);
+        start(locationOf(*reader, request));
     }
 }
 
-void RequiredSteps::start(Json::CharReader& reader, const std::string& request) {
-    Json::Value message;
-    std::string errors;
-    reader.parse(request.data(), request.data() + request.size(), &message, &errors);
+void RequiredSteps::start(const std::string& url) {
     bus_.publish(RUNNING);
     if (runThread_.joinable())
         runThread_.join();
     logLine("Start provisioning thread");
-    runThread_ =
-        std::thread(&RequiredSteps::run, this, message["parameters"]["location"].asString());
+    runThread_ = std::thread(&RequiredSteps::run, this, url);
 }
 
 /// The run's thread.

@@ -11,10 +11,6 @@
 #include <string>
 #include <thread>
 
-namespace Json {
-class CharReader;
-}
-
 /// Runs as RawRun does, with the steps besides that every daemon of such a phone has to take, in
 /// its order: a bus thread, a message thread and one for each run; requests and progress as JSON;
 /// lines of a log; the state of the run in the store, and in the end a report; the file in a
@@ -40,7 +36,7 @@ public:
 private:
     void take(std::string request);
     void serve();
-    void start(Json::CharReader& reader, const std::string& request);
+    void start(const std::string& url);
     void run(std::string url);
     void apply(std::string url);
     void removeFiles() const;
