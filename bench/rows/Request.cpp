@@ -57,7 +57,7 @@ std::vector<Figure> measureRequest(const Settings& settings) {
     };
     add("median", 0.5, 1.7, 0.15);
     add("p99", 0.99, 2, 0.5);
-    figures.insert(figures.end(), beside.begin(), beside.end());
+    appendSteps(figures, beside);
     return figures;
 }
 

@@ -47,6 +47,14 @@ Figure stepsFigure(const Figure& figure, const Rounds& rounds) {
     return beside;
 }
 
+void appendSteps(std::vector<Figure>& figures, const std::vector<Figure>& steps) {
+    for (const Figure& figure : steps) {
+        figures.push_back(figure);
+        if (&figure != &steps.front())
+            figures.back().note.clear();
+    }
+}
+
 Figure plainFigure(const std::string& id, const std::string& title, const Range& value,
                    const std::string& unit, std::optional<double> goal) {
     Figure figure;

@@ -29,6 +29,8 @@ Figure ratioFigure(const std::string& id, const std::string& title, const std::s
                    const Rounds& rounds, std::optional<double> goal, double tolerance = 0.15);
 /// The figure "ID-steps" beside another one: its reference is the one with the required steps.
 Figure stepsFigure(const Figure& figure, const Rounds& rounds);
+/// Puts such figures last; only the first of them keeps its note, which all have.
+void appendSteps(std::vector<Figure>& figures, const std::vector<Figure>& steps);
 /// A figure without a reference.
 Figure plainFigure(const std::string& id, const std::string& title, const Range& value,
                    const std::string& unit, std::optional<double> goal);

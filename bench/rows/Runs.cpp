@@ -76,6 +76,7 @@ Figure growthFigure(std::map<int, Rounds>& measured) {
 
 std::vector<Figure> measureRuns(const Settings& settings) {
     std::vector<Figure> figures;
+    std::vector<Figure> beside;
     std::map<int, Rounds> overHttp;
     for (const Size& size : SIZES) {
         if (settings.isQuick && size.count > 10000)
@@ -88,7 +89,6 @@ std::vector<Figure> measureRuns(const Settings& settings) {
         phone.startDaemon();
         // Short runs differ more from each other.
         const int rounds = size.count <= 1000 ? 3 * settings.rounds : settings.rounds;
-        std::vector<Figure> beside;
         for (const char* const protocol : {"http", "https"}) {
             const std::vector<Samples> times =
                 measureSize(phone, size, protocol == std::string("https"), rounds);
@@ -98,13 +98,13 @@ std::vector<Figure> measureRuns(const Settings& settings) {
             if (protocol == std::string("http"))
                 overHttp[size.count] = {times[0], times[1]};
         }
-        figures.insert(figures.end(), beside.begin(), beside.end());
         phone.stopDaemon();
     }
     if (!settings.isQuick) {
         figures.push_back(slopeFigure(overHttp));
         figures.push_back(growthFigure(overHttp));
     }
+    appendSteps(figures, beside);
     return figures;
 }
 

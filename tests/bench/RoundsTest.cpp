@@ -67,4 +67,16 @@ TEST(Rounds, RequiredStepsAreListedWithoutAGoal) {
     EXPECT_THAT(tableOf(setOf({beside})), testing::HasSubstr("| 3 ms | 2 ms | 1.50 × |  |  |\n"));
 }
 
+TEST(Rounds, RequiredStepsComeLastWithOneNote) {
+    const Figure figure = ratioFigure("a", "title", "ms", {{3, 3}, {1, 1}}, 2);
+    const Figure beside = stepsFigure(figure, {{3, 3}, {2, 2}});
+    std::vector<Figure> figures = {figure};
+    appendSteps(figures, {beside, beside});
+    ASSERT_EQ(figures.size(), 3U);
+    EXPECT_EQ(figures[0].id, "a");
+    EXPECT_EQ(figures[1].note, beside.note);
+    EXPECT_EQ(figures[2].id, "a-steps");
+    EXPECT_EQ(figures[2].note, "");
+}
+
 } // namespace
