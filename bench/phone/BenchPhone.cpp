@@ -21,6 +21,8 @@ constexpr auto PATIENCE = std::chrono::minutes(10); // under an instrument all i
 constexpr char RESULT[] = "State.Provisioning";
 constexpr char REFERENCE_REQUEST[] = "bench/reference";
 constexpr char REFERENCE_ANSWER[] = "reference/bench";
+constexpr char STEPS_REQUEST[] = "bench/steps";
+constexpr char STEPS_STATUS[] = "steps/bench";
 
 void require(bool condition, const std::string& what) {
     if (!condition)
@@ -75,6 +77,7 @@ BenchPhone::BenchPhone()
 
 BenchPhone::~BenchPhone() {
     daemon_.reset();
+    steps_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(volatile_, ignored);
 }
@@ -141,16 +144,19 @@ double BenchPhone::timeStart() {
 }
 
 double BenchPhone::run(const std::string& url, bool succeeds) {
+    return timeRun({"auto-reboot/prov-client", "prov-client/sip-client", *store_}, url, succeeds);
+}
+
+double BenchPhone::timeRun(const Runner& runner, const std::string& url, bool succeeds) {
     bus_.clear();
     warmUp();
     const auto begin = Clock::now();
-    bus_.publish("auto-reboot/prov-client",
-                 R"({"name":"startProvisioning","parameters":{"location":")" + url +
-                     R"("},"flag":false})");
+    bus_.publish(runner.request, R"({"name":"startProvisioning","parameters":{"location":")" + url +
+                                     R"("},"flag":false})");
     // The end is told on the bus, and the result is in the store a moment later.
     require(bus_.waitFor(
-                    [](const BusPeer::Message& message) {
-                        return message.topic == "prov-client/sip-client" &&
+                    [&](const BusPeer::Message& message) {
+                        return message.topic == runner.status &&
                                message.payload.find("\"provInProgress\":false") !=
                                    std::string::npos;
                     },
@@ -159,10 +165,10 @@ double BenchPhone::run(const std::string& url, bool succeeds) {
             "a run does not end: " + url);
     std::string result;
     while (result != "success" && result != "fail" && result != "partSuccess")
-        result = store_->value(RESULT);
+        result = runner.store.value(RESULT);
     const double time = endOf(begin);
     require(!succeeds || result == "success", "a run ended with " + result + ": " + url);
-    // What the daemon does after the result is no part of the next time.
+    // What is done after the result is no part of the next time.
     ::usleep(2000);
     return time;
 }
@@ -202,6 +208,28 @@ double BenchPhone::askReference(const std::string& request) {
 
 std::string BenchPhone::referenceAnswer() const {
     return bus_.messages(REFERENCE_ANSWER).back().payload;
+}
+
+void BenchPhone::startSteps() {
+    const std::string database = root_.host("/steps.db");
+    const std::string directory = volatile_ + "/steps";
+    stepsStore_ = std::make_unique<PropertyTable>(database);
+    stepsStore_->set("NET.MAC.Address", MAC);
+    for (const char* const inner : {"custom", "firmware", "nvm", "provisioning"})
+        std::filesystem::create_directories(directory + "/" + inner);
+    bus_.clear();
+    steps_ = std::make_unique<ChildProcess>(
+        std::vector<std::string>{programBeside("bench-required-steps"), broker_.socketPath(),
+                                 root_.host("/etc/ovo.d/key"), database, caBundle(), directory},
+        volatile_ + "/steps-log");
+    require(bus_.waitForCount(STEPS_STATUS, 1, PATIENCE), "the reference does not start");
+}
+
+double BenchPhone::stepsRun(const std::string& url) {
+    const double time = timeRun({STEPS_REQUEST, STEPS_STATUS, *stepsStore_}, url, true);
+    // At the end of the time it may still have been that of the run before.
+    require(stepsStore_->value(RESULT) == "success", "a run with the required steps failed");
+    return time;
 }
 
 } // namespace bench

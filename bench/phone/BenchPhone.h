@@ -60,6 +60,12 @@ public:
     /// What it said last.
     std::string referenceAnswer() const;
 
+    /// The reference with the required steps: it has a store of its own, and its file and its log
+    /// are in memory, as the daemon's are.
+    void startSteps();
+    /// As run().
+    double stepsRun(const std::string& url);
+
     const Nginx& server() const { return *server_; }
     BusPeer& bus() { return bus_; }
     const PropertyTable& store() const { return *store_; }
@@ -69,6 +75,13 @@ public:
     static std::string daemonProgram();
 
 private:
+    /// Who is told to run, and where that can be seen.
+    struct Runner {
+        const char* request; ///< the topic
+        const char* status;  ///< the topic
+        const PropertyTable& store;
+    };
+    double timeRun(const Runner& runner, const std::string& url, bool succeeds);
     /// ms until now, which is noted.
     double endOf(std::chrono::steady_clock::time_point begin);
     std::vector<std::string> referenceCommand(const std::string& database) const;
@@ -83,6 +96,8 @@ private:
     std::unique_ptr<PropertyTable> store_;
     std::unique_ptr<ChildProcess> daemon_;
     std::unique_ptr<ChildProcess> reference_;
+    std::unique_ptr<PropertyTable> stepsStore_;
+    std::unique_ptr<ChildProcess> steps_;
 };
 
 } // namespace bench

@@ -39,13 +39,19 @@ Samples slopes(const Samples& few, int fewCount, const Samples& many, int manyCo
     });
 }
 
-Rounds measureSize(BenchPhone& phone, const Size& size, bool isEncryptedConnection, int rounds) {
-    const auto url = [&](int round) {
+/// Of the two smallest sizes the required steps, too, which are little of a larger one.
+std::vector<Samples> measureSize(BenchPhone& phone, const Size& size, bool isEncryptedConnection,
+                                 int rounds) {
+    const auto url = [=, &phone](int round) {
         return phone.parameters(size.count, round, isEncryptedConnection);
     };
-    return alternate(
-        rounds, [&](int round) { return phone.run(url(round)); },
-        [&](int round) { return phone.referenceRun(url(round)); });
+    std::vector<Measure> sides = {[&](int round) { return phone.run(url(round)); },
+                                  [&](int round) {
+                                      return phone.referenceRun(url(round));
+                                  }};
+    if (size.count <= 1000)
+        sides.emplace_back([&](int round) { return phone.stepsRun(url(round)); });
+    return alternate(rounds, sides);
 }
 
 Figure slopeFigure(std::map<int, Rounds>& measured) {
@@ -70,6 +76,7 @@ Figure growthFigure(std::map<int, Rounds>& measured) {
 
 std::vector<Figure> measureRuns(const Settings& settings) {
     std::vector<Figure> figures;
+    std::vector<Figure> beside;
     std::map<int, Rounds> overHttp;
     for (const Size& size : SIZES) {
         if (settings.isQuick && size.count > 10000)
@@ -78,18 +85,26 @@ std::vector<Figure> measureRuns(const Settings& settings) {
         BenchPhone phone;
         phone.publishParameters(size.count);
         phone.startReference();
+        phone.startSteps();
         phone.startDaemon();
         // Short runs differ more from each other.
         const int rounds = size.count <= 1000 ? 3 * settings.rounds : settings.rounds;
-        overHttp[size.count] = measureSize(phone, size, false, rounds);
-        figures.push_back(figureOf(size, "http", overHttp[size.count]));
-        figures.push_back(figureOf(size, "https", measureSize(phone, size, true, rounds)));
+        for (const char* const protocol : {"http", "https"}) {
+            const std::vector<Samples> times =
+                measureSize(phone, size, protocol == std::string("https"), rounds);
+            figures.push_back(figureOf(size, protocol, {times[0], times[1]}));
+            if (times.size() > 2)
+                beside.push_back(stepsFigure(figures.back(), {times[0], times[2]}));
+            if (protocol == std::string("http"))
+                overHttp[size.count] = {times[0], times[1]};
+        }
         phone.stopDaemon();
     }
     if (!settings.isQuick) {
         figures.push_back(slopeFigure(overHttp));
         figures.push_back(growthFigure(overHttp));
     }
+    appendSteps(figures, beside);
     return figures;
 }
 
