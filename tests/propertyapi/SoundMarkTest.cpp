@@ -6,6 +6,7 @@
 #include "OtherProgram.h"
 #include "SharedStore.h"
 #include "propertyapi/sqlite/BootId.h"
+#include "propertyapi/sqlite/Database.h"
 #include "propertyapi/sqlite/ReadOnlyStore.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/logger/LogRecorder.h"
@@ -53,7 +54,7 @@ protected:
         api.setValues(batch, "test");
     }
     void SetUp() override {
-        if (::getxattr(file_.c_str(), MARK, nullptr, 0) <= 0)
+        if (::setxattr(file_.c_str(), "user.ovo.test", "1", 1, 0) != 0)
             GTEST_SKIP() << "the file system keeps no attributes";
     }
 
@@ -226,6 +227,23 @@ TEST_F(SoundMark, ClientThatMetDamageKeepsOthersFromMarking) {
         });
     }
     EXPECT_TRUE(isChecked());
+}
+
+TEST_F(SoundMark, DamageThatIsMetWhileTheLogIsMovedIsNotForgotten) {
+    const SqlitePropertyApi api;
+    api.setValue("Own", "1");
+    propertyapi::SoundMark mark(posix::HostPath(file_), "of the test");
+    mark.begin();
+    propertyapi::Database database{posix::HostPath(file_)};
+    database.query("SELECT count(*) FROM sqlite_schema"); // finds the log
+    bool isMet = false;
+    flushes::beforeNext([&] { // another thread
+        mark.remove();
+        isMet = true;
+    });
+    mark.moveLog(database);
+    EXPECT_TRUE(isMet);
+    EXPECT_FALSE(mark.isUntouched());
 }
 
 /// As it is on a phone: another program has the store open all the time.
