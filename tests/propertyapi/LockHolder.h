@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "support/process/ChildProcess.h"
-#include "support/process/PhoneRoot.h"
+#include "OtherProgram.h"
 
 #include <string>
 
@@ -12,9 +11,9 @@ public:
     enum class Make { NOTHING, STORE };
 
     /// file: a path of this machine. STORE: the process makes the store first, as a client of it.
-    explicit LockHolder(const std::string& file, Make make = Make::NOTHING);
+    explicit LockHolder(const std::string& file, Make make = Make::NOTHING)
+        : program_(make == Make::STORE ? "make-and-hold" : "hold", file) {}
 
 private:
-    const TemporaryDirectory directory_;
-    ChildProcess process_;
+    const OtherProgram program_;
 };

@@ -14,10 +14,9 @@
 //   property_client hold FILE                   takes the write lock of a database, until it is
 //                                               ended
 //   property_client look FILE                   reads a database once and keeps it open, until it
-//   is
-//                                               ended
-//   property_client make-and-hold FILE          the same, after opening the store, which it keeps
-//                                               open
+//                                               is ended
+//   property_client snapshot FILE               goes on reading that state of it, until it is ended
+//   property_client make-and-hold FILE          holds after opening the store, which it keeps open
 //   property_client measure                     prints how long the operations take
 
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
@@ -148,6 +147,10 @@ int look(const Arguments& arguments) {
     return keep(arguments.at(0), "SELECT 1 FROM property");
 }
 
+int snapshot(const Arguments& arguments) {
+    return keep(arguments.at(0), "BEGIN; SELECT 1 FROM property");
+}
+
 int hold(const Arguments& arguments) {
     return keep(arguments.at(0), "BEGIN IMMEDIATE");
 }
@@ -202,9 +205,9 @@ int measure(const Arguments&) {
 }
 
 const std::map<std::string, int (*)(const Arguments&)> COMMANDS = {
-    {"write", write},     {"burst", burst}, {"pairs", pairs}, {"fill", fill},
-    {"open", open},       {"count", count}, {"hold", hold},   {"make-and-hold", makeAndHold},
-    {"measure", measure}, {"look", look},
+    {"write", write},     {"burst", burst}, {"pairs", pairs},       {"fill", fill},
+    {"open", open},       {"count", count}, {"hold", hold},         {"make-and-hold", makeAndHold},
+    {"measure", measure}, {"look", look},   {"snapshot", snapshot},
 };
 
 } // namespace

@@ -190,6 +190,10 @@ void Database::checkpoint() {
         fail(code);
 }
 
+void Database::emptyLog() noexcept {
+    sqlite3_wal_checkpoint_v2(handle_, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+}
+
 std::string Database::openError(int code) const {
     return handle_ == nullptr ? std::string(sqlite3_errstr(code))
                               : sqlite3_errmsg(handle_) + systemReason(handle_, code);

@@ -74,6 +74,9 @@ public:
     /// Moves what it can of the write-ahead log into the database, without keeping anybody from
     /// reading or writing.
     void checkpoint();
+    /// Moves the rest of the write-ahead log, with the write lock, and cuts the log to no bytes,
+    /// where nobody else is reading from it or writing, nor has to be waited for.
+    void emptyLog() noexcept;
 
     /// Throws the connection's last error.
     [[noreturn]] void fail(int code) const;

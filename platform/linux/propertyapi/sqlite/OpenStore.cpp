@@ -227,18 +227,36 @@ void OpenStore::open(Patience::Allowance& allowance) {
     }
 }
 
-/// Closes all connections. The last one moves the log into the database and removes it, by its
-/// name, where both are still what they were.
+/// For who closes the connections. Other programs may have the store open: none that reads or
+/// writes is waited for. The log stays then, as it does after a failure.
+void OpenStore::emptyLog() {
+    Database& database = connections_->writer.database();
+    // One that is empty is not touched: others would be told of it.
+    if (database.walSize() == 0 || !mark_.isUntouched())
+        return;
+    try {
+        // Most of the work is done without the write lock.
+        mark_.moveLog(database);
+        database.emptyLog();
+    } catch (const DatabaseError&) {
+        // Because of the log the store is read as a whole when it is opened again.
+    }
+}
+
+/// Closes all connections. The last one of all programs moves the log into the database and removes
+/// it, by its name, where both are still what they were.
 void OpenStore::close() {
+    // The locks are in the index: those of programs that have another one are not seen.
+    if (connections_->files.haveNames())
+        emptyLog();
     const bool move = connections_->files.mayRemoveLog();
     connections_->writer.database().moveLogOnClose(move);
     connections_->journal.database().moveLogOnClose(move);
     connections_->readers.moveLogOnClose(move);
     const posix::HostPath log = connections_->writer.database().walPath();
-    const bool isUntouched = mark_.isUntouched();
     connections_.reset();
-    // Somebody else who has it open, or a failure, leaves the log there.
-    if (move && isUntouched && FileStamp::of(log).isMissing())
+    // Without what is left in a log the database need not be sound.
+    if (move && FileStamp::of(log).size == 0 && mark_.isUntouched())
         mark_.set();
 }
 

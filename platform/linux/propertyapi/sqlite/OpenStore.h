@@ -116,6 +116,7 @@ private:
     void endReopening(bool succeeded);
     void replace(Patience::Allowance& allowance);
     void open(Patience::Allowance& allowance);
+    void emptyLog();
     void close();
 
     const StoreFile file_;

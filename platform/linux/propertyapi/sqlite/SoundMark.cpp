@@ -52,7 +52,8 @@ void SoundMark::begin() {
 
 void SoundMark::remove() {
     isDamaged_ = true;
-    ::removexattr(path_.c_str(), NAME);
+    // Dated anew, it is not what any client knows: none of them marks it.
+    ::utimensat(AT_FDCWD, path_.c_str(), nullptr, 0);
 }
 
 void SoundMark::moveLog(Database& database) {
@@ -70,7 +71,7 @@ void SoundMark::moveLog(Database& database) {
 }
 
 bool SoundMark::isUntouched() const {
-    return !isDamaged_ && known_ == state();
+    return !isDamaged_ && (known_ == state() || isValid());
 }
 
 /// The time gets another last digit than the system's clock gave it: whoever writes to the file

@@ -10,13 +10,17 @@ namespace propertyapi {
 
 class Database;
 
-/// Says of a database that it was sound in this boot of the machine and was closed in order, so
-/// that it need not be read as a whole when it is opened again.
+/// Says of a database that it was sound in this boot of the machine when a client closed it in
+/// order and its log was empty, so that it need not be read as a whole when it is opened again
+/// without a log.
 ///
 /// It is an extended attribute of the file, "user.ovo.sound": the boot, and the file's state, which
 /// is its number, its size and when it was written to. Another boot, a copy, or a write after that
 /// by whomever makes it void; it need not be removed, nor flushed to the disk. Where there can be
 /// no such attribute the database is checked each time.
+///
+/// Other programs may have the store open all the time. What they commit is in the log first, and a
+/// move into the database is a write.
 class SoundMark {
 public:
     /// path: of the database. bootId: of this boot.
@@ -30,13 +34,15 @@ public:
     /// wrote to the database before is not taken to be sound. From every thread. Throws
     /// DatabaseError.
     void moveLog(Database& database);
-    /// The database is damaged: it is to be checked when it is opened again. From every thread.
+    /// The database is damaged: it is to be checked when it is opened again, and no other client
+    /// marks it before. From every thread.
     void remove();
-    /// True when nobody else has written to the database since it was opened, and nobody found
-    /// it damaged. After all other threads.
+    /// True when nobody else has written to the database since it was opened, or another client,
+    /// which knew that of its own time, marked it since; and nobody here found it damaged. After
+    /// all other threads.
     bool isUntouched() const;
-    /// Marks the database, which was closed untouched and has no log any more; a failure means that
-    /// it is checked when it is opened.
+    /// Marks the database, which was closed untouched and has nothing in its log any more; a
+    /// failure means that it is checked when it is opened.
     void set() const;
 
 private:

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "LockHolder.h"
+#include "OtherProgram.h"
 
 #include "support/process/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
-LockHolder::LockHolder(const std::string& file, Make make)
-    : process_({PROPERTY_CLIENT, make == Make::STORE ? "make-and-hold" : "hold", file},
-               directory_.path() + "/output") {
+OtherProgram::OtherProgram(const std::string& command, const std::string& file)
+    : process_({PROPERTY_CLIENT, command, file}, directory_.path() + "/output") {
     EXPECT_TRUE(waitUntil([this] {
         return readHostFile(directory_.path() + "/output") == "held\n";
     })) << readHostFile(directory_.path() + "/output");
