@@ -43,6 +43,18 @@ std::string target(int count, int variant) {
     return "/" + std::to_string(count) + "-" + std::to_string(variant % 2) + ".xml";
 }
 
+/// Makes the directories of a phone that are in memory; the path of what they lie in.
+std::string inMemory(const PhoneRoot& root) {
+    const std::string memory = "/dev/shm/ovo-bench-" + std::to_string(::getpid());
+    std::filesystem::create_directories(root.host("/var"));
+    for (const char* const path : {"/var/volatile", "/run"}) {
+        const std::string target = memory + "/" + std::filesystem::path(path).filename().string();
+        std::filesystem::create_directories(target);
+        std::filesystem::create_directory_symlink(target, root.host(path));
+    }
+    return memory;
+}
+
 } // namespace
 
 std::string BenchPhone::daemonProgram() {
@@ -50,15 +62,12 @@ std::string BenchPhone::daemonProgram() {
 }
 
 BenchPhone::BenchPhone()
-    : volatile_("/dev/shm/ovo-bench-" + std::to_string(::getpid()))
+    : volatile_(inMemory(root_))
     , broker_({.socketPath = root_.host("/run/halden/bus.sock")})
     , bus_(broker_.address())
     , ca_("Authority of the benchmark")
     , server_(std::make_unique<Nginx>(
           "", Nginx::Tls{ca_.issueServer({"IP:127.0.0.1", "DNS:localhost"}), {}, {}})) {
-    std::filesystem::create_directories(volatile_);
-    std::filesystem::create_directories(root_.host("/var"));
-    std::filesystem::create_directory_symlink(volatile_, root_.host("/var/volatile"));
     std::filesystem::create_directories(root_.host("/data"));
     root_.write("/etc/ovo.d/key", std::string(KEY) + "\n");
     root_.write("/etc/ssl/certs/authority.pem", ca_.certificate());

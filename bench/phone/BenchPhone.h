@@ -88,7 +88,7 @@ private:
 
     std::chrono::steady_clock::time_point lastEnd_;
     PhoneRoot root_;
-    std::string volatile_;
+    std::string volatile_; ///< in memory: what is volatile on a phone, and the log
     Broker broker_;
     BusPeer bus_;
     TestCa ca_;
