@@ -322,6 +322,31 @@ TEST(Xml, EveryChangeOfOneByteIsRefusedOrParsed) {
     EXPECT_GT(refused, 500);
 }
 
+TEST(Xml, AMarkIsSeenAtEachPlaceOfAValueAndOfAText) {
+    // Texts are passed by words; bytes with their highest bit or with one more or less than a mark
+    // are none.
+    const std::string others = "\xc2\xa6\xc2\xbc\xc2\xa2%!#;=\x7f ";
+    constexpr std::size_t LONGEST = 40;
+    for (std::size_t size = 0; size < LONGEST; ++size) {
+        const std::string before = std::string(size, 'v') + others.substr(0, size % 2 == 0 ? 0 : 6);
+        const std::string after = others.substr(6) + std::string(size % 9, 'w');
+        const auto refusal = [&](const std::string& text) {
+            return refusalOf("<a x=" + text + "></a>");
+        };
+        const auto columnAt = [&](std::size_t first) {
+            return "column " + std::to_string(first + size + (before.size() - size) / 2) + ":";
+        };
+        EXPECT_THAT(refusal("\"" + before + "<" + after + "\""), HasSubstr(columnAt(7))) << size;
+        EXPECT_THAT(refusal("'" + before + "& " + after + "'"), HasSubstr(columnAt(7))) << size;
+        EXPECT_THAT(refusal("''>" + before + "]]>" + after), HasSubstr(columnAt(9))) << size;
+        EXPECT_THAT(refusal("''>" + before + "&;" + after), HasSubstr(columnAt(9))) << size;
+        const std::string value = before + "&amp;" + after;
+        const Document document = parse("<a x='" + value + "'>" + value + "<b y='1'/></a>");
+        EXPECT_EQ(document.root().attr("x"), before + "&" + after) << size;
+        EXPECT_THAT(childTags(document.root()), ElementsAre("b")) << size;
+    }
+}
+
 TEST(Xml, AMessageShowsNoValue) {
     for (const char* text :
          {"<a password='secret' token=\"secret", "<?xml version='1.0?>\n<a password='secret'/>",

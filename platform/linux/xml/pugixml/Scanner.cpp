@@ -107,8 +107,7 @@ bool Scanner::skipPast(std::string_view end) {
 std::string_view Scanner::name() {
     const std::string_view rest = text_.substr(at_);
     const auto* end = rest.begin();
-    while (end != rest.end()) {
-        const bool isFirst = end == rest.begin();
+    for (bool isFirst = true; end != rest.end(); isFirst = false) {
         const auto byte = static_cast<unsigned char>(*end);
         if (byte < ASCII_END) {
             if (!ASCII_OF_NAME[isFirst][byte])

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,23 @@ constexpr bool isBlank(char character) {
 }
 /// True for a character that a document may hold.
 bool isCharacter(char32_t code);
+
+/// As many bytes as are looked at in one step.
+using Word = std::size_t;
+constexpr Word ONES = ~Word{0} / 0xff; ///< 1 in each byte
+constexpr Word HIGHEST = ONES * 0x80;  ///< the highest bit of each byte
+
+/// The word that a text, which is as long, begins with.
+inline Word firstWord(std::string_view text) {
+    Word word = 0;
+    std::memcpy(&word, text.data(), sizeof word);
+    return word;
+}
+/// True for a word with a byte that is this character.
+constexpr bool holds(Word word, char character) {
+    const Word others = word ^ (ONES * static_cast<unsigned char>(character)); // 0 where it is
+    return ((others - ONES) & ~others & HIGHEST) != 0;
+}
 
 /// A place that moves through a text.
 class Scanner {
@@ -63,11 +81,13 @@ public:
     /// the end of the text.
     template <typename... Characters>
     bool skipTo(Characters... characters) {
-        const std::string_view rest = text_.substr(at_);
+        std::string_view rest = text_.substr(at_);
+        while (rest.size() >= sizeof(Word) && !(holds(firstWord(rest), characters) || ...))
+            rest.remove_prefix(sizeof(Word));
         const auto found = std::find_if(rest.begin(), rest.end(), [=](char character) {
             return ((character == characters) || ...);
         });
-        at_ += static_cast<std::size_t>(found - rest.begin());
+        at_ = static_cast<std::size_t>(found - text_.begin());
         return !atEnd();
     }
     /// Empty when there is none.

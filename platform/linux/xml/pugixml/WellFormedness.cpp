@@ -11,7 +11,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 
 namespace common::xml {
 
@@ -31,16 +30,12 @@ constexpr bool isPlain(char character) {
     return static_cast<signed char>(character) >= ' ' || isBlank(character);
 }
 
-using Word = std::size_t;
-
 /// True for a text that begins with a word of bytes of ASCII without a control character.
 bool beginsPlain(std::string_view text) {
-    constexpr Word ONES = ~Word{0} / 0xff;
-    Word word = 0;
-    if (text.size() < sizeof word)
+    if (text.size() < sizeof(Word))
         return false;
-    std::memcpy(&word, text.data(), sizeof word);
-    return (((word - ONES * ' ') | word) & (ONES * 0x80)) == 0;
+    const Word word = firstWord(text);
+    return (((word - ONES * ' ') | word) & HIGHEST) == 0;
 }
 
 /// Checks a document, construct by construct.
@@ -123,8 +118,10 @@ private:
             characters();
         else if (looksAt("</"))
             endOfElement();
-        else if (!comment() && !instruction() && !characterData() && !refuseDeclaration())
+        else if (!looksAt("<!") && !looksAt("<?"))
             element();
+        else if (!comment() && !instruction() && !characterData())
+            refuseDeclaration();
     }
 
     /// Blanks, or text up to the next markup or reference, and that.
