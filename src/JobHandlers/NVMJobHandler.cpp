@@ -159,7 +159,7 @@ void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::
     if (postfix == keys::LOCK_PROVISIONING) {
         LOG(2) << "This parameter can not be set by provisioning " << quote(key);
         refuse(key, "can not be set by provisioning");
-    } else if (isFunctionKeyLocked(index)) {
+    } else if (isKnownAsLocked(index)) {
         LOG(2) << "This parameter can not be changed because it is locked " << quote(key);
         refuse(key, "is locked by " + quote(keys::functionKeyLock(index)));
     } else {
@@ -169,12 +169,17 @@ void NVMJobHandler::prepareFunctionKeyParams(const std::string& key, const std::
 }
 
 bool NVMJobHandler::isFunctionKeyLocked(std::string index) {
+    return propertyApi->getValue(keys::functionKeyLock(index)) != values::OFF;
+}
+
+/// The same, read once for each key of a job.
+bool NVMJobHandler::isKnownAsLocked(const std::string& index) {
     const auto known = functionKeyLocks.find(index);
     if (known != functionKeyLocks.end())
         return known->second;
-    const bool isLocked = propertyApi->getValue(keys::functionKeyLock(index)) != values::OFF;
+    const bool isLocked = isFunctionKeyLocked(index);
     if (functionKeyLocks.size() < MOST_KNOWN_LOCKS)
-        functionKeyLocks.emplace(std::move(index), isLocked);
+        functionKeyLocks.emplace(index, isLocked);
     return isLocked;
 }
 

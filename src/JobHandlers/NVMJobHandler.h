@@ -29,7 +29,7 @@ public:
     /// Routes one parameter through the first rule whose prefix begins its name.
     void addParameter(const std::string& name, const std::string& value);
     void prepareFunctionKeyParams(const std::string& name, const std::string& value);
-    /// True unless the key's lock reads exactly "0". It is read once for a job.
+    /// True unless the key's lock reads exactly "0".
     bool isFunctionKeyLocked(std::string index);
     bool isRingtoneParam(const std::string& name);
     /// Reduces the value, path or URL of a sound, to its file name; ".wav" becomes ".mp3".
@@ -46,6 +46,7 @@ private:
         Action action;
     };
 
+    bool isKnownAsLocked(const std::string& index);
     void addFunctionKeyParameter(const std::string& name, const std::string& value);
     void prepareVlanParams(const std::string& name, const std::string& value);
     void append(const std::string& name, const std::string& value);

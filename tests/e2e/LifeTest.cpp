@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/reader.h>
+#include <sched.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <map>
@@ -193,6 +195,20 @@ TEST(Life, IdleItDoesNotWake) {
     for (const auto& [thread, count] : after)
         EXPECT_LE(count - before[thread], 1) << "thread " << thread;
     EXPECT_TRUE(settled);
+}
+
+TEST(Life, ItsNotificationThreadAloneGivesWayToTheOthers) {
+    Phone phone;
+    phone.publishEncrypted("/a.xml", parameterFile(param("Time.Zone", "UTC")));
+    phone.boot(phone.url("/a.xml"));
+    const int normal = ::sched_getscheduler(::getpid());
+    const int batch = normal == SCHED_OTHER ? SCHED_BATCH : normal;
+    std::map<std::string, int> policies;
+    for (const proc::Thread& thread : proc::threadsOf(phone.daemon().pid()))
+        policies[thread.name] = ::sched_getscheduler(std::stoi(thread.id));
+    EXPECT_EQ(policies["notification"], batch);
+    EXPECT_EQ(policies["message"], normal);
+    EXPECT_EQ(policies["bus"], normal);
 }
 
 TEST(Life, TheNightTimerStartsARunOfTheMessageThread) {

@@ -430,6 +430,19 @@ TEST_F(FilesystemFault, ADirectoryThatCannotBeReadToItsEndIsALine) {
     EXPECT_EQ(log.lines().size(), 2U);
 }
 
+TEST_F(FilesystemFault, ADirectoryThatIsRemovedMeanwhileHasNoFiles) {
+    const LogRecorder log;
+    std::filesystem::create_directory(phone.host("/d"));
+    theSystem.before = [&](const std::string& call) {
+        if (call == "getdents64")
+            std::filesystem::remove(phone.host("/d"));
+    };
+    filesystem::removeRegularFiles("/d", {});
+    theSystem.enabled = false;
+    EXPECT_FALSE(phone.exists("/d"));
+    EXPECT_EQ(log.lines().size(), 0U);
+}
+
 TEST_F(FilesystemFault, AFileSystemThatDoesNotTellWhatAnEntryIsIsAskedForIt) {
     const LogRecorder log;
     for (const char* path : {"/d/file", "/d/sub/file", "/d/sub/deep/file"})

@@ -3,6 +3,7 @@
 
 #include "text/Quote.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <string_view>
 #include <system_error>
@@ -15,10 +16,11 @@ const dirent64* DirectoryListing::next() {
     for (;;) {
         if (next_ == size_) {
             const ssize_t size = ::getdents64(directory_.get(), entries_.data(), entries_.size());
-            if (size < 0)
+            // A directory that was removed has no entries.
+            if (size < 0 && errno != ENOENT)
                 throw std::system_error(errno, std::generic_category(),
                                         "Reading the directory " + quote(phonePath_));
-            size_ = static_cast<std::size_t>(size);
+            size_ = static_cast<std::size_t>(std::max<ssize_t>(size, 0));
             next_ = 0;
         }
         if (size_ == 0)

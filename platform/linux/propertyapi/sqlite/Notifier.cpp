@@ -47,9 +47,10 @@ void Notifier::stop() {
 void Notifier::run() {
     ::pthread_setname_np(::pthread_self(), "notification");
     // Woken, it does not take the processor from who has just written; nor do threads that a
-    // callback starts, which inherit that.
+    // callback starts, which inherit that. Another policy was chosen for the whole process.
     constexpr sched_param NORMAL{};
-    ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &NORMAL);
+    if (::sched_getscheduler(0) == SCHED_OTHER)
+        ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &NORMAL);
     while (!stopping_) {
         bool isQuiet = false;
         switch (awaitCommit()) {

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <exception>
+#include <thread>
 #include <utility>
 
 namespace propertyapi {
@@ -17,6 +18,10 @@ using posix::FileStamp;
 
 /// Between two tries to open files that are being replaced.
 constexpr std::chrono::milliseconds RETRY_TIME{5};
+
+/// Of the log at the end, and the time between two.
+constexpr int EMPTYING_TRIES = 3;
+constexpr std::chrono::milliseconds EMPTYING_PAUSE{2};
 
 [[noreturn]] void failBusy(const char* cause) {
     throw DatabaseError(SQLITE_BUSY, cause);
@@ -231,13 +236,18 @@ void OpenStore::open(Patience::Allowance& allowance) {
 /// writes is waited for. The log stays then, as it does after a failure.
 void OpenStore::emptyLog() {
     Database& database = connections_->writer.database();
-    // One that is empty is not touched: others would be told of it.
-    if (database.walSize() == 0 || !mark_.isUntouched())
+    // One that is empty is not touched: others would be told of it. Nor are others' commits alone.
+    if (database.walSize() == 0 || !connections_->writer.hasWritten() || !mark_.isUntouched())
         return;
     try {
         // Most of the work is done without the write lock.
         mark_.moveLog(database);
         database.emptyLog();
+        // Other clients look at the newest commits for a moment.
+        for (int tries = 1; tries < EMPTYING_TRIES && database.walSize() > 0; ++tries) {
+            std::this_thread::sleep_for(EMPTYING_PAUSE);
+            database.emptyLog();
+        }
     } catch (const DatabaseError&) {
         // Because of the log the store is read as a whole when it is opened again.
     }
@@ -255,8 +265,9 @@ void OpenStore::close() {
     connections_->readers.moveLogOnClose(move);
     const posix::HostPath log = connections_->writer.database().walPath();
     connections_.reset();
+    const FileStamp left = FileStamp::of(log);
     // Without what is left in a log the database need not be sound.
-    if (move && FileStamp::of(log).size == 0 && mark_.isUntouched())
+    if (move && (left.isMissing() || (left.error == 0 && left.size == 0)) && mark_.isUntouched())
         mark_.set();
 }
 

@@ -52,8 +52,12 @@ void SoundMark::begin() {
 
 void SoundMark::remove() {
     isDamaged_ = true;
-    // Dated anew, it is not what any client knows: none of them marks it.
-    ::utimensat(AT_FDCWD, path_.c_str(), nullptr, 0);
+    // Dated anew, it is not what any client knows: none of them marks it. The file system's own
+    // clock would give it the time of a write that was a moment ago.
+    std::array<timespec, 2> times{};
+    times[0].tv_nsec = UTIME_OMIT;
+    ::clock_gettime(CLOCK_REALTIME, &times[1]);
+    ::utimensat(AT_FDCWD, path_.c_str(), times.data(), 0);
 }
 
 void SoundMark::moveLog(Database& database) {

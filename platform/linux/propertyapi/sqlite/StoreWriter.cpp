@@ -131,6 +131,7 @@ void StoreWriter::transact(bool lasting, const Patience::Allowance& allowance, W
     work();
     changes_.finish();
     transaction.commit(commit_);
+    hasWritten_ = true;
 }
 
 bool StoreWriter::holdsAll(const IPropertyApi::Batch& batch) {

@@ -40,6 +40,8 @@ public:
     /// True while a thread holds the write lock here, so that nobody else can commit. From every
     /// thread.
     bool isWriting() const { return isWriting_; }
+    /// True when something was committed. After all other threads.
+    bool hasWritten() const { return hasWritten_; }
 
 private:
     /// The use of the connection by one thread: waiting for the disk, it would otherwise hold a
@@ -70,6 +72,7 @@ private:
     Statement delete_;
     ChangeWriter changes_;
     std::atomic<bool> isWriting_{false};
+    bool hasWritten_ = false; ///< of who has the turn
 };
 
 } // namespace propertyapi
