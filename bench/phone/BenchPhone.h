@@ -41,9 +41,9 @@ public:
     double timeStart();
     void stopDaemon();
     pid_t daemon() const { return daemon_->pid(); }
-    /// A run: ms from the trigger on the bus to its end on the bus and to its report, which is in the
-    /// store right before the result. Throws std::runtime_error when the result is another one than "success" and
-    /// that is wanted.
+    /// A run: ms from the trigger on the bus to its end on the bus and to its report, which is in
+    /// the store right before the result. Throws std::runtime_error when the result is another one
+    /// than "success" and that is wanted.
     double run(const std::string& url, bool succeeds = true);
 
     /// When the last run or answer of the reference ended.
