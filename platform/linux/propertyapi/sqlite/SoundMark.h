@@ -34,8 +34,9 @@ public:
     /// wrote to the database before is not taken to be sound. From every thread. Throws
     /// DatabaseError.
     void moveLog(Database& database);
-    /// The database is damaged: it is to be checked when it is opened again, and no other client
-    /// marks it before. From every thread.
+    /// The database is damaged: it is to be checked when it is opened again. Other clients that
+    /// have it open do not mark it before, but for one that moves its log or marks it just now;
+    /// that lasts until damage is met once more. From every thread.
     void remove();
     /// True when nobody else has written to the database since it was opened, or another client,
     /// which knew that of its own time, marked it since; and nobody here found it damaged. After
