@@ -45,7 +45,7 @@ std::string target(int count, int variant) {
 
 /// Makes the directories of a phone that are in memory; the path of what they lie in.
 std::string inMemory(const PhoneRoot& root) {
-    const std::string memory = "/dev/shm/ovo-bench-" + std::to_string(::getpid());
+    std::string memory = "/dev/shm/ovo-bench-" + std::to_string(::getpid());
     std::filesystem::create_directories(root.host("/var"));
     for (const char* const path : {"/var/volatile", "/run"}) {
         const std::string target = memory + "/" + std::filesystem::path(path).filename().string();
