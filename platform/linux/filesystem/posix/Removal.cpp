@@ -62,7 +62,7 @@ unsigned char typeOf(int directory, const dirent64& entry) {
         return entry.d_type;
     if (::fstatat(directory, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
         return DT_UNKNOWN;
-    return IFTODT(status.st_mode);
+    return static_cast<unsigned char>(IFTODT(status.st_mode));
 }
 
 void searchInner(const Found& inner, const Operation& operation);
