@@ -10,7 +10,7 @@
 #include <cstdio>
 
 void writeWhole(const std::string& path, const std::string& content) {
-    const std::string temporary = path.substr(0, path.rfind('/')) + "/.tmp-" + "0123456789abcdef";
+    const std::string temporary = path.substr(0, path.rfind('/')) + "/.tmp-0123456789abcdef";
     const int file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     const bool isWritten =
         ::write(file, content.data(), content.size()) == static_cast<ssize_t>(content.size()) &&

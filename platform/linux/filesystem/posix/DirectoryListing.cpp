@@ -16,9 +16,10 @@ const dirent64* DirectoryListing::next() {
     for (;;) {
         if (next_ == size_) {
             const ssize_t size = ::getdents64(directory_.get(), entries_.data(), entries_.size());
+            const int cause = size < 0 ? errno : 0;
             // A directory that was removed has no entries.
-            if (size < 0 && errno != ENOENT)
-                throw std::system_error(errno, std::generic_category(),
+            if (cause != 0 && cause != ENOENT)
+                throw std::system_error(cause, std::generic_category(),
                                         "Reading the directory " + quote(phonePath_));
             size_ = static_cast<std::size_t>(std::max<ssize_t>(size, 0));
             next_ = 0;

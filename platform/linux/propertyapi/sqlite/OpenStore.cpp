@@ -236,8 +236,8 @@ void OpenStore::open(Patience::Allowance& allowance) {
 /// writes is waited for. The log stays then, as it does after a failure.
 void OpenStore::emptyLog() {
     Database& database = connections_->writer.database();
-    // One that is empty is not touched: others would be told of it. Nor are others' commits alone.
-    if (database.walSize() == 0 || !connections_->writer.hasWritten() || !mark_.isUntouched())
+    // Commits of others alone are left where they are.
+    if (!connections_->writer.hasWritten() || !mark_.isUntouched())
         return;
     try {
         // Most of the work is done without the write lock.
