@@ -226,18 +226,36 @@ std::string BenchPhone::referenceAnswer() const {
 }
 
 void BenchPhone::startSteps() {
-    const std::string database = root_.host("/steps.db");
+    prepareSteps();
+    execSteps();
+}
+
+void BenchPhone::prepareSteps() {
     const std::string directory = volatile_ + "/steps";
-    stepsStore_ = std::make_unique<PropertyTable>(database);
+    stepsStore_ = std::make_unique<PropertyTable>(root_.host("/steps.db"));
     stepsStore_->set("NET.MAC.Address", MAC);
     for (const char* const inner : {"custom", "firmware", "nvm", "provisioning"})
         std::filesystem::create_directories(directory + "/" + inner);
+}
+
+void BenchPhone::execSteps() {
     bus_.clear();
     steps_ = std::make_unique<ChildProcess>(
         std::vector<std::string>{programBeside("bench-required-steps"), broker_.socketPath(),
-                                 root_.host("/etc/ovo.d/key"), database, caBundle(), directory},
+                                 root_.host("/etc/ovo.d/key"), root_.host("/steps.db"), caBundle(),
+                                 volatile_ + "/steps", volatile_ + "/steps.lock",
+                                 root_.host("/etc/phoneconfig.json")},
         volatile_ + "/steps-log");
     require(bus_.waitForCount(STEPS_STATUS, 1, PATIENCE), "the reference does not start");
+}
+
+double BenchPhone::timeStepsStart() {
+    warmUp();
+    const auto begin = Clock::now();
+    execSteps();
+    bus_.publish(STEPS_REQUEST, R"({"name":"AreYouBusy","parameters":{},"flag":true})");
+    require(bus_.waitForCount(STEPS_STATUS, 2), "the reference does not answer");
+    return endOf(begin);
 }
 
 double BenchPhone::stepsRun(const std::string& url) {

@@ -63,6 +63,11 @@ public:
     /// The reference with the required steps: it has a store of its own, and its file and its log
     /// are in memory, as the daemon's are.
     void startSteps();
+    /// Before it is started alone.
+    void prepareSteps();
+    /// Starts it alone: ms until it answers its first request.
+    double timeStepsStart();
+    void stopSteps() { steps_.reset(); }
     /// As run().
     double stepsRun(const std::string& url);
 
@@ -84,6 +89,7 @@ private:
     double timeRun(const Runner& runner, const std::string& url, bool succeeds);
     /// ms until now, which is noted.
     double endOf(std::chrono::steady_clock::time_point begin);
+    void execSteps();
     std::vector<std::string> referenceCommand(const std::string& database) const;
 
     std::chrono::steady_clock::time_point lastEnd_;

@@ -15,6 +15,8 @@ namespace {
 
 constexpr char RUNNING[] =
     R"({"flag":false,"name":"provisioningStatus","parameters":{"provInProgress":true}})";
+constexpr char IDLE[] =
+    R"({"flag":false,"name":"AreYouBusyResponse","parameters":{"value":false}})";
 constexpr char ENDED[] =
     R"({"flag":false,"name":"provisioningStatus","parameters":{"provInProgress":false}})";
 
@@ -41,10 +43,13 @@ std::string locationOf(Json::CharReader& reader, const std::string& request) {
 RequiredSteps::RequiredSteps(const Places& places)
     : password_(places.password)
     , directory_(places.directory)
+    , phone_({places.lock, places.configuration, places.directory})
     , store_(places.database)
     , http_(places.caBundle)
-    , bus_(places.busSocket, [this](std::string request) { take(std::move(request)); })
-    , messageThread_([this] { serve(); }) {}
+    , bus_(places.busSocket, [this](std::string request) { take(std::move(request)); }) {
+    phone_.go(store_, places.database);
+    messageThread_ = std::thread([this] { serve(); });
+}
 
 RequiredSteps::~RequiredSteps() {
     {
@@ -77,7 +82,10 @@ void RequiredSteps::serve() {
         const std::string request = std::move(requests_.front());
         requests_.pop_front();
         lock.unlock();
-        start(locationOf(*reader, request));
+        if (const std::string location = locationOf(*reader, request); !location.empty())
+            start(location);
+        else
+            bus_.publish(IDLE);
     }
 }
 

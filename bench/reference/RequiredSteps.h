@@ -2,6 +2,7 @@
 #pragma once
 
 #include "HttpClient.h"
+#include "PhoneStart.h"
 #include "StepsBus.h"
 #include "StepsStore.h"
 
@@ -15,15 +16,17 @@
 /// its order: a bus thread, a message thread and one for each run; requests and progress as JSON;
 /// lines of a log; the state of the run in the store, and in the end a report; the file in a
 /// directory, first as it came and then decrypted. No checks and no rules. A request is
-/// {"parameters": {"location": URL}}.
+/// {"parameters": {"location": URL}}; one without parameters is answered at once.
 class RequiredSteps {
 public:
     struct Places {
         std::string busSocket;
         std::string password;
-        std::string database;  ///< see StepsStore
-        std::string caBundle;  ///< of the machine
-        std::string directory; ///< of the machine: for the file, no regular file else stays
+        std::string database;      ///< see StepsStore
+        std::string caBundle;      ///< of the machine
+        std::string directory;     ///< of the machine: for the file, no regular file else stays
+        std::string lock;          ///< see PhoneStart
+        std::string configuration; ///< see PhoneStart
     };
 
     /// Serves from now on. Throws std::runtime_error.
@@ -48,6 +51,7 @@ private:
     std::deque<std::string> requests_;
     bool isEnding_ = false;
     std::condition_variable changed_;
+    PhoneStart phone_;
     int number_ = 0; ///< of the run's thread, as are the next two
     StepsStore store_;
     HttpClient http_;

@@ -37,6 +37,18 @@ void finish(sqlite3_stmt* statement) {
 
 } // namespace
 
+StepsStore::Journal::Journal(const std::string& database)
+    : connection_(opened(database))
+    , newest_(prepared(connection_, "SELECT max(sequence) FROM journal")) {
+    require(sqlite3_step(newest_) == SQLITE_ROW, sqlite3_sql(newest_));
+    sqlite3_reset(newest_);
+}
+
+StepsStore::Journal::~Journal() {
+    sqlite3_finalize(newest_);
+    sqlite3_close(connection_);
+}
+
 StepsStore::StepsStore(const std::string& database)
     : writer_(opened(database)), reader_(opened(database)) {
     execute("PRAGMA journal_mode = WAL");

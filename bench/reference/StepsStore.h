@@ -13,6 +13,19 @@ struct sqlite3_stmt;
 /// another one to read. One thread at a time; all throw std::runtime_error.
 class StepsStore {
 public:
+    /// A further connection, which has read the number of the newest change.
+    class Journal {
+    public:
+        explicit Journal(const std::string& database);
+        ~Journal();
+        Journal(const Journal&) = delete;
+        Journal& operator=(const Journal&) = delete;
+
+    private:
+        sqlite3* connection_;
+        sqlite3_stmt* newest_;
+    };
+
     /// database: a SQLite file of this machine, with a table property(key, value, origin).
     explicit StepsStore(const std::string& database);
     ~StepsStore();

@@ -10,9 +10,11 @@
 #include <fstream>
 
 int main(int argc, char** argv) {
-    if (argc != 6) {
-        std::fprintf(stderr, "usage: %s BUS-SOCKET KEY-FILE DATABASE CA-BUNDLE DIRECTORY\n",
-                     argv[0]);
+    if (argc != 8) {
+        std::fprintf(
+            stderr,
+            "usage: %s BUS-SOCKET KEY-FILE DATABASE CA-BUNDLE DIRECTORY LOCK-FILE CONFIGURATION\n",
+            argv[0]);
         return 2;
     }
     try {
@@ -23,7 +25,7 @@ int main(int argc, char** argv) {
         std::string password;
         std::ifstream key(argv[2]);
         std::getline(key, password);
-        const RequiredSteps steps({argv[1], password, argv[3], argv[4], argv[5]});
+        const RequiredSteps steps({argv[1], password, argv[3], argv[4], argv[5], argv[6], argv[7]});
         int signal = 0;
         ::sigwait(&end, &signal);
         return 0;

@@ -7,12 +7,15 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 #include <vector>
 
 using propertyapi::OpenStore;
 using propertyapi::Patience;
 using propertyapi::SqliteSettings;
 using propertyapi::StoreFile;
+using propertyapi::StoreReader;
 
 namespace {
 
@@ -60,6 +63,119 @@ TEST(OpenStore, ConnectionThatIsOpenedInTheMiddleOfAReplacementIsNotUsed) {
         EXPECT_EQ(reader->value("A"), "new");
     });
     EXPECT_THAT(numbers, testing::ElementsAre(1, 2));
+}
+
+TEST(OpenStore, JournalThatIsOpenedInTheMiddleOfAReplacementIsNotUsed) {
+    const SharedStore shared;
+    OpenStore store(StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
+                    std::make_shared<Patience>(), [] {});
+    propertyapi::SqlitePropertyApi("/data/other.db").setValue("A", "new");
+    std::vector<std::uint64_t> numbers;
+    store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+        numbers.push_back(connections.number);
+        if (numbers.size() == 1) // another process does
+            std::remove((shared.file() + "-wal").c_str());
+        EXPECT_EQ(connections.journal(allowance).value("A"), "");
+    });
+    EXPECT_THAT(numbers, testing::ElementsAre(1, 2));
+}
+
+/// How often this process has the database open.
+int timesOpen(const SharedStore& shared) {
+    int times = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry.path(), gone) == shared.file())
+            ++times;
+    }
+    return times;
+}
+
+/// A client whose connection that writes is being used by this thread.
+struct BusyStore : testing::Test {
+    /// busy: a callable with the connections and the allowance, for while it is.
+    template <typename Busy>
+    void whileBusy(Busy busy) {
+        store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+            const auto reading = [&](StoreReader&) {
+                busy(connections, allowance);
+                return true;
+            };
+            EXPECT_TRUE(connections.writer.readIfFree(reading, allowance));
+        });
+    }
+    static std::optional<std::string> valueOf(OpenStore::Connections& connections,
+                                              Patience::Allowance& allowance) {
+        return connections.read([](StoreReader& reader) { return reader.value("A"); }, allowance);
+    }
+    void write(const std::string& value) {
+        store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+            connections.writer.write({{"A", value}}, "", allowance);
+        });
+    }
+
+    const SharedStore shared;
+    const std::shared_ptr<Patience> patience = std::make_shared<Patience>();
+    OpenStore store{StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(), patience, [] {
+                    }};
+};
+
+TEST_F(BusyStore, ReadsThroughAConnectionOfTheirOwnThatIsKept) {
+    write("old");
+    EXPECT_EQ(timesOpen(shared), 1);
+    for (int time = 0; time < 2; ++time) {
+        whileBusy([](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+            EXPECT_EQ(valueOf(connections, allowance), "old");
+            EXPECT_FALSE(allowance.hasWaited());
+        });
+        EXPECT_EQ(timesOpen(shared), 2);
+    }
+}
+
+TEST_F(BusyStore, KeepsAWriteWaiting) {
+    write("old");
+    whileBusy([&](OpenStore::Connections& connections, Patience::Allowance&) {
+        Patience::Allowance none(*patience, std::chrono::milliseconds(1));
+        EXPECT_THAT(
+            [&] {
+                connections.writer.write({{"A", "new"}}, "", none);
+            },
+            testing::ThrowsMessage<propertyapi::DatabaseError>(
+                testing::HasSubstr("other threads are using it")));
+    });
+    write("new"); // once it is free
+    EXPECT_EQ(shared.shell("SELECT value FROM property WHERE key = 'A'"), "new");
+}
+
+TEST(OpenStore, ReadsThroughTheConnectionThatWritesWhileNobodyElseUsesIt) {
+    const SharedStore shared;
+    OpenStore store(StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
+                    std::make_shared<Patience>(), [] {});
+    store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+        for (const std::string value : {"old", "new"}) {
+            connections.writer.write({{"A", value}}, "", allowance);
+            const auto read = [](StoreReader& reader) {
+                return reader.value("A");
+            };
+            EXPECT_EQ(connections.read(read, allowance), value);
+        }
+    });
+    EXPECT_EQ(timesOpen(shared), 1);
+}
+
+/// Each read that fails leaves the connection to the next one.
+TEST(OpenStore, ReadThatFailsGivesTheConnectionBack) {
+    const SharedStore shared;
+    OpenStore store(StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
+                    std::make_shared<Patience>(), [] {});
+    const auto fails = [](StoreReader&) -> bool {
+        throw propertyapi::DatabaseError(1, "of the test");
+    };
+    store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+        EXPECT_THROW(connections.read(fails, allowance), propertyapi::DatabaseError);
+        connections.writer.write({{"A", "new"}}, "", allowance);
+        EXPECT_FALSE(allowance.hasWaited());
+    });
 }
 
 } // namespace

@@ -32,27 +32,43 @@ void appendEscape(std::string& result, char byte) {
     }
 }
 
-} // namespace
+/// Texts in quotes mark quotes and backslashes, too.
+bool isPlain(char byte, bool isQuoted) {
+    return byte >= ' ' && byte <= '~' && !(isQuoted && (byte == '"' || byte == '\\'));
+}
 
-std::string escapeControls(std::string_view text) {
+std::string escape(std::string_view text, bool isQuoted) {
     std::string result;
-    result.reserve(text.size());
+    result.reserve(text.size()); // nearly all texts are plain from front to end
     while (!text.empty()) {
-        const char byte = text.front();
-        if (byte >= ' ' && byte <= '~') {
-            result += byte;
-            text.remove_prefix(1);
-            continue;
-        }
+        std::size_t size = 0;
+        while (size < text.size() && isPlain(text[size], isQuoted))
+            ++size;
+        result += text.substr(0, size);
+        text.remove_prefix(size);
+        if (text.empty())
+            break;
         const utf8::Character character = utf8::first(text);
-        const std::size_t size = character.size == 0 ? 1 : character.size;
-        if (character.size != 0 && !isControl(character.code)) {
-            result += text.substr(0, size);
-        } else {
+        size = character.size == 0 ? 1 : character.size;
+        if (character.size == 0 || isControl(character.code)) {
             for (const char part : text.substr(0, size))
                 appendEscape(result, part);
+        } else {
+            if (size == 1) // of a text in quotes
+                result += '\\';
+            result += text.substr(0, size);
         }
         text.remove_prefix(size);
     }
     return result;
+}
+
+} // namespace
+
+std::string escapeControls(std::string_view text) {
+    return escape(text, false);
+}
+
+std::string escapeQuoted(std::string_view text) {
+    return escape(text, true);
 }

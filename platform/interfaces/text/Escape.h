@@ -8,3 +8,5 @@
 /// line separators of Unicode) and bytes that are no UTF-8 are written as \n, \r, \t or \xNN for
 /// each byte; the rest stays.
 std::string escapeControls(std::string_view text);
+/// The same for a text that is put in double quotes: those and backslashes get a backslash.
+std::string escapeQuoted(std::string_view text);

@@ -15,15 +15,7 @@ bool isWord(const std::string& separator) {
 } // namespace
 
 std::string quote(const std::string& text) {
-    // The marks first: the escapes that follow bring backslashes of their own.
-    std::string marked;
-    marked.reserve(text.size());
-    for (const char character : text) {
-        if (character == '"' || character == '\\')
-            marked += '\\';
-        marked += character;
-    }
-    return "\"" + escapeControls(marked) + "\"";
+    return "\"" + escapeQuoted(text) + "\"";
 }
 
 std::string quote(const std::string& first, const std::string& second,

@@ -12,9 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <mutex>
@@ -25,6 +23,14 @@ namespace logger {
 
 namespace {
 
+/// So many decimal digits, and a character.
+void append(std::string& text, unsigned int number, std::size_t digits, char after) {
+    text.append(digits, '0');
+    for (auto digit = text.rbegin(); digits > 0; --digits, number /= 10)
+        *digit++ = static_cast<char>('0' + number % 10);
+    text += after;
+}
+
 /// "2026-05-01T12:00:00.007Z": UTC.
 std::string now() {
     using namespace std::chrono;
@@ -32,13 +38,18 @@ std::string now() {
     const auto midnight = floor<days>(time);
     const year_month_day date(midnight);
     const hh_mm_ss clock(time - midnight);
-    std::array<char, 32> text{};
-    std::snprintf(
-        text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int(date.year()),
-        unsigned(date.month()), unsigned(date.day()), static_cast<int>(clock.hours().count()),
-        static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()),
-        static_cast<int>(clock.subseconds().count()));
-    return text.data();
+    const auto number = [](const auto& duration) {
+        return static_cast<unsigned int>(duration.count());
+    };
+    std::string text;
+    append(text, static_cast<unsigned int>(int(date.year())), 4, '-');
+    append(text, unsigned(date.month()), 2, '-');
+    append(text, unsigned(date.day()), 2, 'T');
+    append(text, number(clock.hours()), 2, ':');
+    append(text, number(clock.minutes()), 2, ':');
+    append(text, number(clock.seconds()), 2, '.');
+    append(text, number(clock.subseconds()), 3, 'Z');
+    return text;
 }
 
 /// TIME LEVEL SOURCE:LINE TEXT

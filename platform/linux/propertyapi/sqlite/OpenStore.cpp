@@ -29,30 +29,40 @@ constexpr std::chrono::milliseconds EMPTYING_PAUSE{2};
 
 } // namespace
 
-OpenStore::Connections::Connections(const StoreFile& file, SoundMark& mark,
-                                    const SqliteSettings& settings, Patience& patience,
-                                    std::uint64_t fileNumber, Patience::Allowance& allowance)
-    : Connections(file, mark, settings, patience, fileNumber, allowance, file.prepare(allowance)) {}
-
-OpenStore::Connections::Connections(const StoreFile& file, SoundMark& mark,
-                                    const SqliteSettings& settings, Patience& patience,
-                                    std::uint64_t fileNumber, Patience::Allowance& allowance,
-                                    StoreFile::Prepared prepared)
+OpenStore::Connections::Connections(const StoreFile& file, StoreFile::Prepared prepared,
+                                    SoundMark& mark, const SqliteSettings& settings,
+                                    Patience& patience, std::uint64_t fileNumber)
     : number(fileNumber)
     , files(std::move(prepared.files))
     , writer(std::move(prepared.database), files, mark, settings, patience)
     , readers([this, &file](Patience::Allowance& readersAllowance) {
         return file.open(files, readersAllowance);
     })
-    , journal(file.open(files, allowance)) {
-    writer.database().moveLogOnClose(true);
+    , file_(file) {
     writer.database().waitBy(nullptr);
-    journal.database().waitBy(nullptr);
 }
 
 bool OpenStore::Connections::areOfOneFile() {
-    return files.areComplete() && files.haveNames() && !writer.database().isMoved() &&
-           !journal.database().isMoved();
+    return files.areComplete() && files.haveNames() && !writer.database().isMoved();
+}
+
+ChangeJournal& OpenStore::Connections::journal(Patience::Allowance& allowance) {
+    if (journal_)
+        return *journal_;
+    journal_.emplace(file_.open(files, allowance));
+    // Opened in the middle of a replacement, it may have the log of the other file.
+    if (!files.haveNames()) {
+        journal_.reset();
+        failBusy("it was replaced meanwhile");
+    }
+    return *journal_;
+}
+
+void OpenStore::Connections::moveLogOnClose(bool move) noexcept {
+    writer.database().moveLogOnClose(move);
+    readers.moveLogOnClose(move);
+    if (journal_)
+        journal_->database().moveLogOnClose(move);
 }
 
 OpenStore::OpenStore(StoreFile file, const SqliteSettings& settings,
@@ -93,8 +103,9 @@ void OpenStore::check() {
 
 void OpenStore::moveLog() {
     run([this](Connections& connections, Patience::Allowance& allowance) {
-        const Database::Waiting waiting(connections.journal.database(), allowance);
-        mark_.moveLog(connections.journal.database());
+        Database& database = connections.journal(allowance).database();
+        const Database::Waiting waiting(database, allowance);
+        mark_.moveLog(database);
     });
 }
 
@@ -214,8 +225,8 @@ void OpenStore::open(Patience::Allowance& allowance) {
     for (;;) {
         const auto before = FileStamp::of(file_.path()).id;
         try {
-            connections_ = std::make_unique<Connections>(file_, mark_, settings_, *patience_,
-                                                         number_ + 1, allowance);
+            connections_ = std::make_unique<Connections>(file_, file_.prepare(allowance), mark_,
+                                                         settings_, *patience_, number_ + 1);
             mark_.begin();
             if (connections_->areOfOneFile()) {
                 ++number_;
@@ -260,9 +271,7 @@ void OpenStore::close() {
     if (connections_->files.haveNames())
         emptyLog();
     const bool move = connections_->files.mayRemoveLog();
-    connections_->writer.database().moveLogOnClose(move);
-    connections_->journal.database().moveLogOnClose(move);
-    connections_->readers.moveLogOnClose(move);
+    connections_->moveLogOnClose(move);
     const posix::HostPath log = connections_->writer.database().walPath();
     connections_.reset();
     const FileStamp left = FileStamp::of(log);

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace propertyapi {
@@ -30,22 +31,33 @@ class OpenStore {
 public:
     /// What an operation works with.
     struct Connections {
-        Connections(const StoreFile& file, SoundMark& mark, const SqliteSettings& settings,
-                    Patience& patience, std::uint64_t fileNumber, Patience::Allowance& allowance);
+        Connections(const StoreFile& file, StoreFile::Prepared prepared, SoundMark& mark,
+                    const SqliteSettings& settings, Patience& patience, std::uint64_t fileNumber);
 
-        /// All were opened before the files were replaced, if they were.
+        /// The files are those that the writer has open, if they were replaced at all.
         bool areOfOneFile();
+        /// Reads by an operation, a callable with StoreReader&: beside a thread that writes or
+        /// reads, through a connection of its own.
+        template <typename Operation>
+        auto read(Operation operation, Patience::Allowance& allowance) {
+            if (auto result = writer.readIfFree(operation, allowance))
+                return *std::move(result);
+            const ReaderPool::Lease reader(readers, allowance);
+            return operation(*reader);
+        }
+        /// For the notification thread, which opens it when it uses it for the first time.
+        ChangeJournal& journal(Patience::Allowance& allowance);
+        /// See Database; of all connections.
+        void moveLogOnClose(bool move) noexcept;
 
         const std::uint64_t number; ///< of the file that the client has open, counted from 1
         const StoreFiles files;
         StoreWriter writer;
         ReaderPool readers;
-        ChangeJournal journal; ///< for the notification thread
 
     private:
-        Connections(const StoreFile& file, SoundMark& mark, const SqliteSettings& settings,
-                    Patience& patience, std::uint64_t fileNumber, Patience::Allowance& allowance,
-                    StoreFile::Prepared prepared);
+        const StoreFile& file_;
+        std::optional<ChangeJournal> journal_;
     };
 
     /// Opens the store. reopened: called when it was opened again.
@@ -78,8 +90,9 @@ public:
     template <typename Operation>
     void runOnJournal(Operation operation) {
         run([&](Connections& connections, Patience::Allowance& allowance) {
-            const Database::Waiting waiting(connections.journal.database(), allowance);
-            operation(connections.journal, connections.number, std::as_const(connections.writer));
+            ChangeJournal& journal = connections.journal(allowance);
+            const Database::Waiting waiting(journal.database(), allowance);
+            operation(journal, connections.number, std::as_const(connections.writer));
         });
     }
     /// Moves what it can of the log into the database. For the notification thread.

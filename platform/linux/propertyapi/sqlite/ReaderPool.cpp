@@ -16,27 +16,27 @@ ReaderPool::ReaderPool(Open open) : open_(std::move(open)) {
     idle_.lock()->reserve(KEPT);
 }
 
-std::unique_ptr<StoreReader> ReaderPool::take(Patience::Allowance& allowance) {
+std::unique_ptr<ReaderPool::Connection> ReaderPool::take(Patience::Allowance& allowance) {
     if (const auto idle = idle_.lock(); !idle->empty()) {
-        auto reader = std::move(idle->back());
+        auto connection = std::move(idle->back());
         idle->pop_back();
-        reader->waitBy(&allowance);
-        return reader;
+        connection->database->waitBy(&allowance);
+        return connection;
     }
-    return std::make_unique<StoreReader>(open_(allowance));
+    return std::make_unique<Connection>(open_(allowance));
 }
 
-void ReaderPool::giveBack(std::unique_ptr<StoreReader> reader) {
-    reader->waitBy(nullptr);
+void ReaderPool::giveBack(std::unique_ptr<Connection> connection) {
+    connection->database->waitBy(nullptr);
     const auto idle = idle_.lock();
     if (idle->size() < KEPT)
-        idle->push_back(std::move(reader));
+        idle->push_back(std::move(connection));
     // A connection that is left in the parameter is closed after the lock was given up.
 }
 
 void ReaderPool::moveLogOnClose(bool move) noexcept {
-    for (const auto idle = idle_.lock(); const auto& reader : *idle)
-        reader->moveLogOnClose(move);
+    for (const auto idle = idle_.lock(); const auto& connection : *idle)
+        connection->database->moveLogOnClose(move);
 }
 
 } // namespace propertyapi

@@ -1,18 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Database.h"
 #include "StoreReader.h"
 #include "common/Guarded.h"
 
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace propertyapi {
 
-/// Connections for reading: threads that read at the same time use one each. All operations throw
-/// DatabaseError, from every thread.
+/// Connections for reading beside the one that writes: threads that read at the same time use one
+/// each. All operations throw DatabaseError, from every thread.
 class ReaderPool {
+    struct Connection {
+        explicit Connection(std::unique_ptr<Database> opened)
+            : database(std::move(opened)), reader(*database) {}
+
+        const std::unique_ptr<Database> database;
+        StoreReader reader;
+    };
+
 public:
     using Open = std::function<std::unique_ptr<Database>(Patience::Allowance&)>;
 
@@ -24,28 +34,28 @@ public:
     class Lease {
     public:
         Lease(ReaderPool& pool, Patience::Allowance& allowance)
-            : pool_(pool), reader_(pool.take(allowance)) {}
-        ~Lease() { pool_.giveBack(std::move(reader_)); }
+            : pool_(pool), connection_(pool.take(allowance)) {}
+        ~Lease() { pool_.giveBack(std::move(connection_)); }
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
 
-        StoreReader& operator*() const { return *reader_; }
-        StoreReader* operator->() const { return reader_.get(); }
+        StoreReader& operator*() const { return connection_->reader; }
+        StoreReader* operator->() const { return &connection_->reader; }
 
     private:
         ReaderPool& pool_;
-        std::unique_ptr<StoreReader> reader_;
+        std::unique_ptr<Connection> connection_;
     };
 
     /// See Database; of the connections that nobody has.
     void moveLogOnClose(bool move) noexcept;
 
 private:
-    std::unique_ptr<StoreReader> take(Patience::Allowance& allowance);
-    void giveBack(std::unique_ptr<StoreReader> reader);
+    std::unique_ptr<Connection> take(Patience::Allowance& allowance);
+    void giveBack(std::unique_ptr<Connection> connection);
 
     const Open open_;
-    common::Guarded<std::vector<std::unique_ptr<StoreReader>>> idle_;
+    common::Guarded<std::vector<std::unique_ptr<Connection>>> idle_;
 };
 
 } // namespace propertyapi

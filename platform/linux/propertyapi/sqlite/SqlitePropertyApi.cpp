@@ -73,8 +73,8 @@ public:
         ChangePosition position;
         StoreReader::State state;
         store_.run([&](Connections& connections, Allowance& allowance) {
-            const ReaderPool::Lease reader(connections.readers, allowance);
-            state = reader->state(key);
+            state =
+                connections.read([&](StoreReader& reader) { return reader.state(key); }, allowance);
             position = {connections.number, state.newest};
         });
         const Subscribers::Id id =
@@ -88,8 +88,7 @@ public:
     template <typename Operation>
     auto read(Operation operation) {
         return store_.run([&](Connections& connections, Allowance& allowance) {
-            const ReaderPool::Lease reader(connections.readers, allowance);
-            return operation(*reader);
+            return connections.read(operation, allowance);
         });
     }
 

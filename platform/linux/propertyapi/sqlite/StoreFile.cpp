@@ -136,6 +136,9 @@ std::optional<StoreFile::Prepared> StoreFile::openExisting(Opening& opening) con
 std::unique_ptr<Database> StoreFile::open(Patience::Allowance& allowance) const {
     auto database = std::make_unique<Database>(path_);
     database->waitBy(&allowance);
+    // Who closes it decides: a file that is damaged or was replaced is left as it was found, its
+    // log beside it.
+    database->moveLogOnClose(false);
     // The notification thread moves the log into the database, not a write.
     database->execute("PRAGMA wal_autocheckpoint = 0");
     return database;
@@ -168,8 +171,6 @@ StoreFile::Prepared StoreFile::openSound(Opening& opening) const {
     if (const auto file = FileStamp::of(path_).id; std::exchange(opening.closed, file) != file)
         closeToOthers();
     auto database = open(opening.allowance);
-    // A file that is damaged or was replaced is left as it was found, its log beside it.
-    database->moveLogOnClose(false);
     std::optional<StoreFiles> files;
     try {
         requireSound(*database, opening.allowance);

@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StoreReader.h"
 
-#include <utility>
-
 namespace propertyapi {
 
-StoreReader::StoreReader(std::unique_ptr<Database> database)
-    : database_(std::move(database))
-    , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
-    , value_(*database_, "SELECT value FROM property WHERE key = ?1")
-    , state_(*database_, "SELECT coalesce((SELECT max(sequence) FROM property_journal), 0), "
-                         "(SELECT value FROM property WHERE key = ?1)") {}
+StoreReader::StoreReader(Database& database)
+    : exists_(database, "SELECT 1 FROM property WHERE key = ?1")
+    , value_(database, "SELECT value FROM property WHERE key = ?1")
+    , state_(database, "SELECT coalesce((SELECT max(sequence) FROM property_journal), 0), "
+                       "(SELECT value FROM property WHERE key = ?1)") {}
 
 bool StoreReader::exists(const std::string& key) {
     Statement::Run run(exists_);

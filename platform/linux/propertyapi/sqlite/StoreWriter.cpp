@@ -36,29 +36,33 @@ private:
 
 } // namespace
 
-class StoreWriter::Turn {
-public:
-    Turn(StoreWriter& writer, Patience::Allowance& allowance) : writer_(writer) {
-        const auto take = [&] {
-            return !std::exchange(writer.isTaken_, true);
-        };
-        if (!allowance.wait(take))
-            throw DatabaseError(SQLITE_BUSY, "other threads are writing");
-        writer.database_->waitBy(&allowance);
-    }
-    ~Turn() {
-        writer_.database_->waitBy(nullptr);
-        writer_.patience_.change([this] {
-            writer_.isTaken_ = false;
-            return true;
-        });
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
+StoreWriter::Turn::Turn(StoreWriter& writer, Patience::Allowance& allowance) : writer_(writer) {
+    writer_.database_->waitBy(&allowance);
+}
 
-private:
-    StoreWriter& writer_;
-};
+StoreWriter::Turn::~Turn() {
+    writer_.database_->waitBy(nullptr);
+    writer_.patience_.change([this] {
+        writer_.isTaken_ = false;
+        return true;
+    });
+}
+
+/// True when the connection belongs to the calling thread now.
+bool StoreWriter::takeIfFree() {
+    bool isFree = false;
+    patience_.change([&] {
+        isFree = !std::exchange(isTaken_, true);
+        return false;
+    });
+    return isFree;
+}
+
+StoreWriter::Turn StoreWriter::awaitTurn(Patience::Allowance& allowance) {
+    if (!allowance.wait([this] { return !std::exchange(isTaken_, true); }))
+        throw DatabaseError(SQLITE_BUSY, "other threads are using it");
+    return Turn(*this, allowance);
+}
 
 StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& files,
                          SoundMark& mark, const SqliteSettings& settings, Patience& patience)
@@ -70,11 +74,11 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& f
     , beginRead_(*database_, "BEGIN")
     , beginWrite_(*database_, "BEGIN IMMEDIATE")
     , commit_(*database_, "COMMIT")
+    , reader_(*database_)
     , search_(*database_)
     , upsert_(*database_, "INSERT INTO property(key, value, origin) VALUES(?1, ?2, ?3) "
                           "ON CONFLICT(key) DO UPDATE SET value = excluded.value, "
                           "origin = excluded.origin WHERE value IS NOT excluded.value")
-    , exists_(*database_, "SELECT 1 FROM property WHERE key = ?1")
     , delete_(*database_, "DELETE FROM property WHERE key = ?1 RETURNING value")
     , changes_(*database_, settings_.journalBound) {
     database_->execute("PRAGMA journal_size_limit = " + std::to_string(settings_.walIdleLimit));
@@ -87,7 +91,7 @@ StoreWriter::StoreWriter(std::unique_ptr<Database> database, const StoreFiles& f
 
 unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::string& origin,
                                 Patience::Allowance& allowance) {
-    const Turn turn(*this, allowance);
+    const Turn turn = awaitTurn(allowance);
     requireFiles(allowance);
     if (holdsAll(batch))
         return 0;
@@ -100,9 +104,9 @@ unsigned int StoreWriter::write(const IPropertyApi::Batch& batch, const std::str
 }
 
 bool StoreWriter::remove(const std::string& key, Patience::Allowance& allowance) {
-    const Turn turn(*this, allowance);
+    const Turn turn = awaitTurn(allowance);
     requireFiles(allowance);
-    if (!Statement::Run(exists_).bind(1, key).step())
+    if (!reader_.exists(key))
         return false;
     bool existed = false;
     transact(!schema::livesForOneBoot(key), allowance, [&] {
@@ -145,7 +149,7 @@ bool StoreWriter::holdsAll(const IPropertyApi::Batch& batch) {
 bool StoreWriter::writeOne(const std::string& key, const std::string& value,
                            const std::string& origin) {
     // A key that does not exist reads as the empty text: writing that to it is no change.
-    const bool wasOther = !value.empty() || Statement::Run(exists_).bind(1, key).step();
+    const bool wasOther = !value.empty() || reader_.exists(key);
     Statement::Run(upsert_).bind(1, key).bind(2, value).bind(3, origin).step();
     const bool differs = wasOther && database_->changedRows() > 0;
     if (differs)

@@ -9,17 +9,20 @@
 #include "SqliteSettings.h"
 #include "Statement.h"
 #include "StoreFiles.h"
+#include "StoreReader.h"
 #include "propertyapi/IPropertyApi.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <type_traits>
 
 namespace propertyapi {
 
-/// The connection that writes. Called from every thread; they write one after another.
-/// All operations throw DatabaseError, and then nothing is written.
+/// The connection that writes, and reads while nobody writes. Called from every thread; they use it
+/// one after another. All operations throw DatabaseError, and then nothing is written.
 class StoreWriter {
 public:
     /// files: those that the database has open. mark: that of the database. patience: the one of
@@ -34,6 +37,16 @@ public:
                        Patience::Allowance& allowance);
     /// Removes a key; true when it existed.
     bool remove(const std::string& key, Patience::Allowance& allowance);
+    /// Reads by an operation, a callable with StoreReader&, without waiting for others: nothing
+    /// when somebody else has the connection.
+    template <typename Operation>
+    auto readIfFree(Operation operation, Patience::Allowance& allowance)
+        -> std::optional<std::invoke_result_t<Operation, StoreReader&>> {
+        if (!takeIfFree())
+            return std::nullopt;
+        const Turn turn(*this, allowance);
+        return operation(reader_);
+    }
     /// See ChangeWriter. From every thread, without a turn.
     ChangeSpan overflow() const { return changes_.overflow(); }
     Database& database() { return *database_; }
@@ -46,7 +59,20 @@ public:
 private:
     /// The use of the connection by one thread: waiting for the disk, it would otherwise hold a
     /// lock across output. A thread that had to wait looks again at what it is about to write to.
-    class Turn;
+    class Turn {
+    public:
+        /// For the thread that the connection belongs to now.
+        Turn(StoreWriter& writer, Patience::Allowance& allowance);
+        ~Turn();
+        Turn(const Turn&) = delete;
+        Turn& operator=(const Turn&) = delete;
+
+    private:
+        StoreWriter& writer_;
+    };
+
+    bool takeIfFree();
+    Turn awaitTurn(Patience::Allowance& allowance);
 
     template <typename Work>
     void transact(bool lasting, const Patience::Allowance& allowance, Work work);
@@ -60,15 +86,15 @@ private:
     const StoreFiles& files_;
     SoundMark& mark_;
     Patience& patience_;
-    bool isTaken_ = false; ///< somebody has the turn; guarded by the patience
+    bool isTaken_ = false; ///< somebody has the connection; guarded by the patience
     const std::unique_ptr<Database> database_;
     bool flushing_ = true;
     Statement beginRead_;
     Statement beginWrite_;
     Statement commit_;
+    StoreReader reader_;
     RowSearch search_;
     Statement upsert_;
-    Statement exists_;
     Statement delete_;
     ChangeWriter changes_;
     std::atomic<bool> isWriting_{false};
