@@ -50,7 +50,9 @@ ChangeJournal& OpenStore::Connections::journal(Patience::Allowance& allowance) {
     if (journal_)
         return *journal_;
     journal_.emplace(file_.open(files, allowance));
-    // Opened in the middle of a replacement, it may have the log of the other file.
+    // Once it has read it has its log: in the middle of a replacement it may be that of the other
+    // file.
+    journal_->span();
     if (!files.haveNames()) {
         journal_.reset();
         failBusy("it was replaced meanwhile");

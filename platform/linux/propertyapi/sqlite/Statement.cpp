@@ -5,22 +5,33 @@
 
 #include <sqlite3.h>
 
+#include <utility>
+
 namespace propertyapi {
 
-Statement::Statement(Database& database, const std::string& text) : database_(database) {
-    const int code =
-        sqlite3_prepare_v3(database.handle(), text.c_str(), static_cast<int>(text.size() + 1),
-                           SQLITE_PREPARE_PERSISTENT, &handle_, nullptr);
-    if (code != SQLITE_OK)
-        database.fail(code);
-}
+Statement::Statement(Database& database, std::string text)
+    : database_(database), text_(std::move(text)) {}
 
 Statement::~Statement() {
     sqlite3_finalize(handle_);
 }
 
+void Statement::compile() {
+    const int code =
+        sqlite3_prepare_v3(database_.handle(), text_.c_str(), static_cast<int>(text_.size() + 1),
+                           SQLITE_PREPARE_PERSISTENT, &handle_, nullptr);
+    if (code != SQLITE_OK)
+        database_.fail(code);
+    text_ = {};
+}
+
 void Statement::execute() {
     Run(*this).step();
+}
+
+Statement::Run::Run(Statement& statement) : statement_(statement) {
+    if (statement_.handle_ == nullptr)
+        statement_.compile();
 }
 
 Statement::Run::~Run() {

@@ -11,11 +11,11 @@ namespace propertyapi {
 
 class Database;
 
-/// A statement compiled once for a connection, which must live longer. Same thread rule as the
-/// connection.
+/// A statement for a connection, which must live longer; compiled when it is run for the first
+/// time. Same thread rule as the connection.
 class Statement {
 public:
-    Statement(Database& database, const std::string& text);
+    Statement(Database& database, std::string text);
     ~Statement();
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
@@ -24,7 +24,7 @@ public:
     /// DatabaseError.
     class Run {
     public:
-        explicit Run(Statement& statement) : statement_(statement) {}
+        explicit Run(Statement& statement);
         ~Run();
         Run(const Run&) = delete;
         Run& operator=(const Run&) = delete;
@@ -50,7 +50,10 @@ public:
     void execute();
 
 private:
+    void compile();
+
     Database& database_;
+    std::string text_; ///< empty when it is compiled
     sqlite3_stmt* handle_ = nullptr;
 };
 
