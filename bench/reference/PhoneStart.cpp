@@ -54,7 +54,7 @@ PhoneStart::~PhoneStart() {
     ::close(lock_);
 }
 
-void PhoneStart::go(const StepsStore& store, const std::string& database) {
+void PhoneStart::go(StepsStore& store, const std::string& database) {
     namespace fs = std::filesystem;
     threads_.emplace_back(&PhoneStart::watch, this, database);
     for (int other = 0; other < OTHER_DIRECTORIES; ++other)

@@ -49,24 +49,12 @@ StepsStore::Journal::~Journal() {
     sqlite3_close(connection_);
 }
 
-StepsStore::StepsStore(const std::string& database)
-    : writer_(opened(database)), reader_(opened(database)) {
+StepsStore::StepsStore(const std::string& database) : connection_(opened(database)) {
     execute("PRAGMA journal_mode = WAL");
     execute("CREATE TABLE IF NOT EXISTS journal(sequence INTEGER PRIMARY KEY, changes TEXT)");
-    begin_ = prepared(writer_, "BEGIN IMMEDIATE");
-    upsert_ = prepared(writer_, "INSERT INTO property(key, value, origin) VALUES(?1, ?2, ?3) "
-                                "ON CONFLICT(key) DO UPDATE SET value = excluded.value, "
-                                "origin = excluded.origin WHERE value IS NOT excluded.value");
-    // A row takes a number for each change and for each 64 bytes: 65,536 of them are kept.
-    note_ = prepared(writer_, "INSERT INTO journal VALUES(coalesce((SELECT max(sequence) FROM "
-                              "journal), 0) + ?1, ?2)");
-    trim_ = prepared(writer_, "DELETE FROM journal WHERE sequence <= "
-                              "(SELECT max(sequence) FROM journal) - 65536");
-    commit_ = prepared(writer_, "COMMIT");
-    select_ = prepared(reader_, "SELECT value FROM property WHERE key = ?1");
     // In place of moving the log in a commit.
     sqlite3_wal_hook(
-        writer_,
+        connection_,
         [](void* pages, sqlite3*, const char*, int count) {
             *static_cast<int*>(pages) = count;
             return SQLITE_OK;
@@ -75,54 +63,63 @@ StepsStore::StepsStore(const std::string& database)
 }
 
 StepsStore::~StepsStore() {
-    for (sqlite3_stmt* const statement : {begin_, upsert_, note_, trim_, commit_, select_})
-        sqlite3_finalize(statement);
-    sqlite3_close(reader_);
-    sqlite3_close(writer_);
+    for (const Statement* const statement : {&begin_, &upsert_, &note_, &trim_, &commit_, &select_})
+        sqlite3_finalize(statement->handle);
+    sqlite3_close(connection_);
+}
+
+sqlite3_stmt* StepsStore::compiled(Statement& statement) const {
+    if (statement.handle == nullptr)
+        statement.handle = prepared(connection_, statement.sql);
+    return statement.handle;
 }
 
 void StepsStore::write(const Parameters& batch, bool isLasting) {
     if (isLasting != isFlushing_)
         execute(isLasting ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     isFlushing_ = isLasting;
-    finish(begin_);
+    finish(compiled(begin_));
+    sqlite3_stmt* const upsert = compiled(upsert_);
     const std::string origin = isLasting ? "provisioning" : "";
     std::string changes;
     std::size_t numbers = 0;
     for (const auto& [key, value] : batch) {
-        bind(upsert_, 1, key);
-        bind(upsert_, 2, value);
-        bind(upsert_, 3, origin);
-        finish(upsert_);
-        if (sqlite3_changes(writer_) == 0)
+        bind(upsert, 1, key);
+        bind(upsert, 2, value);
+        bind(upsert, 3, origin);
+        finish(upsert);
+        if (sqlite3_changes(connection_) == 0)
             continue;
         changes.append(key).append("=").append(value).append("\n");
         numbers += 1 + (key.size() + value.size()) / 64;
     }
     if (numbers > 0) {
-        sqlite3_bind_int64(note_, 1, static_cast<sqlite3_int64>(numbers));
-        bind(note_, 2, changes);
-        finish(note_);
+        sqlite3_stmt* const note = compiled(note_);
+        sqlite3_bind_int64(note, 1, static_cast<sqlite3_int64>(numbers));
+        bind(note, 2, changes);
+        finish(note);
     }
     if (isLasting)
-        finish(trim_);
-    finish(commit_);
+        finish(compiled(trim_));
+    finish(compiled(commit_));
 }
 
-std::string StepsStore::value(const std::string& key) const {
-    bind(select_, 1, key);
+std::string StepsStore::value(const std::string& key) {
+    sqlite3_stmt* const select = compiled(select_);
+    bind(select, 1, key);
     std::string value;
-    if (sqlite3_step(select_) == SQLITE_ROW)
-        value = reinterpret_cast<const char*>(sqlite3_column_text(select_, 0));
-    sqlite3_reset(select_);
+    if (sqlite3_step(select) == SQLITE_ROW)
+        value = reinterpret_cast<const char*>(sqlite3_column_text(select, 0));
+    sqlite3_reset(select);
     return value;
 }
 
 void StepsStore::rest() const {
     if (logPages_ >= LONG_LOG)
-        sqlite3_wal_checkpoint_v2(writer_, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+        sqlite3_wal_checkpoint_v2(connection_, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                                  nullptr);
 }
 
 void StepsStore::execute(const char* sql) const {
-    require(sqlite3_exec(writer_, sql, nullptr, nullptr, nullptr) == SQLITE_OK, sql);
+    require(sqlite3_exec(connection_, sql, nullptr, nullptr, nullptr) == SQLITE_OK, sql);
 }

@@ -9,8 +9,8 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-/// A store that keeps every change in a bounded journal, too, with one connection to write and
-/// another one to read. One thread at a time; all throw std::runtime_error.
+/// A store that keeps every change in a bounded journal, too. One thread at a time; all throw
+/// std::runtime_error.
 class StepsStore {
 public:
     /// A further connection, which has read the number of the newest change.
@@ -36,21 +36,32 @@ public:
     /// flushed.
     void write(const Parameters& batch, bool isLasting);
     /// Empty when there is none.
-    std::string value(const std::string& key) const;
+    std::string value(const std::string& key);
     /// Moves a long log into the database. Nothing else does, so that no write takes the time.
     void rest() const;
 
 private:
     void execute(const char* sql) const;
 
-    sqlite3* writer_ = nullptr;
-    sqlite3* reader_ = nullptr;
-    sqlite3_stmt* begin_ = nullptr;
-    sqlite3_stmt* upsert_ = nullptr;
-    sqlite3_stmt* note_ = nullptr;
-    sqlite3_stmt* trim_ = nullptr;
-    sqlite3_stmt* commit_ = nullptr;
-    sqlite3_stmt* select_ = nullptr;
+    /// Compiled when it is needed.
+    struct Statement {
+        const char* sql;
+        sqlite3_stmt* handle = nullptr;
+    };
+    sqlite3_stmt* compiled(Statement& statement) const;
+
+    sqlite3* const connection_;
+    Statement begin_{"BEGIN IMMEDIATE"};
+    Statement upsert_{"INSERT INTO property(key, value, origin) VALUES(?1, ?2, ?3) "
+                      "ON CONFLICT(key) DO UPDATE SET value = excluded.value, "
+                      "origin = excluded.origin WHERE value IS NOT excluded.value"};
+    /// A row takes a number for each change and for each 64 bytes: 65,536 of them are kept.
+    Statement note_{"INSERT INTO journal VALUES(coalesce((SELECT max(sequence) FROM journal), 0) + "
+                    "?1, ?2)"};
+    Statement trim_{"DELETE FROM journal WHERE sequence <= "
+                    "(SELECT max(sequence) FROM journal) - 65536"};
+    Statement commit_{"COMMIT"};
+    Statement select_{"SELECT value FROM property WHERE key = ?1"};
     bool isFlushing_ = true; ///< as the library begins
     int logPages_ = 0;       ///< after the last commit
 };

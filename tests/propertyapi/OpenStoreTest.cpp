@@ -6,9 +6,11 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
+#include <thread>
 #include <vector>
 
 using propertyapi::OpenStore;
@@ -65,27 +67,58 @@ TEST(OpenStore, ConnectionThatIsOpenedInTheMiddleOfAReplacementIsNotUsed) {
     EXPECT_THAT(numbers, testing::ElementsAre(1, 2));
 }
 
-TEST(OpenStore, JournalThatIsOpenedInTheMiddleOfAReplacementIsNotUsed) {
-    const SharedStore shared;
-    OpenStore store(StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
-                    std::make_shared<Patience>(), [] {});
-    propertyapi::SqlitePropertyApi("/data/other.db").setValue("A", "new");
-    std::vector<std::uint64_t> numbers;
-    store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
-        numbers.push_back(connections.number);
-        if (numbers.size() == 1) // another process does
-            std::remove((shared.file() + "-wal").c_str());
-        EXPECT_EQ(connections.journal(allowance).value("A"), "");
-    });
-    EXPECT_THAT(numbers, testing::ElementsAre(1, 2));
+/// Opens a further connection, and says what it reads.
+using ReadsThroughAnother = std::string (*)(OpenStore::Connections&, Patience::Allowance&);
+
+std::string readByThePool(OpenStore::Connections& connections, Patience::Allowance& allowance) {
+    return propertyapi::ReaderPool::Lease(connections.readers, allowance)->value("A").value_or("");
 }
+
+std::string readByTheJournal(OpenStore::Connections& connections, Patience::Allowance& allowance) {
+    return connections.journal(allowance).value("A");
+}
+
+struct LogRemovedBeforeAnotherConnection : testing::TestWithParam<ReadsThroughAnother> {
+    /// shorten: what another program does to the log before it removes it.
+    void removeLogAndRead(const std::string& shorten) {
+        std::vector<std::uint64_t> numbers;
+        store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+            numbers.push_back(connections.number);
+            if (numbers.size() == 1) {
+                connections.writer.write({{"A", "kept"}}, "", allowance);
+                if (!shorten.empty())
+                    shared.shell(shorten);
+                std::remove((shared.file() + "-wal").c_str());
+            }
+            EXPECT_EQ(GetParam()(connections, allowance), "kept");
+        });
+        EXPECT_THAT(numbers, testing::ElementsAre(1, 2));
+    }
+
+    const SharedStore shared;
+    OpenStore store{StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
+                    std::make_shared<Patience>(), [] {
+                    }};
+};
+
+TEST_P(LogRemovedBeforeAnotherConnection, TheStoreIsOpenedAgain) {
+    removeLogAndRead("PRAGMA wal_checkpoint(TRUNCATE)"); // a log of no bytes is as good as another
+}
+
+TEST_P(LogRemovedBeforeAnotherConnection, NothingThatWasInItIsLost) {
+    removeLogAndRead("");
+}
+
+INSTANTIATE_TEST_SUITE_P(Connections, LogRemovedBeforeAnotherConnection,
+                         testing::Values(readByThePool, readByTheJournal));
 
 /// How often this process has the database open.
 int timesOpen(const SharedStore& shared) {
+    const auto file = std::filesystem::canonical(shared.file());
     int times = 0;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code gone;
-        if (std::filesystem::read_symlink(entry.path(), gone) == shared.file())
+        if (std::filesystem::read_symlink(entry.path(), gone) == file)
             ++times;
     }
     return times;
@@ -141,10 +174,41 @@ TEST_F(BusyStore, KeepsAWriteWaiting) {
                 connections.writer.write({{"A", "new"}}, "", none);
             },
             testing::ThrowsMessage<propertyapi::DatabaseError>(
-                testing::HasSubstr("other threads are using it")));
+                testing::HasSubstr("other threads are using its connection")));
     });
     write("new"); // once it is free
     EXPECT_EQ(shared.shell("SELECT value FROM property WHERE key = 'A'"), "new");
+}
+
+/// A write gets the connection soon, however many threads read all the time.
+TEST_F(BusyStore, LetsWritesGoFirst) {
+    write("0");
+    std::atomic<bool> isOver = false;
+    std::vector<std::thread> readers;
+    for (int thread = 0; thread < 3; ++thread)
+        readers.emplace_back([&] {
+            while (!isOver)
+                store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+                    EXPECT_NE(valueOf(connections, allowance), "");
+                    EXPECT_FALSE(allowance.hasWaited());
+                });
+        });
+    for (int value = 1; value <= 300; ++value)
+        write(std::to_string(value));
+    isOver = true;
+    for (std::thread& reader : readers)
+        reader.join();
+    EXPECT_EQ(shared.shell("SELECT value FROM property WHERE key = 'A'"), "300");
+}
+
+/// From then on hardly anybody may wait for the connection.
+TEST_F(BusyStore, IsNotReadThroughOnceWaitsAreLimited) {
+    write("old");
+    patience->limit(std::chrono::seconds(2));
+    store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+        EXPECT_FALSE(connections.writer.readIfFree([](StoreReader&) { return true; }, allowance));
+        EXPECT_EQ(valueOf(connections, allowance), "old");
+    });
 }
 
 TEST(OpenStore, ReadsThroughTheConnectionThatWritesWhileNobodyElseUsesIt) {

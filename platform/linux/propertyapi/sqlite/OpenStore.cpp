@@ -47,15 +47,9 @@ bool OpenStore::Connections::areOfOneFile() {
 }
 
 ChangeJournal& OpenStore::Connections::journal(Patience::Allowance& allowance) {
-    if (journal_)
-        return *journal_;
-    journal_.emplace(file_.open(files, allowance));
-    // Once it has read it has its log: in the middle of a replacement it may be that of the other
-    // file.
-    journal_->span();
-    if (!files.haveNames()) {
-        journal_.reset();
-        failBusy("it was replaced meanwhile");
+    if (!journal_) {
+        journal_.emplace(file_.open(files, allowance));
+        journal_->database().waitBy(nullptr);
     }
     return *journal_;
 }
@@ -221,8 +215,8 @@ void OpenStore::replace(Patience::Allowance& allowance) {
                << "instead";
 }
 
-/// All connections to one file, which has its name when the last one was opened; somebody may
-/// replace it meanwhile.
+/// The connection that writes, to a file that has its name when it was opened; somebody may replace
+/// it meanwhile.
 void OpenStore::open(Patience::Allowance& allowance) {
     for (;;) {
         const auto before = FileStamp::of(file_.path()).id;

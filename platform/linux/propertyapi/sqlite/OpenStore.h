@@ -34,7 +34,7 @@ public:
         Connections(const StoreFile& file, StoreFile::Prepared prepared, SoundMark& mark,
                     const SqliteSettings& settings, Patience& patience, std::uint64_t fileNumber);
 
-        /// The files are those that the writer has open, if they were replaced at all.
+        /// All files were there when the writer was opened, and have their names.
         bool areOfOneFile();
         /// Reads by an operation, a callable with StoreReader&: beside a thread that writes or
         /// reads, through a connection of its own.

@@ -13,6 +13,11 @@ void Patience::limit(std::chrono::milliseconds total) {
     changed_.notify_all();
 }
 
+bool Patience::isLimited() {
+    const std::lock_guard lock(mutex_);
+    return left_.has_value();
+}
+
 /// Takes what has been waited since the last call off the limit: the time times the threads.
 void Patience::charge(Clock::time_point now) {
     if (left_)

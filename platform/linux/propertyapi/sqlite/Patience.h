@@ -31,6 +31,8 @@ public:
     /// that; what counts is the time that each has actually waited. A later limit can only make it
     /// less.
     void limit(std::chrono::milliseconds total);
+    /// True from the first limit on.
+    bool isLimited();
     /// Changes something with the mutex locked. change: returns true when others may have waited
     /// for that.
     template <typename Change>

@@ -22,7 +22,7 @@ void Statement::compile() {
                            SQLITE_PREPARE_PERSISTENT, &handle_, nullptr);
     if (code != SQLITE_OK)
         database_.fail(code);
-    text_ = {};
+    std::string().swap(text_);
 }
 
 void Statement::execute() {

@@ -147,8 +147,9 @@ std::unique_ptr<Database> StoreFile::open(Patience::Allowance& allowance) const 
 std::unique_ptr<Database> StoreFile::open(const StoreFiles& files,
                                           Patience::Allowance& allowance) const {
     auto database = open(allowance);
-    // Before it reads anything: it would take the log for its own.
-    if (files.isDatabase(database->file()))
+    // Before it reads anything: it would take the log for its own, or make one, which nobody else
+    // has.
+    if (files.isDatabase(database->file()) && files.haveNames())
         return database;
     removeOrphans(files, allowance);
     throw DatabaseError(SQLITE_BUSY, REPLACED);

@@ -27,8 +27,8 @@ public:
     /// values of another boot. The database goes on waiting by the allowance, and leaves the log
     /// where it is when it is closed.
     Prepared prepare(Patience::Allowance& allowance) const;
-    /// Opens a prepared store, whose files are open, once more; fails where they were replaced. The
-    /// same holds for the allowance.
+    /// Opens a prepared store, whose files are open, once more; fails where one of them was removed
+    /// or replaced. It waits by the allowance and leaves the log, as the first one does.
     std::unique_ptr<Database> open(const StoreFiles& files, Patience::Allowance& allowance) const;
     /// Removes what lost its file but not its name of files that are still open.
     void removeOrphans(const StoreFiles& files, Patience::Allowance& allowance) const;

@@ -48,19 +48,35 @@ StoreWriter::Turn::~Turn() {
     });
 }
 
-/// True when the connection belongs to the calling thread now.
+/// True when the connection belongs to the calling thread now. Never where a write may have to wait
+/// for that: writes go first, and at the process's end there is hardly time to wait.
 bool StoreWriter::takeIfFree() {
+    if (patience_.isLimited())
+        return false;
     bool isFree = false;
     patience_.change([&] {
-        isFree = !std::exchange(isTaken_, true);
+        isFree = waitingWrites_ == 0 && !std::exchange(isTaken_, true);
         return false;
     });
     return isFree;
 }
 
 StoreWriter::Turn StoreWriter::awaitTurn(Patience::Allowance& allowance) {
-    if (!allowance.wait([this] { return !std::exchange(isTaken_, true); }))
-        throw DatabaseError(SQLITE_BUSY, "other threads are using it");
+    bool isWaiting = false;
+    const auto take = [&] {
+        if (!isTaken_)
+            return isTaken_ = true;
+        waitingWrites_ += std::exchange(isWaiting, true) ? 0 : 1;
+        return false;
+    };
+    const bool isTaken = allowance.wait(take);
+    if (isWaiting)
+        patience_.change([this] {
+            --waitingWrites_;
+            return false;
+        });
+    if (!isTaken)
+        throw DatabaseError(SQLITE_BUSY, "other threads are using its connection");
     return Turn(*this, allowance);
 }
 

@@ -38,7 +38,7 @@ public:
     /// Removes a key; true when it existed.
     bool remove(const std::string& key, Patience::Allowance& allowance);
     /// Reads by an operation, a callable with StoreReader&, without waiting for others: nothing
-    /// when somebody else has the connection.
+    /// when somebody else has the connection or waits for it.
     template <typename Operation>
     auto readIfFree(Operation operation, Patience::Allowance& allowance)
         -> std::optional<std::invoke_result_t<Operation, StoreReader&>> {
@@ -86,7 +86,8 @@ private:
     const StoreFiles& files_;
     SoundMark& mark_;
     Patience& patience_;
-    bool isTaken_ = false; ///< somebody has the connection; guarded by the patience
+    bool isTaken_ = false;  ///< somebody has the connection; guarded by the patience
+    int waitingWrites_ = 0; ///< for it; the same
     const std::unique_ptr<Database> database_;
     bool flushing_ = true;
     Statement beginRead_;
