@@ -93,6 +93,7 @@ ReadOnlyStore::find(const std::vector<std::string>& keys) const {
     return read([&](Database& database) {
         std::vector<std::optional<StoredProperty>> found;
         database.execute("BEGIN");
+        database.query("SELECT 1 FROM property"); // whether it can be read, without a key, too
         Statement select(database, "SELECT value, origin FROM property WHERE key = ?1");
         for (const std::string& key : keys) {
             Statement::Run run(select);
