@@ -180,8 +180,29 @@ TEST_F(BusyStore, KeepsAWriteWaiting) {
     EXPECT_EQ(shared.shell("SELECT value FROM property WHERE key = 'A'"), "new");
 }
 
-/// A write gets the connection soon, however many threads read all the time.
-TEST_F(BusyStore, LetsWritesGoFirst) {
+/// Who reads is back long before a thread that waits has woken up.
+TEST_F(BusyStore, LetsAWaitingWriteGoFirst) {
+    std::atomic<bool> isOver = false;
+    std::thread reader([&] {
+        const auto reading = [](StoreReader&) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            return true;
+        };
+        store.run([&](OpenStore::Connections& connections, Patience::Allowance& allowance) {
+            while (!isOver)
+                connections.writer.readIfFree(reading, allowance);
+        });
+    });
+    for (int value = 0; value < 50; ++value)
+        store.run([&](OpenStore::Connections& connections, Patience::Allowance&) {
+            Patience::Allowance half(*patience, std::chrono::milliseconds(500));
+            EXPECT_NO_THROW(connections.writer.write({{"A", std::to_string(value)}}, "", half));
+        });
+    isOver = true;
+    reader.join();
+}
+
+TEST_F(BusyStore, ReadsAndWritesOfSeveralThreadsDoNotWaitForEachOther) {
     write("0");
     std::atomic<bool> isOver = false;
     std::vector<std::thread> readers;
