@@ -31,34 +31,29 @@ constexpr std::chrono::milliseconds EMPTYING_PAUSE{2};
 
 OpenStore::Connections::Connections(const StoreFile& file, StoreFile::Prepared prepared,
                                     SoundMark& mark, const SqliteSettings& settings,
-                                    Patience& patience, std::uint64_t fileNumber)
+                                    Patience& patience, std::uint64_t fileNumber,
+                                    Patience::Allowance& allowance)
     : number(fileNumber)
     , files(std::move(prepared.files))
     , writer(std::move(prepared.database), files, mark, settings, patience)
     , readers([this, &file](Patience::Allowance& readersAllowance) {
         return file.open(files, readersAllowance);
     })
-    , file_(file) {
+    , journal(file.open(files, allowance)) {
+    journal.span(); // it has its log as soon as it reads
     writer.database().waitBy(nullptr);
+    journal.database().waitBy(nullptr);
 }
 
 bool OpenStore::Connections::areOfOneFile() {
-    return files.areComplete() && files.haveNames() && !writer.database().isMoved();
-}
-
-ChangeJournal& OpenStore::Connections::journal(Patience::Allowance& allowance) {
-    if (!journal_) {
-        journal_.emplace(file_.open(files, allowance));
-        journal_->database().waitBy(nullptr);
-    }
-    return *journal_;
+    return files.areComplete() && files.haveNames() && !writer.database().isMoved() &&
+           !journal.database().isMoved();
 }
 
 void OpenStore::Connections::moveLogOnClose(bool move) noexcept {
     writer.database().moveLogOnClose(move);
     readers.moveLogOnClose(move);
-    if (journal_)
-        journal_->database().moveLogOnClose(move);
+    journal.database().moveLogOnClose(move);
 }
 
 OpenStore::OpenStore(StoreFile file, const SqliteSettings& settings,
@@ -99,9 +94,8 @@ void OpenStore::check() {
 
 void OpenStore::moveLog() {
     run([this](Connections& connections, Patience::Allowance& allowance) {
-        Database& database = connections.journal(allowance).database();
-        const Database::Waiting waiting(database, allowance);
-        mark_.moveLog(database);
+        const Database::Waiting waiting(connections.journal.database(), allowance);
+        mark_.moveLog(connections.journal.database());
     });
 }
 
@@ -215,14 +209,15 @@ void OpenStore::replace(Patience::Allowance& allowance) {
                << "instead";
 }
 
-/// The connection that writes, to a file that has its name when it was opened; somebody may replace
-/// it meanwhile.
+/// The connections that are always there, to one file, which has its name when the last one was
+/// opened; somebody may replace it meanwhile.
 void OpenStore::open(Patience::Allowance& allowance) {
     for (;;) {
         const auto before = FileStamp::of(file_.path()).id;
         try {
-            connections_ = std::make_unique<Connections>(file_, file_.prepare(allowance), mark_,
-                                                         settings_, *patience_, number_ + 1);
+            connections_ =
+                std::make_unique<Connections>(file_, file_.prepare(allowance), mark_, settings_,
+                                              *patience_, number_ + 1, allowance);
             mark_.begin();
             if (connections_->areOfOneFile()) {
                 ++number_;

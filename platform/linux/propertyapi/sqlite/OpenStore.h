@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <utility>
 
 namespace propertyapi {
@@ -31,10 +30,12 @@ class OpenStore {
 public:
     /// What an operation works with.
     struct Connections {
+        /// file: waits by the allowance for the connections that it opens here.
         Connections(const StoreFile& file, StoreFile::Prepared prepared, SoundMark& mark,
-                    const SqliteSettings& settings, Patience& patience, std::uint64_t fileNumber);
+                    const SqliteSettings& settings, Patience& patience, std::uint64_t fileNumber,
+                    Patience::Allowance& allowance);
 
-        /// All files were there when the writer was opened, and have their names.
+        /// All were opened before the files were replaced, if they were.
         bool areOfOneFile();
         /// Reads by an operation, a callable with StoreReader&: beside a thread that writes or
         /// reads, through a connection of its own.
@@ -45,8 +46,6 @@ public:
             const ReaderPool::Lease reader(readers, allowance);
             return operation(*reader);
         }
-        /// For the notification thread, which opens it when it uses it for the first time.
-        ChangeJournal& journal(Patience::Allowance& allowance);
         /// See Database; of all connections.
         void moveLogOnClose(bool move) noexcept;
 
@@ -54,10 +53,7 @@ public:
         const StoreFiles files;
         StoreWriter writer;
         ReaderPool readers;
-
-    private:
-        const StoreFile& file_;
-        std::optional<ChangeJournal> journal_;
+        ChangeJournal journal; ///< for the notification thread
     };
 
     /// Opens the store. reopened: called when it was opened again.
@@ -90,9 +86,8 @@ public:
     template <typename Operation>
     void runOnJournal(Operation operation) {
         run([&](Connections& connections, Patience::Allowance& allowance) {
-            ChangeJournal& journal = connections.journal(allowance);
-            const Database::Waiting waiting(journal.database(), allowance);
-            operation(journal, connections.number, std::as_const(connections.writer));
+            const Database::Waiting waiting(connections.journal.database(), allowance);
+            operation(connections.journal, connections.number, std::as_const(connections.writer));
         });
     }
     /// Moves what it can of the log into the database. For the notification thread.
