@@ -40,7 +40,7 @@ OpenStore::Connections::Connections(const StoreFile& file, StoreFile::Prepared p
         return file.open(files, readersAllowance);
     })
     , journal(file.open(files, allowance)) {
-    journal.span(); // it has its log as soon as it reads
+    journal.database().query("PRAGMA user_version"); // it has its log as soon as it reads
     writer.database().waitBy(nullptr);
     journal.database().waitBy(nullptr);
 }
