@@ -85,7 +85,7 @@ struct LogRemovedBeforeAnotherConnection : testing::Test {
         EXPECT_THAT(numbers, testing::ElementsAre(1, 2));
     }
 
-    const SharedStore shared;
+    SharedStore shared;
     OpenStore store{StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(),
                     std::make_shared<Patience>(), [] {
                     }};
@@ -134,7 +134,7 @@ struct BusyStore : testing::Test {
         });
     }
 
-    const SharedStore shared;
+    SharedStore shared;
     const std::shared_ptr<Patience> patience = std::make_shared<Patience>();
     OpenStore store{StoreFile(posix::HostPath(shared.file()), inABoot()), inABoot(), patience, [] {
                     }};
