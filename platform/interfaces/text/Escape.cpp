@@ -37,28 +37,38 @@ bool isPlain(char byte, bool isQuoted) {
     return byte >= ' ' && byte <= '~' && !(isQuoted && (byte == '"' || byte == '\\'));
 }
 
+/// How many bytes at the front stay as they are; nearly always all.
+std::size_t plainSize(std::string_view text, bool isQuoted) {
+    std::size_t size = 0;
+    while (size < text.size() && isPlain(text[size], isQuoted))
+        ++size;
+    return size;
+}
+
+/// Appends the first character of a text, which is not plain. Returns its size in bytes.
+std::size_t appendFirst(std::string& result, std::string_view text) {
+    const utf8::Character character = utf8::first(text);
+    const std::size_t size = character.size == 0 ? 1 : character.size;
+    if (character.size == 0 || isControl(character.code)) {
+        for (const char part : text.substr(0, size))
+            appendEscape(result, part);
+        return size;
+    }
+    if (size == 1) // of a text in quotes
+        result += '\\';
+    result += text.substr(0, size);
+    return size;
+}
+
 std::string escape(std::string_view text, bool isQuoted) {
     std::string result;
-    result.reserve(text.size()); // nearly all texts are plain from front to end
+    result.reserve(text.size());
     while (!text.empty()) {
-        std::size_t size = 0;
-        while (size < text.size() && isPlain(text[size], isQuoted))
-            ++size;
+        const std::size_t size = plainSize(text, isQuoted);
         result += text.substr(0, size);
         text.remove_prefix(size);
-        if (text.empty())
-            break;
-        const utf8::Character character = utf8::first(text);
-        size = character.size == 0 ? 1 : character.size;
-        if (character.size == 0 || isControl(character.code)) {
-            for (const char part : text.substr(0, size))
-                appendEscape(result, part);
-        } else {
-            if (size == 1) // of a text in quotes
-                result += '\\';
-            result += text.substr(0, size);
-        }
-        text.remove_prefix(size);
+        if (!text.empty())
+            text.remove_prefix(appendFirst(result, text));
     }
     return result;
 }
