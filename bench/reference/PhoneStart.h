@@ -13,8 +13,8 @@
 /// and its bus: it locks its name, reads the phone's configuration, looks through its directories,
 /// subscribes to properties and reads others, says so in its log, and has threads that wait: for
 /// changes of the store, for the next run at night, for the time of the health check, for others to
-/// be ready. Nothing is done with what is found. All throw std::runtime_error;
-/// a failure of its own threads ends the process.
+/// be ready. Nothing is done with what is found. All throw std::runtime_error; a failure of its own
+/// threads ends the process.
 class PhoneStart {
 public:
     struct Places {
