@@ -30,6 +30,14 @@ TEST(Statistics, AQuantileIsOneOfTheSample) {
     EXPECT_DOUBLE_EQ(quantile({3, 1, 2}, 0.99), 3);
 }
 
+TEST(Statistics, GroupsAreOfSamplesThatFollowOneAnother) {
+    const Samples samples{9, 1, 5, 2, 3, 4, 100};
+    EXPECT_THAT(byGroups(samples, 2, 0.5), ElementsAre(5, 3)) << "the last one is left over";
+    EXPECT_THAT(byGroups(samples, 7, 0.5), testing::ElementsAreArray(samples));
+    EXPECT_THAT(byGroups(samples, 3, 0.99), ElementsAre(9, 5, 4));
+    EXPECT_THROW(byGroups({1}, 2, 0.5), std::invalid_argument);
+}
+
 TEST(Statistics, NothingHasNoMiddle) {
     EXPECT_THROW(median({}), std::invalid_argument);
     EXPECT_THROW(quantile({}, 0.5), std::invalid_argument);

@@ -18,6 +18,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <map>
 #include <regex>
@@ -62,6 +63,19 @@ TEST(LogOutput, OneLineSaysTimeLevelSourceAndText) {
                                  "0-9]\\.[0-9][0-9][0-9]Z " +
                                  level + " LogWriter:[0-9]+ Setting timer\n"));
     }
+}
+
+TEST(LogOutput, TheTimeIsThatOfTheStatement) {
+    using namespace std::chrono;
+    const auto before = floor<milliseconds>(system_clock::now());
+    const std::string line = runWriter({"line", "1", "x"}).output;
+    const auto after = system_clock::now();
+    std::tm date{};
+    const char* const rest = ::strptime(line.c_str(), "%Y-%m-%dT%H:%M:%S.", &date);
+    ASSERT_NE(rest, nullptr) << line;
+    const auto time = system_clock::from_time_t(::timegm(&date)) + milliseconds(std::stoi(rest));
+    EXPECT_GE(time, before) << line;
+    EXPECT_LE(time, after) << line;
 }
 
 TEST(LogOutput, TheTimeIsUtcWhateverTheZone) {

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "AfterTruncation.h"
 
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -42,26 +40,14 @@ int shut(int file) {
     return result;
 }
 
-/// Puts a call in the place of the library's own; none: the library's own again.
-void replace(const char* name, sqlite3_syscall_ptr call) {
-    sqlite3_vfs* const vfs = sqlite3_vfs_find("unix");
-    if (vfs == nullptr || vfs->xSetSystemCall(vfs, name, call) != SQLITE_OK)
-        throw std::runtime_error(std::string("cannot replace ") + name);
-}
-
 } // namespace
 
 AfterTruncation::AfterTruncation(std::string database, std::function<void()> atOnce,
-                                 std::function<void()> unlocked) {
+                                 std::function<void()> unlocked)
+    : truncate_("ftruncate", reinterpret_cast<sqlite3_syscall_ptr>(Truncate(cut)))
+    , close_("close", reinterpret_cast<sqlite3_syscall_ptr>(Close(shut))) {
     databasePath = std::move(database);
     atTruncation = std::move(atOnce);
     atClose = std::move(unlocked);
     isTruncated = false;
-    replace("ftruncate", reinterpret_cast<sqlite3_syscall_ptr>(Truncate(cut)));
-    replace("close", reinterpret_cast<sqlite3_syscall_ptr>(Close(shut)));
-}
-
-AfterTruncation::~AfterTruncation() {
-    replace("ftruncate", nullptr);
-    replace("close", nullptr);
 }

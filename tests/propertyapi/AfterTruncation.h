@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "LibraryCall.h"
+
 #include <functional>
 #include <string>
 
@@ -13,7 +15,8 @@ public:
     /// thread that does it.
     AfterTruncation(std::string database, std::function<void()> atOnce,
                     std::function<void()> unlocked = nullptr);
-    ~AfterTruncation();
-    AfterTruncation(const AfterTruncation&) = delete;
-    AfterTruncation& operator=(const AfterTruncation&) = delete;
+
+private:
+    const LibraryCall truncate_;
+    const LibraryCall close_;
 };

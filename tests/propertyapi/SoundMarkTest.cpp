@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "propertyapi/sqlite/SoundMark.h"
 
+#include "AfterRefusedLock.h"
 #include "AfterTruncation.h"
 #include "FlushCounter.h"
 #include "OtherProgram.h"
@@ -20,12 +21,14 @@
 #include <sys/xattr.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 
 using propertyapi::PropertyApiException;
 using propertyapi::SqlitePropertyApi;
@@ -132,11 +135,20 @@ TEST_F(SoundMark, WriteAtTheMomentOfClosingVoidsIt) {
     const std::string another = store_.root().host("/data/another");
     struct stat before {};
     ASSERT_EQ(::stat(another.c_str(), &before), 0);
-    const propertyapi::SoundMark mark(posix::HostPath(another), "of the test");
+    propertyapi::SoundMark mark(posix::HostPath(another), "of the test");
+    mark.begin();
     mark.set();
     EXPECT_TRUE(mark.isValid());
     const std::array<timespec, 2> times{before.st_atim, before.st_mtim};
     ASSERT_EQ(::utimensat(AT_FDCWD, another.c_str(), times.data(), 0), 0);
+    EXPECT_FALSE(mark.isValid());
+}
+
+TEST_F(SoundMark, WriteRightBeforeItIsSetIsSeen) {
+    propertyapi::SoundMark mark(posix::HostPath(file_), "of the test");
+    mark.begin();
+    ASSERT_EQ(::utimensat(AT_FDCWD, file_.c_str(), nullptr, 0), 0);
+    mark.set();
     EXPECT_FALSE(mark.isValid());
 }
 
@@ -244,6 +256,26 @@ TEST_F(SoundMark, DamageThatIsMetWhileTheLogIsMovedIsNotForgotten) {
     mark.moveLog(database);
     EXPECT_TRUE(isMet);
     EXPECT_FALSE(mark.isUntouched());
+    mark.set();
+    EXPECT_FALSE(mark.isValid());
+}
+
+TEST_F(SoundMark, MoveBySomebodyElseAtTheSameTimeIsAWriteOfTheirs) {
+    const SqlitePropertyApi api;
+    api.setValue("Own", "1");
+    propertyapi::SoundMark mark(posix::HostPath(file_), "of the test");
+    mark.begin();
+    propertyapi::Database database{posix::HostPath(file_)};
+    propertyapi::Database theirs{posix::HostPath(file_)};
+    for (propertyapi::Database* each : {&database, &theirs})
+        each->query("SELECT count(*) FROM sqlite_schema"); // finds the log
+    bool isUntouched = true;
+    flushes::beforeNext([&] {
+        mark.moveLog(database);
+        isUntouched = mark.isUntouched();
+    });
+    EXPECT_TRUE(theirs.checkpoint());
+    EXPECT_FALSE(isUntouched);
 }
 
 /// As it is on a phone: another program has the store open all the time.
@@ -474,6 +506,25 @@ TEST_F(SoundMarkBesideOthers, LogIsLeftWhereTheDatabaseCannotBeFlushed) {
     EXPECT_EQ(logSize(), before);
     EXPECT_FALSE(isMarked());
     expectValue("Own", "1");
+}
+
+TEST_F(SoundMarkBesideOthers, WhoReadsForAMomentDoesNotKeepTheLogFromBeingEmptied) {
+    std::optional<OtherProgram> reader;
+    std::atomic<bool> isReading = false;
+    {
+        const AfterRefusedLock seen([&] {
+            if (isReading.exchange(false))
+                reader.reset();
+        });
+        auto api = std::make_unique<SqlitePropertyApi>();
+        api->setValue("Own", "1");
+        reader.emplace("snapshot", file_);
+        isReading = true;
+        close(api);
+    }
+    EXPECT_FALSE(isReading) << "it was not in the way";
+    EXPECT_EQ(logSize(), 0U);
+    EXPECT_TRUE(isMarked());
 }
 
 TEST_F(SoundMarkBesideOthers, LogOfAReplacedStoreIsLeft) {

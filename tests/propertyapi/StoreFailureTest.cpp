@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ChangeRecorder.h"
+#include "FlushCounter.h"
 #include "SharedStore.h"
 #include "propertyapi/sqlite/SqlitePropertyApi.h"
 #include "support/logger/LogRecorder.h"
@@ -10,10 +11,12 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <chrono>
 #include <filesystem>
 #include <future>
 #include <new>
 #include <optional>
+#include <thread>
 
 using propertyapi::PropertyApiException;
 using propertyapi::SqlitePropertyApi;
@@ -326,6 +329,27 @@ TEST(StoreFailure, ChangeForWhichThereIsNoMemoryIsDeliveredOnceThereIs) {
     }
     EXPECT_TRUE(waitForDelivery(api));
     EXPECT_THAT(recorder.values(), ElementsAre(std::string(2'000'000, '0')));
+}
+
+TEST(StoreFailure, ChangeThatCouldNotBeReadIsDeliveredAlthoughTheClientItselfWritesForLong) {
+    const SharedStore store;
+    const LogRecorder log;
+    const SqlitePropertyApi api;
+    ChangeRecorder recorder;
+    api.subscribe("A", recorder.callback());
+    std::optional<AllocationLimit> limit(1 << 20);
+    store.shell("INSERT INTO property(key, value) VALUES('A', hex(zeroblob(1000000)))");
+    EXPECT_TRUE(log.waitFor(3, std::string("Cannot read the changes of the property store: ") +
+                                   std::bad_alloc().what()));
+    bool isDelivered = false;
+    flushes::beforeNext([&] { // so long the write lasts
+        // The notification thread has seen that the log is written to.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        limit.reset();
+        isDelivered = recorder.waitFor(1);
+    });
+    api.setValue("B", "1");
+    EXPECT_TRUE(isDelivered);
 }
 
 } // namespace

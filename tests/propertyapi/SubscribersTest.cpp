@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+using propertyapi::ChangeJournal;
 using propertyapi::Subscribers;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -106,6 +107,32 @@ TEST_F(SubscribersTest, NumbersThatBeganAnewAreMadeUpFor) {
     subscribers.deliverCurrent({"A", "as of 9"}, now);
     EXPECT_EQ(subscribers.task(now).kind, Kind::NOTHING);
     EXPECT_THAT(first.values(), ElementsAre("as of 9"));
+}
+
+/// The client itself made the changes 101 to 200 at once, more than the journal keeps.
+TEST_F(SubscribersTest, ValueThatIsKnownIsNotToldWhereAllThatWasMissedAreTheClientsOwnChanges) {
+    struct Case {
+        std::int64_t position;
+        ChangeJournal::Span journal;
+        bool isTold;
+    };
+    for (const Case& each :
+         {Case{100, {180, 200}, false}, Case{150, {200, 230}, false}, Case{99, {180, 200}, true},
+          Case{150, {201, 230}, true}, Case{150, {110, 149}, true}}) {
+        ChangeRecorder known;
+        ChangeRecorder other;
+        const auto one = subscribers.add("A", known.callback(), {1, each.position}, "same");
+        const auto two = subscribers.add("A", other.callback(), {1, each.position}, "before");
+        auto now = round(each.journal.lost, each.journal.newest);
+        now.ownOverflow = {100, 200};
+        EXPECT_EQ(subscribers.task(now).kind, Kind::VALUES);
+        subscribers.deliverCurrent({"A", "same"}, now);
+        EXPECT_THAT(known.values(), testing::SizeIs(each.isTold ? 1 : 0))
+            << each.position << " " << each.journal.lost;
+        EXPECT_THAT(other.values(), ElementsAre("same"));
+        subscribers.end("A", one);
+        subscribers.end("A", two);
+    }
 }
 
 TEST_F(SubscribersTest, OtherFileIsToldWhereItDiffersFromWhatWasToldLast) {

@@ -182,12 +182,12 @@ void Database::flushWal() {
         throw DatabaseError(primary(code), "cannot flush " + walPath().text());
 }
 
-void Database::checkpoint() {
+bool Database::checkpoint() {
     const int code =
         sqlite3_wal_checkpoint_v2(handle_, "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
-    // Busy: another connection is at it.
     if (code != SQLITE_OK && primary(code) != SQLITE_BUSY)
         fail(code);
+    return code == SQLITE_OK;
 }
 
 void Database::emptyLog() noexcept {

@@ -72,8 +72,8 @@ public:
     /// Flushes the write-ahead log, its directory entry too, to the disk.
     void flushWal();
     /// Moves what it can of the write-ahead log into the database, without keeping anybody from
-    /// reading or writing.
-    void checkpoint();
+    /// reading or writing. False when another connection is at it just now: nothing is done then.
+    bool checkpoint();
     /// Moves the rest of the write-ahead log, with the write lock, and cuts the log to no bytes,
     /// where nobody else is reading from it or writing, nor has to be waited for.
     void emptyLog() noexcept;

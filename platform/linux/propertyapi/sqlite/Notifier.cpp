@@ -17,7 +17,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Task = Subscribers::Task;
 
-/// How long a write of this process is passed over before it is looked whether it still lasts.
+/// How long what is written to the log is passed over while this process writes: somebody else may
+/// have committed right before.
 constexpr std::chrono::milliseconds OWN_WRITE{50};
 
 } // namespace
@@ -76,8 +77,12 @@ void Notifier::run() {
 /// of the writer. Nobody else can commit meanwhile, and the writer says when it is done.
 CommitWatch::Cause Notifier::awaitCommit() {
     CommitWatch::Cause cause = watch_.wait(next_);
-    while (cause == CommitWatch::Cause::LOG_WRITTEN && !stopping_ && store_.isWriting())
+    while (cause == CommitWatch::Cause::LOG_WRITTEN && !stopping_ && store_.isWriting()) {
         cause = watch_.waitForWake(Clock::now() + OWN_WRITE);
+        // It still lasts, or the next one has begun.
+        if (store_.isWriting())
+            look();
+    }
     return cause;
 }
 

@@ -267,7 +267,7 @@ void OpenStore::close() {
     connections_.reset();
     const FileStamp left = FileStamp::of(log);
     // Without what is left in a log the database need not be sound.
-    if (move && (left.isMissing() || (left.error == 0 && left.size == 0)) && mark_.isUntouched())
+    if (move && (left.isMissing() || (left.error == 0 && left.size == 0)))
         mark_.set();
 }
 

@@ -69,8 +69,7 @@ void SoundMark::moveLog(Database& database) {
     } const move{*this};
     const bool untouched = isUntouched();
     known_.clear();
-    database.checkpoint();
-    if (untouched)
+    if (database.checkpoint() && untouched)
         known_ = state();
 }
 
@@ -82,9 +81,9 @@ bool SoundMark::isUntouched() const {
 /// before that clock goes on changes the time nevertheless. Where the file system keeps no such
 /// digit there is no mark.
 void SoundMark::set() const {
-    if (isValid())
-        return;
     FileStamp stamp = FileStamp::of(path_);
+    if (isDamaged_ || isValid() || stateOf(stamp) != known_)
+        return;
     stamp.modifiedNanoseconds ^= 1;
     std::array<timespec, 2> times{};
     times[0].tv_nsec = UTIME_OMIT;

@@ -42,8 +42,8 @@ public:
     /// which knew that of its own time, marked it since; and nobody here found it damaged. After
     /// all other threads.
     bool isUntouched() const;
-    /// Marks the database, which was closed untouched and has nothing in its log any more; a
-    /// failure means that it is checked when it is opened.
+    /// Marks the database, which is closed and has nothing in its log any more, where it is
+    /// untouched; a failure means that it is checked when it is opened. After all other threads.
     void set() const;
 
 private:

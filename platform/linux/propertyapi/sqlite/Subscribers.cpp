@@ -33,8 +33,8 @@ bool Subscribers::Subscriber::missedChanges(const Round& round) const {
 /// Of those that missed changes of the file that is open; numbers that have begun anew are others'.
 bool Subscribers::Subscriber::missedOwnAlone(const Round& round) const {
     const ChangeSpan& own = round.ownOverflow;
-    return position.number >= own.lost && position.number < own.newest &&
-           position.number <= round.span.newest && round.span.lost <= own.newest;
+    return position.number >= own.lost && round.span.lost <= own.newest &&
+           position.number <= round.span.newest;
 }
 
 Subscribers::Id Subscribers::add(const std::string& key, Callback callback, ChangePosition position,
