@@ -25,6 +25,16 @@ double median(Samples samples) {
     return samples.size() % 2 == 1 ? samples[middle] : (samples[middle - 1] + samples[middle]) / 2;
 }
 
+Samples byGroups(const Samples& samples, std::size_t groups, double part) {
+    Samples result;
+    const std::size_t size = samples.size() / groups;
+    for (std::size_t group = 0; group < groups; ++group) {
+        const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(group * size);
+        result.push_back(quantile(Samples(begin, begin + static_cast<std::ptrdiff_t>(size)), part));
+    }
+    return result;
+}
+
 Range rangeOf(const Samples& samples) {
     return {median(samples), quantile(samples, 0), quantile(samples, 1)};
 }

@@ -26,6 +26,9 @@ Range exactly(double value);
 /// many.
 Samples eachRound(const Samples& ours, const Samples& reference,
                   const std::function<double(double ours, double reference)>& function);
+/// So many groups of samples that follow one another, equally large, each with its quantile; what
+/// is left over at the end is left out. Throws as quantile().
+Samples byGroups(const Samples& samples, std::size_t groups, double part);
 /// Ours divided by the reference, round by round.
 Samples ratios(const Samples& ours, const Samples& reference);
 

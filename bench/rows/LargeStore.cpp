@@ -14,7 +14,7 @@ std::vector<Figure> measureLargeStore(const Settings& settings) {
     phone.startReference();
     phone.startDaemon();
     const Rounds rounds = alternate(
-        settings.rounds,
+        settings.shortRounds(),
         [&](int round) { return phone.run(phone.parameters(COUNT, round, false)); },
         [&](int round) { return phone.referenceRun(phone.parameters(COUNT, round, false)); });
     phone.stopDaemon();

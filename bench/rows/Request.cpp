@@ -9,21 +9,6 @@
 
 namespace bench {
 
-namespace {
-
-/// Groups of rounds, each with its quantile.
-Samples byGroups(const Samples& samples, std::size_t groups, double part) {
-    Samples result;
-    const std::size_t size = samples.size() / groups;
-    for (std::size_t group = 0; group < groups; ++group) {
-        const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(group * size);
-        result.push_back(quantile(Samples(begin, begin + static_cast<std::ptrdiff_t>(size)), part));
-    }
-    return result;
-}
-
-} // namespace
-
 std::vector<Figure> measureRequest(const Settings& settings) {
     const int rounds = settings.isQuick ? 30 : 40 * settings.rounds;
     BenchPhone phone;

@@ -32,14 +32,12 @@ Figure figureOf(const Size& size, const std::string& protocol, const Rounds& rou
 
 /// µs for one more parameter between two sizes, round by round.
 Samples slopes(const Samples& few, int fewCount, const Samples& many, int manyCount) {
-    // Of the smaller size there are more rounds; the first ones count.
-    const Samples asMany(few.begin(), few.begin() + static_cast<std::ptrdiff_t>(many.size()));
-    return eachRound(many, asMany, [&](double high, double low) {
+    return eachRound(many, few, [&](double high, double low) {
         return (high - low) * 1000 / (manyCount - fewCount);
     });
 }
 
-/// Of the two smallest sizes the required steps, too, which are little of a larger one.
+/// Of all sizes but the largest the required steps, too, which are little of that.
 std::vector<Samples> measureSize(BenchPhone& phone, const Size& size, bool isEncryptedConnection,
                                  int rounds) {
     const auto url = [=, &phone](int round) {
@@ -49,7 +47,7 @@ std::vector<Samples> measureSize(BenchPhone& phone, const Size& size, bool isEnc
                                   [&](int round) {
                                       return phone.referenceRun(url(round));
                                   }};
-    if (size.count <= 1000)
+    if (size.count <= 10000)
         sides.emplace_back([&](int round) { return phone.stepsRun(url(round)); });
     return alternate(rounds, sides);
 }
@@ -77,7 +75,8 @@ Figure growthFigure(std::map<int, Rounds>& measured) {
 std::vector<Figure> measureRuns(const Settings& settings) {
     std::vector<Figure> figures;
     std::vector<Figure> beside;
-    std::map<int, Rounds> overHttp;
+    std::map<int, Rounds> overHttp; // equally many of each size
+    const auto groups = static_cast<std::size_t>(settings.rounds);
     for (const Size& size : SIZES) {
         if (settings.isQuick && size.count > 10000)
             continue;
@@ -87,8 +86,7 @@ std::vector<Figure> measureRuns(const Settings& settings) {
         phone.startReference();
         phone.startSteps();
         phone.startDaemon();
-        // Short runs differ more from each other.
-        const int rounds = size.count <= 1000 ? 3 * settings.rounds : settings.rounds;
+        const int rounds = size.count <= 10000 ? settings.shortRounds() : settings.rounds;
         for (const char* const protocol : {"http", "https"}) {
             const std::vector<Samples> times =
                 measureSize(phone, size, protocol == std::string("https"), rounds);
@@ -96,7 +94,8 @@ std::vector<Figure> measureRuns(const Settings& settings) {
             if (times.size() > 2)
                 beside.push_back(stepsFigure(figures.back(), {times[0], times[2]}));
             if (protocol == std::string("http"))
-                overHttp[size.count] = {times[0], times[1]};
+                overHttp[size.count] = {byGroups(times[0], groups, 0.5),
+                                        byGroups(times[1], groups, 0.5)};
         }
         phone.stopDaemon();
     }

@@ -44,33 +44,37 @@ std::vector<Figure> measureShell(const Settings& settings) {
     BenchPhone phone;
     phone.publishParameters(COUNT);
     phone.startReference();
+    phone.startSteps();
     phone.startDaemon();
     const PropertyTable shellStore(phone.root().host("/shell.db"));
     const std::string pipeline = script(phone);
-    Samples shell;
     const auto url = [&](int round) {
         return phone.parameters(COUNT, round, false);
     };
-    const Rounds rounds = alternate(
-        settings.rounds,
-        [&](int round) {
-            shell.push_back(shellRun(pipeline, url(round)));
-            return phone.run(url(round));
-        },
-        [&](int round) { return phone.referenceRun(url(round)); });
+    const std::vector<Samples> times = alternate(
+        settings.shortRounds(), {[&](int round) { return phone.run(url(round)); },
+                                 [&](int round) { return phone.referenceRun(url(round)); },
+                                 [&](int round) { return phone.stepsRun(url(round)); },
+                                 [&](int round) {
+                                     return shellRun(pipeline, url(round));
+                                 }});
     phone.stopDaemon();
-    shell.erase(shell.begin(), shell.begin() + 2);
     if (shellStore.value("Directory.Entry.999.Number").rfind("value 999 ", 0) != 0)
         throw std::runtime_error("the pipeline stored nothing");
-    const Rounds factors{ratios(shell, rounds.ours), ratios(shell, rounds.reference)};
+    const Samples& shell = times[3];
+    const Rounds factors{ratios(shell, times[0]), ratios(shell, times[1])};
     // How many times as fast: the more the better, so what the goal bounds is the reference's part.
     Figure figure = ratioFigure("shell", "times as fast as a shell pipeline, 1,000 parameters", "×",
                                 factors, 1.1);
     figure.value = rangeOf(ratios(factors.reference, factors.ours));
+    const Rounds besideSteps{factors.ours, ratios(shell, times[2])};
+    Figure beside = stepsFigure(figure, besideSteps);
+    beside.value = rangeOf(ratios(besideSteps.reference, besideSteps.ours));
+    beside.note.clear();
     figure.note = "the value is the reference's factor divided by ours; the pipeline of curl, "
                   "openssl and sqlite3 took " +
                   std::to_string(static_cast<int>(median(shell))) + " ms";
-    return {figure};
+    return {figure, beside};
 }
 
 } // namespace bench

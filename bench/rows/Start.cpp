@@ -36,9 +36,9 @@ std::vector<Samples> starts(int keys, int rounds) {
 } // namespace
 
 std::vector<Figure> measureStart(const Settings& settings) {
-    const std::vector<Samples> small = starts(0, settings.rounds);
+    const std::vector<Samples> small = starts(0, settings.shortRounds());
     const int keys = settings.isQuick ? 10000 : 100000;
-    const std::vector<Samples> large = starts(keys, settings.rounds);
+    const std::vector<Samples> large = starts(keys, settings.shortRounds());
     Figure figure =
         plainFigure("start-large", "exec to the bus served, store of " + grouped(keys) + " keys",
                     rangeOf(large[0]), "ms", 60);
