@@ -47,7 +47,7 @@ public:
         std::size_t index_;
     };
 
-    /// The attributes of one child, in document order.
+    /// The attributes of one child, in document order, repeated ones included.
     class Attributes {
     public:
         Attributes() = default;
