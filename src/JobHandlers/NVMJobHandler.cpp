@@ -105,14 +105,17 @@ void NVMJobHandler::prepareNvmParams() noexcept {
     for (const ProvisioningNode::Attributes child : node.children) {
         if (report.isCancelled())
             return;
-        std::string_view key = UNREAD;
-        std::string_view value = UNREAD;
         try {
-            key = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
-            value = child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR);
-            addParameter(heldKey.assign(key), heldValue.assign(value));
+            heldKey.assign(child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR));
+            heldValue.assign(child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR));
+            addParameter(heldKey, heldValue);
         } catch (const std::exception& exception) {
-            noteFailedPreparation(key, value, exception.what());
+            // Looked for once more: where at() throws, g++ 12 for ARM leaves in a view that is
+            // assigned its result what the child before has.
+            const auto key = child.find(XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
+            const auto value =
+                key ? child.find(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR) : std::nullopt;
+            noteFailedPreparation(key.value_or(UNREAD), value.value_or(UNREAD), exception.what());
         }
         progressReporter.doProgress();
     }
