@@ -110,8 +110,8 @@ void NVMJobHandler::prepareNvmParams() noexcept {
             heldValue.assign(child.at(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR));
             addParameter(heldKey, heldValue);
         } catch (const std::exception& exception) {
-            // Looked for once more: where at() throws, g++ 12 for ARM leaves in a view that is
-            // assigned its result what the child before has.
+            // Looked for once more: a view that had another value before it was assigned the result
+            // of at() loses that when at() throws, with g++ 12 for ARM.
             const auto key = child.find(XMLParser::NVM_SETTINGS_PARAM_ATTR_NAME_STR);
             const auto value =
                 key ? child.find(XMLParser::NVM_SETTINGS_PARAM_ATTR_VALUE_STR) : std::nullopt;
