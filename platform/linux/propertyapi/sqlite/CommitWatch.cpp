@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The checked ppoll() of a 32-bit system's C library (glibc 2.36) takes a 64-bit time for a 32-bit
-// one: it does not wait at all.
+// one: it waits for whole seconds only, and not at all for less than one.
 #undef _FORTIFY_SOURCE
 
 #include "CommitWatch.h"
